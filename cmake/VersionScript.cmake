@@ -1,0 +1,13 @@
+# Writes the linker version script from the export lists under abi/: what is not listed is not exported.
+function(ddal_write_version_script output)
+    set(lists exports.txt unsupported.txt zero.txt extensions.txt)
+    list(TRANSFORM lists PREPEND ${CMAKE_SOURCE_DIR}/abi/)
+    set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${lists})
+    set(names "")
+    foreach(list_file IN LISTS lists)
+        file(STRINGS ${list_file} entries REGEX "^[A-Za-z_]")
+        list(APPEND names ${entries})
+    endforeach()
+    list(JOIN names ";\n        " body)
+    file(CONFIGURE OUTPUT ${output} CONTENT "DDAL_1 {\n    global:\n        ${body};\n    local:\n        *;\n};\n")
+endfunction()

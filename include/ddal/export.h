@@ -1,0 +1,25 @@
+/* Linkage of the public interface. Included by every public header; applications need nothing from it. */
+#ifndef DDAL_EXPORT_H
+#define DDAL_EXPORT_H
+
+#if defined(__GNUC__)
+#define DDAL_API __attribute__((visibility("default")))
+#define DDAL_WEAK __attribute__((weak))
+#define DDAL_PRINTF(format_index, first_argument) __attribute__((format(printf, format_index, first_argument)))
+#else
+#define DDAL_API
+#define DDAL_WEAK
+#define DDAL_PRINTF(format_index, first_argument)
+#endif
+
+#ifdef __cplusplus
+#define DDAL_BEGIN_DECLS                                                                                               \
+    extern "C"                                                                                                         \
+    {
+#define DDAL_END_DECLS }
+#else
+#define DDAL_BEGIN_DECLS
+#define DDAL_END_DECLS
+#endif
+
+#endif

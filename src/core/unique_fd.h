@@ -1,0 +1,44 @@
+// Owner of one file descriptor.
+#pragma once
+
+#include <cerrno>
+#include <unistd.h>
+#include <utility>
+
+namespace ddal::core {
+
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : fd_(fd) {}
+    UniqueFd(UniqueFd &&other) noexcept : fd_(other.release()) {}
+    UniqueFd &operator=(UniqueFd &&other) noexcept
+    {
+        reset(other.release());
+        return *this;
+    }
+    ~UniqueFd() { reset(); }
+
+    explicit operator bool() const { return fd_ >= 0; }
+    int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
+
+    // Closes what is held. errno survives, so that a result can be built from it afterwards.
+    void reset(int fd = -1)
+    {
+        if (fd_ >= 0) {
+            const int saved_errno = errno;
+            ::close(fd_);
+            errno = saved_errno;
+        }
+        fd_ = fd;
+    }
+
+    // Closes and reports, for the places where the result of close counts.
+    int close() { return ::close(release()); }
+
+private:
+    int fd_ = -1;
+};
+
+} // namespace ddal::core
