@@ -1,0 +1,237 @@
+// Physically contiguous memory for the DMA engines.
+#include <ddal/cma.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <pthread.h>
+#include <sys/ioctl.h>
+
+#include "core/log.h"
+#include "core/unique_fd.h"
+#include "dsp/low_mapping.h"
+#include "dsp/region.h"
+
+using ddal::core::minus_errno;
+using ddal::core::UniqueFd;
+
+namespace ddal::dsp {
+
+std::array<Region, kMaxRegions> regions{};
+
+namespace {
+
+constexpr const char *kCmaNode = "/dev/cma";
+constexpr const char *kCmaRegionList = "/proc/cma";
+
+constexpr unsigned long kRequestInitialise = 0xFE01;
+constexpr unsigned long kRequestAllocate = 0xC004FE03; // encodes 4 bytes, the record has 12
+constexpr unsigned long kRequestEnablePmu = 0xFE04;
+
+struct CmaAllocRequest {
+    uint32_t mem_type;
+    uint32_t size;
+    uint32_t physical; // filled by the driver
+};
+static_assert(sizeof(CmaAllocRequest) == 12 && offsetof(CmaAllocRequest, physical) == 8);
+
+int cma_fd = -1; // open for the life of the process once the set-up has succeeded
+int setup_result = DDAL_ERR_FAILURE;
+pthread_once_t setup_once = PTHREAD_ONCE_INIT;
+
+struct StreamCloser {
+    void operator()(FILE *stream) const { fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, StreamCloser>;
+
+bool skip_line(FILE *stream)
+{
+    int c = getc(stream);
+    if (c == EOF)
+        return false;
+    while (c != '\n' && c != EOF)
+        c = getc(stream);
+    return ferror(stream) == 0;
+}
+
+// Region after region from the list: physical address, a word, size, a word. Both numbers are hexadecimal.
+bool next_entry(FILE *stream, uint64_t *phys, uint64_t *size)
+{
+    return fscanf(stream, "%" SCNx64 " %*s %" SCNx64 " %*s\n", phys, size) == 2;
+}
+
+bool map_region(int fd, uint64_t phys, uint64_t size, Region *region)
+{
+    constexpr uint64_t kEndOfAddresses = UINT64_C(1) << 32;
+    if (phys >= kEndOfAddresses || size > kEndOfAddresses - phys || size == kEndOfAddresses) {
+        errno = EOVERFLOW;
+        return false;
+    }
+
+    region->phys = static_cast<uint32_t>(phys);
+    region->size = static_cast<uint32_t>(size);
+    region->virt = map_below_4gib(fd, static_cast<off_t>(phys), region->size);
+    region->difference = region->virt - region->phys;
+    return region->virt != 0;
+}
+
+// Regions that are given up again unless the whole list could be mapped.
+class RegionSet {
+public:
+    RegionSet() = default;
+    RegionSet(const RegionSet &) = delete;
+    RegionSet &operator=(const RegionSet &) = delete;
+    ~RegionSet()
+    {
+        for (size_t i = 0; i < count_; ++i)
+            unmap_below_4gib(entries_[i].virt, entries_[i].size);
+    }
+
+    bool full() const { return count_ == entries_.size(); }
+    void add(const Region &region) { entries_[count_++] = region; }
+
+    void publish()
+    {
+        // The region of the second line is the one that is asked for most: it is looked up first.
+        if (full())
+            std::swap(entries_[0], entries_[1]);
+        regions = entries_;
+        count_ = 0;
+    }
+
+private:
+    std::array<Region, kMaxRegions> entries_{};
+    size_t count_ = 0;
+};
+
+int request(unsigned long number, void *argument)
+{
+    int result;
+    do
+        result = ioctl(cma_fd, number, argument);
+    while (result < 0 && errno == EINTR);
+    return result;
+}
+
+const char *memory_name(uint32_t mem_type)
+{
+    return mem_type == DDAL_CMA_MSM ? "MSM" : "DDR";
+}
+
+void *as_pointer(uint32_t address)
+{
+    return reinterpret_cast<void *>(uintptr_t{address});
+}
+
+} // namespace
+
+void process_init_once(void)
+{
+    UniqueFd device{open(kCmaNode, O_RDWR | O_CLOEXEC)};
+    if (!device) {
+        setup_result = log_errno("Unable to open CMA device, %m\n");
+        return;
+    }
+
+    const Stream list{fopen(kCmaRegionList, "re")};
+    if (!list) {
+        setup_result = log_errno("Unable to open /proc/cma, %m\n");
+        return;
+    }
+
+    errno = 0;
+    if (!skip_line(list.get())) {
+        setup_result = log_errno("Unable to parse /proc/cma\n");
+        return;
+    }
+
+    RegionSet set;
+    uint64_t phys;
+    uint64_t size;
+    while (next_entry(list.get(), &phys, &size)) {
+        if (set.full()) {
+            log_line(LOG_ERR, "More than %u entries in /proc/cma\n", static_cast<unsigned>(kMaxRegions));
+            return;
+        }
+        Region region{};
+        if (!map_region(device.get(), phys, size, &region)) {
+            setup_result = log_errno("Unable to mmap DMA address %08x +%x, %m\n", static_cast<unsigned>(phys),
+                                     static_cast<unsigned>(size));
+            return;
+        }
+        set.add(region);
+    }
+
+    set.publish();
+    cma_fd = device.release();
+    setup_result = 0;
+}
+
+} // namespace ddal::dsp
+
+using namespace ddal::dsp;
+
+int ddal_cma_process_init(void)
+{
+    pthread_once(&setup_once, process_init_once);
+    return setup_result;
+}
+
+int ddal_cma_init_once(void)
+{
+    const int result = ddal_cma_process_init();
+    if (result != 0)
+        return result;
+    if (request(kRequestInitialise, nullptr) < 0)
+        return log_errno("Unable to initialize CMA device, %m\n");
+    return 0;
+}
+
+int ddal_cma_alloc(uint32_t mem_type, uint32_t size, uint32_t *virt_addr)
+{
+    if (!virt_addr)
+        return log_error(-EINVAL, "Invalid argument virt_addr (NULL)\n");
+    if (size == 0)
+        return log_error(-EINVAL, "Invalid argument size (0)\n");
+    if (mem_type != DDAL_CMA_MSM && mem_type != DDAL_CMA_DDR)
+        return log_error(-EINVAL, "Invalid argument mem_type (%u)\n", mem_type);
+
+    CmaAllocRequest allocation{mem_type, size, 0};
+    if (request(kRequestAllocate, &allocation) < 0)
+        return log_errno("Unable to allocate %s of size 0x%zx, %m\n", memory_name(mem_type), size_t{size});
+
+    const int result = ddal_cma_phy_to_virt(allocation.physical, virt_addr);
+    if (result != 0)
+        return log_error(result, "ddal_cma_phy_to_virt returned failure %d for addr %p\n\n", result,
+                         as_pointer(allocation.physical));
+    return 0;
+}
+
+int ddal_cma_phy_to_virt(uint32_t dma_addr, uint32_t *virt_addr)
+{
+    if (!virt_addr)
+        return log_error(-EINVAL, "Invalid argument virt_addr (NULL)\n");
+    if (region_phy_to_virt(dma_addr, virt_addr))
+        return 0;
+    *virt_addr = 0;
+    return log_error(-EFAULT, "Invalid DMA addr %p\n", as_pointer(dma_addr));
+}
+
+int ddal_cma_virt_to_phy(uint32_t virt_addr, uint32_t *dma_addr)
+{
+    if (!dma_addr)
+        return log_error(-EINVAL, "Invalid argument dma_addr (NULL)\n");
+    if (region_virt_to_phy(virt_addr, dma_addr))
+        return 0;
+    *dma_addr = 0;
+    return log_error(-EFAULT, "Invalid virtual addr %p\n", as_pointer(virt_addr));
+}
+
+int ddal_cma_enable_user_pmu(void)
+{
+    if (request(kRequestEnablePmu, nullptr) < 0)
+        return log_errno("Unable to enable user access to PMU\n");
+    return 0;
+}
