@@ -1,0 +1,88 @@
+#!/usr/bin/env python3
+"""Folders use only the folders that ARCHITECTURE.md lets them use.
+
+usage: layering.py SOURCE_DIR BUILD_DIR
+
+Two views: the #include lines of every tracked source file, and the symbols that the objects of one folder under src/
+need from another (a call through a public header is a use as well).
+"""
+import collections
+import pathlib
+import re
+import subprocess
+import sys
+
+from architecture import Architecture
+
+INCLUDE = re.compile(r'^\s*#\s*include\s+(["<])([^">]+)[">]', re.MULTILINE)
+INCLUDE_ROOTS = ("include", "src", "vboard", "tools", "tests", ".")
+
+
+def tracked_sources(root):
+    out = subprocess.run(["git", "ls-files", "*.c", "*.cpp", "*.h"], cwd=root, check=True, capture_output=True, text=True)
+    return out.stdout.split()
+
+
+def resolve(root, source, name):
+    """The path of an included file below the root, None for a file of the system."""
+    for directory in (pathlib.Path(source).parent, *map(pathlib.Path, INCLUDE_ROOTS)):
+        if (root / directory / name).is_file():
+            return (root / directory / name).resolve().relative_to(root).as_posix()
+    return None
+
+
+def include_faults(root, architecture):
+    for source in tracked_sources(root):
+        folder = architecture.folder_of(source)
+        if folder is None:
+            yield f"{source}: its folder is not in ARCHITECTURE.md"
+            continue
+        for bracket, name in INCLUDE.findall((root / source).read_text()):
+            target = "include/ddal" if name.startswith("ddal/") else resolve(root, source, name)
+            if target is None:
+                if bracket == '"':
+                    yield f'{source}: "{name}" is no file of the project'
+                continue
+            used = architecture.folder_of(target)
+            if used != folder and used not in architecture.may_use[folder]:
+                yield f"{source}: includes {name}, but {folder} may not use {used or target}"
+
+
+def symbols_of(objects):
+    """(defined, undefined) global names of object files."""
+    out = subprocess.run(["nm", "-g", *objects], check=True, capture_output=True, text=True).stdout
+    names = collections.defaultdict(set)
+    for line in out.splitlines():
+        fields = line.split()
+        if len(fields) >= 2 and not line.endswith(":"):
+            names[fields[-2] in "Uw"].add(fields[-1])
+    return names[False], names[True]
+
+
+def symbol_faults(build, architecture):
+    symbols = {}
+    for folder in architecture.may_use:
+        objects = sorted(map(str, (build / folder).rglob("*.o"))) if folder.startswith("src/") else []
+        if objects:
+            symbols[folder] = symbols_of(objects)
+    if not symbols:
+        yield f"no objects found under {build}/src"
+    for folder, (_, undefined) in symbols.items():
+        for used, (defined, _) in symbols.items():
+            if used != folder and used not in architecture.may_use[folder]:
+                # Inline functions and type data stand in every folder that uses them.
+                for name in sorted((undefined & defined) - symbols[folder][0]):
+                    yield f"{folder} calls {name} of {used}, which it may not use"
+
+
+def main(root, build):
+    architecture = Architecture(root)
+    if not architecture.may_use:
+        sys.exit("no table of folders found in ARCHITECTURE.md")
+    faults = [*include_faults(root, architecture), *symbol_faults(build, architecture)]
+    print("\n".join(faults) or f"{len(architecture.may_use)} folders")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()))
