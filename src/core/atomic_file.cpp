@@ -1,0 +1,236 @@
+#include "core/atomic_file.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/fresh_name.h"
+#include "core/log.h"
+#include "core/text.h"
+#include "core/unique_fd.h"
+#include "core/unique_stream.h"
+
+namespace ddal::core {
+
+struct ddal_common_atomic_file {
+    UniqueStream reader; // of the locked target
+    UniqueFd directory;
+    UniqueStream writer; // not open in a read-only handle
+    FreshName temporary; // empty while the replacement has no name
+    char base_name[NAME_MAX + 1];
+};
+
+namespace {
+
+constexpr size_t kPathSize = 4096;
+constexpr mode_t kReplacementMode = 0600;
+constexpr int kReplacementFlags = O_RDWR | O_CLOEXEC;
+
+struct Mode {
+    bool valid;
+    bool writes;
+    bool creates;
+    bool copies;
+};
+
+constexpr Mode parse_mode(const char *mode)
+{
+    switch (mode[0]) {
+    case 'r': return {true, mode[1] == '+', false, true};
+    case 'w': return {true, true, true, false};
+    case 'a': return {true, true, true, true};
+    default: return {};
+    }
+}
+
+// The functions below return false, or an empty owner, with errno set.
+
+bool fail_with(int error)
+{
+    errno = error;
+    return false;
+}
+
+bool open_directory(ddal_common_atomic_file &file, const char *path)
+{
+    char directory[kPathSize];
+    if (ddal_common_strlcpy(directory, path, sizeof directory) >= sizeof directory)
+        return fail_with(ENAMETOOLONG);
+    char *slash = strrchr(directory, '/');
+    const char *name = slash ? slash + 1 : directory;
+    if (*name == '\0')
+        return fail_with(EISDIR);
+    if (ddal_common_strlcpy(file.base_name, name, sizeof file.base_name) >= sizeof file.base_name)
+        return fail_with(ENAMETOOLONG);
+
+    if (slash)
+        slash[slash == directory ? 1 : 0] = '\0';
+    file.directory.reset(open(slash ? directory : ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_PATH));
+    return static_cast<bool>(file.directory);
+}
+
+bool lock(int fd, int operation)
+{
+    while (flock(fd, operation) != 0) {
+        if (errno != EINTR)
+            return false;
+    }
+    return true;
+}
+
+// 1: the locked file still bears the target's name; 0: it was replaced while the lock was awaited; -1 with errno.
+int still_current(const ddal_common_atomic_file &file, int fd)
+{
+    struct stat locked;
+    struct stat named;
+    if (fstat(fd, &locked) != 0)
+        return -1;
+    if (fstatat(file.directory.get(), file.base_name, &named, 0) != 0)
+        return errno == ENOENT ? 0 : -1;
+    return locked.st_dev == named.st_dev && locked.st_ino == named.st_ino ? 1 : 0;
+}
+
+UniqueFd open_locked(const ddal_common_atomic_file &file, const Mode &mode)
+{
+    const int flags = O_RDONLY | O_CLOEXEC | (mode.creates ? O_CREAT : 0);
+    for (;;) {
+        UniqueFd fd{openat(file.directory.get(), file.base_name, flags, kReplacementMode)};
+        if (!fd || !lock(fd.get(), mode.writes ? LOCK_EX : LOCK_SH))
+            return UniqueFd{};
+        const int current = still_current(file, fd.get());
+        if (current != 0)
+            return current > 0 ? std::move(fd) : UniqueFd{};
+    }
+}
+
+UniqueFd open_anonymous(int directory)
+{
+    UniqueFd fd{openat(directory, ".", kReplacementFlags | O_TMPFILE, kReplacementMode)};
+    if (!fd && errno == EISDIR) // from a kernel that does not know the flag
+        errno = ENOSYS;
+    return fd;
+}
+
+UniqueFd open_replacement(ddal_common_atomic_file &file)
+{
+    const int directory = file.directory.get();
+    UniqueFd fd = open_anonymous(directory);
+    if (fd || (errno != ENOSYS && errno != EOPNOTSUPP))
+        return fd;
+    file.temporary.take([&](const char *name) {
+        fd.reset(openat(directory, name, kReplacementFlags | O_CREAT | O_EXCL, kReplacementMode));
+        return static_cast<bool>(fd);
+    });
+    return fd;
+}
+
+bool open_writer(ddal_common_atomic_file &file, const Mode &mode, const char *mode_text)
+{
+    UniqueFd fd = open_replacement(file);
+    if (!fd)
+        return false;
+    if (mode.copies) {
+        const int result = copy_file_splice(fileno(file.reader.get()), fd.get());
+        if (result != 0)
+            return fail_with(-result);
+    }
+    // Only now: the append flag of "a" would forbid the splice.
+    file.writer = UniqueStream::from(std::move(fd), mode_text);
+    return static_cast<bool>(file.writer);
+}
+
+bool open_all(ddal_common_atomic_file &file, const char *path, const Mode &mode, const char *mode_text)
+{
+    if (!open_directory(file, path))
+        return false;
+    UniqueFd fd = open_locked(file, mode);
+    if (!fd)
+        return false;
+    file.reader = UniqueStream::from(std::move(fd), "r");
+    if (!file.reader)
+        return false;
+    if (mode.writes)
+        return open_writer(file, mode, mode_text);
+    file.directory.reset();
+    return true;
+}
+
+bool link_to(int fd, int directory, const char *name)
+{
+    if (linkat(fd, "", directory, name, AT_EMPTY_PATH) == 0)
+        return true;
+    if (errno != ENOENT && errno != EPERM)
+        return false;
+    // Linking a descriptor itself takes a privilege; its entry under /proc does not.
+    char self[sizeof "/proc/self/fd/" + 3 * sizeof fd];
+    ddal_common_scnprintf(self, sizeof self, "/proc/self/fd/%d", fd);
+    return linkat(AT_FDCWD, self, directory, name, AT_SYMLINK_FOLLOW) == 0;
+}
+
+int put_in_place(ddal_common_atomic_file &file)
+{
+    const int fd = fileno(file.writer.get());
+    errno = 0;
+    if (fflush(file.writer.get()) != 0 || fdatasync(fd) != 0)
+        return minus_errno();
+    struct stat target;
+    if (fstat(fileno(file.reader.get()), &target) != 0 || fchmod(fd, target.st_mode & ALLPERMS) != 0 ||
+        fchown(fd, target.st_uid, target.st_gid) != 0)
+        return minus_errno();
+
+    const int directory = file.directory.get();
+    FreshName linked;
+    if (!linked.take([&](const char *name) { return link_to(fd, directory, name); }))
+        return minus_errno();
+    if (renameat(directory, linked.get(), directory, file.base_name) == 0)
+        return 0;
+    const int result = minus_errno();
+    unlinkat(directory, linked.get(), 0);
+    return result;
+}
+
+} // namespace
+
+ddal_common_atomic_file *ddal_common_atomic_open(const char *path, const char *mode)
+{
+    const Mode parsed = parse_mode(mode);
+    if (!parsed.valid) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    AtomicFile file{new (std::nothrow) ddal_common_atomic_file{}};
+    if (!file || !open_all(*file, path, parsed, mode)) {
+        const int saved_errno = errno;
+        file.reset();
+        errno = saved_errno;
+    }
+    return file.release();
+}
+
+FILE *ddal_common_atomic_reader(ddal_common_atomic_file *h)
+{
+    return h->reader.get();
+}
+
+FILE *ddal_common_atomic_writer(ddal_common_atomic_file *h)
+{
+    return h->writer.get();
+}
+
+int ddal_common_atomic_close(ddal_common_atomic_file *h, int commit)
+{
+    const std::unique_ptr<ddal_common_atomic_file> file{h};
+    int result = 0;
+    if (commit && file->writer)
+        result = put_in_place(*file);
+    if (file->temporary)
+        unlinkat(file->directory.get(), file->temporary.get(), 0);
+    return result;
+}
+
+} // namespace ddal::core

@@ -1,0 +1,43 @@
+#include "core/fresh_name.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <unistd.h>
+
+namespace ddal::core {
+
+namespace {
+
+constexpr char kPattern[] = ".ddal-XXXXXX";
+constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+constexpr uint64_t kLetterCount = sizeof kLetters - 1;
+
+// Spreads every input bit over the result (the finaliser of a 64-bit multiplicative hash).
+uint64_t mix(uint64_t value)
+{
+    value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9U;
+    value = (value ^ (value >> 27)) * 0x94D049BB133111EBU;
+    return value ^ (value >> 31);
+}
+
+} // namespace
+
+void FreshName::choose()
+{
+    // Need only differ between writers at work at the same time: whoever creates the name insists that it is new.
+    static std::atomic<uint32_t> count{0};
+    struct timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    uint64_t random = mix(static_cast<uint64_t>(now.tv_nsec) ^ (static_cast<uint64_t>(now.tv_sec) << 30) ^
+                          (static_cast<uint64_t>(getpid()) << 40) ^ (static_cast<uint64_t>(count++) << 56));
+
+    memcpy(text_, kPattern, sizeof kPattern);
+    for (char *letter = text_ + sizeof kPattern - sizeof "XXXXXX"; *letter != '\0'; ++letter) {
+        *letter = kLetters[random % kLetterCount];
+        random /= kLetterCount;
+    }
+}
+
+} // namespace ddal::core

@@ -1,0 +1,37 @@
+// Names of short-lived files next to the file that they replace.
+#pragma once
+
+#include <cerrno>
+
+namespace ddal::core {
+
+// A name ".ddal-XXXXXX" with six letters of its own; empty until one was taken.
+class FreshName {
+public:
+    explicit operator bool() const { return text_[0] != '\0'; }
+    const char *get() const { return text_; }
+
+    // Calls `claim(name)` with one name after another until it succeeds or fails with another errno than EEXIST.
+    template <typename Claim>
+    bool take(Claim claim)
+    {
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            choose();
+            if (claim(static_cast<const char *>(text_)))
+                return true;
+            if (errno != EEXIST)
+                break;
+        }
+        text_[0] = '\0';
+        return false;
+    }
+
+private:
+    static constexpr int kAttempts = 1000;
+
+    void choose();
+
+    char text_[sizeof ".ddal-XXXXXX"] = "";
+};
+
+} // namespace ddal::core

@@ -1,0 +1,212 @@
+// Programs as calls: output captured, input fed, exit status as result.
+#include <ddal/common.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "core/copy.h"
+#include "core/log.h"
+#include "core/process.h"
+#include "core/sigpipe_guard.h"
+#include "core/unique_stream.h"
+
+using ddal::core::ddal_common_copy_stream;
+using ddal::core::ddal_common_run;
+using ddal::core::ddal_common_spawn;
+using ddal::core::ddal_common_spawn_wait;
+using ddal::core::minus_errno;
+using ddal::core::SigpipeGuard;
+
+namespace {
+
+constexpr unsigned kAppendNewline = 1U << 0;
+
+// Which runner a line is logged for: its name, and what it calls the way of running.
+struct Caller {
+    const char *function;
+    const char *kind;
+    const char *path;
+};
+
+void name_program(const char *path, char **argv)
+{
+    if (argv[0])
+        return;
+    const char *slash = strrchr(path, '/');
+    argv[0] = const_cast<char *>(slash ? slash + 1 : path);
+}
+
+int failed(const Caller &caller, int code)
+{
+    log_line_as(LOG_ERR, caller.function, "%s ('%s') failed: %d\n", caller.kind, caller.path, code);
+    return code;
+}
+
+int result_of(const Caller &caller, int status)
+{
+    if (WIFEXITED(status))
+        return WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) {
+        log_line_as(LOG_WARNING, caller.function, "%s ('%s') interrupted\n", caller.kind, caller.path);
+        return -EINTR;
+    }
+    log_line_as(LOG_WARNING, caller.function, "%s ('%s') unhandled return value: %x\n", caller.kind, caller.path,
+                static_cast<unsigned>(status));
+    return -EINVAL;
+}
+
+int finish(const Caller &caller, pid_t pid, FILE *in_stream, FILE *out_stream)
+{
+    int status = 0;
+    const int result = ddal_common_spawn_wait(pid, in_stream, out_stream, &status);
+    return result < 0 ? failed(caller, result) : result_of(caller, status);
+}
+
+// Fills buf with a text of at most size - 1 bytes. Returns 0, -EIO or -ENOBUFS.
+int capture(FILE *out, char *buf, size_t size, const char *function)
+{
+    int result = 0;
+    const size_t got = fread(buf, 1, size - 1, out);
+    buf[got] = '\0';
+    if (got < size - 1 && ferror(out)) {
+        log_line_as(LOG_ERR, function, "ferror(out %d)\n", fileno(out));
+        result = -EIO;
+    } else if (got == size - 1 && fgetc(out) != EOF) {
+        char rest[BUFSIZ]; // read to the end, or the program would block on a full pipe
+        while (fread(rest, 1, sizeof rest, out) == sizeof rest) {
+        }
+        result = -ENOBUFS;
+    }
+    return result;
+}
+
+int feed(FILE *in, unsigned flags, FILE *to_child)
+{
+    SigpipeGuard guard;
+    int result = ddal_common_copy_stream(in, to_child);
+    errno = 0;
+    if (result == 0 && (flags & kAppendNewline) && fputc('\n', to_child) == EOF)
+        result = minus_errno();
+    if (result == -EPIPE)
+        guard.caused();
+    return result;
+}
+
+struct Feeder {
+    FILE *in;
+    unsigned flags;
+    FILE *to_child;
+    int result;
+};
+
+void *feed_and_close(void *argument)
+{
+    Feeder &feeder = *static_cast<Feeder *>(argument);
+    feeder.result = feed(feeder.in, feeder.flags, feeder.to_child);
+
+    SigpipeGuard guard;
+    errno = 0;
+    if (fclose(feeder.to_child) == 0)
+        return nullptr;
+    if (errno == EPIPE)
+        guard.caused();
+    if (feeder.result == 0)
+        feeder.result = minus_errno();
+    return nullptr;
+}
+
+// The thread takes none of the application's signals: their handlers belong to threads that the application knows.
+int start_feeder(pthread_t *thread, Feeder *feeder)
+{
+    sigset_t all;
+    sigset_t old;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &old);
+    const int error = pthread_create(thread, nullptr, feed_and_close, feeder);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    return error;
+}
+
+} // namespace
+
+int _ddal_common_shell_command(const char *path, char **argv)
+{
+    const Caller caller = {__func__, "system", path};
+    int status = 0;
+    name_program(path, argv);
+    const int result = ddal_common_run(STDOUT_FILENO, STDERR_FILENO, &status, path, argv);
+    return result < 0 ? failed(caller, result) : result_of(caller, status);
+}
+
+int _ddal_common_shell_command_read(size_t size, char *buf, const char *path, char **argv)
+{
+    if (size == 0)
+        return _ddal_common_shell_command(path, argv);
+
+    const Caller caller = {__func__, "popen", path};
+    pid_t pid = -1;
+    FILE *from_child = nullptr;
+    name_program(path, argv);
+    const int started = ddal_common_spawn(&pid, nullptr, &from_child, STDERR_FILENO, path, argv);
+    if (started < 0)
+        return failed(caller, started);
+    const int captured = capture(from_child, buf, size, __func__);
+    const int result = finish(caller, pid, nullptr, from_child);
+    return captured != 0 ? captured : result;
+}
+
+int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const char *path, char **argv)
+{
+    const Caller caller = {__func__, "popen", path};
+    pid_t pid = -1;
+    FILE *to_child = nullptr;
+    name_program(path, argv);
+    const int started = ddal_common_spawn(&pid, &to_child, nullptr, STDERR_FILENO, path, argv);
+    if (started < 0)
+        return failed(caller, started);
+    const int fed = feed(in, flags, to_child);
+    const int result = finish(caller, pid, to_child, nullptr);
+    return fed != 0 ? fed : result;
+}
+
+int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out, const char *path, char **argv)
+{
+    const Caller caller = {__func__, "popen", path};
+    pid_t pid = -1;
+    FILE *to_child = nullptr;
+    FILE *from_child = nullptr;
+    name_program(path, argv);
+    const int started = ddal_common_spawn(&pid, &to_child, &from_child, STDERR_FILENO, path, argv);
+    if (started < 0)
+        return failed(caller, started);
+
+    // A child may write much before it has read all its input: a single thread would deadlock with it.
+    Feeder feeder = {in, flags, to_child, 0};
+    pthread_t thread;
+    const int thread_error = start_feeder(&thread, &feeder);
+    if (thread_error != 0) {
+        int status = 0;
+        ddal_common_spawn_wait(pid, to_child, from_child, &status);
+        return -thread_error;
+    }
+    const int copied = ddal_common_copy_stream(from_child, out);
+    const int result = finish(caller, pid, nullptr, from_child);
+    const int join_error = pthread_join(thread, nullptr);
+    if (join_error != 0)
+        return -join_error;
+    if (feeder.result != 0)
+        return feeder.result;
+    return copied != 0 ? copied : result;
+}
+
+int ddal_common_read_cmd_output(size_t size, char *buf, const char *cmdline)
+{
+    char shell[] = "sh";
+    char option[] = "-c";
+    char *argv[] = {shell, option, const_cast<char *>(cmdline), nullptr};
+    return _ddal_common_shell_command_read(size, buf, "/bin/sh", argv);
+}
