@@ -1,9 +1,10 @@
 /*
- * Main FPGA: 32-bit registers behind /dev/fpga_usr.
+ * Main FPGA: 32-bit registers behind /dev/fpga_usr, and the FPGA's RF power meter behind /dev/fpga_rf_pwr and its
+ * attributes under /sys/class/fpga_rf_pwr.
  *
- * Every call opens the device, does one transfer and closes it; no state is kept, so calls may run in parallel from any
- * thread and process. A call blocks only as long as the driver's register access. Needs read (or read and write)
- * permission on the device file.
+ * Every register or setting call opens the file, does one transfer and closes it; no state is kept, so calls may run in
+ * parallel from any thread and process. Such a call blocks only as long as the driver's access; ddal_fpga_rf_pwr_wait
+ * blocks until the meter delivers a record. Needs read (or read and write) permission on the files.
  *
  * Register addresses are byte offsets and must be multiples of 4.
  */
@@ -26,6 +27,69 @@ DDAL_BEGIN_DECLS
  * moved fewer than 4 bytes. Otherwise the negative errno of open or read.
  */
 DDAL_API int ddal_fpga_read(uint32_t address, uint32_t *value);
+
+/*
+ * Writes one 32-bit register.
+ *
+ * address: byte offset of the register, a multiple of 4.
+ *
+ * Returns 1 (not 0) on success. -EFAULT: the address is not a multiple of 4. -1001: the driver moved fewer than 4
+ * bytes. Otherwise the negative errno of open or write.
+ */
+DDAL_API int ddal_fpga_write(uint32_t address, uint32_t value);
+
+/*
+ * Changes single bits of a register, atomically in the driver: register = (register & ~mask) | (value & mask).
+ *
+ * address: byte offset of the register, a multiple of 4.
+ *
+ * Returns 0 (not 1) on success. -EFAULT: the address is not a multiple of 4. Otherwise the negative errno of open or of
+ * the request.
+ */
+DDAL_API int ddal_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t value);
+
+/* Reads the version word, register 0. Result and output as ddal_fpga_read: 1 on success. */
+DDAL_API int ddal_fpga_get_version(uint32_t *version);
+
+/* This board has no data-path alarm channel: returns -1001 at once. */
+DDAL_API int ddal_fpga_wait_datapath_alarm(void);
+
+/*
+ * Settings of the RF power meter: the number of measurement loops and the accumulator range.
+ *
+ * count, range: the get operations store the number; unchanged after a failure.
+ *
+ * Return 0 on success. The get operations: -EINVAL: NULL pointer. -EOVERFLOW: the attribute holds more than 32 bits.
+ * -ENODATA: it holds no number. Otherwise the negative errno of open, read or write.
+ */
+DDAL_API int ddal_fpga_rf_pwr_loop_cnt_set(uint32_t count);
+DDAL_API int ddal_fpga_rf_pwr_loop_cnt_get(uint32_t *count);
+DDAL_API int ddal_fpga_rf_pwr_accum_range_set(uint32_t range);
+DDAL_API int ddal_fpga_rf_pwr_accum_range_get(uint32_t *range);
+
+/*
+ * Opens the RF power meter's record channel.
+ *
+ * fd: receives a descriptor for poll(2) and ddal_fpga_rf_pwr_wait, to be closed with ddal_fpga_rf_pwr_close; unchanged
+ *     after a failure.
+ *
+ * Returns 0 on success. -EINVAL: NULL pointer. Otherwise the negative errno of open.
+ */
+DDAL_API int ddal_fpga_rf_pwr_open(int *fd);
+
+/*
+ * Waits for the next measurement record, without a time limit.
+ *
+ * data: receives 11 numbers: three fields of the record's first word (5, 10 and 10 bits), then its other eight words.
+ *       Unchanged after a failure.
+ *
+ * Returns 0 on success. -EINVAL: data is NULL. -EIO: the channel ended within a record. Otherwise the negative errno of
+ * read.
+ */
+DDAL_API int ddal_fpga_rf_pwr_wait(int fd, uint32_t data[11]);
+
+/* Returns 0, or the negative errno of close. Logs nothing. */
+DDAL_API int ddal_fpga_rf_pwr_close(int fd);
 
 DDAL_END_DECLS
 
