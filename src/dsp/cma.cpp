@@ -14,7 +14,6 @@
 #include "dsp/low_mapping.h"
 #include "dsp/region.h"
 
-using ddal::core::minus_errno;
 using ddal::core::UniqueFd;
 
 namespace ddal::dsp {
