@@ -1,0 +1,336 @@
+// Client of the switch's diagnostic shell.
+#include "switch/bcmdiag.h"
+
+#include <ddal/bcmdiag.h>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <netinet/in.h>
+#include <poll.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <syslog.h>
+#include <utility>
+
+#include "core/unique_fd.h"
+
+using ddal::core::UniqueFd;
+
+// This client reports to the system log directly, in a format of its own.
+#define diag_error(format, ...)                                                                                        \
+    syslog(LOG_USER | LOG_ERR, "%s:%u:ERROR: " format, __func__,                                                       \
+           static_cast<unsigned>(__LINE__) __VA_OPT__(, ) __VA_ARGS__)
+
+namespace ddal::ethswitch {
+
+namespace {
+
+constexpr uint16_t kShellPort = 5342;
+constexpr std::string_view kPrompt = "BCM.0> ";
+constexpr std::string_view kLeaveSubshell = "exit;\n";
+constexpr std::string_view kPrintResult = "echo $?\n";
+constexpr size_t kLineLimit = 1024;
+constexpr int kWaitMs = 3000;
+
+int64_t now_ms()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+// The events that ended the wait; 0 after kWaitMs, negative when poll failed. Signals do not lengthen the wait.
+int wait_for(int sock, short events)
+{
+    const int64_t end = now_ms() + kWaitMs;
+    pollfd waiting{sock, events, 0};
+    for (;;) {
+        const int64_t left = end - now_ms();
+        const int n = poll(&waiting, 1, left > 0 ? static_cast<int>(left) : 0);
+        if (n > 0)
+            return waiting.revents;
+        if (n == 0 || errno != EINTR)
+            return n;
+    }
+}
+
+ssize_t read_some(int sock, char *buf, size_t len)
+{
+    ssize_t n = 0;
+    do
+        n = recv(sock, buf, len, 0);
+    while (n < 0 && errno == EINTR);
+    return n;
+}
+
+// One wait and one read: the bytes read, always > 0, or the failure. A reset connection counts as a closed one.
+ssize_t receive(int sock, char *buf, size_t len)
+{
+    if (wait_for(sock, POLLIN) <= 0) {
+        diag_error("did not detect end of response\n");
+        return -ETIMEDOUT;
+    }
+    const ssize_t n = read_some(sock, buf, len);
+    if (n <= 0) {
+        diag_error("socket disconnected\n");
+        return -ENETDOWN;
+    }
+    return n;
+}
+
+int skip_echo(int sock)
+{
+    char byte = 0;
+    while (byte != '\n') {
+        const ssize_t n = receive(sock, &byte, 1);
+        if (n < 0)
+            return static_cast<int>(n);
+    }
+    return 0;
+}
+
+// Takes every complete line out of the front of the buffer; a full buffer without a newline counts as a line.
+int take_lines(FILE *out, char *buffer, size_t *used)
+{
+    while (*used > 0) {
+        const void *newline = memchr(buffer, '\n', *used);
+        size_t length = newline ? static_cast<size_t>(static_cast<const char *>(newline) - buffer) + 1 : 0;
+        if (!newline && *used == kLineLimit)
+            length = kLineLimit;
+        if (length == 0)
+            break;
+
+        const int rc = out ? write_without_cr(out, buffer, length) : 0;
+        if (rc != 0)
+            return rc;
+        *used -= length;
+        memmove(buffer, buffer + length, *used);
+    }
+    return 0;
+}
+
+} // namespace
+
+int write_without_cr(FILE *out, const char *line, size_t length)
+{
+    const char *const end = line + length;
+    while (line < end) {
+        const void *cr = memchr(line, '\r', static_cast<size_t>(end - line));
+        const char *const stop = cr ? static_cast<const char *>(cr) : end;
+        while (line < stop) {
+            errno = 0;
+            const auto left = static_cast<size_t>(stop - line);
+            const size_t n = fwrite(line, 1, left, out);
+            line += n;
+            if (n == left)
+                break;
+            if (errno != EINTR) {
+                const int rc = errno != 0 ? -errno : -EIO;
+                diag_error("fwrite of %u bytes %m\n", static_cast<unsigned>(left));
+                return rc;
+            }
+            clearerr(out);
+        }
+        line = cr ? stop + 1 : end;
+    }
+    return 0;
+}
+
+int send_str(int sock, const char *text, size_t length)
+{
+    while (length > 0) {
+        const int events = wait_for(sock, POLLIN | POLLOUT);
+        if (events <= 0) {
+            diag_error("poll timed out or failed\n");
+            return -EIO;
+        }
+        if (events & ~POLLOUT) { // input first: the peer must never block on output that nobody reads
+            char discarded[kLineLimit];
+            if (read_some(sock, discarded, sizeof discarded) <= 0)
+                return -ENETDOWN;
+            continue;
+        }
+
+        const ssize_t n = send(sock, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n >= 0) {
+            text += n;
+            length -= static_cast<size_t>(n);
+        } else if (errno != EINTR && errno != EAGAIN) {
+            const int rc = -errno;
+            diag_error("write %m\n");
+            return rc;
+        }
+    }
+    return 0;
+}
+
+int get_rsp(int sock, FILE *out)
+{
+    const int echo = skip_echo(sock);
+    if (echo != 0)
+        return echo;
+
+    char buffer[kLineLimit];
+    size_t used = 0;
+    while (std::string_view{buffer, used} != kPrompt) {
+        const ssize_t n = receive(sock, buffer + used, sizeof buffer - used);
+        if (n < 0)
+            return static_cast<int>(n);
+        used += static_cast<size_t>(n);
+
+        const int rc = take_lines(out, buffer, &used);
+        if (rc != 0)
+            return rc;
+    }
+    return 0;
+}
+
+} // namespace ddal::ethswitch
+
+namespace {
+
+using namespace ddal::ethswitch;
+
+// A growing text in memory; readable once closed.
+class MemoryStream {
+public:
+    MemoryStream() : stream_(open_memstream(&text_, &length_)) {}
+    ~MemoryStream()
+    {
+        if (stream_)
+            fclose(stream_);
+        free(text_);
+    }
+    MemoryStream(const MemoryStream &) = delete;
+    MemoryStream &operator=(const MemoryStream &) = delete;
+
+    FILE *get() const { return stream_; }
+    bool close() { return fclose(std::exchange(stream_, nullptr)) == 0; }
+    std::string_view text() const { return {text_, length_}; }
+    const char *c_str() const { return text_; }
+
+private:
+    char *text_ = nullptr;
+    size_t length_ = 0;
+    FILE *stream_;
+};
+
+int connect_shell(UniqueFd *sock)
+{
+    sock->reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
+    if (!*sock) {
+        const int rc = -errno;
+        diag_error("socket %m\n");
+        return rc;
+    }
+
+    // A full queue of the listener must not hold the caller for the minutes that TCP would take.
+    const timeval limit{kWaitMs / 1000, 0};
+    setsockopt(sock->get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(kShellPort);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(sock->get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        if (errno == EINPROGRESS) // how the time limit above shows
+            errno = ETIMEDOUT;
+        const int rc = -errno;
+        diag_error("connect %m\n\n");
+        return rc;
+    }
+    return 0;
+}
+
+// Brings the shell to its top level and to a fresh prompt.
+int reach_top_level(int sock)
+{
+    int rc = send_str(sock, kLeaveSubshell.data(), kLeaveSubshell.size());
+    if (rc != 0) {
+        diag_error("sending exit: %d\n\n", rc);
+        return rc;
+    }
+    rc = get_rsp(sock, nullptr);
+    if (rc != 0)
+        diag_error("waiting for exit response: %d\n\n", rc);
+    return rc;
+}
+
+int run_command(int sock, FILE *out, const char *format, va_list arguments)
+{
+    MemoryStream command;
+    if (!command.get()) {
+        const int rc = -errno;
+        diag_error("open_memstream %m\n");
+        return rc;
+    }
+    const bool formatted = vfprintf(command.get(), format, arguments) >= 0 && fputc('\n', command.get()) != EOF;
+    if (!command.close() || !formatted) {
+        const int rc = errno != 0 ? -errno : -EIO;
+        diag_error("fclose %m\n");
+        return rc;
+    }
+
+    int rc = send_str(sock, command.text().data(), command.text().size());
+    if (rc != 0) {
+        diag_error("sending command: %d\n\n", rc);
+        return rc;
+    }
+    rc = get_rsp(sock, out);
+    if (rc != 0)
+        diag_error("receiving output: %d\n\n", rc);
+    return rc;
+}
+
+int command_result(int sock)
+{
+    MemoryStream answer;
+    if (!answer.get()) {
+        const int rc = -errno;
+        diag_error("open_memstream %m\n");
+        return rc;
+    }
+    int rc = send_str(sock, kPrintResult.data(), kPrintResult.size());
+    if (rc != 0) {
+        diag_error("sending echo $? command: %d\n\n", rc);
+        return rc;
+    }
+    rc = get_rsp(sock, answer.get());
+    if (rc != 0) {
+        diag_error("receiving command return output: %d\n\n", rc);
+        return rc;
+    }
+    if (!answer.close()) {
+        rc = errno != 0 ? -errno : -EIO;
+        diag_error("fclose %m\n");
+        return rc;
+    }
+
+    rc = static_cast<int>(std::clamp<long>(strtol(answer.c_str(), nullptr, 10), INT_MIN, INT_MAX));
+    if (rc != 0)
+        diag_error("diag command returned: %d\n\n", rc);
+    return rc;
+}
+
+} // namespace
+
+int telnet_bcmdiag(FILE *out, const char *format, ...)
+{
+    UniqueFd sock;
+    int rc = connect_shell(&sock);
+    if (rc == 0)
+        rc = reach_top_level(sock.get());
+    if (rc == 0) {
+        va_list arguments;
+        va_start(arguments, format);
+        rc = run_command(sock.get(), out, format, arguments);
+        va_end(arguments);
+    }
+    return rc == 0 ? command_result(sock.get()) : rc;
+}
