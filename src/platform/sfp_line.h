@@ -1,0 +1,16 @@
+// Control and status lines of the SFP cages.
+#pragma once
+
+#include <cstdint>
+
+namespace ddal::platform {
+
+// Reads up to 4 characters of a line attribute, always NUL-terminated.
+int ddal_sfp_read_file(uint32_t sfpId, const char *attribute, char text[5]);
+
+int ddal_sfp_write_file(uint32_t sfpId, const char *attribute, char character);
+
+// 0 when `ctrl` can be set and takes `value`.
+int validate_sfp_ctrl_value(uint32_t ctrl, uint32_t value);
+
+} // namespace ddal::platform
