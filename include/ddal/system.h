@@ -1,0 +1,19 @@
+/*
+ * Readiness of the unit, as seen by the service manager.
+ *
+ * Reaches the service manager's notification socket (environment variable NOTIFY_SOCKET). Needs no privilege beyond
+ * being allowed to notify. Does not block; may run in parallel from any thread.
+ */
+#ifndef DDAL_SYSTEM_H
+#define DDAL_SYSTEM_H
+
+#include <ddal/export.h>
+
+DDAL_BEGIN_DECLS
+
+/* Tells the service manager that the unit is ready. -1001: no notification socket. -1002: it cannot be reached. */
+DDAL_API int ddal_system_notify_ready(void);
+
+DDAL_END_DECLS
+
+#endif

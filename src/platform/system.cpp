@@ -1,0 +1,16 @@
+// Readiness of the unit.
+#include <ddal/system.h>
+
+#include <systemd/sd-daemon.h>
+
+#include "core/log.h"
+
+int ddal_system_notify_ready(void)
+{
+    const int sent = sd_notify(0, "READY=1");
+    if (sent < 0)
+        return log_error(DDAL_ERR_SYSTEM, "sd_notify call failed: %d\n", sent);
+    if (sent == 0)
+        return log_error(DDAL_ERR_FAILURE, "status data could not be sent\n");
+    return 0;
+}
