@@ -1,0 +1,34 @@
+// Table of the actions at system start. A family adds its own next to the code of the action:
+//
+//     DDAL_ATBOOT_HOOK(leds, restore_leds, "Restore LEDs global state settings")
+//
+// The linker gathers the entries of all folders in one section, in whatever order it meets them; the place of each
+// decides when it runs. A family that is not linked leaves a gap and nothing else.
+#pragma once
+
+namespace ddal::core {
+
+struct ddal_atboot_entry {
+    int (*action)();
+    const char *description;
+};
+
+enum class AtbootPlace { leds, password_history, identity_fixup, root_access, alarm_gpios };
+
+constexpr AtbootPlace kAtbootOrder[] = {AtbootPlace::leds, AtbootPlace::password_history, AtbootPlace::identity_fixup,
+                                        AtbootPlace::root_access, AtbootPlace::alarm_gpios};
+
+struct AtbootHook {
+    AtbootPlace place;
+    ddal_atboot_entry entry;
+};
+
+} // namespace ddal::core
+
+// At namespace scope, once per function. The section holds pointers, whose size leaves no gaps between the files'
+// shares.
+#define DDAL_ATBOOT_HOOK(place, function, description)                                                                 \
+    static constexpr ddal::core::AtbootHook atboot_hook_##function = {ddal::core::AtbootPlace::place,                  \
+                                                                      {function, description}};                        \
+    [[gnu::section("ddal_atboot"), gnu::used]] static const ddal::core::AtbootHook *const atboot_entry_##function =    \
+        &atboot_hook_##function;
