@@ -82,11 +82,10 @@ void advance(Timestamp &time, uint32_t sec, uint32_t nsec)
     }
 }
 
-// Fills the cache from the page and returns the sub-frame offset. Kept: 32-bit arithmetic, which wraps when the driver
+// Takes a fresh snapshot from the page and returns the sub-frame offset. Kept: 32-bit arithmetic, which wraps when the driver
 // has stood still for 3.49 s.
-[[gnu::noinline, gnu::cold]] uint32_t refresh_cache()
+[[gnu::noinline, gnu::cold]] uint32_t refresh(Snapshot &frame)
 {
-    Snapshot &frame = cache;
     frame = take_snapshot(*frame_page);
     if (frame.bcn == kNoFrameCount) {
         frame.counter = 0;
@@ -106,13 +105,13 @@ void advance(Timestamp &time, uint32_t sec, uint32_t nsec)
     return units % kUnitsPerFrame;
 }
 
-// Brings the cache up to date and returns the sub-frame offset, or kNoFrameInfo.
-[[gnu::always_inline]] inline uint32_t current_offset()
+// Brings the thread's snapshot up to date and returns the sub-frame offset, or kNoFrameInfo.
+[[gnu::always_inline]] inline uint32_t update(Snapshot &frame)
 {
-    const uint64_t elapsed = cpu_counter() - cache.counter;
+    const uint64_t elapsed = cpu_counter() - frame.counter;
     if (elapsed < kCountsPerFrame) [[likely]]
         return static_cast<uint32_t>(elapsed) * kUnitsPerCount;
-    return refresh_cache();
+    return refresh(frame);
 }
 
 [[gnu::always_inline]] inline void store(const Timestamp &time, timespec *ts)
@@ -172,15 +171,16 @@ namespace ddal::platform {
 
 int ddal_sfn_get_bcn(uint64_t *bcn, uint32_t *offset, struct timespec *ts)
 {
-    const uint32_t units = current_offset();
+    Snapshot &frame = cache;
+    const uint32_t units = update(frame);
     if (units == kNoFrameInfo) [[unlikely]]
         return DDAL_ERR_NO_FRAME_INFO;
     if (bcn)
-        *bcn = cache.bcn;
+        *bcn = frame.bcn;
     if (offset)
         *offset = units;
     if (ts)
-        store(cache.monotonic, ts);
+        store(frame.monotonic, ts);
     return 0;
 }
 
@@ -188,10 +188,11 @@ int ddal_clock_gettime(clockid_t clockid, struct timespec *ts)
 {
     if (clockid != CLOCK_MONOTONIC && clockid != CLOCK_REALTIME) [[unlikely]]
         return system_clock(clockid, ts);
-    const uint32_t offset = current_offset();
+    Snapshot &frame = cache;
+    const uint32_t offset = update(frame);
     if (offset == kNoFrameInfo) [[unlikely]]
         return system_clock(clockid, ts);
-    return store_clock(clockid == CLOCK_MONOTONIC ? cache.monotonic : cache.real, offset, ts);
+    return store_clock(clockid == CLOCK_MONOTONIC ? frame.monotonic : frame.real, offset, ts);
 }
 
 int ddal_sfn_get(uint32_t *sfn, struct timespec *ts)
@@ -237,11 +238,12 @@ int ddal_sfn_wait_btsrtc_bcn_pair_at_frame(struct timespec *ts, uint64_t *bcn, u
     const int result = ddal_sfn_wait_next(nullptr, nullptr, arg);
     if (result != 0)
         return result;
-    if (current_offset() == kNoFrameInfo)
+    Snapshot &frame = cache;
+    if (update(frame) == kNoFrameInfo)
         return DDAL_ERR_NO_FRAME_INFO;
     if (ts)
-        store(cache.real, ts);
+        store(frame.real, ts);
     if (bcn)
-        *bcn = cache.bcn;
+        *bcn = frame.bcn;
     return 0;
 }
