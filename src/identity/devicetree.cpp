@@ -6,6 +6,7 @@
 #include <memory>
 
 #include <ddal/common.h>
+#include <ddal/sysinfo.h>
 #include <ddal/unit.h>
 
 #include "core/log.h"
@@ -27,6 +28,10 @@ constexpr const char *kDspMask = "/proc/device-tree/dsp/dsp-mask";
 constexpr uint32_t kBackhaul1TypeOfBoard5 = 0x2000;
 constexpr uint32_t kByteMask = 0xFF;
 constexpr uint32_t kMaskBits = 32;
+
+// Item of the system-information store; the second key is unused.
+constexpr uint32_t kBoardCategory = 0;
+constexpr uint32_t kResetLoopCounter1 = 15;
 
 int read_shifted(uint32_t *value, const char *path, unsigned shift)
 {
@@ -173,4 +178,25 @@ int ddal_devicetree_get_dsp_mask(uint32_t, uint32_t *mask, uint32_t *count)
 int ddal_devicetree_set_isti(uint32_t value)
 {
     return ddal_common_write_u32val(&value, kIsti);
+}
+
+int ddal_devicetree_get_reset_loop_counter_1(uint32_t *value)
+{
+    uint64_t item = 0;
+    if (ddal_sysinfo_get_uint(kBoardCategory, kResetLoopCounter1, 0, &item) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Error reading reset_loop_counter_1\n");
+    *value = static_cast<uint32_t>(item);
+    return 0;
+}
+
+int ddal_devicetree_set_reset_loop_counter_1(uint32_t value)
+{
+    if (ddal_sysinfo_set_uint(kBoardCategory, kResetLoopCounter1, 0, value) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Error writing reset_loop_counter_1\n");
+    return 0;
+}
+
+int ddal_devicetree_write_to_flash(void)
+{
+    return ddal_sysinfo_update_devicetree_to_flash();
 }
