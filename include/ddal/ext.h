@@ -1,0 +1,77 @@
+/*
+ * Operations beyond the board family's interface. An application that must also link against another implementation of
+ * the interface does without them.
+ *
+ * RF card: the upgrade of <ddal/bsl.h> with progress and verdict, and its read-only relatives. Devices, privilege,
+ * blocking and the one-at-a-time rule are those of <ddal/bsl.h>.
+ */
+#ifndef DDAL_EXT_H
+#define DDAL_EXT_H
+
+#include <stdint.h>
+
+#include <ddal/export.h>
+
+DDAL_BEGIN_DECLS
+
+/* Where an operation on the RF card is. Bytes are counted in the phases that have some. */
+enum ddal_ext_rfcard_phase {
+    DDAL_EXT_RFCARD_ENTER = 0,   /* power, UART, loader entry, unlocking; no bytes */
+    DDAL_EXT_RFCARD_COMPARE = 1, /* flash against image, before a decision */
+    DDAL_EXT_RFCARD_ERASE = 2,
+    DDAL_EXT_RFCARD_PROGRAM = 3,
+    DDAL_EXT_RFCARD_VERIFY = 4, /* flash against image, after programming */
+    DDAL_EXT_RFCARD_LOADER = 5, /* the application rewrites the loader; no bytes */
+    DDAL_EXT_RFCARD_RESTART = 6 /* reset into the application and wait for it; no bytes */
+};
+
+/*
+ * Called on the caller's thread when a phase begins (done 0) and whenever bytes have been dealt with. Must not call the
+ * library. From the start of DDAL_EXT_RFCARD_ERASE to the end of DDAL_EXT_RFCARD_VERIFY the card holds no complete
+ * application: do not end the process there.
+ */
+typedef void (*ddal_ext_rfcard_progress)(void *context, enum ddal_ext_rfcard_phase phase, uint32_t done,
+                                         uint32_t total);
+
+/*
+ * bsl_upgrade_up_image with progress and verdict; the same procedure and the same results.
+ *
+ * progress: may be NULL; context is passed on to it.
+ * status:   receives the code-load's verdict, one of BSL_STATUS_*; BSL_STATUS_NOT_REQUIRED when the procedure ended
+ * before it. May be NULL.
+ *
+ * Returns as bsl_upgrade_up_image: look at status too, 0 comes with BSL_STATUS_MISMATCH as well.
+ */
+DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
+                                     void *context, uint32_t *status);
+
+/*
+ * Compares the flash with an image file; nothing is written. The card is restarted into its application afterwards.
+ *
+ * identical: receives 1 or 0; unchanged after a failure.
+ *
+ * Returns 0, -1001 (also for an image that cannot be parsed), or the negative errno of a failed change of the UART's
+ * speed.
+ */
+DDAL_API int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfcard_progress progress, void *context,
+                                    int *identical);
+
+/*
+ * Reads the versions of loader and application. The card is restarted into its application afterwards.
+ *
+ * loader, application: receive the version bytes; unspecified after a failure.
+ *
+ * Returns as ddal_ext_rfcard_verify.
+ */
+DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], int verbose);
+
+/*
+ * Restarts the card into its application and waits until that is ready (up to 21 s).
+ *
+ * Returns 0, or -1001 when the card could not be restarted or did not become ready.
+ */
+DDAL_API int ddal_ext_rfcard_restart(int verbose);
+
+DDAL_END_DECLS
+
+#endif

@@ -1,0 +1,241 @@
+#include "bsl/image.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
+
+#include "bsl/link.h"
+#include "bsl/master_buffer.h"
+#include "bsl/record.h"
+#include "bsl/token.h"
+#include "bsl/version.h"
+#include "core/log.h"
+
+namespace ddal::bsl {
+
+namespace {
+
+constexpr size_t kReadBlock = 16384;
+constexpr size_t kPairLength = 3; // two digits and what ends them
+
+enum Input : uint8_t { kAt, kDigit, kBlank, kLineEnd, kQuit, kOther, kInputs };
+
+constexpr std::array<Input, 256> make_inputs()
+{
+    std::array<Input, 256> inputs{};
+    for (size_t byte = 0; byte < inputs.size(); ++byte)
+        inputs[byte] = kNibbles[byte] != kNoNibble ? kDigit : kOther;
+    inputs['@'] = kAt;
+    inputs[' '] = kBlank;
+    inputs['\r'] = inputs['\n'] = kLineEnd;
+    inputs['q'] = inputs['Q'] = kQuit;
+    return inputs;
+}
+
+constexpr std::array<Input, 256> kInputOf = make_inputs();
+
+enum Action : uint8_t { kNothing, kOpen, kPush, kTakeByte, kTakeAddress, kRefuse };
+
+struct Transition {
+    Action action;
+    uint8_t next;
+};
+
+constexpr Transition kStop{kRefuse, BSL_FSM_ERROR};
+
+// clang-format off
+constexpr Transition kTransitions[][kInputs] = {
+    // "@"                         digit                     blank                       line end                             "q"                        other
+    {{kNothing, BSL_FSM_ADDRESS}, kStop,                    {kNothing, BSL_FSM_IDLE},       {kNothing, BSL_FSM_IDLE},           {kNothing, BSL_FSM_DONE}, kStop},
+    {{kNothing, BSL_FSM_ADDRESS}, {kOpen, BSL_FSM_DATA},    {kNothing, BSL_FSM_ADDR_DONE},  {kNothing, BSL_FSM_ADDR_DONE},      {kNothing, BSL_FSM_DONE}, kStop},
+    {{kNothing, BSL_FSM_ADDRESS}, {kPush, BSL_FSM_DATA},    {kNothing, BSL_FSM_LINE_START}, {kNothing, BSL_FSM_LINE_START},     {kNothing, BSL_FSM_DONE}, kStop},
+    {kStop,                       {kPush, BSL_FSM_ADDRESS}, {kNothing, BSL_FSM_ADDRESS},    {kTakeAddress, BSL_FSM_ADDR_DONE},  {kNothing, BSL_FSM_DONE}, kStop},
+    {kStop,                       {kPush, BSL_FSM_DATA},    {kTakeByte, BSL_FSM_DATA},      {kTakeByte, BSL_FSM_LINE_START},    kStop,                    kStop},
+    {kStop,                       {kNothing, BSL_FSM_DONE}, {kNothing, BSL_FSM_DONE},       {kNothing, BSL_FSM_DONE},           {kNothing, BSL_FSM_DONE}, kStop},
+    {kStop,                       kStop,                    kStop,                          kStop,                              kStop,                    kStop},
+};
+// clang-format on
+static_assert(sizeof kTransitions / sizeof *kTransitions == BSL_FSM_ERROR + 1);
+
+uint8_t state;
+uint32_t address;
+
+bool take_byte()
+{
+    uint32_t value = 0;
+    const int popped = pop_from_char_buffer(&value);
+    if (popped > 0)
+        return record_append(static_cast<uint8_t>(value)) == 0;
+    return popped == 0;
+}
+
+bool perform(Action action, uint8_t byte)
+{
+    switch (action) {
+    case kNothing: return true;
+    case kOpen: return record_create(address) == 0 && push_to_char_buffer(byte) == 0;
+    case kPush: return push_to_char_buffer(byte) == 0;
+    case kTakeByte: return take_byte();
+    case kTakeAddress: return pop_from_char_buffer(&address) > 0;
+    case kRefuse: break;
+    }
+    return false;
+}
+
+// Does for a run of two-digit tokens what the state machine would do byte by byte. Stops at the first byte that is
+// anything else, which then goes to the state machine. Returns the bytes used.
+size_t take_pairs(const uint8_t *input, size_t length)
+{
+    if ((state != BSL_FSM_DATA && state != BSL_FSM_LINE_START) || !char_buffer_empty())
+        return 0;
+    const RecordTail tail = record_tail();
+    const size_t most = std::min<size_t>(length / kPairLength, tail.room);
+
+    size_t n = 0;
+    for (const uint8_t *pair = input; n < most; ++n, pair += kPairLength) {
+        const uint32_t high = kNibbles[pair[0]];
+        const uint32_t low = kNibbles[pair[1]];
+        const Input end = kInputOf[pair[2]];
+        if ((high | low) > 0xF || (end != kBlank && end != kLineEnd))
+            break;
+        tail.end[n] = static_cast<uint8_t>(high << 4 | low);
+    }
+    if (n == 0)
+        return 0;
+    record_extend(static_cast<uint32_t>(n));
+    state = input[n * kPairLength - 1] == ' ' ? BSL_FSM_DATA : BSL_FSM_LINE_START;
+    return n * kPairLength;
+}
+
+// An image file, in blocks. At the end of the file the last byte comes again and again, one at a time.
+class ImageReader {
+public:
+    explicit ImageReader(int fd) : fd_(fd) {}
+
+    // True when there is something to take; false, logged, when the file could not be read.
+    bool fill()
+    {
+        if (next_ < end_)
+            return true;
+        const uint8_t last = end_ != 0 ? block_[end_ - 1] : 0;
+        errno = 0;
+        const ssize_t n = read(fd_, block_.data(), block_.size());
+        if (n <= 0 && errno != 0) {
+            log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: File read error (%d)\n", kTag, -errno);
+            return false;
+        }
+        next_ = 0;
+        end_ = n > 0 ? static_cast<size_t>(n) : 1;
+        if (n <= 0)
+            block_[0] = last;
+        return true;
+    }
+
+    const uint8_t *data() const { return &block_[next_]; }
+    size_t size() const { return end_ - next_; }
+    void take(size_t n) { next_ += n; }
+
+private:
+    int fd_;
+    size_t next_ = 0;
+    size_t end_ = 0;
+    std::array<uint8_t, kReadBlock> block_;
+};
+
+// True when the image has ended with its "q"; every other end is logged.
+bool read_image(int fd, uint32_t file_size)
+{
+    ImageReader reader{fd};
+    uint64_t count = 0;
+    while (state != BSL_FSM_DONE) {
+        if (!reader.fill())
+            return false;
+        const size_t in_file = static_cast<size_t>(std::min<uint64_t>(reader.size(), file_size - count));
+        if (const size_t used = take_pairs(reader.data(), in_file); used != 0) {
+            reader.take(used);
+            count += used;
+            continue;
+        }
+        bsl_file_fsm(*reader.data());
+        reader.take(1);
+        if (++count > file_size) {
+            log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: File read length exceeded\n", kTag);
+            return false;
+        }
+        if (state == BSL_FSM_ERROR) {
+            constexpr unsigned kParseError = 2;
+            log_line_as(LOG_ERR, "bsl_parse_file", "ERROR: bsl_parse_file = 0x%x\n", kParseError);
+            log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: FSM returned an error at byte %d\n", kTag,
+                        static_cast<int>(count));
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int bsl_file_fsm(uint8_t byte)
+{
+    const Transition &transition = kTransitions[state][kInputOf[byte]];
+    if (perform(transition.action, byte)) {
+        state = transition.next;
+    } else {
+        log_line(LOG_ERR, "%s: File parser error: state = %d, input = 0x%02x\n", kTag, state, byte);
+        state = BSL_FSM_ERROR;
+    }
+    return state;
+}
+
+void discard_image()
+{
+    unlink_records(record_head());
+    if (master_buffer_held())
+        master_buffer_free();
+}
+
+} // namespace ddal::bsl
+
+int bsl_parse_file(struct bsl_record **list, uint8_t version[8], int fd, uint32_t file_size)
+{
+    using namespace ddal::bsl;
+
+    if (master_buffer_init(file_size) != 0)
+        return -1;
+    clear_char_buffer();
+    state = BSL_FSM_IDLE;
+    unlink_records(record_head());
+
+    if (!read_image(fd, file_size)) {
+        bsl_parse_release(record_head());
+        return 0; // kept: a failed parse leaves list and version as they were, callers preset them
+    }
+    *list = record_head();
+    return bsl_get_file_version(*list, version);
+}
+
+int bsl_get_file_version(struct bsl_record *list, uint8_t version[8])
+{
+    using namespace ddal::bsl;
+
+    const uint32_t wanted = bsl_get_up_version_addr();
+    for (const bsl_record *record = list; record; record = record->next) {
+        if (wanted < record->address || wanted - record->address >= record->length)
+            continue;
+        const uint32_t offset = wanted - record->address;
+        if (record->length - offset >= kVersionLength) {
+            memcpy(version, record->data + offset, kVersionLength);
+            return 0;
+        }
+        log_line(LOG_ERR, "%s: ERROR: Partial version detected\n", kTag);
+    }
+    return 1;
+}
+
+void bsl_parse_release(struct bsl_record *list)
+{
+    ddal::bsl::unlink_records(list);
+    ddal::bsl::master_buffer_free();
+}

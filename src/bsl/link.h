@@ -1,0 +1,59 @@
+// The packet link to the boot loader, over any byte stream.
+#pragma once
+
+#include <cstdint>
+
+#include <ddal/bsl.h>
+
+#include "bsl/byte_stream.h"
+#include "bsl/progress.h"
+
+namespace ddal::bsl {
+
+constexpr const char *kTag = "BSL";
+constexpr uint32_t kPacketRoom = 65535; // the longest payload that a sender can announce
+
+// First byte of a core response.
+constexpr uint8_t kDataResponse = 0x3A;
+constexpr uint8_t kMessageResponse = 0x3B;
+
+// The loader needs a pause between its last byte and the next byte sent to it.
+struct LinkTiming {
+    uint64_t last_reception = 0; // clock ticks
+    uint64_t gap = 0;            // clock ticks; 0 until first used
+};
+
+struct Link {
+    ByteStream &stream;
+    Clock &clock;
+    LinkTiming &timing;
+    int verbose;
+    Progress *progress = nullptr;
+};
+
+inline void report_bytes(Link &link, uint32_t bytes)
+{
+    if (link.progress)
+        link.progress->advance(bytes);
+}
+
+// One byte, awaited for 10 s: 0, BSL_ERR_TIMEOUT or BSL_ERR_READ.
+uint32_t read_byte(Link &link, uint8_t *byte);
+
+// 0, or -1 when the byte could not be written.
+int fpga_putchar(Link &link, uint8_t byte);
+ssize_t bsl_write_bytes(Link &link, const uint8_t *data, uint32_t length);
+
+uint32_t bsl_tx_pkt(Link &link, const bsl_packet &packet);
+uint32_t bsl_rx_pkt(Link &link, bsl_packet &packet);
+uint32_t get_bsl_resp(Link &link);
+
+// Receives a core response into the link's own buffer, for `function`, whose name appears in the log.
+uint32_t receive_response(Link &link, const char *function, bsl_packet *response);
+// The code of a message response's status; logs a status other than 0.
+uint32_t core_status(const char *function, uint8_t status);
+
+// Room for one packet of any length, either way; every packet sent or received overwrites it.
+uint8_t *packet_room();
+
+} // namespace ddal::bsl

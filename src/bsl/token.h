@@ -1,0 +1,30 @@
+// The hexadecimal digits of the address or byte that is being read.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace ddal::bsl {
+
+constexpr uint8_t kNoNibble = 0xFF;
+
+constexpr std::array<uint8_t, 256> make_nibbles()
+{
+    std::array<uint8_t, 256> nibbles{};
+    nibbles.fill(kNoNibble);
+    for (uint8_t i = 0; i < 10; ++i)
+        nibbles['0' + i] = i;
+    for (uint8_t i = 0; i < 6; ++i)
+        nibbles['a' + i] = nibbles['A' + i] = static_cast<uint8_t>(10 + i);
+    return nibbles;
+}
+
+// Value of a hexadecimal digit, kNoNibble for any other character.
+inline constexpr std::array<uint8_t, 256> kNibbles = make_nibbles();
+
+int push_to_char_buffer(uint8_t digit);    // 0, or -1 at the eighth digit
+int pop_from_char_buffer(uint32_t *value); // 1 a value, 0 empty, -1 not hexadecimal
+void clear_char_buffer();
+bool char_buffer_empty();
+
+} // namespace ddal::bsl

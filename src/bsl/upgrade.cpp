@@ -1,0 +1,237 @@
+#include "bsl/upgrade.h"
+
+#include <array>
+#include <cstring>
+#include <fcntl.h>
+#include <syslog.h>
+
+#include <ddal/bsl.h>
+#include <ddal/fpga.h>
+#include <ddal/rfup.h>
+
+#include "bsl/codeload.h"
+#include "bsl/command.h"
+#include "bsl/pins.h"
+#include "bsl/uart.h"
+#include "core/log.h"
+#include "core/unique_fd.h"
+
+namespace ddal::bsl {
+
+namespace {
+
+constexpr const char *kUpgrade = "bsl_upgrade_up_image"; // name of the procedure in the log
+
+constexpr const char *kUart = "/dev/ttyFPGA3";
+constexpr uint32_t kRfPowerRegister = 0x180008;
+constexpr uint32_t kRfPowerOn = 1;
+constexpr uint32_t kLoaderBaud = 9600; // after every loader entry
+constexpr uint32_t kTransferBaud = 57600;
+constexpr uint64_t kOneSecondUs = 1'000'000;
+
+// The password is what the erased vector area holds; its length depends on the loader.
+constexpr uint8_t kPasswordFill = DDAL_BSL_PASSWORD_FILL;
+constexpr uint16_t kPasswordLength = 10;
+constexpr uint16_t kUnknownLoaderPasswordLength = 32;
+
+constexpr uint8_t kStatusQuery = 0x00;
+constexpr uint8_t kReady = 0x5A;
+constexpr int kReadyRounds = 21;
+constexpr uint8_t kRewriteLoader = 0x4A;
+constexpr uint8_t kRewriteArguments[] = {0xEE, 0x77};
+
+core::UniqueFd uart;
+
+} // namespace
+
+int uart_fd()
+{
+    return uart.get();
+}
+
+int set_uart_speed(uint32_t baud)
+{
+    const int fd = bsl_set_uart_speed(uart.release(), baud); // closes the descriptor when it fails
+    if (fd < 0)
+        return fd;
+    uart.reset(fd);
+    return 0;
+}
+
+int enter_loader(Session &session)
+{
+    session.progress.begin(DDAL_EXT_RFCARD_ENTER);
+    if (ddal_fpga_masked_write(kRfPowerRegister, kRfPowerOn, kRfPowerOn) != 0) {
+        log_line_as(LOG_ERR, kUpgrade, "Failed to turn on the RF POWER.n\n");
+        return DDAL_ERR_FAILURE;
+    }
+
+    __ddal_log(LOG_DEBUG, "Initializing BSL... ");
+    uart.reset(open(kUart, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!uart || set_uart_speed(kLoaderBaud) != 0)
+        return DDAL_ERR_FAILURE;
+    __ddal_log(LOG_DEBUG, "UART opened.\n");
+
+    __ddal_log(LOG_DEBUG, "Putting uP in BSL mode... ");
+    UartLink link{uart.get(), session.verbose};
+    if (bsl_entry(link) != 0) {
+        log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to gain BSL entry\n");
+        uart.reset();
+        return DDAL_ERR_FAILURE;
+    }
+    return 0;
+}
+
+uint32_t read_loader_version(const Session &session, const char *prefix, uint8_t version[4])
+{
+    std::array<uint8_t, kLoaderVersionMax> bytes{};
+    UartLink link{uart.get(), session.verbose};
+    const uint32_t result = bsl_tx_bsl_version(link, bytes.data());
+    if (result == 0) {
+        __ddal_log(LOG_DEBUG, "%sBSL version: %02x.%02x.%02x.%02x\n", prefix, bytes[0], bytes[1], bytes[2], bytes[3]);
+        memcpy(version, bytes.data(), 4);
+    }
+    return result;
+}
+
+int raise_speed(Session &session)
+{
+    UartLink link{uart.get(), session.verbose};
+    if (bsl_change_baud(link, kTransferBaud) != 0) {
+        log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to codeload.\n");
+        return DDAL_ERR_FAILURE;
+    }
+    return set_uart_speed(kTransferBaud);
+}
+
+int unlock_loader(Session &session)
+{
+    std::array<uint8_t, kUnknownLoaderPasswordLength> password;
+    password.fill(kPasswordFill);
+    const uint16_t length = session.loader_known ? kPasswordLength : kUnknownLoaderPasswordLength;
+
+    UartLink link{uart.get(), session.verbose};
+    if (bsl_rx_password(link, password.data(), length) == 0)
+        return 0;
+    // A wrong password has erased the flash: the same bytes are right now.
+    system_clock().sleep_us(kOneSecondUs);
+    if (bsl_rx_password(link, password.data(), length) == 0)
+        return 0;
+    log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to codeload.\n");
+    return DDAL_ERR_FAILURE;
+}
+
+int wait_for_up_ready()
+{
+    uint8_t status[2] = {};
+    for (int round = 0; round < kReadyRounds; ++round) {
+        system_clock().sleep_us(kOneSecondUs);
+        if (ddal_rfup_msg(kStatusQuery, 0, nullptr, sizeof status, status) != 0)
+            return log_error(-1, "BSL: ERROR: Unable to determine uP status\n");
+        __ddal_log(LOG_INFO, "BSL: INFO: uP firmware status: 0x%02x, 0x%02x", status[0], status[1]);
+        if (status[1] == kReady)
+            return 0;
+    }
+    return log_error(-1, "BSL: ERROR: uP firmware did not indicate READY (status = 0x%02x)\n", status[1]);
+}
+
+int write_bsl(Session &session)
+{
+    session.progress.begin(DDAL_EXT_RFCARD_LOADER);
+    __ddal_log(LOG_DEBUG, "Putting uP in app mode... ");
+    if (bsl_reset(system_clock()) != 0) {
+        log_line(LOG_ERR, "BSL: ERROR: Reset failed\n");
+        return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable to communicate with uP firmware\n");
+    }
+    if (wait_for_up_ready() != 0)
+        return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable to communicate with uP firmware\n");
+    __ddal_log(LOG_DEBUG, "done\n");
+
+    if (ddal_rfup_msg(kRewriteLoader, sizeof kRewriteArguments, kRewriteArguments, 0, nullptr) != 0)
+        return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable to send BSL program message\n");
+    system_clock().sleep_us(kOneSecondUs);
+    if (wait_for_up_ready() != 0)
+        return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: uP did not return to READY after writing BSL image.\n");
+
+    UartLink link{uart.get(), session.verbose};
+    if (bsl_entry(link) != 0)
+        return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable gain BSL entry\n");
+    uint8_t version[4];
+    if (read_loader_version(session, "NEW ", version) != 0)
+        return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable to read BSL version\n");
+    return 0;
+}
+
+int bsl_app_mode(int result, Session &session)
+{
+    session.progress.begin(DDAL_EXT_RFCARD_RESTART);
+    if (bsl_reset(system_clock()) != 0)
+        log_line(LOG_ERR, "BSL: ERROR: Reset failed\n");
+    else if (wait_for_up_ready() == 0)
+        __ddal_log(LOG_DEBUG, "done\n");
+    uart.reset();
+    return result;
+}
+
+namespace {
+
+// Raises the speed and unlocks the loader; the UART is closed when the caller must return at once.
+int prepare_codeload(Session &session)
+{
+    const int result = raise_speed(session);
+    return result != 0 ? result : unlock_loader(session);
+}
+
+// Leaves the UART closed only when its speed could not be set back.
+int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, uint32_t *status)
+{
+    UartLink link{uart.get(), session.verbose, &session.progress};
+    if (bsl_codeload(link, path, status, upgrade_all) != 0)
+        return DDAL_ERR_FAILURE;
+    if (const int result = set_uart_speed(kLoaderBaud); result != 0)
+        return result;
+    return upgrade_all != 0 ? write_bsl(session) : 0;
+}
+
+int upgrade(Session &session, const char *path, int upgrade_all, uint32_t *status)
+{
+    if (const int result = enter_loader(session); result != 0)
+        return result;
+
+    uint8_t version[4];
+    session.loader_known = read_loader_version(session, "Current ", version) == 0;
+    if (!session.loader_known) {
+        log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to read BSL version\n");
+        log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: force upgrade all: up image and BSL\n");
+        upgrade_all = 1;
+    }
+
+    int result = prepare_codeload(session);
+    if (result != 0)
+        return uart ? bsl_app_mode(result, session) : result;
+    result = codeload_and_rewrite(session, path, upgrade_all, status);
+    if (!uart)
+        return result;
+    __ddal_log(LOG_DEBUG, "Putting uP in app mode... ");
+    return bsl_app_mode(result, session);
+}
+
+} // namespace
+
+} // namespace ddal::bsl
+
+int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose)
+{
+    return ddal_ext_rfcard_upgrade(path, upgrade_all, verbose, nullptr, nullptr, nullptr);
+}
+
+int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
+                            void *context, uint32_t *status)
+{
+    uint32_t verdict = BSL_STATUS_NOT_REQUIRED;
+    ddal::bsl::Session session{verbose, {progress, context}};
+    const int result = ddal::bsl::upgrade(session, path, upgrade_all, &verdict);
+    if (status)
+        *status = verdict;
+    return result;
+}
