@@ -174,6 +174,8 @@ bool link_to(int fd, int directory, const char *name)
 
 int put_in_place(ddal_common_atomic_file &file)
 {
+    if (ferror(file.reader.get())) // what was taken over from it may end too early
+        return -EIO;
     const int fd = fileno(file.writer.get());
     errno = 0;
     // The stream's error flag tells of bytes lost before this last flush.

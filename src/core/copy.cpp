@@ -1,6 +1,7 @@
 #include "core/copy.h"
 
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,11 +21,8 @@ bool copy_attributes(const struct stat &from, const char *path)
     return chown(path, from.st_uid, from.st_gid) == 0 && chmod(path, from.st_mode & ALLPERMS) == 0;
 }
 
-} // namespace
-
-int ddal_common_copy_stream(FILE *from, FILE *to)
+int copy_chunks(FILE *from, FILE *to, char (&chunk)[kCopyChunk])
 {
-    char chunk[kCopyChunk];
     size_t got = 0;
     do {
         errno = 0;
@@ -36,6 +34,16 @@ int ddal_common_copy_stream(FILE *from, FILE *to)
             return minus_errno(-EFBIG);
     } while (got == sizeof chunk);
     return 0;
+}
+
+} // namespace
+
+int ddal_common_copy_stream(FILE *from, FILE *to)
+{
+    char chunk[kCopyChunk];
+    const int result = copy_chunks(from, to, chunk);
+    explicit_bzero(chunk, sizeof chunk); // passwords pass through here
+    return result;
 }
 
 int ddal_common_copy_file(const char *src, const char *dst)

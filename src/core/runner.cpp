@@ -106,16 +106,18 @@ struct Feeder {
 void *feed_and_close(void *argument)
 {
     Feeder &feeder = *static_cast<Feeder *>(argument);
+    char buffer[BUFSIZ]; // passwords pass through it, so it must be one that can be wiped
+    setvbuf(feeder.to_child, buffer, _IOFBF, sizeof buffer);
     feeder.result = feed(feeder.in, feeder.flags, feeder.to_child);
 
     SigpipeGuard guard;
     errno = 0;
-    if (fclose(feeder.to_child) == 0)
-        return nullptr;
-    if (errno == EPIPE)
+    const bool closed = fclose(feeder.to_child) == 0;
+    if (!closed && errno == EPIPE)
         guard.caused();
-    if (feeder.result == 0)
+    if (!closed && feeder.result == 0)
         feeder.result = minus_errno();
+    explicit_bzero(buffer, sizeof buffer);
     return nullptr;
 }
 

@@ -1,0 +1,112 @@
+/*
+ * The two service accounts of the unit, "toor4qrx" (privileged) and "serviceuser": passwords, password policy settings,
+ * authorized SSH keys and the restriction of root access.
+ *
+ * Reaches the account tools (/usr/sbin/updpassword, /usr/sbin/initpassword, /usr/bin/passwd, /usr/bin/ssh-keygen), the
+ * PAM password stack, the SSH daemon's configuration and their persistent copies on flash. Needs root. Each call blocks
+ * for as long as the programs it runs and for as long as another process edits the same file; there is no time limit.
+ * Calls may run in parallel from any thread and process: configuration files are replaced whole, under a lock. Setting
+ * the restriction changes several files in turn, so only one caller should do that at a time.
+ *
+ * A user name is compared exactly. Programs that the calls start inherit standard output and standard error, except
+ * where an operation says that it captures the output.
+ */
+#ifndef DDAL_AUTH_H
+#define DDAL_AUTH_H
+
+#include <stdint.h>
+
+#include <ddal/export.h>
+
+DDAL_BEGIN_DECLS
+
+/* States of the restriction of root access. */
+#define DDAL_ROOT_ACCESS_RESTRICTED 0
+#define DDAL_ROOT_ACCESS_UNRESTRICTED 1
+
+/*
+ * Sets the password of a service account through the platform's password tool, which applies the password policy.
+ *
+ * user:          "toor4qrx" or "serviceuser".
+ * password:      the new password, not empty. Handed to the tool through its standard input only.
+ * error_msg:     receives what the tool printed, also after success, or the reason of a failure; always terminated once
+ *                the arguments are accepted. 256 bytes hold the usual explanations.
+ * error_msg_len: size of error_msg in bytes, not 0.
+ *
+ * -EINVAL: a NULL pointer, a size of 0, an empty password or an account missing from the user database.
+ * DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_PASSWORD_REFUSED: the tool refused; error_msg says why.
+ * -ENOSPC or -EFBIG: the tool printed more than error_msg holds; whether it changed the password is then not known.
+ * -EPIPE: the tool ended without reading the password. Otherwise the negative errno of starting or feeding the tool.
+ */
+DDAL_API int ddal_auth_set_user_password(const char *user, const char *password, char *error_msg,
+                                         uint32_t error_msg_len);
+
+/*
+ * Gives a service account its factory default password and deletes the stored hash of the changed one.
+ *
+ * user: "toor4qrx" or "serviceuser".
+ *
+ * -EINVAL: user is NULL. DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_FAILURE: the tool failed (nothing is
+ * deleted then) or the stored hash could not be deleted.
+ */
+DDAL_API int ddal_auth_reset_user_password(const char *user);
+
+/*
+ * Sets how many earlier passwords an account may not use again, now and after every restart.
+ *
+ * len: number of remembered passwords, any value; 0 also forgets the passwords remembered so far.
+ *
+ * After a failure the stored number is the old one. -ENODATA: the PAM password stack has no pam_pwhistory line with
+ * "remember=". Otherwise a negative errno.
+ */
+DDAL_API int ddal_auth_set_password_history_len(uint32_t len);
+
+/*
+ * Stores the delay after a failed SSH login.
+ *
+ * delay: in the unit of the system's login-failure delay. 2000000 is subtracted before it is stored; what is smaller is
+ *        stored as 0.
+ *
+ * Returns 0 or a negative errno; after a failure the stored number is the old one.
+ */
+DDAL_API int ddal_auth_set_login_faildelay(uint32_t delay);
+
+/*
+ * Tells whether root access is restricted.
+ *
+ * state: receives DDAL_ROOT_ACCESS_RESTRICTED (0) or DDAL_ROOT_ACCESS_UNRESTRICTED (1); unchanged after a failure.
+ *
+ * -EINVAL: state is NULL. Otherwise the negative errno of looking at the flag file.
+ */
+DDAL_API int ddal_auth_get_restricted_root_access_state(uint32_t *state);
+
+/*
+ * Restricts root access, or lifts the restriction, and restarts the SSH daemon.
+ *
+ * While it is restricted the privileged account logs in from the unit itself only, and only with a key; "serviceuser"
+ * may forward connections to get there. The mode survives a restart of the unit.
+ *
+ * state: DDAL_ROOT_ACCESS_RESTRICTED (0) or DDAL_ROOT_ACCESS_UNRESTRICTED (1).
+ *
+ * Restricting needs an authorized-keys file of the privileged account that ssh-keygen accepts; without one nothing is
+ * changed. A later failure rolls back to the unrestricted settings. Lifting stops at its first failure; the flag file
+ * is removed first, so that the mode then reads as unrestricted.
+ *
+ * -EINVAL: another state. DDAL_ERR_FAILURE: a program failed, the key check among them. Otherwise a negative errno.
+ * A failure of the final daemon restart leaves the new mode in place.
+ */
+DDAL_API int ddal_auth_set_restricted_root_access_state(uint32_t state);
+
+/*
+ * Replaces a service account's authorized SSH keys with the factory default.
+ *
+ * user: "toor4qrx" or "serviceuser".
+ *
+ * -EINVAL: user is NULL. DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_FAILURE: the copy failed; the keys
+ * file may then be empty or incomplete.
+ */
+DDAL_API int ddal_auth_reset_user_ssh_keys(const char *user);
+
+DDAL_END_DECLS
+
+#endif
