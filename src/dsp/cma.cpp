@@ -5,16 +5,19 @@
 #include <cinttypes>
 #include <cstdio>
 #include <fcntl.h>
-#include <memory>
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <utility>
 
 #include "core/log.h"
 #include "core/unique_fd.h"
+#include "core/unique_stream.h"
+#include "dsp/cma_driver.h"
 #include "dsp/low_mapping.h"
 #include "dsp/region.h"
 
 using ddal::core::UniqueFd;
+using ddal::core::UniqueStream;
 
 namespace ddal::dsp {
 
@@ -22,28 +25,9 @@ std::array<Region, kMaxRegions> regions{};
 
 namespace {
 
-constexpr const char *kCmaNode = "/dev/cma";
-constexpr const char *kCmaRegionList = "/proc/cma";
-
-constexpr unsigned long kRequestInitialise = 0xFE01;
-constexpr unsigned long kRequestAllocate = 0xC004FE03; // encodes 4 bytes, the record has 12
-constexpr unsigned long kRequestEnablePmu = 0xFE04;
-
-struct CmaAllocRequest {
-    uint32_t mem_type;
-    uint32_t size;
-    uint32_t physical; // filled by the driver
-};
-static_assert(sizeof(CmaAllocRequest) == 12 && offsetof(CmaAllocRequest, physical) == 8);
-
 int cma_fd = -1; // open for the life of the process once the set-up has succeeded
 int setup_result = DDAL_ERR_FAILURE;
 pthread_once_t setup_once = PTHREAD_ONCE_INIT;
-
-struct StreamCloser {
-    void operator()(FILE *stream) const { fclose(stream); }
-};
-using Stream = std::unique_ptr<FILE, StreamCloser>;
 
 bool skip_line(FILE *stream)
 {
@@ -105,7 +89,7 @@ private:
     size_t count_ = 0;
 };
 
-int request(unsigned long number, void *argument)
+int request(uint32_t number, void *argument)
 {
     int result;
     do
@@ -134,7 +118,7 @@ void process_init_once(void)
         return;
     }
 
-    const Stream list{fopen(kCmaRegionList, "re")};
+    const UniqueStream list{fopen(kCmaRegionList, "re")};
     if (!list) {
         setup_result = log_errno("Unable to open /proc/cma, %m\n");
         return;
@@ -183,7 +167,7 @@ int ddal_cma_init_once(void)
     const int result = ddal_cma_process_init();
     if (result != 0)
         return result;
-    if (request(kRequestInitialise, nullptr) < 0)
+    if (request(kCmaInitialise, nullptr) < 0)
         return log_errno("Unable to initialize CMA device, %m\n");
     return 0;
 }
@@ -198,7 +182,7 @@ int ddal_cma_alloc(uint32_t mem_type, uint32_t size, uint32_t *virt_addr)
         return log_error(-EINVAL, "Invalid argument mem_type (%u)\n", mem_type);
 
     CmaAllocRequest allocation{mem_type, size, 0};
-    if (request(kRequestAllocate, &allocation) < 0)
+    if (request(kCmaAllocate, &allocation) < 0)
         return log_errno("Unable to allocate %s of size 0x%zx, %m\n", memory_name(mem_type), size_t{size});
 
     const int result = ddal_cma_phy_to_virt(allocation.physical, virt_addr);
@@ -230,7 +214,7 @@ int ddal_cma_virt_to_phy(uint32_t virt_addr, uint32_t *dma_addr)
 
 int ddal_cma_enable_user_pmu(void)
 {
-    if (request(kRequestEnablePmu, nullptr) < 0)
+    if (request(kCmaEnablePmu, nullptr) < 0)
         return log_errno("Unable to enable user access to PMU\n");
     return 0;
 }

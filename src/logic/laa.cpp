@@ -1,0 +1,235 @@
+// Channels of licensed-assisted access: the record stream, pre-scan, DFS and SAS events.
+#include <ddal/rf_fpga.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+
+#include "core/log.h"
+#include "core/transfer.h"
+#include "core/unique_fd.h"
+#include "logic/rf_fpga.h"
+#include "logic/rf_fpga_driver.h"
+
+using ddal::core::ddal_common_read_all;
+using ddal::core::minus_errno;
+using namespace ddal::logic;
+
+static_assert(sizeof(ddal_rf_fpga_laa_record) == kLaaRecordSize);
+static_assert(sizeof(ddal_rf_fpga_laa_prescan) == 8 && sizeof(ddal_rf_fpga_laa_dfs) == 8);
+static_assert(sizeof(ddal_rf_fpga_laa_sas) == 4);
+
+namespace {
+
+template <typename T>
+using HeapPtr = std::unique_ptr<T, decltype(&free)>;
+
+template <typename T>
+HeapPtr<T> allocate()
+{
+    return HeapPtr<T>{static_cast<T *>(malloc(sizeof(T))), free};
+}
+
+// Frees the caller's descriptor and clears his pointer, however the close ends.
+template <typename T>
+int close_and_free(T **desc)
+{
+    const HeapPtr<T> owned{*desc, free};
+    *desc = nullptr;
+    return close(owned->fd) == 0 ? 0 : minus_errno();
+}
+
+} // namespace
+
+int ddal_rf_fpga_laa_open(int *fd)
+{
+    if (!fd)
+        return -EINVAL;
+    *fd = open(kLaaNode, O_RDONLY | O_CLOEXEC);
+    if (*fd < 0)
+        return log_errno("can't open device fpga_laa: %m\n");
+    return 0;
+}
+
+int ddal_rf_fpga_laa_wait(int fd, struct ddal_rf_fpga_laa_record *record)
+{
+    if (!record)
+        return -EINVAL;
+    ddal_rf_fpga_laa_record received;
+    const ssize_t n = ddal_common_read_all(fd, &received, sizeof received);
+    if (n >= 0)
+        errno = 0; // an interrupted read that was carried on leaves EINTR behind
+    if (n != sizeof received)
+        return log_errno("read from /dev/fpga_laa failed: %m\n");
+    *record = received;
+    return 0;
+}
+
+int ddal_rf_fpga_laa_close(int fd)
+{
+    if (close(fd) != 0)
+        return log_errno("close /dev/fpga_laa failed: %m\n");
+    return 0;
+}
+
+int ddal_rf_fpga_laa_prescan_open(uint32_t index, struct ddal_rf_fpga_laa_prescan **out)
+{
+    if (!out)
+        return log_error(-EINVAL, "NULL pointer(desc) passed to ddal_rf_fpga_laa_prescan_open\n");
+    auto desc = allocate<ddal_rf_fpga_laa_prescan>();
+    if (!desc)
+        return log_error(-ENOMEM, "malloc failed in ddal_rf_fpga_laa_prescan_open, size = %d, %m\n",
+                         static_cast<int>(sizeof *desc));
+
+    char node[kNodeNameSize];
+    snprintf(node, sizeof node, kLaaPrescanNodeFormat, index);
+    *desc = {open(node, O_RDONLY | O_CLOEXEC), index};
+    if (desc->fd < 0)
+        return log_errno("can't open device %s: %m\n", node);
+    *out = desc.release();
+    return 0;
+}
+
+int ddal_rf_fpga_laa_prescan_wait(struct ddal_rf_fpga_laa_prescan *desc, uint8_t *frame_index)
+{
+    if (!desc)
+        return log_error(-EINVAL, "NULL pointer(desc) passed to ddal_rf_fpga_laa_prescan_wait\n");
+    if (!frame_index)
+        return log_error(-EINVAL, "NULL pointer(frame_index) passed to ddal_rf_fpga_laa_prescan_wait\n");
+
+    const ssize_t n = ddal_common_read_all(desc->fd, frame_index, sizeof *frame_index);
+    if (n < 0)
+        return log_errno("read from /dev/fpga_laa_prescan%d failed: %m\n", static_cast<int>(desc->index));
+    if (n == 0)
+        return log_error(DDAL_ERR_FAILURE, "data is not available\n");
+    return 0;
+}
+
+int ddal_rf_fpga_laa_prescan_close(struct ddal_rf_fpga_laa_prescan **desc)
+{
+    if (!desc)
+        return log_error(-EINVAL, "NULL pointer passed to ddal_rf_fpga_laa_prescan_close\n");
+    if (!*desc)
+        return log_error(-EINVAL, "ddal_rf_fpga_laa_prescan_close: (*desc) points to NULL\n");
+
+    const auto index = static_cast<int>((*desc)->index);
+    const int result = close_and_free(desc);
+    if (result != 0)
+        log_line(LOG_ERR, "close /dev/fpga_laa_prescan%d failed: %m\n", index);
+    return result;
+}
+
+int ddal_rf_fpga_laa_dfs_open(uint32_t index, struct ddal_rf_fpga_laa_dfs **out)
+{
+    if (!out)
+        return log_error(-EINVAL, "NULL pointer(desc) passed to ddal_rf_fpga_laa_dfs_open\n");
+    auto desc = allocate<ddal_rf_fpga_laa_dfs>();
+    if (!desc)
+        return log_error(-ENOMEM, "malloc failed in ddal_rf_fpga_laa_dfs_open, size = %d, %m\n",
+                         static_cast<int>(sizeof *desc));
+
+    char node[kNodeNameSize];
+    snprintf(node, sizeof node, kLaaDfsNodeFormat, index);
+    *desc = {open(node, O_RDONLY | O_CLOEXEC), index};
+    if (desc->fd < 0)
+        return log_errno("can't open device %s: %m\n", node);
+    *out = desc.release();
+    return 0;
+}
+
+int ddal_rf_fpga_laa_dfs_wait(struct ddal_rf_fpga_laa_dfs *desc)
+{
+    if (!desc)
+        return log_error(-EINVAL, "NULL pointer(desc) passed to ddal_rf_fpga_laa_dfs_wait\n");
+
+    uint32_t event;
+    const ssize_t n = ddal_common_read_all(desc->fd, &event, sizeof event);
+    if (n < 0)
+        return log_errno("read from /dev/fpga_laa_dfs%d failed: %m\n", static_cast<int>(desc->event));
+    if (n != sizeof event)
+        return log_error(DDAL_ERR_FAILURE, "data is not available\n");
+    desc->event = event; // kept: callers read the event where the channel's index was
+    return 0;
+}
+
+int ddal_rf_fpga_laa_dfs_close(struct ddal_rf_fpga_laa_dfs **desc)
+{
+    if (!desc)
+        return log_error(-EINVAL, "NULL pointer passed to ddal_rf_fpga_laa_dfs_close\n");
+    if (!*desc)
+        return log_error(-EINVAL, "ddal_rf_fpga_laa_dfs_close: (*desc) points to NULL\n");
+
+    const auto index = static_cast<int>((*desc)->event);
+    const int result = close_and_free(desc);
+    if (result != 0)
+        log_line(LOG_ERR, "close /dev/fpga_laa_dfs%d failed: %m\n", index);
+    return result;
+}
+
+namespace ddal::logic {
+
+int ddal_rf_fpga_laa_sas_open_by_filename(const char *filename, struct ddal_rf_fpga_laa_sas **out)
+{
+    if (!out)
+        return log_error(-EINVAL, "NULL pointer(desc) passed\n");
+    auto desc = allocate<ddal_rf_fpga_laa_sas>();
+    if (!desc)
+        return log_error(-ENOMEM, "malloc failed, size = %d, %m\n", static_cast<int>(sizeof *desc));
+
+    desc->fd = open(filename, O_RDONLY | O_CLOEXEC);
+    if (desc->fd < 0)
+        return log_errno("can't open device %s: %m\n", filename);
+    *out = desc.release();
+    return 0;
+}
+
+} // namespace ddal::logic
+
+int ddal_rf_fpga_laa_sas_open(uint32_t index, struct ddal_rf_fpga_laa_sas **out)
+{
+    char node[kNodeNameSize];
+    snprintf(node, sizeof node, kLaaSasNodeFormat, index);
+    return ddal_rf_fpga_laa_sas_open_by_filename(node, out);
+}
+
+int ddal_rf_fpga_laa_sas_open_any_rtwp(struct ddal_rf_fpga_laa_sas **out)
+{
+    return ddal_rf_fpga_laa_sas_open_by_filename(kLaaSasAnyNode, out);
+}
+
+int ddal_rf_fpga_laa_sas_wait(struct ddal_rf_fpga_laa_sas *desc)
+{
+    if (!desc)
+        return log_error(-EINVAL, "NULL pointer(desc) passed\n");
+
+    pollfd channel{desc->fd, POLLPRI, 0};
+    int signalled;
+    do
+        signalled = poll(&channel, 1, -1);
+    while (signalled < 0 && errno == EINTR);
+
+    // Without priority input it was the descriptor that ended the wait: not open, or its device gone.
+    if (signalled >= 0 && (channel.revents & POLLPRI) == 0) {
+        errno = (channel.revents & POLLNVAL) != 0 ? EBADF : EIO;
+        signalled = -1;
+    }
+    if (signalled < 0)
+        return log_errno("poll failed\n");
+    return 0;
+}
+
+int ddal_rf_fpga_laa_sas_close(struct ddal_rf_fpga_laa_sas **desc)
+{
+    if (!desc)
+        return log_error(-EINVAL, "NULL pointer passed\n");
+    if (!*desc)
+        return log_error(-EINVAL, "(*desc) points to NULL\n");
+
+    const int result = close_and_free(desc);
+    if (result != 0)
+        log_line(LOG_ERR, "Failed to close fpga_laa_sas dev node: %m\n");
+    return result;
+}
