@@ -1,14 +1,17 @@
 /*
- * RP3 links to the radio: the alarm mask in the main FPGA, and the alarm channels of its driver.
+ * RP3 links to the radio: the alarm mask in the main FPGA, the alarm channels of its driver, and a snapshot of the
+ * links.
  *
- * Reaches /dev/fpga_usr through <ddal/fpga.h> and the attributes rp3_alarm and refab_alarm under
- * /sys/class/fpga_usr/fpga_usr; needs permission to read and write the device and to read the attributes. No state is
- * kept beside the alarm mask itself, and calls may run in parallel from any thread. Nothing blocks longer than a
- * register access.
+ * Reaches /dev/fpga_usr through <ddal/fpga.h>, the attributes rp3_alarm and refab_alarm under
+ * /sys/class/fpga_usr/fpga_usr, and for the snapshot /dev/mem and /var/log/kvbinit.log. Needs permission to read and
+ * write the device and to read the attributes; the snapshot needs that of the superuser. No state is kept beside the
+ * alarm mask itself, and calls may run in parallel from any thread. Nothing blocks longer than a register access, but
+ * for the snapshot's log entry, which waits for other processes that write theirs.
  */
 #ifndef DDAL_RP3_H
 #define DDAL_RP3_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <ddal/export.h>
@@ -53,6 +56,25 @@ DDAL_API int ddal_refab_alarm_event_open(int *fd);
  */
 DDAL_API int ddal_rp3_alarm_event_close(int fd);
 DDAL_API int ddal_refab_alarm_event_close(int fd);
+
+/*
+ * Takes a snapshot of the data path between the SoC's antenna interface and the main FPGA: a fixed list of registers,
+ * one line of text each, of which two are checked for the bits of a healthy link. A value that is not as expected is
+ * logged at information priority: before the links are configured that is normal.
+ *
+ * event:     label of the log entry; NULL counts as empty.
+ * write_log: not 0: append the text, with the local time and the label, to /var/log/kvbinit.log. All processes share
+ * the log; where an entry would take it beyond 102,400 bytes (not counting the time stamp), its oldest bytes are cut
+ * off first. text:      receives the text, at most text_len - 1 characters of it and a NUL; 2048 bytes hold it all. May
+ * be NULL. Unchanged with text_len 0, and when not even the first register can be read.
+ *
+ * Returns 0, or -1001 when a register could not be read or a check failed. With write_log the result is that of the
+ * logging ALONE: 0 when the entry was written, however the checks went, and -1001 when it was not. (Where the first
+ * register cannot be read, nothing is logged and the result is -1001 in either case.)
+ *
+ * A signal that interrupts the wait for the log gives -1001.
+ */
+DDAL_API int ddal_rp3_validate_aif(const char *event, int write_log, char *text, size_t text_len);
 
 DDAL_END_DECLS
 

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/descriptor_link.h"
 #include "core/fresh_name.h"
 #include "core/log.h"
 #include "core/text.h"
@@ -167,9 +168,7 @@ bool link_to(int fd, int directory, const char *name)
     if (errno != ENOENT && errno != EPERM)
         return false;
     // Linking a descriptor itself takes a privilege; its entry under /proc does not.
-    char self[sizeof "/proc/self/fd/" + 3 * sizeof fd];
-    ddal_common_scnprintf(self, sizeof self, "/proc/self/fd/%d", fd);
-    return linkat(AT_FDCWD, self, directory, name, AT_SYMLINK_FOLLOW) == 0;
+    return linkat(AT_FDCWD, DescriptorLink{fd}.path(), directory, name, AT_SYMLINK_FOLLOW) == 0;
 }
 
 int put_in_place(ddal_common_atomic_file &file)

@@ -1,15 +1,16 @@
 // Alarm channels of the main FPGA: attributes that notify when their alarm changes.
 #include <ddal/rp3.h>
 
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "core/descriptor_link.h"
 #include "core/log.h"
 #include "core/unique_fd.h"
 #include "logic/rf_fpga_driver.h"
 
+using ddal::core::DescriptorLink;
 using ddal::core::UniqueFd;
 using namespace ddal::logic;
 
@@ -20,10 +21,8 @@ constexpr size_t kLinkTextSize = 255;
 // Closes `fd` if it is the attribute of that name. The lines carry the name of the public operation.
 int close_attribute(const char *function, int fd, const char *name)
 {
-    char link[sizeof "/proc/self/fd/-2147483648"];
-    snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
     char path[kLinkTextSize + 1];
-    const ssize_t n = readlink(link, path, kLinkTextSize);
+    const ssize_t n = readlink(DescriptorLink{fd}.path(), path, kLinkTextSize);
     if (n < 0) {
         log_line_as(LOG_ERR, function, "readlink() failed with val %d\n", static_cast<int>(n));
         return DDAL_ERR_SYSTEM;

@@ -1,0 +1,144 @@
+#include "logic/rp3_log.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <semaphore.h>
+#include <unistd.h>
+#include <utility>
+
+#include "core/log.h"
+#include "core/unique_stream.h"
+
+using ddal::core::UniqueStream;
+
+namespace ddal::logic {
+
+namespace {
+
+constexpr size_t kCopyBlock = 100;
+constexpr mode_t kSemaphoreMode = 0666;
+constexpr unsigned kSemaphoreFree = 1;
+
+// 0, or -1 with errno.
+int copy_rest(FILE *from, FILE *to)
+{
+    char block[kCopyBlock];
+    size_t n;
+    while ((n = fread(block, 1, sizeof block, from)) > 0) {
+        if (fwrite(block, 1, n, to) != n)
+            return -1;
+    }
+    return ferror(from) || fflush(to) != 0 ? -1 : 0;
+}
+
+// Copies the log from `skip` on into the temporary file; where that fails, no temporary file stays behind.
+int write_temporary(off_t skip)
+{
+    const UniqueStream from{fopen(kLinkLog, "re")};
+    if (!from) {
+        log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLog);
+        return DDAL_ERR_FAILURE;
+    }
+    const UniqueStream to{fopen(kLinkLogTemporary, "we")};
+    if (!to) {
+        log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLogTemporary);
+        return DDAL_ERR_FAILURE;
+    }
+
+    if (fseeko(from.get(), skip, SEEK_SET) != 0)
+        log_line_as(LOG_ERR, "resize_log_file", "Cannot change position in %s\n", kLinkLog);
+    else if (copy_rest(from.get(), to.get()) != 0)
+        log_line_as(LOG_ERR, "resize_log_file", "Error during resizing  %s\n", kLinkLog);
+    else
+        return 0;
+
+    const int saved_errno = errno; // the caller's line tells why
+    unlink(kLinkLogTemporary);
+    errno = saved_errno;
+    return DDAL_ERR_FAILURE;
+}
+
+int write_entry(FILE *log, const char *event, const char *text)
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+
+    const int n =
+        fprintf(log, "%04u-%02u-%02u %02u:%02u:%02u.%06ld %s \n%s\n", static_cast<unsigned>(local.tm_year) + 1900,
+                static_cast<unsigned>(local.tm_mon) + 1, static_cast<unsigned>(local.tm_mday),
+                static_cast<unsigned>(local.tm_hour), static_cast<unsigned>(local.tm_min),
+                static_cast<unsigned>(local.tm_sec), static_cast<long>(now.tv_nsec / 1000), event, text);
+    return n >= 0 && fflush(log) == 0 ? 0 : -1;
+}
+
+int append_locked(const char *event, const char *text)
+{
+    FILE *log = fopen(kLinkLog, "ae");
+    if (!log) {
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Cannot open %s: %m\n", kLinkLog);
+        return DDAL_ERR_FAILURE;
+    }
+
+    int result = resize_log_file(&log, strlen(event) + strlen(text));
+    const UniqueStream owned{log};
+    if (result != 0) {
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Failure during resizing %s: %m\n", kLinkLog);
+    } else if (write_entry(log, event, text) != 0) {
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Error during writing to %s\n", kLinkLog);
+        result = DDAL_ERR_FAILURE;
+    }
+    return result;
+}
+
+} // namespace
+
+int resize_log_file(FILE **log, size_t add_len)
+{
+    fseeko(*log, 0, SEEK_END);
+    const off_t wanted = ftello(*log) + static_cast<off_t>(add_len);
+    if (wanted <= static_cast<off_t>(kLinkLogLimit))
+        return 0;
+
+    fclose(std::exchange(*log, nullptr));
+    if (write_temporary(wanted - static_cast<off_t>(kLinkLogLimit)) != 0)
+        return DDAL_ERR_FAILURE;
+    if (rename(kLinkLogTemporary, kLinkLog) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Error during renaming  %s\n", kLinkLog);
+    *log = fopen(kLinkLog, "ae");
+    if (!*log)
+        return log_error(DDAL_ERR_FAILURE, "Cannot open %s\n", kLinkLog);
+    return 0;
+}
+
+int append_link_log(const char *event, const char *text)
+{
+    sem_t *const semaphore = sem_open(kLinkLogSemaphore, O_CREAT, kSemaphoreMode, kSemaphoreFree);
+    if (semaphore == SEM_FAILED) {
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore open error: %m\n");
+        return DDAL_ERR_FAILURE;
+    }
+
+    int result;
+    if (sem_wait(semaphore) == 0) {
+        result = append_locked(event, text);
+    } else { // kept: the semaphore is posted all the same
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore wait error: %m\n");
+        result = DDAL_ERR_FAILURE;
+    }
+
+    if (sem_post(semaphore) != 0) {
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore post error: %m\n");
+        result = DDAL_ERR_FAILURE;
+    }
+    if (sem_close(semaphore) != 0) {
+        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore close error: %m\n");
+        result = DDAL_ERR_FAILURE;
+    }
+    return result;
+}
+
+} // namespace ddal::logic

@@ -1,0 +1,22 @@
+// The log file of link snapshots, shared by all processes and limited in size.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+namespace ddal::logic {
+
+inline constexpr const char *kLinkLog = "/var/log/kvbinit.log";
+inline constexpr const char *kLinkLogTemporary = "/var/log/kvbinit.log.tmp";
+inline constexpr size_t kLinkLogLimit = 102400; // bytes; what an entry adds beside its two texts is not counted
+inline constexpr const char *kLinkLogSemaphore = "/VALIDATE_RP3_AIF_FILE_SEM";
+
+// Appends an entry, cutting the oldest bytes off first where it would not fit. Returns 0 or -1001.
+int append_link_log(const char *event, const char *text);
+
+// Cuts the log so that `add_len` bytes more stay within the limit. `*log` is the log open for appending and is again
+// afterwards; after a failure it may be null. Returns 0 or -1001.
+int resize_log_file(FILE **log, size_t add_len);
+
+} // namespace ddal::logic
