@@ -27,7 +27,7 @@ int copy_chunks(FILE *from, FILE *to, char (&chunk)[kCopyChunk])
     do {
         errno = 0;
         got = fread(chunk, 1, sizeof chunk, from);
-        if (got < sizeof chunk && ferror(from))
+        if (got < sizeof chunk && !feof(from))
             return minus_errno(-EFAULT);
         errno = 0;
         if (fwrite(chunk, 1, got, to) != got)

@@ -88,7 +88,7 @@ int ddal_common_read_file(void *buf, size_t n, const char *path)
             return log_errno("error tell %s: %m\n", path);
         return static_cast<int>(size);
     }
-    if (ferror(stream.get()))
+    if (!feof(stream.get()))
         return log_errno_or(DDAL_ERR_FAILURE, "error read %s: %m\n", path);
     return static_cast<int>(got);
 }

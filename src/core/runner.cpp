@@ -72,7 +72,7 @@ int capture(FILE *out, char *buf, size_t size, const char *function)
     int result = 0;
     const size_t got = fread(buf, 1, size - 1, out);
     buf[got] = '\0';
-    if (got < size - 1 && ferror(out)) {
+    if (got < size - 1 && !feof(out)) {
         log_line_as(LOG_ERR, function, "ferror(out %d)\n", fileno(out));
         result = -EIO;
     } else if (got == size - 1 && fgetc(out) != EOF) {

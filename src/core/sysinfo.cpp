@@ -5,11 +5,13 @@
 #include <cerrno>
 #include <cinttypes>
 #include <ddal/common.h>
+#include <optional>
 
 #include "core/atomic_file.h"
 #include "core/directory.h"
 #include "core/log.h"
 #include "core/sysinfo_file.h"
+#include "core/text.h"
 
 using namespace ddal::core;
 
@@ -20,32 +22,35 @@ constexpr mode_t kDirectoryMode = 0755;
 constexpr const char *kFile = "/flash/config/sysinfo";
 constexpr const char *kHeading = "# System information: category.key.key2 = value\n";
 
-void print_item(FILE *to, const SysinfoKey &key, uint64_t value, std::string_view tail)
+bool put(FILE *to, std::string_view text)
 {
-    fprintf(to, "%" PRIu32 ".%" PRIu32 ".%" PRIu32 " = %" PRIu64, key.category, key.key, key.key2, value);
-    fwrite(tail.data(), 1, tail.size(), to);
-    fputc('\n', to);
+    return fwrite(text.data(), 1, text.size(), to) == text.size();
 }
 
-// Copies all lines with the item set to its new value. Write errors are left to the stream's error flag.
-int rewrite(FILE *from, FILE *to, const SysinfoKey &key, uint64_t value)
+bool put_item(FILE *to, const SysinfoKey &key, uint64_t value, std::string_view tail)
 {
-    SysinfoReader reader{from};
+    char item[80];
+    const int length = ddal_common_scnprintf(item, sizeof item, "%" PRIu32 ".%" PRIu32 ".%" PRIu32 " = %" PRIu64,
+                                             key.category, key.key, key.key2, value);
+    return put(to, {item, static_cast<size_t>(length)}) && put(to, tail) && put(to, "\n");
+}
+
+// Copies all lines with the item set to its new value. False after a failed write, with errno.
+bool copy_with_item(SysinfoReader &from, FILE *to, const SysinfoKey &key, uint64_t value)
+{
     bool stored = false;
-    while (reader.next()) {
-        if (!reader.line().is(key)) {
-            fwrite(reader.text().data(), 1, reader.text().size(), to);
-            fputc('\n', to);
-        } else if (!stored) { // a second line of the item goes
-            print_item(to, key, value, reader.line().tail);
-            stored = true;
-        }
+    while (from.next()) {
+        const bool ours = from.line().is(key);
+        if (ours && stored)
+            continue; // a second line of the item goes
+        const bool copied = ours ? put_item(to, key, value, from.line().tail) : put(to, from.text()) && put(to, "\n");
+        if (!copied)
+            return false;
+        stored |= ours;
     }
-    if (reader.number() == 0)
-        fputs(kHeading, to);
-    if (!stored)
-        print_item(to, key, value, {});
-    return reader.error();
+    if (from.number() == 0 && !put(to, kHeading))
+        return false;
+    return stored || put_item(to, key, value, {});
 }
 
 } // namespace
@@ -59,16 +64,17 @@ DDAL_WEAK int ddal_sysinfo_get_uint(uint32_t category, uint32_t key, uint32_t ke
         return errno == ENOENT ? -ENOENT : log_errno("can't open %s: %m\n", kFile);
 
     SysinfoReader reader{ddal_common_atomic_reader(file.get())};
-    bool found = false;
+    std::optional<uint64_t> found;
     while (reader.next()) {
-        if (!reader.line().is({category, key, key2}))
-            continue;
-        *value = reader.line().value;
-        found = true;
+        if (reader.line().is({category, key, key2}))
+            found = reader.line().value;
     }
     if (reader.error() != 0)
         return log_error(reader.error(), "can't read %s: %d\n", kFile, reader.error());
-    return found ? 0 : -ENOENT;
+    if (!found)
+        return -ENOENT;
+    *value = *found;
+    return 0;
 }
 
 DDAL_WEAK int ddal_sysinfo_set_uint(uint32_t category, uint32_t key, uint32_t key2, uint64_t value)
@@ -80,10 +86,11 @@ DDAL_WEAK int ddal_sysinfo_set_uint(uint32_t category, uint32_t key, uint32_t ke
     if (!file)
         return log_errno("can't open %s: %m\n", kFile);
 
-    result = rewrite(ddal_common_atomic_reader(file.get()), ddal_common_atomic_writer(file.get()),
-                     {category, key, key2}, value);
-    if (result != 0)
-        return log_error(result, "can't read %s: %d\n", kFile, result);
+    SysinfoReader reader{ddal_common_atomic_reader(file.get())};
+    if (!copy_with_item(reader, ddal_common_atomic_writer(file.get()), {category, key, key2}, value))
+        return log_errno("can't write %s: %m\n", kFile);
+    if (reader.error() != 0)
+        return log_error(reader.error(), "can't read %s: %d\n", kFile, reader.error());
     result = ddal_common_atomic_close(file.release(), 1);
     if (result != 0)
         return log_error(result, "can't replace %s: %d\n", kFile, result);
