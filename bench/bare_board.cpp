@@ -1,0 +1,141 @@
+// Runs a program in a mount namespace whose /dev holds plain files for the board's nodes, so that nothing but the
+// kernel lies between the library and them, and stands in for the frame driver meanwhile.
+//
+// usage: bare_board PROGRAM [ARGUMENT...]
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sched.h>
+#include <string>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "core/cpu_counter.h"
+#include "logic/fpga_driver.h"
+#include "platform/frame_driver.h"
+
+using namespace ddal::platform;
+
+namespace {
+
+constexpr off_t kFpgaSpace = 0x200000;
+
+[[noreturn]] void fail(const char *what)
+{
+    fprintf(stderr, "bare_board: %s: %s\n", what, strerror(errno));
+    exit(2);
+}
+
+void write_text(const char *path, const std::string &text)
+{
+    const int fd = open(path, O_WRONLY | O_CLOEXEC);
+    if (fd < 0 || write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        fail(path);
+    close(fd);
+}
+
+int make_node(const char *path, off_t size)
+{
+    const int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0 || ftruncate(fd, size) != 0)
+        fail(path);
+    return fd;
+}
+
+void enter_namespace()
+{
+    const uid_t uid = getuid();
+    const gid_t gid = getgid();
+    if (uid == 0 && unshare(CLONE_NEWNS) == 0)
+        return;
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+        fail("no mount namespace to be had");
+    write_text("/proc/self/setgroups", "deny");
+    write_text("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+    write_text("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+}
+
+// A /dev with the nodes that the benchmarks use, and the machine's own null device. Returns the frame page.
+FramePage *furnish_dev()
+{
+    const int null_device = open("/dev/null", O_PATH | O_CLOEXEC);
+    const std::string null_path = "/proc/self/fd/" + std::to_string(null_device);
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("bare_board", "/dev", "tmpfs", MS_NOSUID, nullptr) != 0)
+        fail("cannot mount a /dev");
+    close(make_node("/dev/null", 0));
+    if (mount(null_path.c_str(), "/dev/null", nullptr, MS_BIND, nullptr) != 0)
+        fail("/dev/null");
+    close(null_device);
+
+    const auto page_size = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    close(make_node(ddal::logic::kFpgaNode, kFpgaSpace));
+    const int frame = make_node(kFrameNode, static_cast<off_t>(page_size));
+    void *page = mmap(nullptr, page_size, PROT_READ | PROT_WRITE, MAP_SHARED, frame, 0);
+    if (page == MAP_FAILED)
+        fail(kFrameNode);
+    close(frame);
+    return static_cast<FramePage *>(page);
+}
+
+void set(uint32_t &word, uint64_t value)
+{
+    __atomic_store_n(&word, static_cast<uint32_t>(value), __ATOMIC_SEQ_CST);
+}
+
+void publish(FramePage &page, uint64_t frame)
+{
+    timespec monotonic, real;
+    clock_gettime(CLOCK_MONOTONIC, &monotonic);
+    clock_gettime(CLOCK_REALTIME, &real);
+    const uint64_t counter = frame * kCountsPerFrame;
+    set(page.sequence, page.sequence + 1);
+    set(page.bcn_low, frame);
+    set(page.bcn_high, frame >> 32);
+    set(page.counter_low, counter);
+    set(page.counter_high, counter >> 32);
+    set(page.a_sec, static_cast<uint64_t>(monotonic.tv_sec));
+    set(page.a_nsec, static_cast<uint64_t>(monotonic.tv_nsec));
+    set(page.b_sec, static_cast<uint64_t>(real.tv_sec));
+    set(page.b_nsec, static_cast<uint64_t>(real.tv_nsec));
+    set(page.sequence, page.sequence + 1);
+}
+
+void wait_for_next_frame()
+{
+    const auto counts_left = static_cast<long>(kCountsPerFrame - ddal::core::cpu_counter() % kCountsPerFrame);
+    const timespec pause{.tv_sec = 0, .tv_nsec = counts_left * (kFrameNanoseconds / 1000) / (kCountsPerFrame / 1000)};
+    nanosleep(&pause, nullptr);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc < 2) {
+        fprintf(stderr, "usage: bare_board PROGRAM [ARGUMENT...]\n");
+        return 2;
+    }
+    enter_namespace();
+    FramePage &page = *furnish_dev();
+    publish(page, ddal::core::cpu_counter() / kCountsPerFrame);
+
+    const pid_t pid = fork();
+    if (pid < 0)
+        fail("fork");
+    if (pid == 0) {
+        execv(argv[1], argv + 1);
+        fail(argv[1]);
+    }
+    int status = 0;
+    while (waitpid(pid, &status, WNOHANG) == 0) {
+        wait_for_next_frame();
+        publish(page, ddal::core::cpu_counter() / kCountsPerFrame);
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 2;
+}

@@ -1,0 +1,43 @@
+// Results of one run, compared with each other.
+#pragma once
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+namespace bench {
+
+// Prints as usual and keeps the best time of every benchmark's repetitions: what disturbs a run only makes it slower.
+class Comparison : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run &run : runs) {
+            if (run.run_type != Run::RT_Iteration)
+                continue;
+            const double time = run.GetAdjustedRealTime();
+            const auto [known, fresh] = best_.try_emplace(run.run_name.function_name, time);
+            if (!fresh)
+                known->second = std::min(known->second, time);
+        }
+    }
+
+    void print_ratio(const std::string &name, const std::string &peer) const
+    {
+        const auto own = best_.find(name);
+        const auto other = best_.find(peer);
+        if (own != best_.end() && other != best_.end()) // a filter may have left one out
+            printf("%s: %.1f ns, %.2f times %s (%.1f ns), %+.1f ns\n", name.c_str(), own->second,
+                   own->second / other->second, peer.c_str(), other->second, own->second - other->second);
+    }
+
+private:
+    std::map<std::string, double> best_;
+};
+
+} // namespace bench
