@@ -23,7 +23,8 @@ FILE *ddal_common_atomic_reader(ddal_common_atomic_file *h);
 FILE *ddal_common_atomic_writer(ddal_common_atomic_file *h);
 
 // Puts the replacement in place if `commit` is set, drops the lock and frees the handle in every case. Returns 0 or the
-// first negative errno; -EIO when a read or write on one of the streams has failed, as the replacement is incomplete then.
+// first negative errno; -EIO when a read or write on one of the streams has failed, as the replacement is incomplete
+// then.
 int ddal_common_atomic_close(ddal_common_atomic_file *h, int commit);
 
 // Copies a whole file into an empty one and rewinds both. Returns 0 or a negative errno.

@@ -82,8 +82,8 @@ void advance(Timestamp &time, uint32_t sec, uint32_t nsec)
     }
 }
 
-// Takes a fresh snapshot from the page and returns the sub-frame offset. Kept: 32-bit arithmetic, which wraps when the driver
-// has stood still for 3.49 s.
+// Takes a fresh snapshot from the page and returns the sub-frame offset. Kept: 32-bit arithmetic, which wraps when the
+// driver has stood still for 3.49 s.
 [[gnu::noinline, gnu::cold]] uint32_t refresh(Snapshot &frame)
 {
     frame = take_snapshot(*frame_page);

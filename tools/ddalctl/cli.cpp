@@ -1,0 +1,134 @@
+// The command line, built from the families' tables. The only file that knows the argument parser.
+#include "ddalctl/cli.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "ddalctl/completion.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/manual.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+// What the parser found: the command and the values given for it.
+struct Invocation {
+    bool json = false;
+    bool manual = false;
+    std::string completion;
+    std::string name = "ddalctl";
+    const Command *command = nullptr;
+    Arguments arguments;
+};
+
+constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX"};
+
+void add_argument(CLI::App &app, const Argument &argument, Invocation &invocation)
+{
+    CLI::Option *option = app.add_option_function<std::string>(
+        argument.name,
+        [&argument, &invocation](const std::string &value) { invocation.arguments.set(argument, value); },
+        argument.help);
+    option->type_name(kTypeNames[static_cast<int>(argument.kind)]);
+    option->required(!argument.optional && !argument.is_option());
+}
+
+void add_command(CLI::App &app, const Family &family, const Command &command, Invocation &invocation)
+{
+    for (const Argument &argument : command.arguments)
+        add_argument(app, argument, invocation);
+    app.final_callback([&family, &command, &invocation] {
+        invocation.command = &command;
+        invocation.name = std::string("ddalctl ") + family.name + (*command.verb ? " " : "") + command.verb;
+    });
+}
+
+void add_family(CLI::App &root, const Family &family, Invocation &invocation)
+{
+    CLI::App *app = root.add_subcommand(family.name, family.summary);
+    for (const Command &command : family.commands) {
+        if (!*command.verb) {
+            add_command(*app, family, command, invocation);
+            continue;
+        }
+        add_command(*app->add_subcommand(command.verb, command.summary), family, command, invocation);
+        app->require_subcommand(1);
+    }
+}
+
+void define(CLI::App &root, Invocation &invocation)
+{
+    root.name("ddalctl");
+    root.fallthrough();
+    root.require_subcommand(0, 1);
+    root.add_flag("--json", invocation.json, "print one JSON document, also for a failure");
+    root.add_flag("--man", invocation.manual)->group("");
+    root.add_option("--completion", invocation.completion)->group("");
+    root.footer("Exit status: 0 done, 1 the operation failed, 2 wrong use, 3 nothing there.\n"
+                "Numbers are decimal, or hexadecimal after 0x.");
+    for (const Family &family : families())
+        add_family(root, family, invocation);
+}
+
+// A command that cannot be parsed must still answer in the form that was asked for.
+bool asks_for_json(int argc, char **argv)
+{
+    return std::find(argv + 1, argv + argc, std::string("--json")) != argv + argc;
+}
+
+int run_command(const Invocation &invocation)
+{
+    Report report(invocation.json);
+    invocation.command->run(invocation.arguments, report);
+    report.print(stdout);
+    if (fflush(stdout) != 0)
+        throw Failure(-EIO, kOperationFailed, "the output could not be written");
+    return kDone;
+}
+
+int run_parsed(const Invocation &invocation)
+{
+    if (invocation.manual) {
+        fputs(manual_page().c_str(), stdout);
+        return kDone;
+    }
+    if (!invocation.completion.empty()) {
+        fputs(completion_script(invocation.completion).c_str(), stdout);
+        return kDone;
+    }
+    if (!invocation.command)
+        throw WrongUse("no command given; see ddalctl --help");
+    return run_command(invocation);
+}
+
+} // namespace
+
+int run(int argc, char **argv)
+{
+    Invocation invocation;
+    CLI::App root("Looks at a radio board and drives it, through libddal.");
+    define(root, invocation);
+    try {
+        root.parse(argc, argv);
+        return run_parsed(invocation);
+    } catch (const CLI::CallForHelp &) {
+        print_help(root.help(), asks_for_json(argc, argv));
+        return kDone;
+    } catch (const CLI::ParseError &error) {
+        const WrongUse failure(std::string(error.what()) + "; see ddalctl --help");
+        print_failure(failure, invocation.name, asks_for_json(argc, argv));
+        return failure.status();
+    } catch (const Failure &failure) {
+        print_failure(failure, invocation.name, asks_for_json(argc, argv));
+        return failure.status();
+    }
+}
+
+} // namespace ddalctl

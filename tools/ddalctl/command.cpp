@@ -1,0 +1,57 @@
+#include "ddalctl/command.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "ddalctl/failure.h"
+
+namespace ddalctl {
+
+namespace {
+
+uint64_t parse_number(const Argument &argument, const std::string &text)
+{
+    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const std::string digits = hexadecimal ? text.substr(2) : text;
+    const char *allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
+    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos)
+        throw WrongUse(std::string(argument.name) + ": \"" + text + "\" is no number (decimal, or 0x and hexadecimal)");
+
+    errno = 0;
+    const unsigned long long value = strtoull(digits.c_str(), nullptr, hexadecimal ? 16 : 10);
+    if (errno == ERANGE || value > argument.max)
+        throw WrongUse(std::string(argument.name) + ": " + text + " is above " + std::to_string(argument.max));
+    if (value < argument.min)
+        throw WrongUse(std::string(argument.name) + ": " + text + " is below " + std::to_string(argument.min));
+    return value;
+}
+
+void check_bytes(const Argument &argument, const std::string &text)
+{
+    if (text.empty() || text.size() % 2 != 0 || text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+        throw WrongUse(std::string(argument.name) + ": \"" + text + "\" is not pairs of hexadecimal digits");
+}
+
+} // namespace
+
+void Arguments::set(const Argument &argument, const std::string &value)
+{
+    if (argument.kind == Kind::number) {
+        numbers_[argument.name] = parse_number(argument, value);
+        return;
+    }
+    if (argument.kind == Kind::bytes)
+        check_bytes(argument, value);
+    texts_[argument.name] = value;
+}
+
+std::vector<uint8_t> Arguments::bytes(const std::string &name) const
+{
+    const std::string &digits = text(name);
+    std::vector<uint8_t> bytes;
+    for (size_t i = 0; i < digits.size(); i += 2)
+        bytes.push_back(static_cast<uint8_t>(strtoul(digits.substr(i, 2).c_str(), nullptr, 16)));
+    return bytes;
+}
+
+} // namespace ddalctl

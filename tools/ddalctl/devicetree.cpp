@@ -1,0 +1,71 @@
+// ddalctl devicetree: what manufacturing wrote about the board.
+#include <ddal/devicetree.h>
+
+#include <string>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/identity.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+void show(const Arguments &, Report &report)
+{
+    for (const IdentityText &row : identity_texts())
+        add_if_there(report, row);
+    for (const IdentityNumber &row : identity_numbers())
+        add_if_there(report, row);
+}
+
+void get(const Arguments &arguments, Report &report)
+{
+    const std::string &name = arguments.text("NAME");
+    for (const IdentityText &row : identity_texts()) {
+        if (name == row.name)
+            return report.add(name, text_of(row));
+    }
+    for (const IdentityNumber &row : identity_numbers()) {
+        if (name == row.name)
+            return report.add(name, number_of(row));
+    }
+    throw WrongUse("no property is called \"" + name + "\"; see ddalctl devicetree show");
+}
+
+void mac(const Arguments &arguments, Report &report)
+{
+    report.add("mac", mac_address(arguments.text("INTERFACE")));
+}
+
+void set_isti(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_devicetree_set_isti)(arguments.number("VALUE")));
+}
+
+void commit(const Arguments &, Report &)
+{
+    require(DDAL(ddal_devicetree_write_to_flash)());
+}
+
+} // namespace
+
+Family devicetree_family()
+{
+    return {"devicetree",
+            "what manufacturing wrote about the board",
+            {
+                {"show", "show all properties", {}, show},
+                {"get", "show one property", {{"NAME", Kind::text, "name as shown by \"devicetree show\""}}, get},
+                {"mac",
+                 "show the MAC address of a network interface",
+                 {{"INTERFACE", Kind::text, "eth0, eth1, eth3, on some boards eth2, or virt and a number"}},
+                 mac},
+                {"set-isti", "write the isti cell", {{"VALUE", Kind::number, "32-bit value"}}, set_isti},
+                {"commit", "make a changed device tree permanent in flash", {}, commit},
+            }};
+}
+
+} // namespace ddalctl

@@ -1,0 +1,78 @@
+#include "ddalctl/failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <ddal/error.h>
+
+#include "ddalctl/library.h"
+
+namespace ddalctl {
+
+namespace {
+
+struct CodeName {
+    int code;
+    const char *name;
+};
+
+constexpr CodeName kCodeNames[] = {
+    {DDAL_ERR_FAILURE, "DDAL_ERR_FAILURE"},
+    {DDAL_ERR_SYSTEM, "DDAL_ERR_SYSTEM"},
+    {DDAL_ERR_TIMEOUT, "DDAL_ERR_TIMEOUT"},
+    {DDAL_ERR_TRBL_STORE, "DDAL_ERR_TRBL_STORE"},
+    {DDAL_ERR_NO_FRAME_INFO, "DDAL_ERR_NO_FRAME_INFO"},
+    {DDAL_ERR_WIFI_SUPPORT, "DDAL_ERR_WIFI_SUPPORT"},
+    {DDAL_ERR_UNKNOWN_PARAMETER, "DDAL_ERR_UNKNOWN_PARAMETER"},
+    {DDAL_ERR_PASSWORD_REFUSED, "DDAL_ERR_PASSWORD_REFUSED"},
+    {DDAL_ERR_USER_NOT_SUPPORTED, "DDAL_ERR_USER_NOT_SUPPORTED"},
+};
+
+// Codes that the library gives no text of their own.
+std::string text_of_code(int code)
+{
+    switch (code) {
+    case DDAL_ERR_TRBL_STORE: return "the trouble log could not be stored";
+    case DDAL_ERR_NO_FRAME_INFO: return "no frame information: the frame driver does not count";
+    case DDAL_ERR_WIFI_SUPPORT: return "Wi-Fi support unknown";
+    case DDAL_ERR_UNKNOWN_PARAMETER: return "unknown parameter";
+    case DDAL_ERR_PASSWORD_REFUSED: return "password refused";
+    case DDAL_ERR_USER_NOT_SUPPORTED: return "not one of the service accounts";
+    default: break;
+    }
+    char text[128] = "";
+    DDAL(ddal_strerror)(code, text, sizeof text);
+    return text;
+}
+
+ExitStatus status_of_code(int code)
+{
+    return code == -ENOENT || code == -ENODEV || code == -ENXIO ? kNothingThere : kOperationFailed;
+}
+
+} // namespace
+
+std::string name_of_code(int code)
+{
+    for (const CodeName &row : kCodeNames) {
+        if (row.code == code)
+            return row.name;
+    }
+    const char *name = strerrorname_np(-code);
+    return name ? name : "";
+}
+
+WrongUse::WrongUse(const std::string &text) : Failure(-EINVAL, kWrongUse, text) {}
+
+Failure failure_of(int result)
+{
+    return {result, status_of_code(result), text_of_code(result)};
+}
+
+void require(int result, int success)
+{
+    if (result != success)
+        throw failure_of(result);
+}
+
+} // namespace ddalctl

@@ -1,0 +1,14 @@
+#include "ddalctl/families.h"
+
+namespace ddalctl {
+
+const std::vector<Family> &families()
+{
+    static const std::vector<Family> all = {
+        board_family(),       devicetree_family(), sysinfo_family(), fpga_family(), cpld_family(),   dfe_family(),
+        power_meter_family(), frame_family(),      clock_family(),   mem_family(),  atboot_family(),
+    };
+    return all;
+}
+
+} // namespace ddalctl

@@ -1,0 +1,24 @@
+// The families of commands, in the order in which help and manual list them.
+#pragma once
+
+#include <vector>
+
+#include "ddalctl/command.h"
+
+namespace ddalctl {
+
+Family atboot_family();
+Family board_family();
+Family clock_family();
+Family cpld_family();
+Family devicetree_family();
+Family dfe_family();
+Family fpga_family();
+Family frame_family();
+Family mem_family();
+Family power_meter_family();
+Family sysinfo_family();
+
+const std::vector<Family> &families();
+
+} // namespace ddalctl

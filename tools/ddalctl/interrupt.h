@@ -1,0 +1,36 @@
+// Ctrl-C for commands that run until they are told to stop.
+#pragma once
+
+#include <csignal>
+
+namespace ddalctl {
+
+// While it lives, SIGINT and SIGTERM end a blocking call (with EINTR) instead of the program, so that what was seen can
+// still be reported.
+class StopOnSignal {
+public:
+    StopOnSignal()
+    {
+        stopped_ = 0;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { stopped_ = 1; };
+        sigaction(SIGINT, &action, &old_interrupt_);
+        sigaction(SIGTERM, &action, &old_terminate_);
+    }
+    ~StopOnSignal()
+    {
+        sigaction(SIGINT, &old_interrupt_, nullptr);
+        sigaction(SIGTERM, &old_terminate_, nullptr);
+    }
+    StopOnSignal(const StopOnSignal &) = delete;
+    StopOnSignal &operator=(const StopOnSignal &) = delete;
+
+    static bool stopped() { return stopped_ != 0; }
+
+private:
+    static inline volatile sig_atomic_t stopped_ = 0;
+    struct sigaction old_interrupt_ = {};
+    struct sigaction old_terminate_ = {};
+};
+
+} // namespace ddalctl

@@ -1,0 +1,110 @@
+// ddalctl mem: physical memory.
+#include <ddal/mem.h>
+
+#include <cerrno>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+// A window on physical memory, for the time of a command.
+class Window {
+public:
+    Window(uint64_t address, uint32_t size) : size_(size)
+    {
+        errno = 0;
+        memory_ = static_cast<volatile uint8_t *>(DDAL(ddal_mem_map_addr)(address, size));
+        if (!memory_)
+            throw failure_of(errno != 0 ? -errno : -EIO);
+    }
+    ~Window() { DDAL(ddal_mem_unmap_addr)(const_cast<uint8_t *>(memory_), size_); }
+    Window(const Window &) = delete;
+    Window &operator=(const Window &) = delete;
+
+    // Device registers want accesses of their own width.
+    uint32_t load(uint32_t offset, uint32_t width) const
+    {
+        volatile uint8_t *place = memory_ + offset;
+        switch (width) {
+        case 8: return *place;
+        case 16: return *reinterpret_cast<volatile uint16_t *>(place);
+        default: return *reinterpret_cast<volatile uint32_t *>(place);
+        }
+    }
+    void store(uint32_t width, uint32_t value) const
+    {
+        switch (width) {
+        case 8: *memory_ = static_cast<uint8_t>(value); break;
+        case 16: *reinterpret_cast<volatile uint16_t *>(memory_) = static_cast<uint16_t>(value); break;
+        default: *reinterpret_cast<volatile uint32_t *>(memory_) = value; break;
+        }
+    }
+
+private:
+    volatile uint8_t *memory_ = nullptr;
+    uint32_t size_;
+};
+
+uint32_t width_of(const Arguments &arguments)
+{
+    const uint32_t width = arguments.number_or("--width", 32);
+    if (width != 8 && width != 16 && width != 32)
+        throw WrongUse("--width: 8, 16 or 32 bits");
+    if (arguments.number64("ADDRESS") % (width / 8) != 0)
+        throw WrongUse("ADDRESS is not a multiple of the width");
+    return width;
+}
+
+void read(const Arguments &arguments, Report &report)
+{
+    const uint64_t address = arguments.number64("ADDRESS");
+    const uint32_t count = arguments.number_or("COUNT", 1);
+    const uint32_t width = width_of(arguments);
+    const uint32_t bytes = width / 8;
+    const int digits = static_cast<int>(2 * bytes);
+    const Window window(address, count * bytes);
+    if (count == 1) {
+        report.repeat("address", address);
+        report.add_hex("value", window.load(0, width), digits);
+        return;
+    }
+    for (uint32_t i = 0; i < count; i++) {
+        Report &row = report.row("words");
+        row.add_hex("address", address + uint64_t{i} * bytes);
+        row.add_hex("value", window.load(i * bytes, width), digits);
+    }
+}
+
+void write(const Arguments &arguments, Report &)
+{
+    const uint32_t width = width_of(arguments);
+    const uint32_t value = arguments.number("VALUE");
+    if (width < 32 && value >> width != 0)
+        throw WrongUse("VALUE does not fit into the width");
+    const Window window(arguments.number64("ADDRESS"), width / 8);
+    window.store(width, value);
+}
+
+} // namespace
+
+Family mem_family()
+{
+    const Argument address = {"ADDRESS", Kind::number, "physical address, a multiple of the width", false, UINT64_MAX};
+    const Argument width = {"--width", Kind::number, "bits of one access: 8, 16 or 32 (default)"};
+    return {"mem",
+            "physical memory",
+            {
+                {"read",
+                 "read one word, or several in a row",
+                 {address, {"COUNT", Kind::number, "how many words", true, 4096, 1}, width},
+                 read},
+                {"write", "write one word", {address, {"VALUE", Kind::number, "value"}, width}, write},
+            }};
+}
+
+} // namespace ddalctl

@@ -1,0 +1,99 @@
+// ddalctl power-meter: the FPGA's RF power meter.
+#include <ddal/fpga.h>
+
+#include <poll.h>
+#include <string>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/interrupt.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr int kRecordWords = 11;
+
+void show(const Arguments &, Report &report)
+{
+    uint32_t loops = 0;
+    uint32_t range = 0;
+    require(DDAL(ddal_fpga_rf_pwr_loop_cnt_get)(&loops));
+    require(DDAL(ddal_fpga_rf_pwr_accum_range_get)(&range));
+    report.add("loops", loops);
+    report.add("range", range);
+}
+
+void set_loops(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_fpga_rf_pwr_loop_cnt_set)(arguments.number("COUNT")));
+}
+
+void set_range(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_fpga_rf_pwr_accum_range_set)(arguments.number("RANGE")));
+}
+
+// The record channel, for the time of a command.
+class Channel {
+public:
+    Channel() { require(DDAL(ddal_fpga_rf_pwr_open)(&fd_)); }
+    ~Channel() { DDAL(ddal_fpga_rf_pwr_close)(fd_); }
+    Channel(const Channel &) = delete;
+    Channel &operator=(const Channel &) = delete;
+
+    // False when a signal came first. The library's wait carries on after a signal, so wait here.
+    bool wait() const
+    {
+        pollfd channel = {fd_, POLLIN, 0};
+        return poll(&channel, 1, -1) == 1 && !StopOnSignal::stopped();
+    }
+    void read(uint32_t words[kRecordWords]) const { require(DDAL(ddal_fpga_rf_pwr_wait)(fd_, words)); }
+
+private:
+    int fd_ = -1;
+};
+
+void watch(const Arguments &arguments, Report &report)
+{
+    const uint32_t records = arguments.number_or("--count", UINT32_MAX);
+    const StopOnSignal stop;
+    const Channel channel;
+    for (uint32_t n = 0; n < records && channel.wait(); n++) {
+        uint32_t words[kRecordWords];
+        channel.read(words);
+        std::string line;
+        for (const uint32_t word : words)
+            line += (line.empty() ? "" : " ") + hex(word, 8);
+        report.line(line);
+        if (!report.json())
+            continue;
+        Report &row = report.row("records");
+        for (int i = 0; i < kRecordWords; i++)
+            row.add("w" + std::to_string(i), words[i]);
+    }
+}
+
+} // namespace
+
+Family power_meter_family()
+{
+    return {"power-meter",
+            "the RF power meter of the FPGA",
+            {
+                {"show", "show the settings", {}, show},
+                {"set-loops",
+                 "set the number of measurement loops",
+                 {{"COUNT", Kind::number, "number of loops"}},
+                 set_loops},
+                {"set-range", "set the accumulator range", {{"RANGE", Kind::number, "accumulator range"}}, set_range},
+                {"watch",
+                 "print the measurement records as they come, until interrupted",
+                 {{"--count", Kind::number, "end after so many records", true, UINT32_MAX, 1}},
+                 watch},
+            }};
+}
+
+} // namespace ddalctl

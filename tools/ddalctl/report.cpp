@@ -1,0 +1,162 @@
+#include "ddalctl/report.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "ddalctl/failure.h"
+
+namespace ddalctl {
+
+using Json = nlohmann::ordered_json;
+
+// The JSON side of a report.
+struct Document {
+    static Json of(const Report &report)
+    {
+        Json document = Json::object();
+        for (const Report::Entry &entry : report.entries_)
+            document[entry.name] = entry.is_table ? of_table(entry) : of_value(entry.value);
+        return document;
+    }
+
+    static Json of_table(const Report::Entry &table)
+    {
+        Json rows = Json::array();
+        for (const auto &row : table.rows)
+            rows.push_back(of(*row));
+        return rows;
+    }
+
+    static Json of_value(const Report::Value &value)
+    {
+        return std::visit([](const auto &held) { return Json(held); }, value);
+    }
+
+    static void print(FILE *out, const Json &document)
+    {
+        // Texts come from the board; bytes that are no UTF-8 must not cost the document.
+        fprintf(out, "%s\n", document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    }
+};
+
+std::string hex(uint64_t value, int digits)
+{
+    char text[24];
+    snprintf(text, sizeof text, "0x%0*llx", digits, static_cast<unsigned long long>(value));
+    return text;
+}
+
+void Report::add(const std::string &name, const Value &value, const std::string &text)
+{
+    entries_.push_back({name, value, text, false, {}, false});
+}
+
+void Report::add_hex(const std::string &name, uint64_t value, int digits)
+{
+    add(name, value, hex(value, digits));
+}
+
+void Report::repeat(const std::string &name, uint64_t value)
+{
+    entries_.push_back({name, value, "", true, {}, false});
+}
+
+Report &Report::row(const std::string &name)
+{
+    auto table = std::find_if(entries_.begin(), entries_.end(), [&](const Entry &entry) { return entry.name == name; });
+    if (table == entries_.end()) {
+        entries_.push_back({name, nullptr, "", false, {}, true});
+        table = entries_.end() - 1;
+    }
+    table->rows.push_back(std::make_unique<Report>(json_));
+    return *table->rows.back();
+}
+
+void Report::line(const std::string &text) const
+{
+    if (json_)
+        return;
+    printf("%s\n", text.c_str());
+    fflush(stdout);
+}
+
+void Report::print(FILE *out) const
+{
+    if (json_)
+        Document::print(out, Document::of(*this));
+    else
+        print_text(out);
+}
+
+void Report::print_text(FILE *out) const
+{
+    size_t width = 0;
+    size_t values = 0;
+    for (const Entry &entry : entries_) {
+        if (!entry.hidden && !entry.is_table) {
+            width = std::max(width, entry.name.size());
+            values++;
+        }
+    }
+    for (const Entry &entry : entries_) {
+        if (entry.is_table)
+            print_table(out, entry);
+        else if (!entry.hidden && values == 1)
+            fprintf(out, "%s\n", entry.text.c_str());
+        else if (!entry.hidden)
+            fprintf(out, "%-*s  %s\n", static_cast<int>(width), entry.name.c_str(), entry.text.c_str());
+    }
+}
+
+void Report::print_table(FILE *out, const Entry &table)
+{
+    std::vector<std::vector<std::string>> lines;
+    for (const auto &row : table.rows) {
+        std::vector<std::string> names;
+        std::vector<std::string> cells;
+        for (const Entry &entry : row->entries_) {
+            names.push_back(entry.name);
+            cells.push_back(entry.text);
+        }
+        if (lines.empty())
+            lines.push_back(names);
+        lines.push_back(cells);
+    }
+
+    std::vector<size_t> widths;
+    for (const auto &line : lines) {
+        widths.resize(std::max(widths.size(), line.size()));
+        for (size_t i = 0; i < line.size(); i++)
+            widths[i] = std::max(widths[i], line[i].size());
+    }
+    for (const auto &line : lines) {
+        for (size_t i = 0; i + 1 < line.size(); i++)
+            fprintf(out, "%-*s  ", static_cast<int>(widths[i]), line[i].c_str());
+        fprintf(out, "%s\n", line.empty() ? "" : line.back().c_str());
+    }
+}
+
+void print_failure(const Failure &failure, const std::string &command, bool json)
+{
+    const std::string name = name_of_code(failure.code());
+    if (json) {
+        const Json error = {{"code", failure.code()}, {"name", name}, {"text", failure.what()}};
+        Document::print(stdout, Json{{"error", error}});
+        return;
+    }
+    if (failure.status() == kOperationFailed)
+        fprintf(stderr, "%s: %s (%d%s%s)\n", command.c_str(), failure.what(), failure.code(), name.empty() ? "" : ", ",
+                name.c_str());
+    else
+        fprintf(stderr, "%s: %s\n", command.c_str(), failure.what());
+}
+
+void print_help(const std::string &text, bool json)
+{
+    if (json)
+        Document::print(stdout, Json{{"help", text}});
+    else
+        fputs(text.c_str(), stdout);
+}
+
+} // namespace ddalctl

@@ -1,0 +1,71 @@
+// What a command has to say, kept apart from how it is printed: lines for people or one JSON document.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace ddalctl {
+
+class Failure;
+
+class Report {
+public:
+    using Value = std::variant<std::nullptr_t, bool, uint64_t, int64_t, std::string>;
+
+    explicit Report(bool json) : json_(json) {}
+
+    bool json() const { return json_; }
+
+    // A named value; `text` is how people read it.
+    void add(const std::string &name, const Value &value, const std::string &text);
+    void add(const std::string &name, const std::string &text) { add(name, text, text); }
+    void add(const std::string &name, uint64_t value) { add(name, value, std::to_string(value)); }
+    void add_signed(const std::string &name, int64_t value) { add(name, value, std::to_string(value)); }
+    void add_hex(const std::string &name, uint64_t value, int digits = 8);
+    void add_flag(const std::string &name, bool value) { add(name, value, value ? "yes" : "no"); }
+    void add_missing(const std::string &name) { add(name, nullptr, "-"); }
+
+    // A value that the user gave or that people need not read again: in the document only.
+    void repeat(const std::string &name, uint64_t value);
+
+    // A new row of the table `name`.
+    Report &row(const std::string &name);
+
+    // Something that happens while the command runs: printed at once, for people only.
+    void line(const std::string &text) const;
+
+    // A single value is printed alone, several with their names, rows as a table.
+    void print(FILE *out) const;
+
+private:
+    struct Entry {
+        std::string name;
+        Value value;
+        std::string text;
+        bool hidden = false;
+        std::vector<std::unique_ptr<Report>> rows;
+        bool is_table = false;
+    };
+
+    void print_text(FILE *out) const;
+    static void print_table(FILE *out, const Entry &table);
+
+    bool json_;
+    std::vector<Entry> entries_;
+
+    friend struct Document;
+};
+
+// {"error": {"code": ..., "name": ..., "text": ...}}, or a line on standard error.
+void print_failure(const Failure &failure, const std::string &command, bool json);
+
+// {"help": ...}, or the text itself.
+void print_help(const std::string &text, bool json);
+
+std::string hex(uint64_t value, int digits);
+
+} // namespace ddalctl
