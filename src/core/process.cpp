@@ -40,7 +40,16 @@ struct Pipe {
             return false;
         read_end.reset(ends[0]);
         write_end.reset(ends[1]);
-        return true;
+        return move_up(read_end) && move_up(write_end);
+    }
+
+private:
+    // Where the caller has closed a standard stream, a pipe must not take its number: the child would inherit it there.
+    static bool move_up(UniqueFd &end)
+    {
+        if (end.get() < kFirstPrivateFd)
+            end.reset(fcntl(end.get(), F_DUPFD_CLOEXEC, kFirstPrivateFd));
+        return static_cast<bool>(end);
     }
 };
 

@@ -1,0 +1,195 @@
+// The small parts: texts, copies, directories, lines of the system information, order of the start-up actions.
+#include <ddal/atboot.h>
+#include <ddal/error.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/atboot.h"
+#include "core/copy.h"
+#include "core/directory.h"
+#include "core/sysinfo_file.h"
+#include "core/text.h"
+#include "temporary_directory.h"
+
+using namespace ddal::core;
+
+namespace {
+
+TEST(Text, BoundedCopiesEndInNulAndTellTheirLength)
+{
+    const struct {
+        size_t size;
+        const char *stored;
+    } cases[] = {{0, ""}, {1, ""}, {3, "ab"}, {6, "abcde"}, {7, "abcde"}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.size);
+        char copied[8] = "#######";
+        EXPECT_EQ(ddal_common_strlcpy(copied, "abcde", c.size), 5U);
+        EXPECT_STREQ(copied, c.size == 0 ? "#######" : c.stored);
+        char printed[8] = "#######";
+        EXPECT_EQ(ddal_common_scnprintf(printed, c.size, "ab%s", "cde"), static_cast<int>(strlen(c.stored)));
+        EXPECT_STREQ(printed, copied);
+    }
+}
+
+TEST(Text, CodesWithoutATextOfTheirOwnAreTheSystems)
+{
+    const struct {
+        int code;
+        const char *text;
+    } cases[] = {{5, "success"},
+                 {INT_MAX, "success"},
+                 {-ENOENT, "No such file or directory"},
+                 {-1001, "ddal failure (cause unknown)"},
+                 {-1003, "ddal timeout"},
+                 {-1004, "Unknown error 1004"},
+                 {-1005, "Unknown error 1005"},
+                 {-1006, "ddal fpga invalid FPGA id specified"},
+                 {-1017, "ddal fpga 'update' image not active, no version available"},
+                 {-1018, "Unknown error 1018"},
+                 {INT_MIN, "Unknown error -2147483648"}};
+    for (const auto &c : cases) {
+        char text[80];
+        EXPECT_EQ(ddal_strerror(c.code, text, sizeof text), 0);
+        EXPECT_STREQ(text, c.text);
+        char cut[6] = "#####";
+        ddal_strerror(c.code, cut, 5);
+        EXPECT_EQ(std::string(cut), std::string(c.text).substr(0, 4));
+        char untouched = '#';
+        EXPECT_EQ(ddal_strerror(c.code, &untouched, 0), 0);
+        EXPECT_EQ(untouched, '#');
+    }
+}
+
+TEST(Copy, KeepsContentAndModeAndTellsFailures)
+{
+    const TemporaryDirectory directory;
+    const std::string content = std::string(8192, 'a') + std::string(8192, 'b') + "end";
+    const std::string from = directory.put("from", content);
+    ASSERT_EQ(chmod(from.c_str(), 0640), 0);
+    ASSERT_EQ(ddal_common_copy_file(from.c_str(), (directory / "to").c_str()), 0);
+    EXPECT_EQ(directory.get("to"), content);
+    struct stat copied;
+    ASSERT_EQ(stat((directory / "to").c_str(), &copied), 0);
+    EXPECT_EQ(copied.st_mode & ALLPERMS, 0640U);
+
+    EXPECT_EQ(ddal_common_copy_file((directory / "none").c_str(), (directory / "x").c_str()), -ENOENT);
+    EXPECT_EQ(ddal_common_copy_file(from.c_str(), (directory / "no/x").c_str()), -ENOENT);
+    EXPECT_EQ(ddal_common_copy_file((directory / "").c_str(), (directory / "x").c_str()), EISDIR); // positive
+
+    const std::unique_ptr<FILE, int (*)(FILE *)> source(fopen(from.c_str(), "r"), fclose);
+    const std::unique_ptr<FILE, int (*)(FILE *)> full(fopen("/dev/full", "w"), fclose);
+    EXPECT_EQ(ddal_common_copy_stream(source.get(), full.get()), -ENOSPC);
+}
+
+TEST(Directory, CreatesWhatIsMissing)
+{
+    const TemporaryDirectory directory;
+    directory.put("file", "");
+    const struct {
+        std::string path;
+        int result;
+    } cases[] = {
+        {"relative", -EINVAL},
+        {"", -EINVAL},
+        {"/", 0},
+        {directory / "a/./b//c/", 0},
+        {directory / "a/b/c", 0},
+        {directory / "d/../e", 0},
+        {directory / "file", -ENOTDIR},
+        {directory / "file/x", -ENOTDIR},
+        {directory / ("f/" + std::string(256, 'n')), -ENAMETOOLONG},
+    };
+    for (const auto &c : cases) {
+        const auto before = open_descriptors();
+        EXPECT_EQ(ddal_common_mkdir_p(c.path.c_str(), 0700), c.result) << c.path;
+        EXPECT_EQ(open_descriptors(), before) << c.path;
+    }
+    for (const char *name : {"a/b/c", "d", "e"})
+        EXPECT_TRUE(std::filesystem::is_directory(directory / name)) << name;
+    EXPECT_FALSE(std::filesystem::exists("relative"));
+}
+
+TEST(SystemInformation, TakesWhatAPersonMayWriteAndNothingElse)
+{
+    using Kind = SysinfoLine::Kind;
+    const struct {
+        std::string_view text;
+        Kind kind;
+        uint64_t value = 0;
+        std::string_view tail = {};
+    } cases[] = {
+        {"0.13.20 = 1", Kind::item, 1},
+        {"\t0.13.20=0x1F  # note\r", Kind::item, 31, "  # note\r"},
+        {"0.13.20 = 18446744073709551615", Kind::item, UINT64_MAX},
+        {"0.13.20 = 010", Kind::item, 10},
+        {"", Kind::empty},
+        {" \t\r", Kind::empty},
+        {"# 0.13.20 = 1", Kind::empty},
+        {"0.13.20 = 18446744073709551616", Kind::damaged},
+        {"4294967296.13.20 = 1", Kind::damaged},
+        {"0.13.20 = -1", Kind::damaged},
+        {"0.13.20 = 0x", Kind::damaged},
+        {"0.13.20 = 1 2", Kind::damaged},
+        {"0.13.20 1", Kind::damaged},
+        {"0.13 = 1", Kind::damaged},
+        {std::string_view("0.13.20 = 1\0", 12), Kind::damaged},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(std::string(c.text));
+        const SysinfoLine line = parse_sysinfo_line(c.text);
+        ASSERT_EQ(line.kind, c.kind);
+        EXPECT_EQ(line.is({0, 13, 20}), c.kind == Kind::item);
+        if (c.kind == Kind::item) {
+            EXPECT_EQ(line.value, c.value);
+            EXPECT_EQ(line.tail, c.tail);
+        }
+    }
+}
+
+std::string run_order;
+
+int first_place()
+{
+    run_order += "1";
+    return 0;
+}
+
+int second_place()
+{
+    run_order += "2";
+    return -22;
+}
+
+int fourth_place()
+{
+    run_order += "4";
+    return 44;
+}
+
+// In another order than that of their places; places 3 and 5 are filled by the library itself.
+DDAL_ATBOOT_HOOK(root_access, fourth_place, "fourth")
+DDAL_ATBOOT_HOOK(leds, first_place, "first")
+DDAL_ATBOOT_HOOK(password_history, second_place, "second")
+
+TEST(StartUp, RunsEveryActionInOrderAndReturnsTheLastFailure)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ddal_atboot_run(), 44);
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(run_order, "124");
+    size_t at = 0;
+    for (const char *text : {"'first'", "'second'", "'second' returned -22", "'Fix EID Discrepancies'", "'fourth'",
+                             "'fourth' returned 44", "'export ext alarm GPIOs'"}) {
+        at = log.find(text, at);
+        ASSERT_NE(at, std::string::npos) << text << " is missing or out of order in\n" << log;
+        ++at;
+    }
+}
+
+} // namespace

@@ -1,0 +1,310 @@
+#include <ddal/common.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <poll.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "core/process.h"
+#include "temporary_directory.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+using Stream = std::unique_ptr<FILE, int (*)(FILE *)>;
+
+Stream stream_of(const std::string &content)
+{
+    Stream stream(tmpfile(), fclose);
+    fwrite(content.data(), 1, content.size(), stream.get());
+    rewind(stream.get());
+    return stream;
+}
+
+std::string content_of(FILE *stream)
+{
+    std::string content(static_cast<size_t>(ftell(stream)), ' ');
+    rewind(stream);
+    EXPECT_EQ(fread(content.data(), 1, content.size(), stream), content.size());
+    return content;
+}
+
+// The three arguments of a shell that runs `command`.
+struct Shell {
+    explicit Shell(const char *command) : argv{nullptr, const_cast<char *>("-c"), const_cast<char *>(command), nullptr}
+    {
+    }
+    char *argv[4];
+    const char *path = "/bin/sh";
+};
+
+// Each of the four runners with the same command, input and output thrown away.
+const std::pair<const char *, std::function<int(const char *, char **)>> kRunners[] = {
+    {"plain", _ddal_common_shell_command},
+    {"read",
+     [](const char *path, char **argv) {
+         char text[64];
+         return _ddal_common_shell_command_read(sizeof text, text, path, argv);
+     }},
+    {"write", [](const char *path,
+                 char **argv) { return _ddal_common_shell_command_write_fp(stream_of("").get(), 0, path, argv); }},
+    {"read and write",
+     [](const char *path, char **argv) {
+         return _ddal_common_shell_command_read_write_fp(stream_of("").get(), 0, stream_of("").get(), path, argv);
+     }},
+};
+
+std::string output_of(const char *command)
+{
+    char text[4096];
+    EXPECT_EQ(ddal_common_read_cmd_output(sizeof text, text, command), 0) << command;
+    return text;
+}
+
+// Runs `body` in a process of its own, whose state it may spoil.
+int in_child(const std::function<int()> &body)
+{
+    const pid_t pid = fork();
+    if (pid == 0)
+        _exit(body());
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(Runner, MapsTheEndOfTheChild)
+{
+    const struct {
+        const char *command;
+        int result;
+        const char *line;
+    } cases[] = {{"exit 0", 0, ""},
+                 {"exit 3", 3, ""},
+                 {"exit 255", 255, ""},
+                 {"kill -9 $$", -EINTR, "('/bin/sh') interrupted\n"}};
+    for (const auto &[name, run] : kRunners) {
+        for (const auto &c : cases) {
+            SCOPED_TRACE(std::string(name) + ": " + c.command);
+            Shell shell(c.command);
+            testing::internal::CaptureStderr();
+            EXPECT_EQ(run(shell.path, shell.argv), c.result);
+            const std::string log = testing::internal::GetCapturedStderr();
+            EXPECT_TRUE(*c.line ? log.ends_with(c.line) : log.empty()) << log;
+            EXPECT_STREQ(shell.argv[0], "sh");
+        }
+        Shell shell("");
+        EXPECT_EQ(run("/bin/no-such-program", shell.argv), 127) << name;
+        EXPECT_STREQ(shell.argv[0], "no-such-program");
+    }
+}
+
+TEST(Runner, CapturesWhatFits)
+{
+    const struct {
+        const char *command;
+        size_t size;
+        int result;
+        const char *text;
+    } cases[] = {{"echo hello", 16, 0, "hello\n"},
+                 {"echo hello", 7, 0, "hello\n"},
+                 {"echo hello", 6, -ENOBUFS, "hello"},
+                 {"echo hello", 1, -ENOBUFS, ""},
+                 {"true", 1, 0, ""},
+                 {"printf out; exit 4", 16, 4, "out"},
+                 {"yes | head -c 1000000; exit 4", 4, -ENOBUFS, "y\ny"},
+                 {"cat", 16, 0, ""}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.command);
+        char text[16] = "###############";
+        EXPECT_EQ(ddal_common_read_cmd_output(c.size, text, c.command), c.result);
+        EXPECT_STREQ(text, c.text);
+    }
+}
+
+TEST(Runner, FeedsTheInputAndANewlineIfAsked)
+{
+    const std::string text(100000, 'x');
+    for (const unsigned flags : {0U, 1U, 2U, 3U}) {
+        const std::string expected = text + (flags & 1 ? "\n" : "");
+        const Stream in = stream_of("skipped" + text);
+        const Stream out = stream_of("");
+        ASSERT_EQ(fseek(in.get(), 7, SEEK_SET), 0);
+        Shell cat("cat; exit 6");
+        EXPECT_EQ(_ddal_common_shell_command_read_write_fp(in.get(), flags, out.get(), cat.path, cat.argv), 6);
+        EXPECT_EQ(content_of(out.get()), expected);
+
+        const TemporaryDirectory directory;
+        const std::string command = "cat > " + directory / "fed";
+        Shell writer(command.c_str());
+        ASSERT_EQ(fseek(in.get(), 7, SEEK_SET), 0);
+        EXPECT_EQ(_ddal_common_shell_command_write_fp(in.get(), flags, writer.path, writer.argv), 0);
+        EXPECT_EQ(directory.get("fed"), expected);
+    }
+}
+
+TEST(Runner, MovesMuchBothWaysAtOnce)
+{
+    std::string text;
+    for (int line = 0; text.size() < 64U << 20; ++line)
+        text += std::to_string(line) + "\n";
+    const Stream in = stream_of(text);
+    const Stream out = stream_of("");
+    Shell filter("cat");
+    ASSERT_EQ(_ddal_common_shell_command_read_write_fp(in.get(), 0, out.get(), filter.path, filter.argv), 0);
+    EXPECT_TRUE(content_of(out.get()) == text);
+}
+
+// A child that is gone costs the writer an EPIPE, and the caller's handling of SIGPIPE stays its own.
+TEST(Runner, SurvivesAChildThatIgnoresItsInput)
+{
+    const std::string text(1 << 20, 'x');
+    for (const bool pending : {false, true}) {
+        EXPECT_EQ(in_child([&] {
+                      signal(SIGPIPE, SIG_DFL);
+                      sigset_t sigpipe;
+                      sigset_t before;
+                      sigset_t after;
+                      sigemptyset(&sigpipe);
+                      sigaddset(&sigpipe, SIGPIPE);
+                      pthread_sigmask(SIG_SETMASK, nullptr, &before);
+                      if (pending) {
+                          pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
+                          raise(SIGPIPE);
+                          sigaddset(&before, SIGPIPE);
+                      }
+                      for (const char *command : {"exit 5", "exec <&-; sleep 0.05; exit 5"}) {
+                          Shell shell(command);
+                          const Stream in = stream_of(text);
+                          const Stream out = stream_of("");
+                          if (_ddal_common_shell_command_write_fp(in.get(), 0, shell.path, shell.argv) != -EPIPE)
+                              return 1;
+                          rewind(in.get());
+                          if (_ddal_common_shell_command_read_write_fp(in.get(), 0, out.get(), shell.path,
+                                                                       shell.argv) != -EPIPE)
+                              return 2;
+                      }
+                      pthread_sigmask(SIG_SETMASK, nullptr, &after);
+                      for (int number = 1; number < NSIG; ++number) {
+                          if (sigismember(&before, number) != sigismember(&after, number))
+                              return 3;
+                      }
+                      sigpending(&after);
+                      return sigismember(&after, SIGPIPE) == pending ? 0 : 4;
+                  }),
+                  0)
+            << (pending ? "with" : "without") << " a signal pending";
+    }
+}
+
+TEST(Runner, AFailingOutputStopsTheChild)
+{
+    const Stream in = stream_of("");
+    const Stream full(fopen("/dev/full", "w"), fclose);
+    Shell endless("yes");
+    EXPECT_EQ(_ddal_common_shell_command_read_write_fp(in.get(), 0, full.get(), endless.path, endless.argv), -ENOSPC);
+}
+
+TEST(Runner, GivesTheChildNothingOfTheCaller)
+{
+    std::vector<int> inherited;
+    for (int i = 0; i < 300; ++i) // more than one listing of /proc/self/fd holds
+        inherited.push_back(dup(STDERR_FILENO));
+    inherited.push_back(fcntl(STDERR_FILENO, F_DUPFD, 1000));
+    std::atomic<bool> done{false};
+    std::thread opener([&] {
+        while (!done)
+            close(dup(STDERR_FILENO));
+    });
+    struct sigaction handled = {};
+    struct sigaction old_user;
+    handled.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &handled, &old_user);
+    const auto old_quit = signal(SIGQUIT, SIG_IGN);
+    sigset_t blocked;
+    sigset_t old_mask;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, &old_mask);
+
+    for (int i = 0; i < 50; ++i) {
+        // 3 is the descriptor of the listing itself.
+        EXPECT_EQ(output_of("cd /proc/self/fd; echo *"), "0 1 2 3\n");
+        EXPECT_EQ(output_of("exec cat /proc/self/status | grep -cE 'Sig(Blk|Ign|Cgt):\\s0+$'"), "3\n");
+    }
+
+    pthread_sigmask(SIG_SETMASK, &old_mask, nullptr);
+    signal(SIGQUIT, old_quit);
+    sigaction(SIGUSR1, &old_user, nullptr);
+    done = true;
+    opener.join();
+    for (const int fd : inherited)
+        close(fd);
+}
+
+TEST(Runner, WorksWithoutStandardStreams)
+{
+    for (int closed = 1; closed < 8; ++closed) {
+        const int result = in_child([closed] {
+            for (int fd = 0; fd < 3; ++fd) {
+                if (closed & 1 << fd)
+                    close(fd);
+            }
+            char text[64];
+            if (ddal_common_read_cmd_output(sizeof text, text, "echo out; echo err >&2") != 0 ||
+                strcmp(text, "out\n") != 0)
+                return 1;
+            Shell cat("cat");
+            FILE *in = fmemopen(const_cast<char *>("fed"), 3, "r");
+            FILE *out = fmemopen(text, sizeof text, "w");
+            if (_ddal_common_shell_command_read_write_fp(in, 0, out, cat.path, cat.argv) != 0)
+                return 2;
+            fclose(out);
+            return strcmp(text, "fed") == 0 ? 0 : 3;
+        });
+        EXPECT_EQ(result, 0) << "closed: " << closed;
+    }
+}
+
+TEST(Runner, TheChildDiesWithTheCaller)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t caller = fork();
+    if (caller == 0) {
+        char *argv[] = {const_cast<char *>("sleep"), const_cast<char *>("30"), nullptr};
+        int status = 0;
+        ddal::core::ddal_common_run(ends[1], -1, &status, "/bin/sleep", argv); // holds the pipe open as its output
+        _exit(0);
+    }
+    close(ends[1]);
+    pollfd ended = {ends[0], POLLIN, 0};
+    EXPECT_EQ(poll(&ended, 1, 300), 0) << "the child did not start";
+    kill(caller, SIGKILL);
+    waitpid(caller, nullptr, 0);
+    EXPECT_EQ(poll(&ended, 1, 5000), 1) << "the child outlived its caller";
+    close(ends[0]);
+}
+
+TEST(Runner, AThousandRunsLeaveNothing)
+{
+    const auto before = open_descriptors();
+    for (int i = 0; i < 1000; ++i) {
+        const auto &[name, run] = kRunners[i % std::size(kRunners)];
+        char *argv[] = {nullptr, nullptr, nullptr};
+        ASSERT_EQ(run(i % 10 == 9 ? "/bin/no-such-program" : "/bin/true", argv), i % 10 == 9 ? 127 : 0) << name;
+    }
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+} // namespace
