@@ -46,6 +46,8 @@ const char *text_of(int code, char *buf, size_t buflen)
 
 int ddal_strerror(int code, char *buf, size_t buflen)
 {
+    if (buflen == 0)
+        return 0;
     const char *text = text_of(code, buf, buflen);
     if (text != buf)
         ddal::core::ddal_common_strlcpy(buf, text, buflen);
