@@ -1,0 +1,62 @@
+# Test programs. Each is one ctest entry; its cases are counted from the report it writes to test-results/<name>.xml.
+
+# A sanitizer's runtime must be the first library of a process, before the board's.
+set(board_preload "")
+if(DDAL_SANITIZE)
+    foreach(pair IN ITEMS address=libasan.so thread=libtsan.so)
+        string(REPLACE "=" ";" pair ${pair})
+        list(GET pair 0 sanitizer)
+        list(GET pair 1 library)
+        if(DDAL_SANITIZE MATCHES ${sanitizer})
+            execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library} OUTPUT_VARIABLE found
+                            OUTPUT_STRIP_TRAILING_WHITESPACE)
+            list(APPEND board_preload --preload ${found})
+        endif()
+    endforeach()
+endif()
+
+# add_board_test(<name> SOURCES ... [TYPE mbo] [SPEED n] [HIDDEN] [LIBRARIES ...] [TIMEOUT s] [OPTIONS ...])
+#
+# Runs on a virtual board of its own, against the shipped library; with HIDDEN against the very objects it is made of, for
+# functions that it does not export. OPTIONS are further ones of "vboard run".
+function(add_board_test name)
+    cmake_parse_arguments(arg HIDDEN "TYPE;SPEED;TIMEOUT" "SOURCES;LIBRARIES;OPTIONS" ${ARGN})
+    if(NOT arg_TYPE)
+        set(arg_TYPE mbo)
+    endif()
+    if(NOT arg_SPEED)
+        set(arg_SPEED 1)
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    string(REPLACE "." "_" target test_${name})
+    add_executable(${target} ${arg_SOURCES})
+    target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
+    target_link_libraries(${target} PRIVATE $<IF:$<BOOL:${arg_HIDDEN}>,ddal_objects,ddal> board_testing ${arg_LIBRARIES})
+    add_dependencies(${target} vboard vboard_boards)
+    add_test(NAME ${name}
+             COMMAND $<TARGET_FILE:vboard> run --type ${arg_TYPE} --speed ${arg_SPEED} ${board_preload} ${arg_OPTIONS} --
+                     $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml
+             WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+endfunction()
+
+# add_plain_test(<name> SOURCES ... [LIBRARIES ...] [TIMEOUT s]): without a board, for models alone and for tests that start
+# boards themselves (DDAL_BUILD_DIR and VBOARD_PROGRAM are defined for them).
+function(add_plain_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    string(REPLACE "." "_" target test_${name})
+    add_executable(${target} ${arg_SOURCES})
+    target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
+    target_compile_definitions(${target} PRIVATE DDAL_BUILD_DIR="${CMAKE_BINARY_DIR}" VBOARD_PROGRAM="$<TARGET_FILE:vboard>")
+    target_link_libraries(${target} PRIVATE board_testing ${arg_LIBRARIES})
+    add_dependencies(${target} vboard vboard_boards)
+    add_test(NAME ${name}
+             COMMAND $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml
+             WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+endfunction()

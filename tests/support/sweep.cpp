@@ -1,0 +1,266 @@
+#include "support/sweep.h"
+
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <unistd.h>
+
+#include "support/board.h"
+#include "support/log_watch.h"
+
+namespace testing_board {
+
+namespace {
+
+constexpr unsigned kSweepRule = vboard::kMaxFaults - 1; // the last one, out of the way of a test's own
+constexpr unsigned kMostCalls = 3000;
+
+std::string with_error(std::string line, int error)
+{
+    const size_t at = line.find("%m");
+    return at == std::string::npos ? line : line.replace(at, 2, std::strerror(error));
+}
+
+std::vector<std::string> with_error(std::vector<std::string> lines, int error)
+{
+    for (std::string &line : lines)
+        line = with_error(line, error);
+    return lines;
+}
+
+// Standard error of the library repeats the system log; a sweep would flood the terminal with it.
+class QuietStandardError {
+public:
+    QuietStandardError() : saved_(fcntl(2, F_DUPFD_CLOEXEC, 800))
+    {
+        const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(null, 2);
+        close(null);
+    }
+    ~QuietStandardError() { end(); }
+    void end()
+    {
+        if (saved_ < 0)
+            return;
+        dup2(saved_, 2);
+        close(std::exchange(saved_, -1));
+    }
+
+private:
+    int saved_;
+};
+
+class SweepRule {
+public:
+    SweepRule(unsigned nth, unsigned variant) : rule_(board().page().faults[kSweepRule])
+    {
+        std::memset(static_cast<void *>(&rule_), 0, sizeof rule_);
+        rule_.nth = nth;
+        rule_.count = 1;
+        rule_.error = -1;
+        rule_.variant = variant;
+        rule_.pid = static_cast<uint32_t>(getpid());
+        rule_.armed.store(1);
+        board().page().fault_count.fetch_add(1);
+    }
+    ~SweepRule() { disarm(); }
+    void disarm()
+    {
+        if (rule_.armed.exchange(0))
+            board().page().fault_count.fetch_sub(1);
+    }
+    bool fired() const { return rule_.fired.load() != 0; }
+    bool exhausted() const { return rule_.exhausted != 0; }
+    Injected injected() const
+    {
+        return {rule_.hit_call, rule_.hit_path, rule_.hit_error, rule_.hit_error == 0 && rule_.hit_limit == 1};
+    }
+
+private:
+    vboard::FaultRule &rule_;
+};
+
+bool path_fits(const std::string &pattern, const std::string &path)
+{
+    if (!pattern.empty() && pattern.back() == '*')
+        return path.compare(0, pattern.size() - 1, pattern, 0, pattern.size() - 1) == 0;
+    return pattern == path;
+}
+
+bool place_fits(const std::string &place, const Injected &injected)
+{
+    const size_t colon = place.find(':');
+    if (colon != std::string::npos && !path_fits(place.substr(colon + 1), injected.path))
+        return false;
+    const std::string head = place.substr(0, colon);
+    const size_t slash = head.find('/');
+    if (head.substr(0, slash) != injected.call)
+        return false;
+    if (slash == std::string::npos)
+        return injected.error != 0 || injected.end;
+    const std::string how = head.substr(slash + 1);
+    if (how == "short")
+        return injected.error == 0 && !injected.end;
+    if (how == "end")
+        return injected.end;
+    return injected.error != 0 && how == strerrorname_np(injected.error);
+}
+
+// What every careful caller survives.
+bool is_survived(const Injected &injected)
+{
+    if (injected.error == 0)
+        return !injected.end;
+    if (injected.call == "close" || injected.call == "munmap")
+        return true;
+    return injected.error == EINTR;
+}
+
+bool line_fits(const std::string &pattern, const std::string &line)
+{
+    return path_fits(pattern, line);
+}
+
+bool same_outcome(const Outcome &expected, const Outcome &seen)
+{
+    if (expected.result != seen.result || expected.lines.size() != seen.lines.size())
+        return false;
+    for (size_t i = 0; i < seen.lines.size(); ++i)
+        if (!line_fits(expected.lines[i], seen.lines[i]))
+            return false;
+    return true;
+}
+
+std::string text_of(const Outcome &outcome)
+{
+    std::string text = std::to_string(outcome.result);
+    for (const std::string &line : outcome.lines)
+        text += "\n    " + line;
+    return text;
+}
+
+std::string text_of(const Injected &injected)
+{
+    const std::string how = injected.error ? strerrorname_np(injected.error) : injected.end ? "end" : "short";
+    return injected.call + "/" + how + ":" + injected.path;
+}
+
+} // namespace
+
+Expectation fails_with_errno(std::string line)
+{
+    return fails_with_errno_or(-EIO, {std::move(line)});
+}
+
+Expectation fails_with_errno_or(long when_zero, std::vector<std::string> lines)
+{
+    return [=](const Injected &injected, const Outcome &) {
+        return Outcome{injected.error ? -injected.error : when_zero, with_error(lines, injected.error)};
+    };
+}
+
+Expectation fails(long result, std::vector<std::string> lines)
+{
+    return [=](const Injected &injected, const Outcome &) {
+        return Outcome{result, with_error(lines, injected.error)};
+    };
+}
+
+Expectation changes_nothing()
+{
+    return [](const Injected &, const Outcome &success) { return success; };
+}
+
+Sweep::Sweep(std::string name, std::function<long()> operation)
+    : name_(std::move(name)), operation_(std::move(operation))
+{
+}
+
+Sweep &Sweep::before(std::function<void()> prepare)
+{
+    prepare_ = std::move(prepare);
+    return *this;
+}
+
+Sweep &Sweep::after(std::function<void(const Outcome &)> check)
+{
+    check_ = std::move(check);
+    return *this;
+}
+
+Sweep &Sweep::succeeds(long result, std::vector<std::string> lines)
+{
+    success_ = {result, std::move(lines)};
+    return *this;
+}
+
+Sweep &Sweep::when(std::string place, Expectation expectation)
+{
+    rows_.push_back({std::move(place), std::move(expectation)});
+    return *this;
+}
+
+Sweep &Sweep::watch(std::vector<std::string> folders)
+{
+    folders_ = std::move(folders);
+    return *this;
+}
+
+Outcome Sweep::expected(const Injected &injected, bool *known) const
+{
+    *known = true;
+    for (const Row &row : rows_)
+        if (place_fits(row.place, injected))
+            return row.expectation(injected, success_);
+    *known = is_survived(injected);
+    return success_;
+}
+
+// One run with one failure. False when nothing failed in it.
+bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
+{
+    prepare_();
+    const Resources resources(folders_);
+    LogWatch log;
+    QuietStandardError quiet;
+    SweepRule rule(nth, variant);
+    Outcome seen{operation_(), {}};
+    rule.disarm();
+    quiet.end();
+    seen.lines = log.take();
+    *more_variants = !rule.exhausted();
+    const bool fired = rule.fired();
+    const Injected injected = rule.injected();
+    const std::string where =
+        fired ? name_ + ", call " + std::to_string(nth) + ", " + text_of(injected) : name_ + " without a failure";
+    bool known = true;
+    const Outcome wanted = fired ? expected(injected, &known) : success_;
+    EXPECT_TRUE(known) << where << ": no row says what is to happen; seen: " << text_of(seen);
+    if (known) {
+        EXPECT_TRUE(same_outcome(wanted, seen))
+            << where << "\n  expected: " << text_of(wanted) << "\n  seen:     " << text_of(seen);
+    }
+    EXPECT_EQ(resources.difference(), "") << where;
+    check_(seen);
+    points_ += fired;
+    return fired;
+}
+
+int Sweep::run()
+{
+    for (unsigned nth = 1; nth < kMostCalls; ++nth) {
+        bool more = true;
+        unsigned variant = 0;
+        while (try_point(nth, variant, &more))
+            ++variant;
+        // The first variant of a call that was not reached: the operation makes fewer calls.
+        if (variant == 0 && more)
+            break;
+    }
+    EXPECT_GT(points_, 0) << name_ << ": the sweep found nothing to fail";
+    std::cout << "sweep " << name_ << ": " << points_ << " points" << std::endl;
+    return points_;
+}
+
+} // namespace testing_board

@@ -1,0 +1,322 @@
+#include "cli/launch.h"
+
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <iostream>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <system_error>
+
+#include "daemon/board.h"
+#include "daemon/server.h"
+#include "page/escapes.h"
+
+namespace vboard {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void fail(const std::string &what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+fs::path own_prefix()
+{
+    return fs::read_symlink("/proc/self/exe").parent_path().parent_path();
+}
+
+template <size_t N>
+void put(char (&to)[N], const std::string &text)
+{
+    if (text.size() >= N)
+        throw ClientError("too long: " + text);
+    std::memcpy(to, text.c_str(), text.size() + 1);
+}
+
+int64_t now_ns(clockid_t clock)
+{
+    timespec now;
+    clock_gettime(clock, &now);
+    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+void add_writable(Page &page, const fs::path &place)
+{
+    const std::string path = fs::weakly_canonical(place);
+    if (path == "/" || page.writable_count >= kMaxWritable)
+        return;
+    put(page.writable[page.writable_count], path);
+    ++page.writable_count;
+}
+
+std::string preload_list(const RunOptions &options)
+{
+    std::string list;
+    for (const std::string &library : options.preload)
+        list += library + ":";
+    return list + (own_prefix() / "$LIB/libvboard.so").string();
+}
+
+// Writes the page that every process of the board maps.
+void write_page(const fs::path &directory, const RunOptions &options)
+{
+    auto page = std::make_unique<Page>();
+    page->magic = kPageMagic;
+    page->version = kPageVersion;
+    put(page->root, directory / "root");
+    put(page->private_dir, directory / ".vboard");
+    put(page->environment[0], "LD_PRELOAD=" + preload_list(options));
+    put(page->environment[1], "VBOARD_PAGE=" + (directory / ".vboard/page").string());
+    page->environment_count = 2;
+    page->speed = options.speed;
+    page->real_net = options.real_net;
+    page->epoch_ns[0] = now_ns(CLOCK_REALTIME);
+    page->epoch_ns[1] = now_ns(CLOCK_MONOTONIC);
+    page->trace.store(options.trace);
+    add_writable(*page, directory);
+    for (const std::string &place : options.writable)
+        add_writable(*page, place);
+    const std::string working = fs::current_path();
+    if (working.rfind("/etc", 0) != 0 && working.rfind("/usr", 0) != 0 && working.rfind("/var", 0) != 0 &&
+        working.rfind("/root", 0) != 0)
+        add_writable(*page, working);
+    const fs::path path = directory / ".vboard/page";
+    const fs::path fresh = directory / ".vboard/page.new";
+    const Descriptor fd{open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
+    if (!fd || write(fd.get(), page.get(), sizeof(Page)) != sizeof(Page))
+        fail(fresh);
+    fs::rename(fresh, path);
+}
+
+// The daemon's whole life. Nothing of it may outlive the board: it ends with the last program.
+[[noreturn]] void be_daemon(const fs::path &directory, int ready)
+{
+    prctl(PR_SET_NAME, "vboardd");
+    setsid();
+    const int log = open((directory / ".vboard/daemon.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(null, 0);
+    dup2(log, 1);
+    dup2(log, 2);
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGINT, SIG_IGN);
+    try {
+        Loop loop;
+        Board board(directory, loop);
+        Server server(board);
+        if (write(ready, "", 1) != 1)
+            _exit(1);
+        close(ready);
+        loop.run();
+    } catch (const std::exception &error) {
+        const std::string text = error.what();
+        static_cast<void>(!write(ready, text.data(), text.size()));
+        std::cerr << text << std::endl;
+        _exit(1);
+    }
+    _exit(0);
+}
+
+void start_daemon(const fs::path &directory)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        fail("pipe");
+    Descriptor from{ends[0]};
+    Descriptor to{ends[1]};
+    const pid_t child = fork();
+    if (child < 0)
+        fail("fork");
+    if (child == 0) {
+        // A grandchild, so that whoever starts a board never has to reap its daemon.
+        if (fork() == 0)
+            be_daemon(directory, to.get());
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    to = Descriptor{};
+    char text[512];
+    const ssize_t n = read(from.get(), text, sizeof text);
+    if (n != 1 || text[0] != '\0')
+        throw ClientError("the board in " + directory.string() +
+                          " cannot start: " + std::string(text, n > 0 ? static_cast<size_t>(n) : 0));
+}
+
+// Joins the board of a directory, starting it first when it does not run. One at a time.
+std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &options)
+{
+    const Descriptor lock{open((directory / ".vboard/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
+    if (!lock || flock(lock.get(), LOCK_EX) != 0)
+        fail((directory / ".vboard/lock").string());
+    std::unique_ptr<Client> client;
+    try {
+        client = std::make_unique<Client>(directory);
+    } catch (const ClientError &) {
+        write_page(directory, options);
+        start_daemon(directory);
+        client = std::make_unique<Client>(directory);
+    }
+    client->hold();
+    return client;
+}
+
+std::string find_program(const std::string &name)
+{
+    if (name.find('/') != std::string::npos)
+        return name;
+    const char *path = std::getenv("PATH");
+    std::string rest = path ? path : "/usr/bin:/bin";
+    for (size_t at = 0; at <= rest.size();) {
+        const size_t end = std::min(rest.find(':', at), rest.size());
+        const std::string candidate = rest.substr(at, end - at) + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0)
+            return candidate;
+        at = end + 1;
+    }
+    return name;
+}
+
+[[noreturn]] void be_program(const Page &page, const RunOptions &options, const std::string &path)
+{
+    for (uint32_t i = 0; i < page.environment_count; ++i)
+        putenv(const_cast<char *>(page.environment[i]));
+    std::vector<char *> arguments;
+    for (const std::string &word : options.program)
+        arguments.push_back(const_cast<char *>(word.c_str()));
+    arguments.push_back(nullptr);
+    signal(SIGINT, SIG_DFL);
+    signal(SIGTERM, SIG_DFL);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    execv(path.c_str(), arguments.data());
+    std::cerr << "vboard: cannot run " << path << ": " << std::strerror(errno) << "\n";
+    _exit(127);
+}
+
+int run_program(Client &board, const RunOptions &options)
+{
+    const std::string path = find_program(options.program[0]);
+    if (escapes_preload(path.c_str())) {
+        std::cerr << "vboard: " << path
+                  << " is a static or setuid program, which would run on the host instead of the board; not run\n";
+        return 126;
+    }
+    // The terminal's Ctrl-C reaches the program itself; this process must stay to tidy up.
+    signal(SIGINT, SIG_IGN);
+    static pid_t program;
+    program = fork();
+    if (program < 0)
+        fail("fork");
+    if (program == 0)
+        be_program(board.page(), options, path);
+    signal(SIGTERM, [](int number) { kill(program, number); });
+    int status = 0;
+    while (waitpid(program, &status, 0) < 0 && errno == EINTR)
+        ;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// The same command again, inside a fence of namespaces.
+[[noreturn]] void run_fenced(const fs::path &directory, const RunOptions &options)
+{
+    const std::string self = fs::read_symlink("/proc/self/exe");
+    const std::string here = fs::current_path();
+    std::vector<std::string> words = {"bwrap",
+                                      "--unshare-user",
+                                      "--unshare-net",
+                                      "--unshare-ipc",
+                                      "--unshare-pid",
+                                      "--die-with-parent",
+                                      "--ro-bind",
+                                      "/",
+                                      "/",
+                                      "--dev",
+                                      "/dev",
+                                      "--proc",
+                                      "/proc",
+                                      "--bind",
+                                      "/tmp",
+                                      "/tmp",
+                                      "--bind",
+                                      here,
+                                      here,
+                                      "--bind",
+                                      directory,
+                                      directory,
+                                      "--chdir",
+                                      here,
+                                      self,
+                                      "run",
+                                      "--board",
+                                      directory,
+                                      "--speed",
+                                      std::to_string(options.speed)};
+    for (const std::string &library : options.preload)
+        words.insert(words.end(), {"--preload", library});
+    words.emplace_back("--");
+    words.insert(words.end(), options.program.begin(), options.program.end());
+    std::vector<char *> arguments;
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    execvp("bwrap", arguments.data());
+    throw ClientError("--fence needs bubblewrap: apt-get install bubblewrap");
+}
+
+// A board directory that goes when the run ends.
+class Directory {
+public:
+    explicit Directory(const RunOptions &options)
+    {
+        if (!options.board.empty()) {
+            path_ = fs::absolute(options.board);
+            if (!fs::exists(path_ / "board.conf"))
+                create_board(path_, descriptions() / (options.type + ".conf"));
+            return;
+        }
+        char name[] = "/tmp/vboard-XXXXXX";
+        if (!mkdtemp(name))
+            fail(name);
+        path_ = name;
+        remove_ = !options.keep;
+        create_board(path_, descriptions() / (options.type + ".conf"));
+    }
+    ~Directory()
+    {
+        std::error_code ignored;
+        if (remove_)
+            fs::remove_all(path_, ignored);
+    }
+    Directory(const Directory &) = delete;
+    Directory &operator=(const Directory &) = delete;
+    const fs::path &path() const { return path_; }
+
+private:
+    fs::path path_;
+    bool remove_ = false;
+};
+
+} // namespace
+
+fs::path descriptions()
+{
+    return own_prefix() / "share/vboard/boards";
+}
+
+int run(const RunOptions &options)
+{
+    const Directory directory(options);
+    if (options.fence)
+        run_fenced(directory.path(), options);
+    const auto board = join(directory.path(), options);
+    const int status = run_program(*board, options);
+    if (options.keep)
+        std::cerr << "vboard: the board is in " << directory.path().string() << "\n";
+    return status;
+}
+
+} // namespace vboard

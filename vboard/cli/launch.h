@@ -1,0 +1,33 @@
+// Making, starting and joining boards.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/client.h"
+
+namespace vboard {
+
+struct RunOptions {
+    std::string board;                // directory; empty: a new one, taken away afterwards
+    std::string type = "mbo";         // description of a new board
+    std::vector<std::string> preload; // libraries in front of the board's own
+    std::vector<std::string> writable;
+    std::vector<std::string> program;
+    uint32_t speed = 1;
+    bool keep = false;
+    bool fence = false;
+    bool real_net = false;
+    bool trace = true;
+};
+
+// The folder of board descriptions, relative to this program's own place.
+std::filesystem::path descriptions();
+
+// Runs a program on a board and returns its exit status as a shell would.
+int run(const RunOptions &options);
+
+} // namespace vboard

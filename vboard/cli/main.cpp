@@ -1,0 +1,137 @@
+// vboard: a board of files, models and a preload library, to run applications without hardware.
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+#include "cli/launch.h"
+#include "daemon/board_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void add_run(CLI::App &app, int &status)
+{
+    auto options = std::make_shared<vboard::RunOptions>();
+    auto no_trace = std::make_shared<bool>(false);
+    CLI::App *run = app.add_subcommand("run", "Run a program on a virtual board");
+    run->add_option("--board", options->board,
+                    "Board directory, made when it is not there (default: a new one that goes afterwards)");
+    run->add_option("--type", options->type, "Kind of a new board; \"vboard types\" lists them")->capture_default_str();
+    run->add_option("--speed", options->speed, "Board seconds that pass in a second")->check(CLI::Range(1, 1000));
+    run->add_option("--preload", options->preload,
+                    "Library to load in front of the board's own, such as a sanitizer's");
+    run->add_option("--writable", options->writable, "Further folder of this machine where the program may write");
+    run->add_flag("--keep", options->keep, "Keep the directory of a new board");
+    run->add_flag("--fence", options->fence, "Put namespaces around it as a second wall (needs bubblewrap)");
+    run->add_flag("--real-net", options->real_net,
+                  "Let interface requests reach the kernel, inside a network namespace of your own");
+    run->add_flag("--no-trace", *no_trace, "Write no trace");
+    run->add_option("program", options->program, "Program and its arguments, after \"--\"")->required();
+    run->positionals_at_end();
+    run->callback([options, no_trace, &status] {
+        options->trace = !*no_trace;
+        status = vboard::run(*options);
+    });
+}
+
+void add_create(CLI::App &app)
+{
+    auto directory = std::make_shared<std::string>();
+    auto type = std::make_shared<std::string>("mbo");
+    CLI::App *create = app.add_subcommand("create", "Make a board directory");
+    create->add_option("directory", *directory, "A new or empty directory")->required();
+    create->add_option("--type", *type, "Kind of board, or a path to a description")->capture_default_str();
+    create->callback([directory, type] {
+        const bool is_path = type->find('/') != std::string::npos;
+        vboard::create_board(fs::absolute(*directory),
+                             is_path ? fs::path(*type) : vboard::descriptions() / (*type + ".conf"));
+        std::cout << "made " << *directory << "; run a program on it: vboard run --board " << *directory
+                  << " -- PROGRAM\n";
+    });
+}
+
+void add_ctl(CLI::App &app)
+{
+    auto board = std::make_shared<std::string>();
+    auto words = std::make_shared<std::vector<std::string>>();
+    CLI::App *ctl = app.add_subcommand("ctl", "Look into a running board, change it, break it");
+    ctl->add_option("--board", *board, "Board directory (default: the board this runs on)");
+    ctl->add_option("words", *words,
+                    "Command, such as: models | fpga set 0x100 1 | fault add pread:/dev/fpga_usr nth=2 errno=EIO")
+        ->required();
+    ctl->positionals_at_end();
+    ctl->prefix_command();
+    ctl->callback([ctl, board, words] {
+        for (const std::string &word : ctl->remaining())
+            words->push_back(word);
+        vboard::Client client(*board);
+        std::cout << client.run(*words) << std::flush;
+    });
+}
+
+void print_from(std::ifstream &in, bool follow)
+{
+    for (std::string line;;) {
+        while (std::getline(in, line))
+            std::cout << line << "\n";
+        std::cout << std::flush;
+        if (!follow)
+            return;
+        in.clear();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+}
+
+void add_trace(CLI::App &app)
+{
+    auto board = std::make_shared<std::string>();
+    auto follow = std::make_shared<bool>(false);
+    CLI::App *trace = app.add_subcommand("trace", "Print what the board's programs did, one JSON object a line");
+    trace->add_option("--board", *board, "Board directory (default: the board this runs on)");
+    trace->add_flag("--follow,-f", *follow, "Go on printing");
+    trace->callback([board, follow] {
+        const fs::path directory = board->empty() ? vboard::Client().directory() : fs::path(*board);
+        std::ifstream in(directory / ".vboard/trace.jsonl");
+        if (!in)
+            throw vboard::ClientError("there is no trace in " + directory.string() + "; was anything run on it?");
+        print_from(in, *follow);
+    });
+}
+
+void add_types(CLI::App &app)
+{
+    app.add_subcommand("types", "List the kinds of board")->callback([] {
+        for (const auto &entry : fs::directory_iterator(vboard::descriptions())) {
+            if (entry.path().extension() != ".conf" || entry.path().stem() == "common")
+                continue;
+            std::cout << entry.path().stem().string() << "\t" << vboard::read_board_file(entry.path()).name << "\n";
+        }
+    });
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App app("Virtual board: run applications without hardware", "vboard");
+    app.require_subcommand(1);
+    int status = 0;
+    add_run(app, status);
+    add_create(app);
+    add_ctl(app);
+    add_trace(app);
+    add_types(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    } catch (const std::exception &error) {
+        std::cerr << "vboard: " << error.what() << "\n";
+        return 1;
+    }
+    return status;
+}

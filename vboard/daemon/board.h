@@ -1,0 +1,91 @@
+// One board: its files, its page, its nodes and its models.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "daemon/board_file.h"
+#include "daemon/loop.h"
+#include "daemon/model.h"
+#include "page/page.h"
+
+namespace vboard {
+
+class Board {
+public:
+    // `directory` was made by create_board.
+    Board(const std::filesystem::path &directory, Loop &loop);
+    ~Board();
+
+    Page &page() { return *page_; }
+    Loop &loop() { return loop_; }
+    const std::filesystem::path &directory() const { return directory_; }
+    std::filesystem::path private_path(const std::string &name) const { return directory_ / ".vboard" / name; }
+    // Where a file of the board lies on the host.
+    std::filesystem::path file(const std::string &board_path) const;
+
+    // Whole-file access to plain files of the board. Writing keeps the inode, so that open descriptors and maps stay
+    // true.
+    std::string read_text(const std::string &board_path) const;
+    void write_text(const std::string &board_path, const std::string &text);
+
+    // Time of the board: nanoseconds of its monotonic and its real clock, counts of its processor counter (204.8 MHz).
+    int64_t monotonic_ns() const;
+    int64_t real_ns() const;
+    uint64_t counter() const;
+    HostTime host_time(int64_t board_monotonic_ns) const;
+    // Calls `handler` once after a span of board time.
+    uint64_t after(std::chrono::nanoseconds span, Loop::Handler handler);
+
+    const Node *node(const std::string &path) const;
+    const Node *node(uint32_t id) const;
+    Model *model_of(const Node &node) const;
+    Model *model(const std::string &name) const;
+    template <typename M>
+    M *find() const
+    {
+        for (const auto &[name, model] : models_)
+            if (auto *found = dynamic_cast<M *>(model.get()))
+                return found;
+        return nullptr;
+    }
+    template <typename Each>
+    void each_node_of(const Model &model, Each each) const
+    {
+        for (uint32_t i = 0; i < page_->node_count; ++i)
+            if (model_of(page_->nodes[i]) == &model)
+                each(page_->nodes[i]);
+    }
+
+    // A pair of connected sockets for a channel: the program's end is returned, the daemon's goes to the model.
+    int open_channel(const Node &node, uint32_t flags, Descriptor &program_end);
+
+    // Maps a TCP port of the board to a port of the host.
+    void map_port(uint16_t board_port, uint16_t host_port);
+    // Puts NAME=value into every environment of the board's programs.
+    void add_environment(const std::string &entry);
+
+    // `vboard ctl` words; the first names a model, or is a command of the board itself.
+    std::string control(const Words &words);
+
+private:
+    void map_page();
+    void add_nodes(const BoardFile &conf);
+    Model &add_model(const std::string &name);
+    void add_ioctls();
+
+    std::filesystem::path directory_;
+    Loop &loop_;
+    Page *page_ = nullptr;
+    std::map<std::string, std::unique_ptr<Model>> models_;
+    std::map<uint32_t, Model *> node_models_;
+    uint32_t next_serial_ = 1;
+};
+
+// The model of a name in a board description; null when there is none.
+std::unique_ptr<Model> make_model(const std::string &name, Board &board);
+
+} // namespace vboard

@@ -1,0 +1,45 @@
+// The daemon's event loop: descriptors and deadlines, one thread.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+
+#include <sys/epoll.h>
+
+#include "daemon/descriptor.h"
+
+namespace vboard {
+
+using HostTime = std::chrono::steady_clock::time_point;
+
+class Loop {
+public:
+    using Handler = std::function<void()>;
+
+    Loop();
+
+    // Calls `handler` whenever `fd` is readable (or has gone), until it is forgotten.
+    void watch(int fd, Handler handler);
+    void forget(int fd);
+
+    // Calls `handler` once. Returns a number to cancel it by.
+    uint64_t at(HostTime when, Handler handler);
+    void cancel(uint64_t timer);
+
+    void run();
+    void stop() { running_ = false; }
+
+private:
+    int wait(::epoll_event *events, int most) const;
+    void run_due_timers();
+
+    Descriptor epoll_;
+    bool running_ = false;
+    uint64_t next_timer_ = 1;
+    std::map<int, Handler> handlers_;
+    std::map<std::pair<HostTime, uint64_t>, Handler> timers_;
+};
+
+} // namespace vboard

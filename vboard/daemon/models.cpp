@@ -1,0 +1,48 @@
+// The models that board descriptions can name. A new model needs one row here.
+#include "daemon/board.h"
+#include "daemon/models/frame.h"
+#include "daemon/models/registers.h"
+#include "daemon/models/small_devices.h"
+#include "daemon/models/timers.h"
+
+namespace vboard {
+
+namespace {
+
+constexpr uint32_t kCpldSpacing = 4;
+constexpr uint64_t kCpldSize = 0x400;
+constexpr uint64_t kDfeSize = 1 << 20;
+
+template <typename M, auto... arguments>
+std::unique_ptr<Model> make(Board &board)
+{
+    return std::make_unique<M>(board, arguments...);
+}
+
+struct Row {
+    const char *name;
+    std::unique_ptr<Model> (*make)(Board &);
+};
+constexpr Row kModels[] = {
+    {"fpga", make<WordRegisters>},
+    {"cpld", make<ByteRegisters, kCpldSpacing, kCpldSize>},
+    {"dfe", make<ByteRegisters, 1u, kDfeSize>},
+    {"frame", make<Frame>},
+    {"emtimer", make<EventTimers>},
+    {"pps", make<PulsePerSecond>},
+    {"power-meter", make<PowerMeter>},
+    {"jitter-cleaner", make<JitterCleaner>},
+    {"uptime", make<Uptime>},
+};
+
+} // namespace
+
+std::unique_ptr<Model> make_model(const std::string &name, Board &board)
+{
+    for (const Row &row : kModels)
+        if (name == row.name)
+            return row.make(board);
+    return nullptr;
+}
+
+} // namespace vboard

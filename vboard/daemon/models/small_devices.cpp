@@ -1,0 +1,147 @@
+#include "daemon/models/small_devices.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <system_error>
+
+#include "daemon/board.h"
+#include "logic/fpga_driver.h"
+#include "platform/clock_devices.h"
+
+namespace vboard {
+
+using namespace ddal::logic;
+using namespace ddal::platform;
+
+void PowerMeter::start()
+{
+    running_ = true;
+    schedule();
+}
+
+// One record a loop of the meter: a loop is 1 ms in the model, and the counter says how many make a record.
+void PowerMeter::schedule()
+{
+    uint64_t loops = 0;
+    try {
+        loops = std::stoull(board().read_text(kPowerMeterLoopCount));
+    } catch (const std::exception &) {
+        loops = 0;
+    }
+    const auto period = std::chrono::milliseconds{std::clamp<uint64_t>(loops, 10, 1000)};
+    board().after(period, [this] {
+        if (running_) {
+            PowerMeterRecord record{};
+            ++count_;
+            record.word[0] = (count_ & 0x1F) | (count_ & 0x3FF) << 8 | 0x155u << 20;
+            for (uint32_t i = 1; i < 9; ++i)
+                record.word[i] = 1000 * i + count_;
+            send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
+        }
+        schedule();
+    });
+}
+
+void PowerMeter::send(std::span<const uint8_t> record)
+{
+    std::erase_if(channels_, [&](const Descriptor &channel) {
+        return ::send(channel.get(), record.data(), record.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0 && errno != EAGAIN;
+    });
+}
+
+int PowerMeter::open(const Node &, uint32_t, Descriptor end)
+{
+    channels_.push_back(std::move(end));
+    return 0;
+}
+
+std::string PowerMeter::control(const Words &words)
+{
+    const std::string &verb = word_at(words, 0, "record, short, stop, start or hang-up");
+    if (verb == "record") {
+        PowerMeterRecord record{};
+        for (size_t i = 0; i < 9; ++i)
+            record.word[i] = static_cast<uint32_t>(number_of(word_at(words, i + 1, "nine words")));
+        send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
+    } else if (verb == "short") {
+        const Bytes record(number_of(word_at(words, 1, "a number of bytes")));
+        send(record);
+    } else if (verb == "hang-up") {
+        channels_.clear();
+    } else if (verb == "stop" || verb == "start") {
+        running_ = verb == "start";
+    } else {
+        throw ControlError("the power meter takes record, short, stop, start and hang-up");
+    }
+    return {};
+}
+
+int JitterCleaner::write(const Node &, uint64_t, std::span<const uint8_t> in)
+{
+    if (in.size() != 3)
+        return -EMSGSIZE;
+    register_ = uint32_t{in[0]} << 16 | uint32_t{in[1]} << 8 | in[2];
+    board().write_text(kJitterCleanerStatus, (register_ & 1) ? "1\n" : "0\n");
+    return 3;
+}
+
+std::string JitterCleaner::control(const Words &words)
+{
+    if (word_at(words, 0, "get") != "get")
+        throw ControlError("the jitter cleaner takes get");
+    return std::to_string(register_) + "\n";
+}
+
+void Uptime::start()
+{
+    listener_ = Descriptor{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    const std::string path = board().private_path(std::string("names") + kUptimeSocketName);
+    if (path.size() >= sizeof name.sun_path)
+        throw std::runtime_error("the board directory's path is too long for a socket: " + path);
+    std::memcpy(name.sun_path, path.c_str(), path.size() + 1);
+    unlink(path.c_str());
+    if (bind(listener_.get(), reinterpret_cast<sockaddr *>(&name), sizeof name) != 0 ||
+        listen(listener_.get(), 16) != 0)
+        throw std::system_error(errno, std::generic_category(), path);
+    base_ns_ = board().monotonic_ns();
+    board().loop().watch(listener_.get(), [this] { serve(); });
+}
+
+void Uptime::serve()
+{
+    Descriptor client{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    if (!client)
+        return;
+    const uint64_t ms = base_ms_ + static_cast<uint64_t>(board().monotonic_ns() - base_ns_) / 1'000'000;
+    if (manner_ == kSilent) {
+        kept_.push_back(std::move(client));
+        return;
+    }
+    static_cast<void>(::send(client.get(), &ms, manner_ == kShort ? 5 : sizeof ms, MSG_NOSIGNAL));
+}
+
+std::string Uptime::control(const Words &words)
+{
+    const std::string &verb = word_at(words, 0, "set, short, silent or normal");
+    if (verb == "set") {
+        base_ms_ = number_of(word_at(words, 1, "milliseconds"));
+        base_ns_ = board().monotonic_ns();
+    } else if (verb == "short") {
+        manner_ = kShort;
+    } else if (verb == "silent") {
+        manner_ = kSilent;
+    } else if (verb == "normal") {
+        manner_ = kNormal;
+        kept_.clear();
+    } else {
+        throw ControlError("the uptime daemon takes set, short, silent and normal");
+    }
+    return {};
+}
+
+} // namespace vboard

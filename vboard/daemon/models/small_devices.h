@@ -1,0 +1,54 @@
+// Devices of a few lines each: power meter, jitter cleaner, uptime daemon.
+#pragma once
+
+#include "daemon/model.h"
+
+namespace vboard {
+
+// RF power meter: a record to every open channel at a period that follows the loop counter, or on demand.
+class PowerMeter : public Model {
+public:
+    using Model::Model;
+    void start() override;
+    int open(const Node &, uint32_t flags, Descriptor end) override;
+    std::string control(const Words &words) override; // record <9 words> | short <bytes> | stop | start
+
+private:
+    void schedule();
+    void send(std::span<const uint8_t> record);
+
+    std::vector<Descriptor> channels_;
+    uint32_t count_ = 0;
+    bool running_ = false;
+};
+
+// The jitter cleaner's SPI register: three bytes, most significant first. Its lock state follows bit 0 of what is
+// written.
+class JitterCleaner : public Model {
+public:
+    using Model::Model;
+    int write(const Node &, uint64_t offset, std::span<const uint8_t> in) override;
+    std::string control(const Words &words) override; // get
+
+private:
+    uint32_t register_ = 0;
+};
+
+// The uptime daemon's socket: eight bytes of milliseconds to whoever connects.
+class Uptime : public Model {
+public:
+    using Model::Model;
+    void start() override;
+    std::string control(const Words &words) override; // set <ms> | short | silent | normal
+
+private:
+    void serve();
+
+    Descriptor listener_;
+    std::vector<Descriptor> kept_; // connections that get no answer
+    uint64_t base_ms_ = 0;
+    int64_t base_ns_ = 0;
+    enum { kNormal, kShort, kSilent } manner_ = kNormal;
+};
+
+} // namespace vboard

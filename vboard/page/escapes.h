@@ -1,0 +1,48 @@
+// Programs that a preload library cannot stand in front of.
+#pragma once
+
+#include <cstddef>
+#include <elf.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace vboard {
+
+template <typename Header, typename Segment>
+bool has_interpreter(const char *head, size_t length)
+{
+    const auto *elf = reinterpret_cast<const Header *>(head);
+    for (size_t i = 0; i < elf->e_phnum; ++i) {
+        const size_t at = elf->e_phoff + i * elf->e_phentsize;
+        if (at + sizeof(Segment) > length)
+            break;
+        if (reinterpret_cast<const Segment *>(head + at)->p_type == PT_INTERP)
+            return true;
+    }
+    return false;
+}
+
+// True for static and for setuid programs. Raw calls only: it runs inside the preload library too.
+inline bool escapes_preload(const char *host_path)
+{
+    struct statx info;
+    if (syscall(SYS_statx, AT_FDCWD, host_path, 0, STATX_MODE, &info) != 0)
+        return false;
+    if (info.stx_mode & (S_ISUID | S_ISGID))
+        return true;
+    const long fd = syscall(SYS_openat, AT_FDCWD, host_path, O_RDONLY | O_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    alignas(8) char head[4096];
+    const long n = syscall(SYS_read, fd, head, sizeof head);
+    syscall(SYS_close, fd);
+    if (n < static_cast<long>(sizeof(Elf32_Ehdr)) || head[0] != 0x7f || head[1] != 'E')
+        return false;
+    const auto length = static_cast<size_t>(n);
+    return head[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head, length)
+                                        : !has_interpreter<Elf32_Ehdr, Elf32_Phdr>(head, length);
+}
+
+} // namespace vboard

@@ -1,0 +1,112 @@
+// The board's shared page: everything that the preload library must know without asking the daemon.
+//
+// One file per board, mapped by the daemon, by every process of the board and by the control client. All fields are
+// fixed width and naturally aligned, so that 32- and 64-bit processes share it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace vboard {
+
+constexpr uint32_t kPageMagic = 0x56424F44;
+constexpr uint32_t kPageVersion = 1;
+
+enum class NodeKind : uint32_t {
+    kPlain = 1,     // a real file; listed so that traces and faults know its name
+    kModel = 2,     // transfers and requests go to the daemon
+    kAttribute = 3, // read as a plain file, writes go to the daemon
+    kChannel = 4,   // opening yields one end of a socket that the daemon writes records to
+    kNotify = 5,    // an attribute that signals changes with POLLPRI
+};
+
+struct Node {
+    char path[112];
+    uint32_t id;
+    NodeKind kind;
+    uint64_t device; // of the file under root/ (major in the upper half), to know a descriptor by
+    uint64_t inode;
+};
+static_assert(sizeof(Node) == 136);
+
+// How many bytes an ioctl carries; never derived from the request number.
+struct IoctlForm {
+    uint32_t node;
+    uint32_t request;
+    uint32_t size;     // bytes behind the pointer, both ways
+    uint32_t by_value; // 1: the argument is a word, not a pointer
+};
+
+// "Fail the n-th matching call." Written by the control client, counted by the preload library.
+struct FaultRule {
+    std::atomic<uint32_t> armed;
+    std::atomic<uint32_t> seen;
+    std::atomic<uint32_t> fired;
+    uint32_t nth;      // first matching call that fails, from 1
+    uint32_t count;    // how many calls from there on; 0 = all
+    int32_t error;     // errno to fail with; 0 = do not fail
+    uint32_t limit;    // transfer at most limit - 1 bytes; 0 = no limit
+    uint32_t delay_us; // wait before the call
+    uint32_t variant;  // with error -1: which of the call's plausible failures
+    uint32_t pid;      // only this process and its children; 0 = any
+    char call[24];     // "pread", or "" for any call
+    char path[112];    // board path, exact or with a closing "*"; "" for any
+    char hit_call[24]; // what the rule fired on last
+    char hit_path[112];
+    uint32_t hit_limit; // as `limit`
+    int32_t hit_error;  // the failure that was injected; 0 for a short transfer
+    uint32_t exhausted; // the call has fewer plausible failures than `variant`
+};
+
+// Line settings of a terminal of the board: a pty forgets parity and rate, the page remembers what was asked for.
+struct Terminal {
+    std::atomic<uint32_t> device; // of the pty's slave, 0 = unused
+    std::atomic<uint32_t> cflag;
+    std::atomic<uint32_t> input_speed;
+    std::atomic<uint32_t> output_speed;
+};
+
+// TCP ports and local names that are global on a host and private to a board.
+struct PortMap {
+    uint16_t board;
+    uint16_t host;
+};
+
+constexpr uint32_t kMaxNodes = 192;
+constexpr uint32_t kMaxIoctls = 192;
+constexpr uint32_t kMaxFaults = 16;
+constexpr uint32_t kMaxWritable = 8;
+constexpr uint32_t kMaxEnvironment = 8;
+constexpr uint32_t kMaxPorts = 8;
+constexpr uint32_t kMaxTerminals = 8;
+
+struct Page {
+    uint32_t magic;
+    uint32_t version;
+    char root[256];                   // <board directory>/root
+    char private_dir[256];            // <board directory>/.vboard
+    char writable[kMaxWritable][256]; // places of the host where the board's programs may write
+    uint32_t writable_count;
+    uint32_t real_net;                       // interface requests may reach the kernel
+    char environment[kMaxEnvironment][1024]; // NAME=value, put back into every environment
+    uint32_t environment_count;
+    uint32_t speed;      // board seconds per host second
+    int64_t epoch_ns[2]; // real time and monotonic time at which scaling started
+    std::atomic<uint32_t> trace;
+    std::atomic<uint32_t> fault_count; // rules in use
+    std::atomic<uint64_t> trace_bytes;
+    uint32_t node_count;
+    uint32_t ioctl_count;
+    uint32_t port_count;
+    uint32_t reserved;
+    PortMap ports[kMaxPorts];
+    Node nodes[kMaxNodes];
+    IoctlForm ioctls[kMaxIoctls];
+    FaultRule faults[kMaxFaults];
+    Terminal terminals[kMaxTerminals];
+};
+static_assert(std::atomic<uint32_t>::is_always_lock_free);
+
+constexpr uint64_t kTraceLimit = 64ull << 20;
+
+} // namespace vboard

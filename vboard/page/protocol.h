@@ -1,0 +1,49 @@
+// Messages between the preload library and the daemon: one header and a payload per SOCK_SEQPACKET message.
+#pragma once
+
+#include <cstdint>
+
+namespace vboard {
+
+enum class Op : uint32_t {
+    kOpen = 1, // channels and notifying attributes; the answer carries a descriptor
+    kRead = 2,
+    kWrite = 3,
+    kIoctl = 4,
+    kCancel = 5,      // id of a request that was interrupted
+    kControl = 6,     // a control command in words separated by NUL; the answer is text
+    kHold = 7,        // keeps the board alive until the connection ends
+    kNotifyRead = 8,  // text of a notifying attribute; flags: the socket's serial; offset all ones: at its position
+    kNotifySeek = 11, // sets that position
+    kInterface = 9,   // an ethtool or interface-flag request
+    kSwitch = 10,     // a call of the switch's client library
+};
+
+struct RequestHeader {
+    Op op;
+    uint32_t node;
+    uint32_t id;
+    uint32_t request; // ioctl number
+    uint64_t offset;
+    uint32_t length; // bytes wanted (reads); payload length otherwise follows from the message
+    uint32_t flags;  // open flags
+    int32_t pid;
+    int32_t tid;
+};
+static_assert(sizeof(RequestHeader) == 40);
+
+struct ReplyHeader {
+    uint32_t id;
+    int32_t result; // bytes or the call's result; negative: -errno
+    uint32_t length;
+    uint32_t reserved;
+};
+static_assert(sizeof(ReplyHeader) == 16);
+
+constexpr uint32_t kMaxPayload = 64 * 1024;
+
+// The daemon's end of a handed-out socket is bound to an abstract name of this form, so that a descriptor can be traced
+// back to its node after dup, fork and exec: "vboard/<page inode>/<node id>/<serial>".
+constexpr char kPeerPrefix[] = "vboard/";
+
+} // namespace vboard

@@ -1,0 +1,180 @@
+// One request to the daemon and its answer.
+#include "shim.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+
+#include "page/protocol.h"
+
+namespace vboard::shim {
+
+namespace {
+
+constexpr int kFirstOwnDescriptor = 960; // below the usual limit of 1024, above what programs use
+constexpr size_t kSignalSetSize = 8;
+
+// One connection per thread. A child after fork or vfork must not talk on its parent's, so the owner is remembered.
+struct Connection {
+    int fd;
+    pid_t owner;
+    uint64_t inode;
+};
+__thread Connection t_connection __attribute__((tls_model("initial-exec"))) = {-1, 0, 0};
+std::atomic<uint32_t> g_next_id{1};
+
+struct Signals {
+    uint64_t all = ~0ull;
+    uint64_t saved = 0;
+    Signals() { syscall(SYS_rt_sigprocmask, SIG_SETMASK, &all, &saved, kSignalSetSize); }
+    ~Signals()
+    {
+        KeepErrno keep;
+        syscall(SYS_rt_sigprocmask, SIG_SETMASK, &saved, nullptr, kSignalSetSize);
+    }
+};
+
+uint64_t socket_inode(int fd)
+{
+    char link[64] = "/proc/self/fd/";
+    char digits[24];
+    digits[23] = '\0';
+    append(link, sizeof link, format_number(static_cast<unsigned>(fd), digits + 23));
+    char target[64];
+    const long n = syscall(SYS_readlinkat, AT_FDCWD, link, target, sizeof target - 1);
+    if (n < 9)
+        return 0;
+    target[n] = '\0';
+    uint64_t inode = 0;
+    for (const char *p = target; *p; ++p)
+        if (*p >= '0' && *p <= '9')
+            inode = inode * 10 + static_cast<uint64_t>(*p - '0');
+    return starts_with(target, "socket:") ? inode : 0;
+}
+
+int connect_to_daemon()
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    copy_text(address.sun_path, sizeof address.sun_path, page()->private_dir);
+    append(address.sun_path, sizeof address.sun_path, "/socket");
+    const int fd = static_cast<int>(syscall(SYS_socket, AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    if (fd < 0)
+        return -1;
+    if (syscall(SYS_connect, fd, &address, sizeof address) != 0) {
+        syscall(SYS_close, fd);
+        return -1;
+    }
+    const int high = static_cast<int>(syscall(SYS_fcntl, fd, F_DUPFD_CLOEXEC, kFirstOwnDescriptor));
+    if (high < 0)
+        return fd;
+    syscall(SYS_close, fd);
+    return high;
+}
+
+// The thread's connection, made anew after a fork or when a program has closed it over our head.
+int connection(bool *temporary)
+{
+    const pid_t self = process_id();
+    Connection &c = t_connection;
+    *temporary = false;
+    if (c.fd >= 0 && c.owner == self && c.inode != 0 && socket_inode(c.fd) == c.inode)
+        return c.fd;
+    const int fd = connect_to_daemon();
+    if (fd < 0)
+        return -1;
+    // In a vfork child the thread's memory is the parent's: leave its connection alone.
+    if (c.fd >= 0 && c.owner != self) {
+        *temporary = true;
+        return fd;
+    }
+    c = {fd, self, socket_inode(fd)};
+    return fd;
+}
+
+bool send_header(int fd, const RequestHeader &header, const void *payload, uint32_t length)
+{
+    iovec parts[2] = {{const_cast<RequestHeader *>(&header), sizeof header}, {const_cast<void *>(payload), length}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = length ? 2 : 1;
+    return syscall(SYS_sendmsg, fd, &message, MSG_NOSIGNAL) >= 0;
+}
+
+// Waits until an answer is there. True when a signal came first.
+bool interrupted(int fd, const uint64_t &mask)
+{
+    pollfd wait{fd, POLLIN, 0};
+#ifdef SYS_ppoll
+    return syscall(SYS_ppoll, &wait, 1, nullptr, &mask, kSignalSetSize) < 0 && errno == EINTR;
+#endif
+}
+
+long receive(int fd, Exchange &message, uint32_t id)
+{
+    for (;;) {
+        ReplyHeader header{};
+        iovec parts[2] = {{&header, sizeof header}, {message.in, message.in_length}};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
+        msghdr received{};
+        received.msg_iov = parts;
+        received.msg_iovlen = 2;
+        received.msg_control = control;
+        received.msg_controllen = sizeof control;
+        const long n = syscall(SYS_recvmsg, fd, &received, MSG_CMSG_CLOEXEC);
+        if (n < static_cast<long>(sizeof header))
+            return n < 0 && errno == EINTR ? -EINTR : -EIO; // the daemon has gone
+        if (header.id != id)
+            continue; // the answer of a request that was given up
+        const cmsghdr *attached = CMSG_FIRSTHDR(&received);
+        if (attached && attached->cmsg_type == SCM_RIGHTS)
+            memcpy(&message.received_fd, CMSG_DATA(attached), sizeof(int));
+        return header.result;
+    }
+}
+
+} // namespace
+
+bool is_own_descriptor(int fd)
+{
+    return fd >= 0 && fd == t_connection.fd && t_connection.owner == process_id();
+}
+
+long exchange(Exchange &message)
+{
+    KeepErrno keep;
+    const Signals signals;
+    bool temporary = false;
+    const int fd = connection(&temporary);
+    if (fd < 0)
+        return -EIO;
+    RequestHeader header{};
+    header.op = static_cast<Op>(message.op);
+    header.node = message.node;
+    header.id = g_next_id.fetch_add(1);
+    header.request = message.request;
+    header.offset = message.offset;
+    header.length = message.in_length;
+    header.flags = message.flags;
+    header.pid = process_id();
+    header.tid = thread_id();
+    message.received_fd = -1;
+    long result = -EIO;
+    if (send_header(fd, header, message.out, message.out_length)) {
+        if (interrupted(fd, signals.saved)) {
+            RequestHeader cancel = header;
+            cancel.op = Op::kCancel;
+            send_header(fd, cancel, nullptr, 0);
+        }
+        result = receive(fd, message, header.id);
+    }
+    if (temporary)
+        syscall(SYS_close, fd);
+    return result;
+}
+
+} // namespace vboard::shim

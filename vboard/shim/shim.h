@@ -1,0 +1,194 @@
+// Shared by the files of the preload library.
+//
+// The library stands between a board program and libc. It allocates nothing, takes no lock and keeps errno where a call
+// succeeds; all its own system calls are raw ones, so that it never meets itself.
+#pragma once
+
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <type_traits>
+#include <unistd.h>
+
+#include "page/page.h"
+#include "page/rules.h"
+
+#define SHIM_EXPORT __attribute__((visibility("default")))
+
+// Defines the library's replacement of a libc function without meeting libc's own declaration of it.
+#define WRAP(result, name, ...) WRAP_AS(result, name, #name, __VA_ARGS__)
+#define WRAP_AS(result, tag, symbol, ...)                                                                              \
+    extern "C" SHIM_EXPORT result shim_##tag(__VA_ARGS__) __asm__(symbol);                                             \
+    extern "C" SHIM_EXPORT result shim_##tag(__VA_ARGS__)
+
+namespace vboard::shim {
+
+// The page of this process's board.
+Page *page();
+
+// The next definition of a libc function after this library.
+void *next_symbol(const char *name);
+
+template <typename Function>
+Function *next(Function *&cache, const char *name)
+{
+    Function *known = __atomic_load_n(&cache, __ATOMIC_RELAXED);
+    if (!known) {
+        known = reinterpret_cast<Function *>(next_symbol(name));
+        __atomic_store_n(&cache, known, __ATOMIC_RELAXED);
+    }
+    return known;
+}
+
+// Calls the libc function that this library stands in front of. `type` is its function type.
+#define NEXT(type, name)                                                                                               \
+    ([]() -> std::add_pointer_t<type> {                                                                                \
+        static std::add_pointer_t<type> cached;                                                                        \
+        return ::vboard::shim::next<type>(cached, #name);                                                              \
+    }())
+
+// --- text ---------------------------------------------------------------------------------------------------------
+
+size_t length_of(const char *text);
+bool same(const char *a, const char *b);
+bool starts_with(const char *text, const char *prefix);
+// True when `path` is `prefix` or lies below it.
+bool is_below(const char *path, const char *prefix);
+// Appends to a buffer that always stays terminated; false when it did not fit.
+bool append(char *buffer, size_t size, const char *text);
+void copy_text(char *to, size_t size, const char *from);
+char *format_number(uint64_t value, char *end); // writes backwards, returns the first digit
+
+// --- raw calls that restore errno -----------------------------------------------------------------------------------
+
+class KeepErrno {
+public:
+    KeepErrno() : saved_(errno) {}
+    ~KeepErrno() { errno = saved_; }
+
+private:
+    int saved_;
+};
+
+inline pid_t process_id()
+{
+    return static_cast<pid_t>(syscall(SYS_getpid));
+}
+
+inline pid_t thread_id()
+{
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
+
+// --- paths ----------------------------------------------------------------------------------------------------------
+
+struct Path {
+    char board[PATH_MAX]; // as the program sees it, links resolved
+    char host[PATH_MAX];  // where it is
+    Policy policy;
+};
+
+enum : unsigned {
+    kFollow = 1, // follow a link in the last component
+    kWrite = 2,  // the call changes what is there
+    kRemove = 4, // the call takes the name away
+    kExec = 8,
+};
+
+// Finds where a path of the program lies. False with errno when there is no such place for it.
+bool resolve(int directory, const char *path, unsigned how, Path &out);
+
+// The board's name of a host path (as found in /proc/self/fd).
+void board_name(const char *host, char *out, size_t size);
+
+// The board's name of what a descriptor stands for; an empty text when there is none.
+void name_of_descriptor(int fd, char *out, size_t size);
+
+// --- nodes ----------------------------------------------------------------------------------------------------------
+
+const Node *node_by_path(const char *board_path);
+const Node *node_of(int fd);
+// The number of one handed-out socket, 0 for anything else.
+uint32_t serial_of(int fd);
+const IoctlForm *ioctl_form(const Node &node, uint32_t request);
+
+// --- one call -------------------------------------------------------------------------------------------------------
+
+// Life of one wrapped call: looks for a fault, limits the transfer, writes the trace. Costs two loads when there is
+// neither.
+class Call {
+public:
+    Call(const char *name, const char *board_path);
+    Call(const char *name, int fd);
+    Call(const char *name, const Path &path) : Call(name, path.board) {}
+
+    // True when the call has to fail; errno is set.
+    bool fails();
+    // True when the next transfer is limited; `*length` is then cut. A limit of 0 means end of file.
+    bool limits(size_t *length);
+
+    void about(uint64_t offset, uint64_t request, const void *bytes, size_t length);
+    // Writes the trace line and passes the result on.
+    long done(long result);
+    template <typename T>
+    T *done_with(T *result)
+    {
+        done(result ? 0 : -1);
+        return result;
+    }
+
+private:
+    void look();
+    const char *name_;
+    int fd_ = -1;
+    char path_[160];
+    bool watched_ = false;
+    bool traced_ = false;
+    int error_ = 0;
+    uint32_t limit_ = 0;
+    uint64_t offset_ = UINT64_MAX;
+    uint64_t request_ = UINT64_MAX;
+    const void *bytes_ = nullptr;
+    size_t length_ = 0;
+};
+
+// --- daemon ---------------------------------------------------------------------------------------------------------
+
+// Descriptors of the library's own start here, so that they stay out of a program's way.
+bool is_own_descriptor(int fd);
+
+struct Exchange {
+    uint32_t op;
+    uint32_t node;
+    uint32_t request;
+    uint64_t offset;
+    uint32_t flags;
+    const void *out; // payload sent
+    uint32_t out_length;
+    void *in; // payload received
+    uint32_t in_length;
+    int received_fd; // -1 or a descriptor that came with the answer
+};
+
+// One request and its answer. Returns the result (negative: -errno). Interruptible by signals: -EINTR.
+long exchange(Exchange &message);
+
+// --- shared by the wrapper files
+// --------------------------------------------------------------------------------------
+
+int open_path(int directory, const char *path, int flags, mode_t mode);
+bool copy_file(const char *from, const char *to);
+// Transfers on nodes that the daemon serves.
+long node_read(const Node &node, uint64_t offset, void *buffer, size_t length);
+long node_write(const Node &node, uint64_t offset, const void *buffer, size_t length);
+void ensure_environment();
+
+// --- time -----------------------------------------------------------------------------------------------------------
+
+uint32_t speed();
+int64_t board_to_host(int64_t nanoseconds); // a span
+
+} // namespace vboard::shim

@@ -1,0 +1,179 @@
+// Places for faults in buffered streams: what libc does inside them cannot be seen from outside.
+#include "shim.h"
+
+#include <stdio.h>
+
+namespace vboard::shim {
+
+namespace {
+
+// Bits of FILE::_flags that libc sets at end of file and after an error.
+constexpr int kStreamEnd = 0x10;
+constexpr int kStreamError = 0x20;
+
+bool watched(FILE *stream)
+{
+    const Page *p = page();
+    return p && p->fault_count.load(std::memory_order_relaxed) != 0 && stream && stream != stdin && stream != stdout &&
+           stream != stderr;
+}
+
+int descriptor(FILE *stream)
+{
+    KeepErrno keep;
+    return fileno(stream);
+}
+
+bool fails(const char *call, FILE *stream)
+{
+    Call around(call, descriptor(stream));
+    if (!around.fails())
+        return false;
+    stream->_flags |= kStreamError;
+    return true;
+}
+
+} // namespace
+
+#define WRAP_FREAD(tag, symbol, parameters, ...)                                                                       \
+    WRAP_AS(size_t, tag, symbol, parameters)                                                                           \
+    {                                                                                                                  \
+        if (watched(stream)) {                                                                                         \
+            Call around("fread", descriptor(stream));                                                                  \
+            if (around.fails()) {                                                                                      \
+                stream->_flags |= kStreamError;                                                                        \
+                return 0;                                                                                              \
+            }                                                                                                          \
+            size_t length = size * count;                                                                              \
+            if (around.limits(&length)) {                                                                              \
+                const size_t n =                                                                                       \
+                    length ? NEXT(size_t(void *, size_t, size_t, FILE *), fread)(buffer, 1, 1, stream) : 0;            \
+                stream->_flags |= kStreamEnd;                                                                          \
+                return n;                                                                                              \
+            }                                                                                                          \
+        }                                                                                                              \
+        return __VA_ARGS__;                                                                                            \
+    }
+#define PARAMETERS(...) __VA_ARGS__
+
+WRAP_FREAD(fread, "fread", PARAMETERS(void *buffer, size_t size, size_t count, FILE *stream),
+           NEXT(size_t(void *, size_t, size_t, FILE *), fread)(buffer, size, count, stream))
+WRAP_FREAD(fread_unlocked, "fread_unlocked", PARAMETERS(void *buffer, size_t size, size_t count, FILE *stream),
+           NEXT(size_t(void *, size_t, size_t, FILE *), fread_unlocked)(buffer, size, count, stream))
+WRAP_FREAD(fread_chk, "__fread_chk", PARAMETERS(void *buffer, size_t, size_t size, size_t count, FILE *stream),
+           NEXT(size_t(void *, size_t, size_t, FILE *), fread)(buffer, size, count, stream))
+
+WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream)
+{
+    if (watched(stream) && fails("fwrite", stream))
+        return 0;
+    return NEXT(size_t(const void *, size_t, size_t, FILE *), fwrite)(buffer, size, count, stream);
+}
+
+WRAP(int, fputs, const char *text, FILE *stream)
+{
+    if (watched(stream) && fails("fwrite", stream))
+        return EOF;
+    return NEXT(int(const char *, FILE *), fputs)(text, stream);
+}
+
+WRAP(int, fputc, int c, FILE *stream)
+{
+    if (watched(stream) && fails("fwrite", stream))
+        return EOF;
+    return NEXT(int(int, FILE *), fputc)(c, stream);
+}
+
+WRAP(int, putc, int c, FILE *stream)
+{
+    if (watched(stream) && fails("fwrite", stream))
+        return EOF;
+    return NEXT(int(int, FILE *), putc)(c, stream);
+}
+
+WRAP(int, fflush, FILE *stream)
+{
+    if (watched(stream) && fails("fflush", stream))
+        return EOF;
+    return NEXT(int(FILE *), fflush)(stream);
+}
+
+WRAP(int, fclose, FILE *stream)
+{
+    if (watched(stream)) {
+        Call around("fclose", descriptor(stream));
+        if (around.fails()) {
+            KeepErrno keep;
+            NEXT(int(FILE *), fclose)(stream);
+            return EOF;
+        }
+    }
+    return NEXT(int(FILE *), fclose)(stream);
+}
+
+#define WRAP_FSEEK(tag, offset_type)                                                                                   \
+    WRAP_AS(int, tag, #tag, FILE *stream, offset_type offset, int whence)                                              \
+    {                                                                                                                  \
+        if (watched(stream)) {                                                                                         \
+            Call around("fseek", descriptor(stream));                                                                  \
+            if (around.fails())                                                                                        \
+                return -1;                                                                                             \
+        }                                                                                                              \
+        return NEXT(int(FILE *, offset_type, int), tag)(stream, offset, whence);                                       \
+    }
+WRAP_FSEEK(fseek, long)
+WRAP_FSEEK(fseeko, off_t)
+WRAP_FSEEK(fseeko64, int64_t)
+
+#define WRAP_FTELL(tag, offset_type)                                                                                   \
+    WRAP_AS(offset_type, tag, #tag, FILE *stream)                                                                      \
+    {                                                                                                                  \
+        if (watched(stream)) {                                                                                         \
+            Call around("ftell", descriptor(stream));                                                                  \
+            if (around.fails())                                                                                        \
+                return -1;                                                                                             \
+        }                                                                                                              \
+        return NEXT(offset_type(FILE *), tag)(stream);                                                                 \
+    }
+WRAP_FTELL(ftell, long)
+WRAP_FTELL(ftello, off_t)
+WRAP_FTELL(ftello64, int64_t)
+
+WRAP(ssize_t, getline, char **line, size_t *size, FILE *stream)
+{
+    if (watched(stream) && fails("getline", stream))
+        return -1;
+    return NEXT(ssize_t(char **, size_t *, FILE *), getline)(line, size, stream);
+}
+
+WRAP(ssize_t, getdelim, char **line, size_t *size, int delimiter, FILE *stream)
+{
+    if (watched(stream) && fails("getline", stream))
+        return -1;
+    return NEXT(ssize_t(char **, size_t *, int, FILE *), getdelim)(line, size, delimiter, stream);
+}
+
+// What the inline getline of libc's header calls when it is optimised.
+WRAP(ssize_t, __getdelim, char **line, size_t *size, int delimiter, FILE *stream)
+{
+    if (watched(stream) && fails("getline", stream))
+        return -1;
+    return NEXT(ssize_t(char **, size_t *, int, FILE *), getdelim)(line, size, delimiter, stream);
+}
+
+WRAP(char *, fgets, char *buffer, int size, FILE *stream)
+{
+    if (watched(stream) && fails("getline", stream))
+        return nullptr;
+    return NEXT(char *(char *, int, FILE *), fgets)(buffer, size, stream);
+}
+
+WRAP(FILE *, fdopen, int fd, const char *mode)
+{
+    Call around("fdopen", fd);
+    if (around.fails())
+        return nullptr;
+    return NEXT(FILE * (int, const char *), fdopen)(fd, mode);
+}
+
+} // namespace vboard::shim
