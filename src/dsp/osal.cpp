@@ -13,6 +13,7 @@
 
 #include "core/log.h"
 #include "dsp/osal_log.h"
+#include "dsp/osal_sections.h"
 
 namespace ddal::dsp {
 
@@ -65,13 +66,13 @@ bool on_mutex(int (*operate)(pthread_mutex_t *), pthread_mutex_t *mutex)
 
 void Osal_processStartup(void)
 {
-    cppi_semaphore = open_semaphore("/OSAL-sem_cppi_cs");
+    cppi_semaphore = open_semaphore(kCppiSection);
     if (!cppi_semaphore)
         osal_log("failure opening CPPI semaphore, %m");
-    qmss_semaphore = open_semaphore("/OSAL-sem_qmss_cs");
+    qmss_semaphore = open_semaphore(kQmssSection);
     if (!qmss_semaphore)
         osal_log("failure opening QMSS semaphore, %m");
-    sa_semaphore = open_semaphore("/OSAL-sem_sa_cs");
+    sa_semaphore = open_semaphore(kSaSection);
     if (!sa_semaphore)
         osal_log("failure opening SA semaphore, %m");
 }

@@ -5,8 +5,12 @@ namespace ddalctl {
 const std::vector<Family> &families()
 {
     static const std::vector<Family> all = {
-        board_family(),       devicetree_family(), sysinfo_family(), fpga_family(), cpld_family(),   dfe_family(),
-        power_meter_family(), frame_family(),      clock_family(),   mem_family(),  atboot_family(),
+        board_family(),       devicetree_family(), sysinfo_family(),
+        fpga_family(),        cpld_family(),       dfe_family(),
+        power_meter_family(), rf_fpga_family(),    slow_measurement_family(),
+        laa_family(),         alarm_family(),      events_family(),
+        aif_family(),         frame_family(),      clock_family(),
+        mem_family(),         cma_family(),        atboot_family(),
     };
     return all;
 }

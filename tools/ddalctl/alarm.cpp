@@ -1,0 +1,132 @@
+// ddalctl alarm: the alarms of the main FPGA's driver.
+#include <ddal/rp3.h>
+
+#include <cerrno>
+#include <poll.h>
+#include <string>
+#include <unistd.h>
+
+#include "ddalctl/event_source.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/interrupt.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+// The library's operations are looked up when they are called, so that a table can name them.
+struct AlarmKind {
+    const char *name;
+    int (*open)(int *fd);
+    int (*close)(int fd);
+};
+constexpr AlarmKind kAlarms[] = {
+    {"rp3", [](int *fd) { return DDAL(ddal_rp3_alarm_event_open)(fd); },
+     [](int fd) { return DDAL(ddal_rp3_alarm_event_close)(fd); }},
+    {"refab", [](int *fd) { return DDAL(ddal_refab_alarm_event_open)(fd); },
+     [](int fd) { return DDAL(ddal_refab_alarm_event_close)(fd); }},
+};
+
+const AlarmKind &alarm_named(const std::string &name)
+{
+    for (const AlarmKind &alarm : kAlarms) {
+        if (name == alarm.name)
+            return alarm;
+    }
+    throw WrongUse("ALARM: rp3 or refab");
+}
+
+class AlarmChannel : public EventSource {
+public:
+    explicit AlarmChannel(const AlarmKind &kind) : kind_(kind)
+    {
+        require(kind.open(&fd_));
+        state(); // what is read before the first wait is no event
+    }
+    ~AlarmChannel() override { kind_.close(fd_); }
+
+    std::string name() const override { return std::string("alarm ") + kind_.name; }
+    int descriptor() const override { return fd_; }
+    short condition() const override { return POLLPRI; }
+    std::string take() override { return state(); }
+
+    std::string state() const
+    {
+        char text[64];
+        const ssize_t n = pread(fd_, text, sizeof text, 0);
+        if (n < 0)
+            throw failure_of(-errno);
+        std::string state(text, static_cast<size_t>(n));
+        while (!state.empty() && state.back() == '\n')
+            state.pop_back();
+        return state;
+    }
+
+private:
+    const AlarmKind &kind_;
+    int fd_ = -1;
+};
+
+void show(const Arguments &arguments, Report &report)
+{
+    report.add("state", AlarmChannel(alarm_named(arguments.text("ALARM"))).state());
+}
+
+void watch(const Arguments &arguments, Report &report)
+{
+    const uint32_t changes = arguments.number_or("--count", UINT32_MAX);
+    const StopOnSignal stop;
+    AlarmChannel channel(alarm_named(arguments.text("ALARM")));
+    report.line(channel.state());
+    for (uint32_t n = 0; n < changes && next_event(channel); n++) {
+        const std::string state = channel.take();
+        report.line(state);
+        if (report.json())
+            report.row("changes").add("state", state);
+    }
+}
+
+void mask(const Arguments &, Report &report)
+{
+    uint32_t value = 0;
+    require(DDAL(ddal_get_rp3_alarm_mask)(&value));
+    report.add_hex("mask", value);
+}
+
+void set_mask(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_set_rp3_alarm_mask)(arguments.number("MASK")));
+}
+
+} // namespace
+
+std::vector<EventKind> alarm_events()
+{
+    return {
+        {"rp3-alarm", "RP3 link alarm", false,
+         [](uint32_t) -> std::unique_ptr<EventSource> { return std::make_unique<AlarmChannel>(kAlarms[0]); }},
+        {"refab-alarm", "reference alarm", false,
+         [](uint32_t) -> std::unique_ptr<EventSource> { return std::make_unique<AlarmChannel>(kAlarms[1]); }},
+    };
+}
+
+Family alarm_family()
+{
+    const Argument alarm = {"ALARM", Kind::text, "rp3 or refab"};
+    return {"alarm",
+            "the RP3 link alarm and the reference alarm",
+            {
+                {"show", "show an alarm's state (rp3: enables the alarm meanwhile, disables it after)", {alarm}, show},
+                {"watch",
+                 "print an alarm's state whenever it changes, until interrupted (rp3: disables the alarm at the end)",
+                 {alarm, {"--count", Kind::number, "end after so many changes", true, UINT32_MAX, 1}},
+                 watch},
+                {"mask", "show the RP3 alarm mask", {}, mask},
+                {"set-mask", "set the RP3 alarm mask", {{"MASK", Kind::number, "new mask; 0 disables"}}, set_mask},
+            }};
+}
+
+} // namespace ddalctl

@@ -1,0 +1,140 @@
+// ddalctl cma: contiguous memory of the DMA engines, and the critical sections of their drivers.
+#include <ddal/cma.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <fstream>
+#include <semaphore.h>
+#include <sstream>
+#include <string>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+#include "dsp/cma_driver.h"
+#include "dsp/osal_sections.h"
+
+namespace ddalctl {
+
+namespace {
+
+void regions(const Arguments &, Report &report)
+{
+    std::ifstream list(ddal::dsp::kCmaRegionList);
+    if (!list)
+        throw failure_of(-ENOENT);
+    std::string line;
+    std::getline(list, line); // the header
+    while (std::getline(list, line)) {
+        std::istringstream words(line);
+        uint32_t physical = 0;
+        uint32_t size = 0;
+        std::string name;
+        std::string rest;
+        if (!(words >> std::hex >> physical >> name >> size >> rest))
+            continue;
+        Report &row = report.row("regions");
+        row.add_hex("physical", physical);
+        row.add_hex("size", size);
+        row.add("name", name);
+    }
+}
+
+// The word at a physical address, in this process.
+volatile uint32_t *word_at(uint32_t physical)
+{
+    if (physical % sizeof(uint32_t) != 0)
+        throw WrongUse("ADDRESS is not a multiple of 4");
+    uint32_t address = 0;
+    require(DDAL(ddal_cma_phy_to_virt)(physical, &address));
+    return reinterpret_cast<volatile uint32_t *>(uintptr_t{address});
+}
+
+void init(const Arguments &, Report &)
+{
+    require(DDAL(ddal_cma_init_once)());
+}
+
+void alloc(const Arguments &arguments, Report &report)
+{
+    const std::string &memory = arguments.text("MEMORY");
+    if (memory != "msm" && memory != "ddr")
+        throw WrongUse("MEMORY: msm or ddr");
+    require(DDAL(ddal_cma_process_init)());
+    uint32_t address = 0;
+    require(DDAL(ddal_cma_alloc)(memory == "msm" ? DDAL_CMA_MSM : DDAL_CMA_DDR, arguments.number("SIZE"), &address));
+    uint32_t physical = 0;
+    require(DDAL(ddal_cma_virt_to_phy)(address, &physical));
+    report.add_hex("physical", physical);
+}
+
+void read(const Arguments &arguments, Report &report)
+{
+    const uint32_t physical = arguments.number("ADDRESS");
+    const uint32_t count = arguments.number_or("COUNT", 1);
+    require(DDAL(ddal_cma_process_init)());
+    if (count == 1) {
+        report.repeat("address", physical);
+        report.add_hex("value", *word_at(physical));
+        return;
+    }
+    for (uint32_t i = 0; i < count; i++) {
+        const uint32_t value = *word_at(physical + 4 * i);
+        Report &row = report.row("words");
+        row.add_hex("address", physical + 4 * i);
+        row.add_hex("value", value);
+    }
+}
+
+void write(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_cma_process_init)());
+    *word_at(arguments.number("ADDRESS")) = arguments.number("VALUE");
+}
+
+// Looks at a section without making it.
+std::string state_of(const char *semaphore_name)
+{
+    sem_t *const semaphore = sem_open(semaphore_name, 0);
+    if (semaphore == SEM_FAILED)
+        return errno == ENOENT ? "not used yet" : "not accessible";
+    int value = 0;
+    sem_getvalue(semaphore, &value);
+    sem_close(semaphore);
+    return value > 0 ? "free" : "locked";
+}
+
+void sections(const Arguments &, Report &report)
+{
+    for (const char *name : ddal::dsp::kSections) {
+        Report &row = report.row("sections");
+        row.add("semaphore", name);
+        row.add("state", state_of(name));
+    }
+}
+
+} // namespace
+
+Family cma_family()
+{
+    const Argument address = {"ADDRESS", Kind::number, "physical address inside a region, a multiple of 4"};
+    return {"cma",
+            "contiguous memory of the DMA engines",
+            {
+                {"regions", "list the memory regions of the driver", {}, regions},
+                {"init", "have the driver initialise its allocator", {}, init},
+                {"alloc",
+                 "allocate memory (which nothing frees) and show its physical address",
+                 {{"MEMORY", Kind::text, "msm or ddr"}, {"SIZE", Kind::number, "bytes"}},
+                 alloc},
+                {"read",
+                 "read one word, or several in a row",
+                 {address, {"COUNT", Kind::number, "how many words", true, 4096, 1}},
+                 read},
+                {"write", "write one word", {address, {"VALUE", Kind::number, "32-bit value"}}, write},
+                {"sections", "show the drivers' critical sections between processes: free or locked", {}, sections},
+            }};
+}
+
+} // namespace ddalctl

@@ -1,0 +1,49 @@
+// Sources of `ddalctl events`: each family names its kinds of events, the command opens, polls and prints them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ddalctl {
+
+// One open channel; the destructor closes it.
+class EventSource {
+public:
+    EventSource() = default;
+    virtual ~EventSource() = default;
+    EventSource(const EventSource &) = delete;
+    EventSource &operator=(const EventSource &) = delete;
+
+    virtual std::string name() const = 0; // "prescan 0"
+    virtual int descriptor() const = 0;
+    virtual short condition() const = 0; // POLLIN or POLLPRI
+    // Whether the condition stays when the event was taken: the next event is then a change from quiet to signalled.
+    virtual bool lasts() const { return false; }
+    // Takes the event that is there and says what it was. Throws Failure when the channel has ended.
+    virtual std::string take() = 0;
+
+    bool is_quiet() const { return quiet_; }
+    void set_quiet(bool quiet) { quiet_ = quiet; }
+
+private:
+    bool quiet_ = true;
+};
+
+struct EventKind {
+    const char *name; // as the user names it
+    const char *summary;
+    bool has_index; // one channel per index, "prescan:2"
+    std::unique_ptr<EventSource> (*open)(uint32_t index);
+};
+
+// Waits for the next event of one of the sources; null when the user stopped the command first. The library's own waits
+// carry on after a signal.
+EventSource *next_event(const std::vector<std::unique_ptr<EventSource>> &sources);
+bool next_event(EventSource &source);
+
+std::vector<EventKind> alarm_events();
+std::vector<EventKind> laa_events();
+
+} // namespace ddalctl

@@ -1,0 +1,132 @@
+// ddalctl events: whatever the board announces, as it happens.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <sstream>
+#include <string>
+
+#include "ddalctl/event_source.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/interrupt.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+std::vector<EventKind> all_kinds()
+{
+    std::vector<EventKind> kinds;
+    for (const auto &of_family : {alarm_events, laa_events})
+        for (const EventKind &kind : of_family())
+            kinds.push_back(kind);
+    return kinds;
+}
+
+std::string names_of_kinds()
+{
+    std::string names;
+    for (const EventKind &kind : all_kinds())
+        names += (names.empty() ? "" : ", ") + std::string(kind.name) + (kind.has_index ? ":INDEX" : "");
+    return names;
+}
+
+// "prescan:2" or "laa".
+std::unique_ptr<EventSource> open_named(const std::string &word)
+{
+    const size_t colon = word.find(':');
+    const std::string name = word.substr(0, colon);
+    const std::vector<EventKind> kinds = all_kinds();
+    const auto kind =
+        std::find_if(kinds.begin(), kinds.end(), [&](const EventKind &each) { return name == each.name; });
+    if (kind == kinds.end() || (colon != std::string::npos && !kind->has_index))
+        throw WrongUse("--only: \"" + word + "\" is none of " + names_of_kinds());
+
+    const std::string index = colon == std::string::npos ? "0" : word.substr(colon + 1);
+    if (index.empty() || index.size() > 9 || index.find_first_not_of("0123456789") != std::string::npos)
+        throw WrongUse("--only: \"" + word + "\" has no index");
+    return kind->open(static_cast<uint32_t>(std::stoul(index)));
+}
+
+using Sources = std::vector<std::unique_ptr<EventSource>>;
+
+Sources open_chosen(const std::string &list)
+{
+    Sources sources;
+    std::istringstream words(list);
+    for (std::string word; std::getline(words, word, ',');)
+        sources.push_back(open_named(word));
+    return sources;
+}
+
+// Every kind that this board has; of indexed channels the first.
+Sources open_all(const Report &report)
+{
+    Sources sources;
+    for (const EventKind &kind : all_kinds()) {
+        try {
+            sources.push_back(kind.open(0));
+        } catch (const Failure &failure) {
+            report.line(std::string(kind.name) + ": not available (" + failure.what() + ")");
+        }
+    }
+    if (sources.empty())
+        throw Failure(-ENODEV, kNothingThere, "this board has no event channels");
+    return sources;
+}
+
+std::string time_of_day()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local = {};
+    localtime_r(&now.tv_sec, &local);
+    char text[32];
+    const size_t n = strftime(text, sizeof text, "%H:%M:%S", &local);
+    snprintf(text + n, sizeof text - n, ".%03ld", now.tv_nsec / 1'000'000);
+    return text;
+}
+
+void watch(const Arguments &arguments, Report &report)
+{
+    const uint32_t wanted = arguments.number_or("--count", UINT32_MAX);
+    const StopOnSignal stop;
+    const Sources sources = arguments.given("--only") ? open_chosen(arguments.text("--only")) : open_all(report);
+    for (const auto &source : sources)
+        report.line(source->name() + ": waiting");
+
+    for (uint32_t n = 0; n < wanted; n++) {
+        EventSource *source = next_event(sources);
+        if (!source)
+            break;
+        const std::string event = source->take();
+        const std::string time = time_of_day();
+        report.line(time + "  " + source->name() + ": " + event);
+        if (!report.json())
+            continue;
+        Report &row = report.row("events");
+        row.add("time", time);
+        row.add("source", source->name());
+        row.add("event", event);
+    }
+}
+
+} // namespace
+
+Family events_family()
+{
+    static const std::string only_help = "comma-separated: " + names_of_kinds() + " (default: all that the board has)";
+    return {"events",
+            "events of all channels, as they happen",
+            {
+                {"",
+                 "print events as they come, until interrupted",
+                 {{"--only", Kind::text, only_help.c_str()},
+                  {"--count", Kind::number, "end after so many events", true, UINT32_MAX, 1}},
+                 watch},
+            }};
+}
+
+} // namespace ddalctl
