@@ -183,17 +183,17 @@ int prepare_codeload(Session &session)
 }
 
 // Leaves the UART closed only when its speed could not be set back.
-int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, uint32_t *status)
+int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, Verdict *verdict)
 {
     UartLink link{uart.get(), session.verbose, &session.progress};
-    if (bsl_codeload(link, path, status, upgrade_all) != 0)
+    if (bsl_codeload(link, path, verdict, upgrade_all) != 0)
         return DDAL_ERR_FAILURE;
     if (const int result = set_uart_speed(kLoaderBaud); result != 0)
         return result;
     return upgrade_all != 0 ? write_bsl(session) : 0;
 }
 
-int upgrade(Session &session, const char *path, int upgrade_all, uint32_t *status)
+int upgrade(Session &session, const char *path, int upgrade_all, Verdict *verdict)
 {
     if (const int result = enter_loader(session); result != 0)
         return result;
@@ -209,7 +209,7 @@ int upgrade(Session &session, const char *path, int upgrade_all, uint32_t *statu
     int result = prepare_codeload(session);
     if (result != 0)
         return uart ? bsl_app_mode(result, session) : result;
-    result = codeload_and_rewrite(session, path, upgrade_all, status);
+    result = codeload_and_rewrite(session, path, upgrade_all, verdict);
     if (!uart)
         return result;
     __ddal_log(LOG_DEBUG, "Putting uP in app mode... ");
@@ -228,10 +228,12 @@ int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose)
 int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
                             void *context, uint32_t *status)
 {
-    uint32_t verdict = BSL_STATUS_NOT_REQUIRED;
+    ddal::bsl::Verdict verdict;
     ddal::bsl::Session session{verbose, {progress, context}};
     const int result = ddal::bsl::upgrade(session, path, upgrade_all, &verdict);
-    if (status)
-        *status = verdict;
+    if (status && result == 0 && verdict.image_bytes == 0)
+        *status = BSL_STATUS_NOT_PARSED;
+    else if (status)
+        *status = verdict.status;
     return result;
 }

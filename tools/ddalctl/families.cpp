@@ -9,8 +9,9 @@ const std::vector<Family> &families()
         fpga_family(),        cpld_family(),       dfe_family(),
         power_meter_family(), rf_fpga_family(),    slow_measurement_family(),
         laa_family(),         alarm_family(),      events_family(),
-        aif_family(),         frame_family(),      clock_family(),
-        mem_family(),         cma_family(),        atboot_family(),
+        rfcard_family(),      aif_family(),        frame_family(),
+        clock_family(),       mem_family(),        cma_family(),
+        atboot_family(),
     };
     return all;
 }

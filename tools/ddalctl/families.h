@@ -24,6 +24,7 @@ Family mem_family();
 Family power_meter_family();
 Family rf_fpga_family();
 Family slow_measurement_family();
+Family rfcard_family();
 Family sysinfo_family();
 
 const std::vector<Family> &families();

@@ -55,6 +55,7 @@ public:
 
     // Address of the application's version block, without which it does not run.
     void set_version_address(uint32_t address) { version_address_ = address; }
+    uint32_t version_address() const { return version_address_; }
     void set_paced(bool paced) { paced_ = paced; }
     void set_ready_time(BoardTime span) { ready_time_ = span; }
     // The loader that the application carries and writes when it is told to.
