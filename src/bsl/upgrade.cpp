@@ -12,6 +12,7 @@
 #include "bsl/codeload.h"
 #include "bsl/command.h"
 #include "bsl/pins.h"
+#include "bsl/rf_card_driver.h"
 #include "bsl/uart.h"
 #include "core/log.h"
 #include "core/unique_fd.h"
@@ -22,9 +23,6 @@ namespace {
 
 constexpr const char *kUpgrade = "bsl_upgrade_up_image"; // name of the procedure in the log
 
-constexpr const char *kUart = "/dev/ttyFPGA3";
-constexpr uint32_t kRfPowerRegister = 0x180008;
-constexpr uint32_t kRfPowerOn = 1;
 constexpr uint32_t kLoaderBaud = 9600; // after every loader entry
 constexpr uint32_t kTransferBaud = 57600;
 constexpr uint64_t kOneSecondUs = 1'000'000;
@@ -34,11 +32,7 @@ constexpr uint8_t kPasswordFill = DDAL_BSL_PASSWORD_FILL;
 constexpr uint16_t kPasswordLength = 10;
 constexpr uint16_t kUnknownLoaderPasswordLength = 32;
 
-constexpr uint8_t kStatusQuery = 0x00;
-constexpr uint8_t kReady = 0x5A;
 constexpr int kReadyRounds = 21;
-constexpr uint8_t kRewriteLoader = 0x4A;
-constexpr uint8_t kRewriteArguments[] = {0xEE, 0x77};
 
 core::UniqueFd uart;
 
@@ -67,7 +61,7 @@ int enter_loader(Session &session)
     }
 
     __ddal_log(LOG_DEBUG, "Initializing BSL... ");
-    uart.reset(open(kUart, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    uart.reset(open(kUartNode, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!uart || set_uart_speed(kLoaderBaud) != 0)
         return DDAL_ERR_FAILURE;
     __ddal_log(LOG_DEBUG, "UART opened.\n");

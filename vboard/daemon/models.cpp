@@ -2,6 +2,7 @@
 #include "daemon/board.h"
 #include "daemon/models/frame.h"
 #include "daemon/models/registers.h"
+#include "daemon/models/rf_card.h"
 #include "daemon/models/small_devices.h"
 #include "daemon/models/timers.h"
 
@@ -33,6 +34,7 @@ constexpr Row kModels[] = {
     {"power-meter", make<PowerMeter>},
     {"jitter-cleaner", make<JitterCleaner>},
     {"uptime", make<Uptime>},
+    {"rf-card", make<RfCard>},
 };
 
 } // namespace

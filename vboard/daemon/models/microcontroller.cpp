@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "bsl/rf_card_driver.h"
+
 namespace vboard {
+
+using namespace ddal::bsl;
 
 namespace {
 
@@ -21,10 +25,6 @@ constexpr BoardTime kTurnaround = kMillisecond;          // after a byte sent, u
 constexpr BoardTime kSegmentErase = 25 * kMillisecond;
 constexpr BoardTime kLoaderRewrite = 2 * kSecond;
 
-constexpr uint8_t kStatusQuery = 0x00;
-constexpr uint8_t kRewriteLoader = 0x4A;
-constexpr uint8_t kRewriteArguments[] = {0xEE, 0x77};
-constexpr uint8_t kReady = 0x5A;
 constexpr uint8_t kBusy = 0x42;
 
 constexpr uint8_t kNoise[] = {0x13, 0x37, 0xC4};

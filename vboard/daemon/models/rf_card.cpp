@@ -12,29 +12,15 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "bsl/rf_card_driver.h"
 #include "daemon/board.h"
 #include "daemon/models/registers.h"
 
 namespace vboard {
 
+using namespace ddal::bsl;
+
 namespace {
-
-constexpr const char *kLine = "/dev/ttyFPGA3";
-constexpr uint32_t kPinRegister = 0x14;
-constexpr uint32_t kTest = 0x10000;
-constexpr uint32_t kRst = 0x20000;
-constexpr uint32_t kPowerRegister = 0x180008;
-constexpr uint32_t kPowerOn = 1;
-
-constexpr uint32_t kMessageRequest = 0xC203E520;
-struct MessageRecord {
-    uint8_t opcode;
-    uint8_t tx_len;
-    uint8_t rx_len;
-    uint8_t tx[256];
-    uint8_t rx[256];
-};
-static_assert(sizeof(MessageRecord) == 515);
 
 constexpr BoardTime kMillisecond = 1'000'000;
 constexpr BoardTime kSecond = 1'000'000'000;
@@ -120,7 +106,7 @@ void RfCard::open_line()
     tcsetattr(holder_.get(), TCSANOW, &settings);
     line_device_ = info.stx_rdev_major << 20 | info.stx_rdev_minor;
 
-    const auto link = board().file(kLine);
+    const auto link = board().file(kUartNode);
     std::filesystem::create_directories(link.parent_path());
     std::filesystem::remove(link);
     std::filesystem::create_symlink(slave, link);
@@ -141,15 +127,15 @@ void RfCard::connect_fpga()
     auto *fpga = dynamic_cast<WordRegisters *>(board().model("fpga"));
     if (!fpga)
         throw std::runtime_error("the RF card needs the model \"fpga\"");
-    fpga->set(kPinRegister, kRst);
-    fpga->set(kPowerRegister, kPowerOn);
+    fpga->set(kPinRegister, kRstPin);
+    fpga->set(kRfPowerRegister, kRfPowerOn);
     fpga->on_write(kPinRegister, [this](uint32_t value) {
         pump(); // what was under way before the pins moved
-        controller_.set_pins((value & kTest) != 0, (value & kRst) != 0, board().monotonic_ns());
+        controller_.set_pins((value & kTestPin) != 0, (value & kRstPin) != 0, board().monotonic_ns());
         pump();
     });
-    fpga->on_write(kPowerRegister, [this](uint32_t value) {
-        controller_.set_power((value & kPowerOn) != 0, board().monotonic_ns());
+    fpga->on_write(kRfPowerRegister, [this](uint32_t value) {
+        controller_.set_power((value & kRfPowerOn) != 0, board().monotonic_ns());
         pump();
     });
 }
@@ -197,13 +183,13 @@ void RfCard::pump()
 
 std::vector<IoctlForm> RfCard::ioctls(const Node &) const
 {
-    return {{0, kMessageRequest, sizeof(MessageRecord), 0}};
+    return {{0, kRfupMessage, sizeof(RfupRequest), 0}};
 }
 
 void RfCard::ioctl(const Node &, uint32_t request, Bytes argument, Answer answer)
 {
-    MessageRecord record;
-    if (request != kMessageRequest || argument.size() != sizeof record) {
+    RfupRequest record;
+    if (request != kRfupMessage || argument.size() != sizeof record) {
         answer.fail(ENOTTY);
         return;
     }
@@ -284,8 +270,10 @@ std::string RfCard::set_version(const Words &words)
 
 std::string RfCard::set_version_address(const Words &words)
 {
+    const auto old = controller_.flash().read(controller_.version_address(), std::size(kFirstVersion));
+    const Words version{"version", digits_of(old)};
     controller_.set_version_address(static_cast<uint32_t>(number_of(word_at(words, 1, "an address"))));
-    return {};
+    return set_version(version); // the application that runs has one there
 }
 
 std::string RfCard::set_loader_version(const Words &words)
