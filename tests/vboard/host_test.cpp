@@ -69,7 +69,7 @@ public:
         put(root_ / "host/var/log/messages", "log\n");
         put(root_ / "host/opt/file", "opt\n");
         put(root_ / "host/root/.profile", "profile\n");
-        for (const char *program : {"reboot", "mkfs.vfat"}) {
+        for (const char *program : {"poweroff", "mkfs.vfat"}) {
             put(root_ / "host/sbin" / program, "#!/bin/sh\necho ran >/opt/ran\n");
             chmod((root_ / "host/sbin" / program).c_str(), 0755);
         }

@@ -117,12 +117,12 @@ static void run_programs(void)
     char *empty[] = {NULL};
     char *shell[] = {"/bin/sh", "-c", "echo intruded >/etc/ssh/sshd_config; echo x >/rom/image; echo x >/usr/intruder",
                      NULL};
-    char *reboot_program[] = {"/sbin/reboot", NULL};
-    char *reboot_at_home[] = {"/usr/sbin/reboot", NULL};
+    char *power_off[] = {"/sbin/poweroff", NULL};
+    char *power_off_at_home[] = {"/usr/sbin/poweroff", NULL};
     char *mkfs[] = {"/sbin/mkfs.vfat", "/dev/sda", NULL};
     run("shell", shell, empty);
-    run("reboot", reboot_program, empty);
-    run("reboot", reboot_at_home, empty);
+    run("poweroff", power_off, empty);
+    run("poweroff", power_off_at_home, empty);
     run("mkfs", mkfs, empty);
     clearenv();
     if (system("echo intruded >/etc/ssh/sshd_config") != 0)
