@@ -261,6 +261,7 @@ bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
 
 int Sweep::run()
 {
+    board(); // connected before the first look at the descriptors
     for (unsigned nth = 1; nth < kMostCalls; ++nth) {
         bool more = true;
         unsigned variant = 0;

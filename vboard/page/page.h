@@ -48,7 +48,7 @@ struct FaultRule {
     uint32_t limit;    // transfer at most limit - 1 bytes; 0 = no limit
     uint32_t delay_us; // wait before the call
     uint32_t variant;  // with error -1: which of the call's plausible failures
-    uint32_t pid;      // only this process and its children; 0 = any
+    uint32_t pid;      // only this process and its forked children until they exec; 0 = any
     char call[24];     // "pread", or "" for any call
     char path[112];    // board path, exact or with a closing "*"; "" for any
     char hit_call[24]; // what the rule fired on last

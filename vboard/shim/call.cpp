@@ -90,8 +90,7 @@ void Call::look()
             continue;
         if (rule.path[0] && !matches(rule.path, path_))
             continue;
-        if (rule.pid && static_cast<pid_t>(rule.pid) != process_id() &&
-            static_cast<pid_t>(rule.pid) != static_cast<pid_t>(syscall(SYS_getppid)))
+        if (rule.pid && static_cast<pid_t>(rule.pid) != process_id() && static_cast<pid_t>(rule.pid) != program_id())
             continue;
         int error = rule.error;
         uint32_t limit = rule.limit;

@@ -78,6 +78,9 @@ inline pid_t process_id()
     return static_cast<pid_t>(syscall(SYS_getpid));
 }
 
+// The process that this program image was started in; another one after a fork, until the next exec.
+pid_t program_id();
+
 inline pid_t thread_id()
 {
     return static_cast<pid_t>(syscall(SYS_gettid));

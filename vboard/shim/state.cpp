@@ -10,6 +10,7 @@ namespace vboard::shim {
 namespace {
 
 Page *g_page;
+pid_t g_program;
 
 [[noreturn]] void stop(const char *why)
 {
@@ -52,6 +53,7 @@ __attribute__((constructor)) void find_page(int, char **, char **environment)
     if (page->magic != kPageMagic || page->version != kPageVersion)
         stop("the board's page is of another version; create the board anew");
     g_page = page;
+    g_program = process_id();
     errno = 0;
 }
 
@@ -60,6 +62,11 @@ __attribute__((constructor)) void find_page(int, char **, char **environment)
 Page *page()
 {
     return g_page;
+}
+
+pid_t program_id()
+{
+    return g_program;
 }
 
 void *next_symbol(const char *name)

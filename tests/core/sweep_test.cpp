@@ -1,0 +1,404 @@
+// Every failure of every call that the exported operations of the core make.
+#include <ddal/common.h>
+#include <ddal/cpu.h>
+#include <ddal/mem.h>
+#include <ddal/rpram.h>
+#include <ddal/security.h>
+#include <ddal/sysinfo.h>
+#include <ddal/trbl.h>
+#include <ddal/version.h>
+#include <ddal/wifi.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <memory>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/sweep.h"
+
+using namespace testing_board;
+
+namespace {
+
+void put(const std::string &path, const std::string &content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+// One line of the helper that failed, then those of its callers, in which "%d" is the negative errno.
+Expectation fails_through(std::string line, std::vector<std::string> callers, std::optional<long> result = {})
+{
+    return [=](const Injected &injected, const Outcome &success) {
+        Outcome outcome = fails_with_errno(line)(injected, success);
+        for (std::string caller : callers) {
+            if (const size_t at = caller.find("%d"); at != std::string::npos)
+                caller.replace(at, 2, std::to_string(-injected.error));
+            outcome.lines.push_back(caller);
+        }
+        outcome.result = result.value_or(outcome.result);
+        return outcome;
+    };
+}
+
+// The first failure at this place meets the first expectation, the second the second, the rest the last.
+Expectation in_turn(std::vector<Expectation> turns)
+{
+    return [turns, next = size_t{0}](const Injected &injected, const Outcome &success) mutable {
+        const size_t turn = std::min(next++, turns.size() - 1);
+        return turns[turn](injected, success);
+    };
+}
+
+// An operation that reads one file with ddal_common_read_file.
+struct Reading {
+    const char *name;
+    const char *path;
+    std::function<long()> operation;
+    long success = 0;
+    std::vector<std::string> callers = {}; // lines of the callers after the reader's own
+    std::optional<long> failure = {};      // in place of the reader's code
+    std::optional<Outcome> cut = {};       // of a file that ends early, where that is not success
+    std::optional<Outcome> emptied = {};   // of a file without content, where that differs again
+};
+
+Expectation fixed(const std::optional<Outcome> &outcome)
+{
+    return outcome ? fails(outcome->result, outcome->lines) : changes_nothing();
+}
+
+TEST(Sweep, Readers)
+{
+    static char buffer[64];
+    static uint32_t value;
+    static uint64_t number;
+    constexpr const char *kRate = "/sys/kernel/debug/clk/gem0/clk_rate";
+    constexpr const char *kSecure = "/proc/device-tree/security/secure_env";
+    const Outcome no_data{-ENODATA, {}};
+    put("/flash/cells", std::string("\0\0\0\7", 4));
+    put("/flash/text", "hello");
+    ASSERT_EQ(ddal_kvb_rpram_set_isti(1), 0);
+    const Reading cases[] = {
+        {"ddal_common_read_file",
+         "/flash/text",
+         [] { return ddal_common_read_file(buffer, 4, "/flash/text"); },
+         5,
+         {},
+         {},
+         Outcome{1, {}},
+         Outcome{0, {}}},
+        {"ddal_common_read_file, size",
+         "/flash/text",
+         [] { return ddal_common_read_file(nullptr, 0, "/flash/text"); },
+         5,
+         {},
+         {},
+         Outcome{0, {}}},
+        {"ddal_common_read_string", "/flash/text", [] { return ddal_common_read_string(4, buffer, "/flash/text"); }},
+        {"ddal_kvb_common_read_string_to_u64",
+         kRate,
+         [] { return ddal_kvb_common_read_string_to_u64(&number, kRate, 10); },
+         0,
+         {},
+         {},
+         {},
+         no_data},
+        {"ddal_common_read_u32val",
+         "/flash/cells",
+         [] { return ddal_common_read_u32val(&value, "/flash/cells"); },
+         0,
+         {},
+         {},
+         no_data},
+        {"ddal_kvb_rpram_get_isti",
+         "/ram/hwapi/isti",
+         [] { return ddal_kvb_rpram_get_isti(0, &value); },
+         0,
+         {},
+         {},
+         no_data},
+        {"ddal_cpu_get_clk_rate", kRate, [] { return ddal_cpu_get_clk_rate(&value); }, 0, {}, {}, {}, no_data},
+        {"ddal_version_get_lfs_version",
+         "/etc/version",
+         [] {
+             size_t size = sizeof buffer;
+             return ddal_version_get_lfs_version(buffer, &size);
+         },
+         0,
+         {"3 ddal_version_get_lfs_version: cannot read /etc/version: %d"}},
+        {"ddal_common_linux_id_get",
+         "/proc/device-tree/post/linuxid",
+         [] { return ddal_common_linux_id_get(&value); },
+         0,
+         {"3 ddal_common_linux_id_get: linux ID get error: %d"},
+         {},
+         Outcome{-1001, {"3 ddal_common_linux_id_get: invalid linux ID: -48"}}},
+        {"ddal_security_is_secure_env",
+         kSecure,
+         [] { return ddal_security_is_secure_env(&value); },
+         0,
+         {"3 ddal_security_is_secure_env: error"},
+         {},
+         {},
+         Outcome{-EFAULT, {"3 ddal_security_is_secure_env: security mode is undefined"}}},
+    };
+    for (const Reading &c : cases) {
+        const auto line = [&](const char *what) {
+            return fails_through(std::string("3 ddal_common_read_file: error ") + what + " " + c.path + ": %m",
+                                 c.callers, c.failure);
+        };
+        Sweep(c.name, c.operation)
+            .succeeds(c.success)
+            .when("fopen", line("open"))
+            .when("fread/EIO", line("read"))
+            .when("fread/short", fixed(c.cut))
+            .when("fread/end", fixed(c.emptied ? c.emptied : c.cut))
+            .when("fseek", line("seek"))
+            .when("ftell", line("tell"))
+            .when("fclose", changes_nothing())
+            .run();
+    }
+}
+
+TEST(Sweep, Writers)
+{
+    static const uint32_t value = 7;
+    const struct {
+        const char *name;
+        const char *logs_as;
+        std::function<long()> operation;
+        const char *path;
+    } cases[] = {
+        {"ddal_common_write_string", "ddal_common_write_string",
+         [] { return ddal_common_write_string("text", "/flash/out"); }, "/flash/out"},
+        {"ddal_common_write_u32val", "ddal_common_write_u32val_array",
+         [] { return ddal_common_write_u32val(&value, "/flash/out"); }, "/flash/out"},
+        {"ddal_kvb_rpram_set_isti", "ddal_common_write_u32val_array", [] { return ddal_kvb_rpram_set_isti(value); },
+         "/ram/hwapi/isti"},
+    };
+    put("/flash/out", "");
+    for (const auto &c : cases) {
+        const auto line = [&](const char *what) {
+            return std::string("3 ") + c.logs_as + ": error " + what + " " + c.path + ": %m";
+        };
+        // The start-up word's file is opened twice: first to create it, which says nothing.
+        const bool creates = strcmp(c.path, "/flash/out") != 0;
+        const Expectation silent = fails_with_errno_or(-EIO, {});
+        const Expectation unopened = fails_with_errno(line("open"));
+        Sweep(c.name, c.operation)
+            .succeeds(0)
+            .when("mkdir", silent)
+            .when("open", creates ? in_turn({silent, silent, unopened}) : unopened)
+            .when("write/EIO", fails_with_errno(line("write")))
+            .when("write/end", fails(-EIO, {line("write") + "*"}))
+            .when("close", in_turn({fails_with_errno(line("close")), changes_nothing()}))
+            .run();
+    }
+}
+
+using Stream = std::unique_ptr<FILE, int (*)(FILE *)>;
+
+TEST(Sweep, Runners)
+{
+    static char text[16];
+    const Stream in(tmpfile(), fclose);
+    const Stream out(tmpfile(), fclose);
+    const struct {
+        const char *name;
+        const char *kind;
+        const char *program;
+        std::function<long(const char *, char **)> run;
+        Expectation closing; // of a stream to or from the program
+    } cases[] = {
+        {"_ddal_common_shell_command", "system", "/bin/true", _ddal_common_shell_command, changes_nothing()},
+        {"_ddal_common_shell_command_read", "popen", "/bin/true",
+         [](const char *path, char **argv) { return _ddal_common_shell_command_read(sizeof text, text, path, argv); },
+         changes_nothing()},
+        {"_ddal_common_shell_command_write_fp", "popen", "/bin/true",
+         [&](const char *path, char **argv) { return _ddal_common_shell_command_write_fp(in.get(), 1, path, argv); },
+         changes_nothing()},
+        // The feeding thread is long done when the program ends: its close is the first one, and the one that counts.
+        {"_ddal_common_shell_command_read_write_fp", "popen", "/bin/sleep",
+         [&](const char *path, char **argv) {
+             return _ddal_common_shell_command_read_write_fp(in.get(), 0, out.get(), path, argv);
+         },
+         in_turn({fails(-EIO, {}), changes_nothing()})},
+    };
+    for (const auto &c : cases) {
+        const std::string prefix = std::string("3 ") + c.name + ": ";
+        const Expectation not_started = [&](const Injected &injected, const Outcome &) {
+            return Outcome{-injected.error,
+                           {prefix + c.kind + " ('" + c.program + "') failed: " + std::to_string(-injected.error)}};
+        };
+        const Expectation unread = strstr(c.name, "_read") && !strstr(c.name, "_fp")
+                                       ? fails(-EIO, {prefix + "ferror(out *"})
+                                       : fails(-EIO, {});
+        Sweep(c.name,
+              [&] {
+                  char seconds[] = "0.1";
+                  char *argv[] = {nullptr, seconds, nullptr};
+                  return c.run(c.program, argv);
+              })
+            .before([&] { rewind(in.get()); })
+            .succeeds(0)
+            .when("pipe", not_started)
+            .when("fdopen", not_started)
+            .when("fork", not_started)
+            .when("open:/dev/null", fails(127, {}))
+            .when("open:/proc/self/fd", fails(127, {}))
+            .when("fread/EIO", unread)
+            .when("fread/short", changes_nothing())
+            .when("fread/end", changes_nothing())
+            .when("fwrite", fails_with_errno_or(-EIO, {}))
+            .when("pthread_create", fails_with_errno_or(-EIO, {}))
+            .when("fclose", c.closing)
+            .run();
+    }
+}
+
+TEST(Sweep, Programs)
+{
+    const struct {
+        const char *name;
+        std::function<long()> operation;
+        const char *program;
+        long result; // of any failure to run the program, unless it is passed on
+        const char *line;
+    } cases[] = {
+        {"ddal_trbl_store", [] { return ddal_trbl_store("x"); }, "/sbin/trbl_linux_log_store", -1018,
+         "3 ddal_trbl_store: execution of 'trbl_linux_log_store x' failed"},
+        {"ddal_sysinfo_update_devicetree_to_flash", ddal_sysinfo_update_devicetree_to_flash, "/usr/bin/l2u-dtb", 0,
+         "3 ddal_sysinfo_update_devicetree_to_flash: l2u-dtb update failed: %d"},
+    };
+    for (const auto &c : cases) {
+        const auto with = [&](long code) {
+            std::string line = c.line;
+            if (const size_t at = line.find("%d"); at != std::string::npos)
+                line.replace(at, 2, std::to_string(code));
+            return line;
+        };
+        Sweep(c.name, c.operation)
+            .succeeds(0)
+            .when("fork",
+                  [&](const Injected &, const Outcome &) {
+                      return Outcome{
+                          c.result ? c.result : -EAGAIN,
+                          {std::string("3 _ddal_common_shell_command: system ('") + c.program + "') failed: -11",
+                           with(-EAGAIN)}};
+                  })
+            .when("open:/dev/null", fails(c.result ? c.result : -1001, {with(127)}))
+            .when("open:/proc/self/fd", fails(c.result ? c.result : -1001, {with(127)}))
+            .when("open:" + std::string(c.program), fails(c.result ? c.result : -1001, {with(127)}))
+            .run();
+    }
+}
+
+TEST(Sweep, Memory)
+{
+    Sweep("ddal_map_soc", [] { return ddal_map_soc() ? 0L : -1L; })
+        .before([] { ddal_unmap_soc(); })
+        .succeeds(0)
+        .when("open", fails(-1, {"3 ddal_map_soc: Error opening /dev/mem to map SoC registers: %m"}))
+        .when("mmap", fails(-1, {"3 ddal_map_soc: Error mmaping SoC registers: %m"}))
+        .run();
+    Sweep("ddal_mem_map_addr",
+          [] {
+              void *mapped = ddal_mem_map_addr(0x10, 4);
+              return mapped ? ddal_mem_unmap_addr(mapped, 4) : -1L;
+          })
+        .succeeds(0)
+        .when("open", fails(-1, {"3 ddal_mem_map_addr: error open /dev/mem: %m"}))
+        .when("mmap", fails(-1, {"3 ddal_mem_map_addr: failed to map address 0x10 size 0x4: %m"}))
+        .when("munmap", fails(-EINVAL, {}))
+        .run();
+    Sweep("ddal_trbl_delete", [] { return ddal_trbl_delete("/flash/doomed"); })
+        .before([] { put("/flash/doomed", ""); })
+        .succeeds(0)
+        .when("unlink", fails_with_errno("3 ddal_trbl_delete: unlink failed: %m"))
+        .run();
+}
+
+constexpr const char *kSysinfo = "/flash/config/sysinfo";
+
+bool is_unlocked(const char *path)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    const bool unlocked = flock(fd, LOCK_EX | LOCK_NB) == 0;
+    close(fd);
+    return unlocked;
+}
+
+TEST(Sweep, SystemInformation)
+{
+    const auto before = [] { put(kSysinfo, "0.13.20 = 1 # old\n"); };
+    const auto unlocked = [](const Outcome &) { EXPECT_TRUE(is_unlocked(kSysinfo)); };
+    static uint64_t value;
+    const std::string get = "3 ddal_sysinfo_get_uint: can't ";
+    const auto reading = [&](const char *name, std::function<long()> operation, std::vector<std::string> callers,
+                             std::optional<long> failure) {
+        const Expectation not_found = [=](const Injected &injected, const Outcome &success) {
+            Outcome outcome = fails_through("", callers, failure)(injected, success);
+            outcome.lines.erase(outcome.lines.begin());
+            return outcome;
+        };
+        const Expectation line = fails_through(get + "open /flash/config/sysinfo: %m", callers, failure);
+        Sweep(name, std::move(operation))
+            .before(before)
+            .after(unlocked)
+            .succeeds(0)
+            .when("open/ENOENT", not_found)
+            .when("open", line)
+            .when("fdopen", line)
+            .when("flock/ENOLCK", line)
+            .when("fstat", line)
+            .when("stat", line)
+            .when("getline", fails_through(get + "read /flash/config/sysinfo: -5", callers, failure))
+            .when("fclose", changes_nothing())
+            .run();
+    };
+    reading("ddal_sysinfo_get_uint", [] { return ddal_sysinfo_get_uint(0, 13, 20, &value); }, {}, {});
+    reading("ddal_is_wifi_supported", ddal_is_wifi_supported,
+            {"3 ddal_is_wifi_supported: ddal_sysinfo_get_uint failed to check wifi support, value returned: %d"}, -1);
+
+    const std::string set = "3 ddal_sysinfo_set_uint: can't ";
+    const Expectation not_opened = fails_with_errno(set + "open /flash/config/sysinfo: %m");
+    const auto numbered = [&](const std::string &what) -> Expectation {
+        return [line = set + what](const Injected &injected, const Outcome &) {
+            return Outcome{-injected.error, {line + std::to_string(-injected.error)}};
+        };
+    };
+    const Expectation unreplaced = numbered("replace /flash/config/sysinfo: ");
+    Sweep("ddal_sysinfo_set_uint", [] { return ddal_sysinfo_set_uint(0, 13, 20, 2); })
+        .before(before)
+        .watch({"/flash/config"})
+        .after([&](const Outcome &seen) {
+            std::ifstream file(kSysinfo);
+            std::string line;
+            std::getline(file, line);
+            EXPECT_EQ(line, seen.result == 0 ? "0.13.20 = 2 # old" : "0.13.20 = 1 # old");
+            unlocked(seen);
+        })
+        .succeeds(0)
+        .when("stat:/flash/config", numbered("create /flash/config: "))
+        .when("open", not_opened)
+        .when("fdopen", not_opened)
+        .when("flock/ENOLCK", not_opened)
+        .when("stat", not_opened)
+        .when("fstat", in_turn({not_opened, unreplaced}))
+        .when("getline", fails(-EIO, {set + "read /flash/config/sysinfo: -5"}))
+        .when("fwrite", fails_with_errno(set + "write /flash/config/sysinfo: %m"))
+        .when("fflush", unreplaced)
+        .when("fdatasync", unreplaced)
+        .when("fchmod", unreplaced)
+        .when("fchown", unreplaced)
+        .when("link", unreplaced)
+        .when("rename", unreplaced)
+        .when("fclose", changes_nothing())
+        .run();
+}
+
+} // namespace
