@@ -30,7 +30,7 @@ int copy_chunks(FILE *from, FILE *to, char (&chunk)[kCopyChunk])
         if (got < sizeof chunk && !feof(from))
             return minus_errno(-EFAULT);
         errno = 0;
-        if (fwrite(chunk, 1, got, to) != got)
+        if (got > 0 && fwrite(chunk, 1, got, to) != got)
             return minus_errno(-EFBIG);
     } while (got == sizeof chunk);
     return 0;
