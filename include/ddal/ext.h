@@ -38,9 +38,10 @@ typedef void (*ddal_ext_rfcard_progress)(void *context, enum ddal_ext_rfcard_pha
  *
  * progress: may be NULL; context is passed on to it.
  * status:   receives the code-load's verdict, one of BSL_STATUS_*; BSL_STATUS_NOT_REQUIRED when the procedure ended
- * before it. May be NULL.
+ *           before it, BSL_STATUS_NOT_PARSED also for a file that is no image and left the card as it was. May be NULL.
  *
- * Returns as bsl_upgrade_up_image: look at status too, 0 comes with BSL_STATUS_MISMATCH as well.
+ * Returns as bsl_upgrade_up_image. 0 alone is not success: it comes with BSL_STATUS_MISMATCH and BSL_STATUS_NOT_PARSED
+ * as well.
  */
 DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
                                      void *context, uint32_t *status);

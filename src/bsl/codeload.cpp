@@ -241,13 +241,15 @@ uint32_t bsl_verify_flash_image(Link &link, const bsl_record *list, bool *mismat
     return 0;
 }
 
-uint32_t bsl_codeload(Link &link, const char *path, uint32_t *status, int force)
+uint32_t bsl_codeload(Link &link, const char *path, Verdict *verdict, int force)
 {
     const ImageRelease release;
     Image image;
+    uint32_t *const status = &verdict->status;
     *status = BSL_STATUS_NOT_REQUIRED;
     if (const uint32_t result = load_image(path, &image, status); result != 0)
         return result;
+    verdict->image_bytes = image_bytes(image.records);
 
     bool required = force == kForced;
     if (!required) {
@@ -271,5 +273,8 @@ uint32_t bsl_codeload(Link &link, const char *path, uint32_t *status, int force)
 uint32_t bsl_codeload(int fd, const char *path, uint32_t *status, int force, int verbose)
 {
     ddal::bsl::UartLink link{fd, verbose};
-    return ddal::bsl::bsl_codeload(link, path, status, force);
+    ddal::bsl::Verdict verdict;
+    const uint32_t result = ddal::bsl::bsl_codeload(link, path, &verdict, force);
+    *status = verdict.status;
+    return result;
 }

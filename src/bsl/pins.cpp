@@ -4,15 +4,15 @@
 
 #include <ddal/fpga.h>
 
+#include "bsl/rf_card_driver.h"
 #include "core/log.h"
 
 namespace ddal::bsl {
 
 namespace {
 
-constexpr uint32_t kPinRegister = 0x14;
-constexpr uint32_t kTest = 0x10000;
-constexpr uint32_t kRst = 0x20000;
+constexpr uint32_t kTest = kTestPin;
+constexpr uint32_t kRst = kRstPin;
 
 struct PinStep {
     uint32_t value;

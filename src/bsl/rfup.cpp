@@ -5,24 +5,16 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 
+#include "bsl/rf_card_driver.h"
 #include "core/log.h"
 #include "core/unique_fd.h"
 
+using namespace ddal::bsl;
 using ddal::core::UniqueFd;
 
 namespace {
 
-constexpr unsigned long kMessageRequest = 0xC203E520;
 constexpr int kMessageMax = 252;
-
-struct MessageRequest {
-    uint8_t opcode;
-    uint8_t tx_len;
-    uint8_t rx_len;
-    uint8_t tx[256];
-    uint8_t rx[256];
-};
-static_assert(sizeof(MessageRequest) == 515);
 
 } // namespace
 
@@ -33,18 +25,18 @@ int ddal_rfup_msg(uint8_t opcode, uint8_t tx_len, const void *tx, uint8_t rx_len
     if (tx_len + rx_len > kMessageMax)
         return log_error(DDAL_ERR_FAILURE, "Overall Message length too large\n");
 
-    const UniqueFd fd{open("/dev/rfup-usr", O_RDWR | O_CLOEXEC)};
+    const UniqueFd fd{open(kRfupNode, O_RDWR | O_CLOEXEC)};
     if (!fd)
         return log_error(DDAL_ERR_FAILURE, "can't open device /dev/rfup-usr: %m\n");
 
-    MessageRequest request{};
+    RfupRequest request{};
     request.opcode = opcode;
     request.tx_len = tx_len;
     request.rx_len = rx_len;
     if (tx_len != 0)
         memcpy(request.tx, tx, tx_len);
     int result = 0;
-    if (ioctl(fd.get(), kMessageRequest, &request) < 0)
+    if (ioctl(fd.get(), kRfupMessage, &request) < 0)
         result = log_error(DDAL_ERR_FAILURE, "can't perform message operation: %m\n");
     if (rx_len != 0)
         memcpy(rx, request.rx, rx_len); // kept: also after a failure

@@ -12,6 +12,7 @@
 #include "bsl/codeload.h"
 #include "bsl/command.h"
 #include "bsl/pins.h"
+#include "bsl/rf_card_driver.h"
 #include "bsl/uart.h"
 #include "core/log.h"
 #include "core/unique_fd.h"
@@ -22,9 +23,6 @@ namespace {
 
 constexpr const char *kUpgrade = "bsl_upgrade_up_image"; // name of the procedure in the log
 
-constexpr const char *kUart = "/dev/ttyFPGA3";
-constexpr uint32_t kRfPowerRegister = 0x180008;
-constexpr uint32_t kRfPowerOn = 1;
 constexpr uint32_t kLoaderBaud = 9600; // after every loader entry
 constexpr uint32_t kTransferBaud = 57600;
 constexpr uint64_t kOneSecondUs = 1'000'000;
@@ -34,11 +32,7 @@ constexpr uint8_t kPasswordFill = DDAL_BSL_PASSWORD_FILL;
 constexpr uint16_t kPasswordLength = 10;
 constexpr uint16_t kUnknownLoaderPasswordLength = 32;
 
-constexpr uint8_t kStatusQuery = 0x00;
-constexpr uint8_t kReady = 0x5A;
 constexpr int kReadyRounds = 21;
-constexpr uint8_t kRewriteLoader = 0x4A;
-constexpr uint8_t kRewriteArguments[] = {0xEE, 0x77};
 
 core::UniqueFd uart;
 
@@ -67,7 +61,7 @@ int enter_loader(Session &session)
     }
 
     __ddal_log(LOG_DEBUG, "Initializing BSL... ");
-    uart.reset(open(kUart, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    uart.reset(open(kUartNode, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (!uart || set_uart_speed(kLoaderBaud) != 0)
         return DDAL_ERR_FAILURE;
     __ddal_log(LOG_DEBUG, "UART opened.\n");
@@ -183,17 +177,17 @@ int prepare_codeload(Session &session)
 }
 
 // Leaves the UART closed only when its speed could not be set back.
-int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, uint32_t *status)
+int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, Verdict *verdict)
 {
     UartLink link{uart.get(), session.verbose, &session.progress};
-    if (bsl_codeload(link, path, status, upgrade_all) != 0)
+    if (bsl_codeload(link, path, verdict, upgrade_all) != 0)
         return DDAL_ERR_FAILURE;
     if (const int result = set_uart_speed(kLoaderBaud); result != 0)
         return result;
     return upgrade_all != 0 ? write_bsl(session) : 0;
 }
 
-int upgrade(Session &session, const char *path, int upgrade_all, uint32_t *status)
+int upgrade(Session &session, const char *path, int upgrade_all, Verdict *verdict)
 {
     if (const int result = enter_loader(session); result != 0)
         return result;
@@ -209,7 +203,7 @@ int upgrade(Session &session, const char *path, int upgrade_all, uint32_t *statu
     int result = prepare_codeload(session);
     if (result != 0)
         return uart ? bsl_app_mode(result, session) : result;
-    result = codeload_and_rewrite(session, path, upgrade_all, status);
+    result = codeload_and_rewrite(session, path, upgrade_all, verdict);
     if (!uart)
         return result;
     __ddal_log(LOG_DEBUG, "Putting uP in app mode... ");
@@ -228,10 +222,12 @@ int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose)
 int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
                             void *context, uint32_t *status)
 {
-    uint32_t verdict = BSL_STATUS_NOT_REQUIRED;
+    ddal::bsl::Verdict verdict;
     ddal::bsl::Session session{verbose, {progress, context}};
     const int result = ddal::bsl::upgrade(session, path, upgrade_all, &verdict);
-    if (status)
-        *status = verdict;
+    if (status && result == 0 && verdict.image_bytes == 0)
+        *status = BSL_STATUS_NOT_PARSED;
+    else if (status)
+        *status = verdict.status;
     return result;
 }

@@ -28,10 +28,15 @@ struct Invocation {
     Arguments arguments;
 };
 
-constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX"};
+constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX"}; // by Kind; a flag has none
 
 void add_argument(CLI::App &app, const Argument &argument, Invocation &invocation)
 {
+    if (argument.kind == Kind::flag) {
+        app.add_flag_callback(
+            argument.name, [&argument, &invocation] { invocation.arguments.set(argument, ""); }, argument.help);
+        return;
+    }
     CLI::Option *option = app.add_option_function<std::string>(
         argument.name,
         [&argument, &invocation](const std::string &value) { invocation.arguments.set(argument, value); },

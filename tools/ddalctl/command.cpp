@@ -54,4 +54,16 @@ std::vector<uint8_t> Arguments::bytes(const std::string &name) const
     return bytes;
 }
 
+uint32_t Arguments::choice(const std::string &name, std::span<const Choice> choices) const
+{
+    const std::string &word = text(name);
+    std::string words;
+    for (const Choice &row : choices) {
+        if (word == row.word)
+            return row.value;
+        words += (words.empty() ? "" : ", ") + std::string(row.word);
+    }
+    throw WrongUse(name + ": \"" + word + "\" is not one of " + words);
+}
+
 } // namespace ddalctl

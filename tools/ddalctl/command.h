@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,17 @@ namespace ddalctl {
 
 class Report;
 
+// A word of the command line that stands for a number.
+struct Choice {
+    const char *word;
+    uint32_t value;
+};
+
 enum class Kind {
     number, // decimal, or hexadecimal after 0x
     text,
     bytes, // pairs of hexadecimal digits
+    flag,  // an option without a value: given or not
 };
 
 struct Argument {
@@ -39,6 +47,8 @@ public:
     }
     const std::string &text(const std::string &name) const { return texts_.at(name); }
     std::vector<uint8_t> bytes(const std::string &name) const;
+    // The value of the word that was given; throws WrongUse, with the list, for a word that is not in it.
+    uint32_t choice(const std::string &name, std::span<const Choice> choices) const;
 
     // Checks and stores; throws WrongUse.
     void set(const Argument &argument, const std::string &value);

@@ -11,20 +11,27 @@ Family aif_family();
 Family alarm_family();
 Family atboot_family();
 Family board_family();
+Family boot_family();
 Family clock_family();
 Family cma_family();
 Family cpld_family();
 Family devicetree_family();
 Family dfe_family();
 Family events_family();
+Family ffs_family();
 Family fpga_family();
 Family frame_family();
 Family laa_family();
 Family mem_family();
 Family power_meter_family();
+Family ready_family();
+Family reboot_family();
 Family rf_fpga_family();
+Family rfcard_family();
+Family sfp_family();
 Family slow_measurement_family();
 Family sysinfo_family();
+Family watchdog_family();
 
 const std::vector<Family> &families();
 

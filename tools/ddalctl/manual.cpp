@@ -27,7 +27,7 @@ std::string synopsis_of(const Command &command)
     std::string synopsis;
     for (const Argument &argument : command.arguments) {
         std::string form = argument.name;
-        if (argument.is_option())
+        if (argument.is_option() && argument.kind != Kind::flag)
             form += " N";
         if (argument.is_option() || argument.optional)
             form = "[" + form + "]";

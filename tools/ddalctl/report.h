@@ -14,7 +14,7 @@ class Failure;
 
 class Report {
 public:
-    using Value = std::variant<std::nullptr_t, bool, uint64_t, int64_t, std::string>;
+    using Value = std::variant<std::nullptr_t, bool, uint64_t, int64_t, double, std::string>;
 
     explicit Report(bool json) : json_(json) {}
 

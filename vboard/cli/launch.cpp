@@ -98,6 +98,9 @@ void write_page(const fs::path &directory, const RunOptions &options)
 {
     prctl(PR_SET_NAME, "vboardd");
     setsid();
+    // Among what was inherited is the lock that the next `vboard run` waits for.
+    close_range(3, static_cast<unsigned>(ready) - 1, 0);
+    close_range(static_cast<unsigned>(ready) + 1, ~0u, 0);
     const int log = open((directory / ".vboard/daemon.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
     dup2(null, 0);

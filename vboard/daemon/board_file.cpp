@@ -205,7 +205,9 @@ void make_file(const fs::path &root, const fs::path &base, const Words &words)
     } else if (verb == "file") {
         write_file(path, words[2], mode(3, 0644));
     } else if (verb == "data") {
-        write_file(path, slurp(base / words[2]), 0644);
+        fs::create_directories(path.parent_path());
+        fs::copy_file(base / words[2], path, fs::copy_options::overwrite_existing);
+        fs::permissions(path, fs::perms{0644});
     } else if (verb == "program") {
         write_file(path, slurp(base / "programs" / words[2]), 0755);
     } else {

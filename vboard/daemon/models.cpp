@@ -1,7 +1,10 @@
 // The models that board descriptions can name. A new model needs one row here.
 #include "daemon/board.h"
 #include "daemon/models/frame.h"
+#include "daemon/models/leds.h"
 #include "daemon/models/registers.h"
+#include "daemon/models/rf_card.h"
+#include "daemon/models/service_manager.h"
 #include "daemon/models/small_devices.h"
 #include "daemon/models/timers.h"
 
@@ -33,6 +36,9 @@ constexpr Row kModels[] = {
     {"power-meter", make<PowerMeter>},
     {"jitter-cleaner", make<JitterCleaner>},
     {"uptime", make<Uptime>},
+    {"leds", make<Leds>},
+    {"service-manager", make<ServiceManager>},
+    {"rf-card", make<RfCard>},
 };
 
 } // namespace

@@ -15,6 +15,10 @@
 #define O_LARGEFILE 0
 #endif
 
+extern "C" ssize_t shim_read(int fd, void *buffer, size_t length) __asm__("read");
+extern "C" ssize_t shim_write(int fd, const void *buffer, size_t length) __asm__("write");
+extern "C" int64_t shim_lseek64(int fd, int64_t offset, int whence) __asm__("lseek64");
+
 namespace vboard::shim {
 
 namespace {
@@ -136,6 +140,42 @@ int make_temporary(char *name, int suffix, int flags)
     return -1;
 }
 
+// A buffered stream reads and writes inside libc, where no model can be reached: its transfers are led back out.
+ssize_t stream_read(void *cookie, char *buffer, size_t length)
+{
+    return shim_read(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), buffer, length);
+}
+
+ssize_t stream_write(void *cookie, const char *buffer, size_t length)
+{
+    const ssize_t n = shim_write(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), buffer, length);
+    return n < 0 ? 0 : n; // how a stream is told of an error
+}
+
+int stream_seek(void *cookie, off64_t *offset, int whence)
+{
+    const int64_t at = shim_lseek64(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), *offset, whence);
+    *offset = at;
+    return at < 0 ? -1 : 0;
+}
+
+int stream_close(void *cookie)
+{
+    return static_cast<int>(syscall(SYS_close, reinterpret_cast<intptr_t>(cookie)));
+}
+
+FILE *stream_on(int fd, const char *mode)
+{
+    const Node *node = node_of(fd);
+    if (!node || node->kind == NodeKind::kPlain || node->kind == NodeKind::kChannel)
+        return NEXT(FILE * (int, const char *), fdopen)(fd, mode);
+    const cookie_io_functions_t calls = {stream_read, stream_write, stream_seek, stream_close};
+    FILE *stream = fopencookie(reinterpret_cast<void *>(intptr_t{fd}), mode, calls);
+    if (stream)
+        stream->_fileno = fd; // so that fileno tells it
+    return stream;
+}
+
 FILE *open_stream(const char *path, const char *mode)
 {
     const int flags = flags_of(mode);
@@ -146,7 +186,7 @@ FILE *open_stream(const char *path, const char *mode)
     const int fd = open_named("fopen", AT_FDCWD, path, flags, 0666);
     if (fd < 0)
         return nullptr;
-    FILE *stream = NEXT(FILE * (int, const char *), fdopen)(fd, mode);
+    FILE *stream = stream_on(fd, mode);
     if (!stream) {
         KeepErrno keep;
         syscall(SYS_close, fd);

@@ -1,0 +1,182 @@
+/*
+ * Ethernet switch of the board.
+ *
+ * Served on the board with the Broadcom switch (board type 9) through the switch's user service; the first call of a
+ * process that gets past its argument checks attaches to that service (loopback address, TCP port 20567). A failed
+ * attachment is final: every later call fails with -1001. The attachment may take a second or two, and goes on as long
+ * as the service answers "no resources"; later calls block for one exchange with the service. Needs no privilege beyond
+ * that of the connection. Calls may run in parallel; the switch's client library orders them.
+ *
+ * Common to all operations:
+ * sw:   number of the switch, 2. Any other: -ENOSYS.
+ * port: port of the switch, 0 to 255. A larger one: -1001.
+ *
+ * Return 0 on success. -ENOSYS: another switch number or board, or an operation that the switch's remote calls cannot
+ * express (named below). -1001: NULL output, a value out of range, the switch cannot be opened, or the switch refused;
+ * its own error text is in the log. Outputs are unspecified after a failure unless said otherwise.
+ *
+ * Lists: *size is the number of entries that fit, in; the number of entries, out. When more are there, as many as fit
+ * are stored, *size becomes the number that did NOT fit (not the total) and the result is -ENOMEM.
+ */
+#ifndef DDAL_ETH_SWITCH_H
+#define DDAL_ETH_SWITCH_H
+
+#include <stdint.h>
+
+#include <ddal/export.h>
+
+DDAL_BEGIN_DECLS
+
+/* Counters of a port since the switch started. Packets are unicast, multicast and broadcast together. 64 bytes. */
+struct ddal_eth_switch_port_stats {
+    uint64_t rx_octets;
+    uint64_t rx_packets;
+    uint64_t rx_errors;
+    uint64_t rx_dropped;
+    uint64_t tx_octets;
+    uint64_t tx_packets;
+    uint64_t tx_errors;
+    uint64_t tx_dropped;
+};
+
+/* An address that a port serves in a VLAN. 8 bytes. */
+struct ddal_eth_switch_mac_entry {
+    uint8_t mac[6];
+    uint16_t vlan;
+};
+
+/* Frames to `mac` go to dst_port. 12 bytes; reserved is 0. */
+struct ddal_eth_switch_multicast_filter {
+    uint8_t mac[6];
+    uint16_t reserved;
+    uint32_t dst_port;
+};
+
+/* The customer's VLAN on a port and the service VLAN in the switch that stands for it. 4 bytes. */
+struct ddal_eth_switch_translation {
+    uint16_t cvlan;
+    uint16_t svlan;
+};
+
+/* Rates: limit in kbit/s, burst in kbit, as the switch takes them; limit 0 is no limit. */
+DDAL_API int ddal_eth_switch_set_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst);
+DDAL_API int ddal_eth_switch_get_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst);
+DDAL_API int ddal_eth_switch_set_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst);
+DDAL_API int ddal_eth_switch_get_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst);
+
+/* Packets dropped because a queue was full: queues 0 to 5. The second call clears all six. */
+DDAL_API int ddal_eth_switch_get_port_cos_dropped_pkts(uint32_t sw, uint32_t port, uint32_t counters[6]);
+DDAL_API int ddal_eth_switch_set_port_cos_dropped_pkts(uint32_t sw, uint32_t port);
+
+DDAL_API int ddal_eth_switch_get_port_stats(uint32_t sw, uint32_t port, struct ddal_eth_switch_port_stats *stats);
+
+/*
+ * S-VLANs: svlan is 0 to 20, checked before the switch is asked. A larger one: -EOPNOTSUPP. The switch knows 0 as no
+ * VLAN and refuses it. A port sends the frames of its S-VLANs tagged. The default S-VLAN is that of the frames that
+ * come in without a tag.
+ */
+DDAL_API int ddal_eth_switch_create_svlan(uint32_t sw, uint32_t svlan);
+DDAL_API int ddal_eth_switch_delete_svlan(uint32_t sw, uint32_t svlan);
+DDAL_API int ddal_eth_switch_add_svlan(uint32_t sw, uint32_t port, uint32_t svlan);
+DDAL_API int ddal_eth_switch_remove_svlan(uint32_t sw, uint32_t port, uint32_t svlan);
+DDAL_API int ddal_eth_switch_set_default_svlan(uint32_t sw, uint32_t port, uint32_t svlan);
+DDAL_API int ddal_eth_switch_get_default_svlan(uint32_t sw, uint32_t port, uint16_t *svlan);
+DDAL_API int ddal_eth_switch_remove_default_svlan(uint32_t sw, uint32_t port);
+
+/* Lists of a port's VLANs. Also -EINVAL: size is NULL. */
+DDAL_API int ddal_eth_switch_get_cvlans(uint32_t sw, uint32_t port, uint16_t *cvlans, uint32_t *size);
+DDAL_API int ddal_eth_switch_get_svlans(uint32_t sw, uint32_t port, uint16_t *svlans, uint32_t *size);
+
+/*
+ * Translation of a port's C-VLANs (0 to 4095) to S-VLANs and back. On one port, one C-VLAN stands for one S-VLAN. The
+ * S-VLAN is checked (0 to 20, -EOPNOTSUPP) when a translation is added. enable and disable are not available: -ENOSYS.
+ *
+ * status: 1 if any translation of the port leads to the S-VLAN, else 0.
+ */
+DDAL_API int ddal_eth_switch_add_vlan_translation(uint32_t sw, uint32_t port, uint32_t cvlan, uint32_t svlan);
+DDAL_API int ddal_eth_switch_remove_vlan_translation(uint32_t sw, uint32_t port, uint32_t cvlan, uint32_t svlan);
+DDAL_API int ddal_eth_switch_get_vlan_translation(uint32_t sw, uint32_t port, struct ddal_eth_switch_translation *list,
+                                                  uint32_t *size);
+DDAL_API int ddal_eth_switch_enable_vlan_translation(uint32_t sw, uint32_t port, uint32_t svlan);
+DDAL_API int ddal_eth_switch_disable_vlan_translation(uint32_t sw, uint32_t port, uint32_t svlan);
+DDAL_API int ddal_eth_switch_get_vlan_translation_status_on_svlan(uint32_t sw, uint32_t port, uint32_t svlan,
+                                                                  uint32_t *status);
+/* What leaves the port: the S-VLANs that are turned back into C-VLANs. */
+DDAL_API int ddal_eth_switch_get_egress_translations(uint32_t sw, uint32_t port,
+                                                     struct ddal_eth_switch_translation *list, uint32_t *size);
+
+/*
+ * Multicast filters (frames to an address go to another port), loopback (a port sends back what it receives) and
+ * tunnelling (two ports exchange all frames, or those of one ethertype). They need field rules, which a product may
+ * supply (bcm_open.h). Without them adding is -ENOSYS, removing and asking for the peer -ENOENT, the list of filters is
+ * empty and the loopback state 0.
+ */
+DDAL_API int ddal_eth_switch_add_multicast_filter(uint32_t sw, uint32_t port, uint32_t dst_port, const uint8_t mac[6]);
+DDAL_API int ddal_eth_switch_remove_multicast_filter(uint32_t sw, uint32_t port, uint32_t dst_port,
+                                                     const uint8_t mac[6]);
+DDAL_API int ddal_eth_switch_get_multicast_filters(uint32_t sw, uint32_t port,
+                                                   struct ddal_eth_switch_multicast_filter *list, uint32_t *size);
+DDAL_API int ddal_eth_switch_enable_loopback(uint32_t sw, uint32_t port);
+DDAL_API int ddal_eth_switch_disable_loopback(uint32_t sw, uint32_t port);
+DDAL_API int ddal_eth_switch_get_loopback(uint32_t sw, uint32_t port, uint32_t *state);
+DDAL_API int ddal_eth_switch_add_tunneling(uint32_t sw, uint32_t port1, uint32_t port2);
+DDAL_API int ddal_eth_switch_add_tunneling_with_ethertype_filter(uint32_t sw, uint32_t port1, uint32_t port2,
+                                                                 uint32_t ethertype);
+DDAL_API int ddal_eth_switch_remove_tunneling(uint32_t sw, uint32_t port1, uint32_t port2);
+DDAL_API int ddal_eth_switch_get_tunneling(uint32_t sw, uint32_t port, uint32_t *peer_port);
+
+/*
+ * Selects the port whose received clock the switch recovers: 10 to 21 other than 17. Goes through the switch's
+ * diagnostic shell (bcmdiag.h), with its waits.
+ */
+DDAL_API int ddal_eth_switch_set_synce_source(uint32_t sw, uint32_t port);
+
+/* Weights of the eight queues of a port, served by deficit round robin; 0 is strict priority. */
+DDAL_API int ddal_eth_switch_set_port_cosq_quanta(uint32_t sw, uint32_t port, const uint32_t quanta[8]);
+DDAL_API int ddal_eth_switch_get_port_cosq_quanta(uint32_t sw, uint32_t port, uint32_t quanta[8]);
+
+/*
+ * What decides the queue of a frame: mode 1 its DSCP, any other mode its PCP (reported as 0). Setting DSCP mode also
+ * puts frames without a tag into queue 7; setting PCP mode takes that back. The mode is known to the process that set
+ * it.
+ */
+DDAL_API int ddal_eth_switch_set_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t mode);
+DDAL_API int ddal_eth_switch_get_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t *mode);
+
+/* dscp 0 to 63, pcp 0 to 7, queue 0 to 7. The DSCP map can be changed in DSCP mode only, else -1001. */
+DDAL_API int ddal_eth_switch_set_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t queue);
+DDAL_API int ddal_eth_switch_get_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t *queue);
+DDAL_API int ddal_eth_switch_set_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t queue);
+DDAL_API int ddal_eth_switch_get_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t *queue);
+
+/* The queue of frames without a tag, 0 to 7. */
+DDAL_API int ddal_eth_switch_set_port_default_cosq(uint32_t sw, uint32_t port, uint32_t queue);
+DDAL_API int ddal_eth_switch_get_port_default_cosq(uint32_t sw, uint32_t port, uint32_t *queue);
+
+/* Whether the port looks at the DSCP of frames at all. status: 1 or 0. */
+DDAL_API int ddal_eth_switch_enable_qos(uint32_t sw, uint32_t port);
+DDAL_API int ddal_eth_switch_disable_qos(uint32_t sw, uint32_t port);
+DDAL_API int ddal_eth_switch_get_qos_status(uint32_t sw, uint32_t port, uint32_t *status);
+
+/* Addresses: what the switch learned on a port, and what was set (vlan 0 to 4095). Clearing leaves static entries. */
+DDAL_API int ddal_eth_switch_get_port_learned_addrs(uint32_t sw, uint32_t port, struct ddal_eth_switch_mac_entry *list,
+                                                    uint32_t *size);
+DDAL_API int ddal_eth_switch_get_static_arl_entries(uint32_t sw, uint32_t port, struct ddal_eth_switch_mac_entry *list,
+                                                    uint32_t *size);
+DDAL_API int ddal_eth_switch_add_static_arl_entry(uint32_t sw, uint32_t port, const uint8_t mac[6], uint32_t vlan);
+DDAL_API int ddal_eth_switch_remove_static_arl_entry(uint32_t sw, uint32_t port, const uint8_t mac[6], uint32_t vlan);
+DDAL_API int ddal_eth_switch_clear_port_learned_arl_entries(uint32_t sw, uint32_t port);
+
+/*
+ * The S-VLAN of an ethertype and the VLAN learning mode. Not available through the switch's remote calls: -ENOSYS. The
+ * board is checked before the switch number here.
+ */
+DDAL_API int ddal_eth_switch_get_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype, uint16_t *svlan);
+DDAL_API int ddal_eth_switch_set_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype, uint32_t svlan);
+DDAL_API int ddal_eth_switch_remove_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype);
+DDAL_API int ddal_eth_switch_set_vlan_learning_mode(uint32_t sw, uint32_t mode);
+DDAL_API int ddal_eth_switch_get_vlan_learning_mode(uint32_t sw, uint32_t *mode);
+
+DDAL_END_DECLS
+
+#endif

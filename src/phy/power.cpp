@@ -1,0 +1,139 @@
+// Power of copper PHYs, and the CPLD lines that hold them in reset.
+#include "phy/power.h"
+
+#include <ddal/bcm.h>
+#include <ddal/ex_switch.h>
+#include <ddal/phy.h>
+
+#include <cerrno>
+#include <fcntl.h>
+
+#include "core/log.h"
+#include "core/transfer.h"
+#include "core/unique_fd.h"
+#include "phy/interface_control.h"
+#include "phy/registers.h"
+#include "phy/route.h"
+
+using ddal::core::UniqueFd;
+
+namespace ddal::phy {
+
+namespace {
+
+constexpr char kReleased = '0';
+
+struct ResetLine {
+    uint32_t dev_id;
+    const char *path;
+};
+
+constexpr ResetLine kResetLines[] = {
+    {0, "/sys/class/cpld-usr/cpld-usr/bh_phy_reset"},
+    {1, "/sys/class/cpld-usr/cpld-usr/bh_phy2_reset"},
+    {3, "/sys/class/cpld-usr/cpld-usr/bh_phy3_reset"},
+};
+
+int release_reset(const char *caller, uint32_t dev_id)
+{
+    for (const ResetLine &line : kResetLines) {
+        if (line.dev_id != dev_id)
+            continue;
+        char state = 0;
+        ddal_phy_file_read(line.path, &state); // after a failed read the line is released all the same
+        if (state == kReleased || ddal_phy_file_write(line.path, kReleased) == 0)
+            return 0;
+        log_line_as(LOG_ERR, caller, "writing to cpld file failed\n");
+        return DDAL_ERR_FAILURE;
+    }
+    log_line_as(LOG_ERR, caller, "unsupported interface dev_id (%d)\n", static_cast<int>(dev_id));
+    return DDAL_ERR_FAILURE;
+}
+
+} // namespace
+
+int ddal_phy_file_read(const char *path, char *byte)
+{
+    const UniqueFd fd{open(path, O_RDONLY | O_CLOEXEC)};
+    if (!fd)
+        return log_errno("cannot open %s: %m\n", path);
+    errno = 0;
+    if (core::ddal_common_read_all(fd.get(), byte, 1) != 1)
+        return log_errno_or(DDAL_ERR_FAILURE, "cannot read %s: %m\n", path);
+    return 0;
+}
+
+int ddal_phy_file_write(const char *path, char byte)
+{
+    const UniqueFd fd{open(path, O_WRONLY | O_CLOEXEC)};
+    if (!fd)
+        return log_errno("cannot open %s: %m\n", path);
+    errno = 0;
+    if (core::ddal_common_write_all(fd.get(), &byte, 1) != 1)
+        return log_errno_or(DDAL_ERR_FAILURE, "cannot write %s: %m\n", path);
+    return 0;
+}
+
+} // namespace ddal::phy
+
+using namespace ddal::phy;
+
+int ddal_phy_copper_power_down(uint32_t phy_dev)
+{
+    if (!has_phy_access())
+        return -ENOSYS;
+    Route route{{__func__, "copper power down", "ex_switch_phy_copper_power", Rule::kFitting}, phy_dev};
+    if (const int rc = route.find())
+        return rc;
+    switch (route.back_end()) {
+    case BackEnd::kBroadcom: return route.finish(ddal_bcm_power_down(route.port()));
+    case BackEnd::kMarvell: return route.finish(ex_switch_phy_copper_power(route.port(), 0));
+    case BackEnd::kLocal: break;
+    }
+    if (const int rc = route.check_copper())
+        return rc;
+
+    const char *const ifname = route.interface().name;
+    if (ddal_ifconfig_down(ifname) != 0)
+        return log_error(DDAL_ERR_FAILURE, "ddal_ifconfig_down failed for interface 0x%x, ifname: %s\n", phy_dev,
+                         ifname);
+    uint16_t control = 0;
+    const int rc = ddal_phy_read(phy_dev, kControl, 0, &control);
+    if (rc != 0 || control & kControlPowerDown)
+        return rc;
+    return ddal_phy_write(phy_dev, kControl, 0, control | kControlPowerDown);
+}
+
+int ddal_phy_copper_power_up(uint32_t phy_dev)
+{
+    if (!has_phy_access())
+        return -ENOSYS;
+    Route route{{__func__, "copper power up", "ex_switch_phy_copper_power", Rule::kFitting}, phy_dev};
+    if (const int rc = route.find())
+        return rc;
+    switch (route.back_end()) {
+    case BackEnd::kBroadcom: return route.finish(ddal_bcm_power_up(route.port()));
+    case BackEnd::kMarvell: return route.finish(ex_switch_phy_copper_power(route.port(), 1));
+    case BackEnd::kLocal: break;
+    }
+    if (const int rc = route.check_copper())
+        return rc;
+    if (const int rc = release_reset(__func__, route.interface().dev_id))
+        return rc;
+
+    uint16_t control = 0;
+    int rc = ddal_phy_read(phy_dev, kControl, 0, &control);
+    if (rc != 0 || !(control & kControlPowerDown))
+        return rc;
+    rc = ddal_phy_write(phy_dev, kControl, 0, static_cast<uint16_t>(control & ~kControlPowerDown));
+    if (rc != 0)
+        return rc;
+
+    ddal_phy_copper_status status{};
+    if (ddal_phy_copper_get_status(phy_dev, &status) != 0)
+        return log_error(DDAL_ERR_FAILURE, "unable to get link status\n");
+    const char *const ifname = route.interface().name;
+    if (status.link != 1 && ddal_ifconfig_up(ifname) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Ifconfig up %s failed\n", ifname);
+    return 0;
+}

@@ -1,0 +1,164 @@
+// Frames sent past the switch's own forwarding: loopback, tunnelling between two ports, multicast filters, and the
+// clock that the switch recovers.
+#include <ddal/bcm.h>
+#include <ddal/bcm_open.h>
+#include <ddal/bcmdiag.h>
+
+#include <climits>
+#include <cstring>
+
+#include "switch/forward.h"
+#include "switch/port.h"
+
+using namespace ddal::ethswitch;
+
+namespace {
+
+constexpr uint32_t kAnyEthertype = 0;
+
+constexpr uint32_t kFirstClockPort = 10;
+constexpr uint32_t kLastClockPort = 21;
+constexpr uint32_t kPortWithoutClock = 17;
+
+} // namespace
+
+int ddal_bcm_loopback_add(uint32_t port)
+{
+    if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = ddal_bcm_ifp_redirect_frame_action_add(port, port, kAnyEthertype);
+    if (rc == 0)
+        rc = ddal_bcm_ifp_egress_mask_update_all();
+    return rc == 0 ? 0 : log_error(rc, "Adding loopback failed on port %u\n", port);
+}
+
+int ddal_bcm_loopback_remove(uint32_t port)
+{
+    if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = ddal_bcm_ifp_redirect_frame_action_remove(port, port);
+    if (rc == 0)
+        rc = ddal_bcm_ifp_egress_mask_update_all();
+    return rc == 0 ? 0 : log_error(rc, "Removing loopback failed on port %u\n", port);
+}
+
+int ddal_bcm_loopback_get(uint32_t port, uint32_t *state)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!state)
+        return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    const int rc = ddal_bcm_ifp_redirect_frame_action_exists(port, port);
+    if (rc < 0)
+        return log_error(rc, "Getting loopback failed on port %u\n", port);
+    *state = rc != 0;
+    return 0;
+}
+
+int ddal_bcm_tunneling_set(uint32_t port1, uint32_t port2, uint32_t ethertype)
+{
+    if (check_port(__func__, port1) != 0 || check_port(__func__, port2) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = ddal_bcm_ifp_redirect_frame_action_add(port1, port2, ethertype);
+    if (rc == 0) {
+        rc = ddal_bcm_ifp_redirect_frame_action_add(port2, port1, ethertype);
+        if (rc != 0)
+            ddal_bcm_ifp_redirect_frame_action_remove(port1, port2);
+    }
+    if (rc == 0)
+        rc = ddal_bcm_ifp_egress_mask_update_all();
+    return rc == 0 ? 0 : log_error(rc, "Adding tunneling failed on ports %u and %u\n", port1, port2);
+}
+
+int ddal_bcm_tunneling_remove(uint32_t port1, uint32_t port2)
+{
+    if (check_port(__func__, port1) != 0 || check_port(__func__, port2) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    const int there = ddal_bcm_ifp_redirect_frame_action_remove(port1, port2);
+    const int back = ddal_bcm_ifp_redirect_frame_action_remove(port2, port1);
+    int rc = there != 0 ? there : back;
+    if (rc == 0)
+        rc = ddal_bcm_ifp_egress_mask_update_all();
+    return rc == 0 ? 0 : log_error(rc, "Removing tunneling failed on ports %u and %u\n", port1, port2);
+}
+
+int ddal_bcm_tunneling_get(uint32_t port, uint32_t *peer_port)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!peer_port)
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    const int rc = ddal_bcm_ifp_redirect_frame_action_get(port, peer_port);
+    return rc == 0 ? 0 : log_error(rc, "Getting tunneling failed on port %u\n", port);
+}
+
+int ddal_bcm_dstmac_filtered_tunneling_set(uint32_t port, uint32_t dst_port, const uint8_t mac[6])
+{
+    if (check_port(__func__, port) != 0 || check_port(__func__, dst_port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!mac)
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(port, dst_port, mac);
+    if (rc == 0)
+        rc = ddal_bcm_ifp_egress_mask_update_all();
+    return rc == 0 ? 0 : log_error(rc, "Adding multicast filter failed on port %u\n", port);
+}
+
+int ddal_bcm_dstmac_filtered_tunneling_remove(uint32_t port, uint32_t dst_port, const uint8_t mac[6])
+{
+    if (check_port(__func__, port) != 0 || check_port(__func__, dst_port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!mac)
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(port, dst_port, mac);
+    if (rc == 0)
+        rc = ddal_bcm_ifp_egress_mask_update_all();
+    return rc == 0 ? 0 : log_error(rc, "Removing multicast filter failed on port %u\n", port);
+}
+
+int ddal_bcm_dstmac_filtered_tunneling_get(uint32_t port, struct ddal_eth_switch_multicast_filter *list, uint32_t *size)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!size || (!list && *size > 0))
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    const int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_get(port, list, size);
+    return rc == 0 ? 0 : log_error(rc, "Getting multicast filters failed on port %u\n", port);
+}
+
+int ddal::ethswitch::port2channel(uint32_t port, uint32_t *channel)
+{
+    if (port < kFirstClockPort || port > kLastClockPort || port == kPortWithoutClock)
+        return log_error(DDAL_ERR_FAILURE, "Invalid port: %d\n", static_cast<int>(port));
+    *channel = port - kFirstClockPort;
+    return 0;
+}
+
+int ddal_bcm_set_synce_source(uint32_t port)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    uint32_t channel = 0;
+    if (port2channel(port, &channel) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Setting synce source to port %u failed\n", port);
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+
+    const int rc = telnet_bcmdiag(nullptr, "modreg top_misc_control_2 l1_rcvd_pri_clk_port_sel=%u", channel);
+    if (rc != 0) {
+        char buffer[128];
+        const char *const text = strerror_r(rc == INT_MIN ? rc : -rc, buffer, sizeof buffer);
+        return log_error(DDAL_ERR_FAILURE, "Setting synce source to port %u failed: %s\n", port, text);
+    }
+    return 0;
+}

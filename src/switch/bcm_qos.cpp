@@ -1,0 +1,195 @@
+// From priorities to queues: mapping mode, DSCP and PCP maps, default queue.
+#include <ddal/bcm.h>
+#include <ddal/bcm_open.h>
+
+#include "switch/field_entries.h"
+#include "switch/port.h"
+
+using namespace ddal::ethswitch;
+
+namespace {
+
+constexpr uint32_t kDscpMode = 1; // any other value: PCP mapping
+constexpr uint32_t kPcpMode = 0;  // what the getter reports
+constexpr uint32_t kDscpModeUntaggedQueue = 7;
+constexpr uint32_t kHighestQueue = 7;
+constexpr uint32_t kHighestDscp = 63;
+constexpr uint32_t kHighestPcp = 7;
+
+int add_dscp_actions(uint32_t port)
+{
+    int rc = ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(port);
+    if (rc == 0) {
+        field_entries().set_preserves_pcp(port, true);
+        rc = ddal_bcm_ifp_cosq_untagged_frame_action_add(port, kDscpModeUntaggedQueue);
+    }
+    return rc;
+}
+
+int remove_dscp_actions(uint32_t port)
+{
+    int rc = ddal_bcm_ifp_preserve_pcp_priority_frame_action_remove(port);
+    if (rc == 0) {
+        field_entries().set_preserves_pcp(port, false);
+        rc = ddal_bcm_ifp_cosq_untagged_frame_action_remove(port);
+    }
+    return rc;
+}
+
+// Both modes write the same map mode to the switch; the field actions tell which one is in force.
+bool is_dscp_mode(uint32_t port)
+{
+    return field_entries().preserves_pcp(port);
+}
+
+// 0, or -1001 logged under the caller's name.
+int check_at_most(const char *caller, const char *what, uint32_t value, uint32_t highest)
+{
+    if (value <= highest)
+        return 0;
+    log_line_as(LOG_ERR, caller, "invalid %s %u\n", what, value);
+    return DDAL_ERR_FAILURE;
+}
+
+} // namespace
+
+int ddal_bcm_set_mapping_mode(uint32_t port, uint32_t mode)
+{
+    if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = mode == kDscpMode ? add_dscp_actions(port) : remove_dscp_actions(port);
+    if (rc == 0)
+        rc = sdk_on_port(port, bcm_port_dscp_map_mode_set, BCM_PORT_DSCP_MAP_ALL);
+    return rc == 0 ? 0 : log_error(DDAL_ERR_FAILURE, "Setting mapping mode failed on port %u\n", port);
+}
+
+int ddal_bcm_get_mapping_mode(uint32_t port, uint32_t *mode)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!mode)
+        return log_error(DDAL_ERR_FAILURE, "mode is NULL\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    *mode = is_dscp_mode(port) ? kDscpMode : kPcpMode;
+    return 0;
+}
+
+int ddal_bcm_set_dscp_to_queue_mapping(uint32_t port, uint32_t dscp, uint32_t queue)
+{
+    if (check_port(__func__, port) != 0 || check_at_most(__func__, "DSCP", dscp, kHighestDscp) != 0 ||
+        check_at_most(__func__, "queue", queue, kHighestQueue) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (!is_dscp_mode(port))
+        return log_error(DDAL_ERR_FAILURE, "port %u is not in DSCP mapping mode\n", port);
+    // The code point stays as it is; priority n goes to queue n.
+    if (sdk_on_port(port, bcm_port_dscp_map_set, dscp, dscp, queue) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Setting DSCP to queue mapping failed on port %u\n", port);
+    return 0;
+}
+
+int ddal_bcm_get_dscp_to_queue_mapping(uint32_t port, uint32_t dscp, uint32_t *queue)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!queue)
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (check_at_most(__func__, "DSCP", dscp, kHighestDscp) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+
+    int new_dscp = 0;
+    int priority = 0;
+    if (sdk_on_port(port, bcm_port_dscp_map_get, dscp, &new_dscp, &priority) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting DSCP to queue mapping failed on port %u\n", port);
+    *queue = static_cast<uint32_t>(priority);
+    return 0;
+}
+
+int ddal_bcm_set_pcp_to_queue_mapping(uint32_t port, uint32_t pcp, uint32_t queue)
+{
+    if (check_port(__func__, port) != 0 || check_at_most(__func__, "PCP", pcp, kHighestPcp) != 0 ||
+        check_at_most(__func__, "queue", queue, kHighestQueue) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (sdk_on_port(port, bcm_cosq_port_mapping_set, pcp, queue) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Setting PCP to queue mapping failed on port %u\n", port);
+    return 0;
+}
+
+int ddal_bcm_get_pcp_to_queue_mapping(uint32_t port, uint32_t pcp, uint32_t *queue)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!queue)
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (check_at_most(__func__, "PCP", pcp, kHighestPcp) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+
+    int mapped = 0;
+    if (sdk_on_port(port, bcm_cosq_port_mapping_get, pcp, &mapped) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting PCP to queue mapping failed on port %u\n", port);
+    *queue = static_cast<uint32_t>(mapped);
+    return 0;
+}
+
+int ddal_bcm_set_default_queue(uint32_t port, uint32_t queue)
+{
+    if (check_port(__func__, port) != 0 || check_at_most(__func__, "queue", queue, kHighestQueue) != 0 ||
+        open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int rc = ddal_bcm_ifp_cosq_untagged_frame_action_add(port, queue);
+    if (rc == 0 && is_dscp_mode(port))
+        rc = sdk_on_port(port, bcm_port_untagged_priority_set, queue);
+    return rc == 0 ? 0 : log_error(DDAL_ERR_FAILURE, "Setting default queue failed on port %u\n", port);
+}
+
+int ddal_bcm_get_default_queue(uint32_t port, uint32_t *queue)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!queue)
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (ddal_bcm_ifp_cosq_untagged_frame_action_get(port, queue) == 0)
+        return 0;
+
+    int priority = 0;
+    if (sdk_on_port(port, bcm_port_untagged_priority_get, &priority) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting default queue failed on port %u\n", port);
+    *queue = static_cast<uint32_t>(priority);
+    return 0;
+}
+
+int ddal_bcm_qos_enable(uint32_t port)
+{
+    if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (sdk_on_port(port, bcm_port_dscp_map_mode_set, BCM_PORT_DSCP_MAP_ALL) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Enabling QoS failed on port %u\n", port);
+    return 0;
+}
+
+int ddal_bcm_qos_disable(uint32_t port)
+{
+    if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (sdk_on_port(port, bcm_port_dscp_map_mode_set, BCM_PORT_DSCP_MAP_NONE) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Disabling QoS failed on port %u\n", port);
+    return 0;
+}
+
+int ddal_bcm_qos_status(uint32_t port, uint32_t *status)
+{
+    if (check_port(__func__, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!status)
+        return log_error(DDAL_ERR_FAILURE, "status cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+
+    int mode = BCM_PORT_DSCP_MAP_NONE;
+    if (sdk_on_port(port, bcm_port_dscp_map_mode_get, &mode) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting QoS status failed on port %u\n", port);
+    *status = mode != BCM_PORT_DSCP_MAP_NONE;
+    return 0;
+}

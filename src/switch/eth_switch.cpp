@@ -1,0 +1,216 @@
+// Front end of the switch: rates, counters, queues and the clock source of its ports.
+#include "switch/eth_switch.h"
+
+#include <ddal/bcm.h>
+#include <ddal/eth_switch.h>
+#include <ddal/unit.h>
+
+#include <cerrno>
+
+#include "core/log.h"
+
+namespace ddal::ethswitch {
+
+namespace {
+
+constexpr uint32_t kServedSwitch = 2;
+constexpr int kBoardWithBroadcomSwitch = 9;
+
+} // namespace
+
+int verify_broadcom_support()
+{
+    const int board = ddal_unit_get_board();
+    if (board != kBoardWithBroadcomSwitch)
+        return log_error(-ENOSYS, "Board %d does not support Broadcom switch\n", board);
+    return 0;
+}
+
+int admit(const char *caller, uint32_t sw)
+{
+    if (sw == kServedSwitch)
+        return verify_broadcom_support();
+    log_line_as(LOG_ERR, caller, "unsupported switch device %d\n", static_cast<int>(sw));
+    return -ENOSYS;
+}
+
+int admit_board_first(const char *caller, uint32_t sw)
+{
+    const int rc = verify_broadcom_support();
+    if (rc != 0 || sw == kServedSwitch)
+        return rc;
+    log_line_as(LOG_ERR, caller, "switch type: %d is not supported\n", static_cast<int>(sw));
+    return -ENOSYS;
+}
+
+} // namespace ddal::ethswitch
+
+using ddal::ethswitch::admit;
+
+int ddal_eth_switch_set_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_port_egress_shaping_set(port, limit, burst);
+    return rc == 0 ? 0 : log_error(rc, "port %u egress shaping set error\n", port);
+}
+
+int ddal_eth_switch_get_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_port_egress_shaping_get(port, limit, burst);
+    return rc == 0 ? 0 : log_error(rc, "port %u egress shaping get error\n", port);
+}
+
+int ddal_eth_switch_set_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_port_ingress_limiting_set(port, limit, burst);
+    return rc == 0 ? 0 : log_error(rc, "port %u ingress limiting set error\n", port);
+}
+
+int ddal_eth_switch_get_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_port_ingress_limiting_get(port, limit, burst);
+    return rc == 0 ? 0 : log_error(rc, "port %u ingress limiting get error\n", port);
+}
+
+int ddal_eth_switch_get_port_cos_dropped_pkts(uint32_t sw, uint32_t port, uint32_t counters[6])
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_cos_dropped_pkts_get(port, counters);
+    return rc == 0 ? 0 : log_error(rc, "port %u CoS dropped packets get error\n", port);
+}
+
+int ddal_eth_switch_set_port_cos_dropped_pkts(uint32_t sw, uint32_t port)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_cos_dropped_pkts_set(port);
+    return rc == 0 ? 0 : log_error(rc, "port %u CoS dropped packets set error\n", port);
+}
+
+int ddal_eth_switch_get_port_stats(uint32_t sw, uint32_t port, struct ddal_eth_switch_port_stats *stats)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_port_stats_get(port, stats);
+    return rc == 0 ? 0 : log_error(rc, "port %u statistics get error\n", port);
+}
+
+int ddal_eth_switch_set_synce_source(uint32_t sw, uint32_t port)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_set_synce_source(port);
+    return rc == 0 ? 0 : log_error(rc, "Setting synce source to port %u error\n", port);
+}
+
+int ddal_eth_switch_set_port_cosq_quanta(uint32_t sw, uint32_t port, const uint32_t quanta[8])
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_set_port_cosq_quanta(port, quanta);
+    return rc == 0 ? 0 : log_error(rc, "Setting cosq quanta error on port %u\n", port);
+}
+
+int ddal_eth_switch_get_port_cosq_quanta(uint32_t sw, uint32_t port, uint32_t quanta[8])
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_get_port_cosq_quanta(port, quanta);
+    return rc == 0 ? 0 : log_error(rc, "Getting cosq quanta error on port %u\n", port);
+}
+
+int ddal_eth_switch_set_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t mode)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_set_mapping_mode(port, mode);
+    return rc == 0 ? 0 : log_error(rc, "Setting mapping mode error on port %u\n", port);
+}
+
+int ddal_eth_switch_get_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t *mode)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_get_mapping_mode(port, mode);
+    return rc == 0 ? 0 : log_error(rc, "Getting mapping mode error on port %u\n", port);
+}
+
+int ddal_eth_switch_set_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t queue)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_set_dscp_to_queue_mapping(port, dscp, queue);
+    return rc == 0 ? 0 : log_error(rc, "Setting DSCP to cosq mapping error on port %u\n", port);
+}
+
+int ddal_eth_switch_get_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t *queue)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_get_dscp_to_queue_mapping(port, dscp, queue);
+    return rc == 0 ? 0 : log_error(rc, "Getting DSCP to cosq mapping error on port %u\n", port);
+}
+
+int ddal_eth_switch_set_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t queue)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_set_pcp_to_queue_mapping(port, pcp, queue);
+    return rc == 0 ? 0 : log_error(rc, "Setting PCP to cosq mapping error on port %u\n", port);
+}
+
+int ddal_eth_switch_get_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t *queue)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_get_pcp_to_queue_mapping(port, pcp, queue);
+    return rc == 0 ? 0 : log_error(rc, "Getting PCP to cosq mapping error on port %u\n", port);
+}
+
+int ddal_eth_switch_set_port_default_cosq(uint32_t sw, uint32_t port, uint32_t queue)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_set_default_queue(port, queue);
+    return rc == 0 ? 0 : log_error(rc, "Setting default cosq error on port %u\n", port);
+}
+
+int ddal_eth_switch_get_port_default_cosq(uint32_t sw, uint32_t port, uint32_t *queue)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_get_default_queue(port, queue);
+    return rc == 0 ? 0 : log_error(rc, "Getting default cosq error on port %u\n", port);
+}
+
+int ddal_eth_switch_enable_qos(uint32_t sw, uint32_t port)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_qos_enable(port);
+    return rc == 0 ? 0 : log_error(rc, "Enabling QoS port %u error\n", port);
+}
+
+int ddal_eth_switch_disable_qos(uint32_t sw, uint32_t port)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_qos_disable(port);
+    return rc == 0 ? 0 : log_error(rc, "Disabling QoS port %u error\n", port);
+}
+
+int ddal_eth_switch_get_qos_status(uint32_t sw, uint32_t port, uint32_t *status)
+{
+    if (const int refusal = admit(__func__, sw))
+        return refusal;
+    const int rc = ddal_bcm_qos_status(port, status);
+    return rc == 0 ? 0 : log_error(rc, "Getting QoS status port %u error\n", port);
+}

@@ -1,0 +1,43 @@
+// What the Broadcom operations share: the checks before a call, the copper ports and the register access behind them.
+#pragma once
+
+#include <cstdint>
+
+#include "core/log.h"
+#include "switch/sdk_call.h"
+#include "switch/start.h"
+
+namespace ddal::ethswitch {
+
+constexpr uint32_t kHighestPort = 255;
+
+// Standard registers of a PHY, and those of the copper ports' Marvell PHY
+constexpr uint32_t kControlRegister = 0;
+constexpr uint32_t kControlReset = 0x8000;
+constexpr uint32_t kControlLoadSpeed100 = 0x2000;
+constexpr uint32_t kControlAutoneg = 0x1000;
+constexpr uint32_t kControlPowerDown = 0x0800;
+constexpr uint32_t kControlRestartAutoneg = 0x0200;
+constexpr uint32_t kControlFullDuplex = 0x0100;
+constexpr uint32_t kControlLoadSpeed1000 = 0x0040;
+
+// 0, or -1001 logged under the caller's name.
+int check_port(const char *caller, uint32_t port);
+
+// The MDIO address of the port's PHY, or -1 for a fibre port.
+int mdio_address(uint32_t port);
+inline bool is_copper(uint32_t port)
+{
+    return mdio_address(port) >= 0;
+}
+
+// 0, or `code` logged under the caller's name for a port without direct PHY access.
+int check_copper(const char *caller, uint32_t port, int code = DDAL_ERR_FAILURE);
+
+// The control register of a copper port's PHY: the bits of `mask` become those of `value`. 0 or -1001.
+int copper_port_control_register_modify(uint32_t port, uint32_t value, uint32_t mask);
+
+// One register of a copper port's PHY. 0 or the SDK's result, logged under the caller's name.
+int read_copper_register(const CallSite &site, uint32_t port, uint32_t reg, uint32_t *data);
+
+} // namespace ddal::ethswitch

@@ -1,0 +1,13 @@
+// Bounds of VLAN numbers.
+#pragma once
+
+#include <cstdint>
+
+namespace ddal::ethswitch {
+
+constexpr uint32_t kHighestVlan = 4095;
+
+// 0, or -1001 logged under the caller's name.
+int check_vlan(const char *caller, uint32_t vlan);
+
+} // namespace ddal::ethswitch

@@ -1,0 +1,204 @@
+// Nothing that runs on a board may change the host. The "host" here is a stage in namespaces of its own, so that even a
+// hole in the board cannot hurt the machine that runs the test.
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Ran {
+    int status;
+    std::string output;
+};
+
+Ran run(const std::string &command)
+{
+    Ran ran{-1, {}};
+    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
+    std::array<char, 4096> chunk;
+    for (size_t n; (n = fread(chunk.data(), 1, chunk.size(), pipe)) > 0;)
+        ran.output.append(chunk.data(), n);
+    const int status = pclose(pipe);
+    ran.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return ran;
+}
+
+void put(const fs::path &path, const std::string &text)
+{
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+}
+
+// Names, modes, owners and contents of a tree.
+std::map<std::string, std::string> picture(const fs::path &folder)
+{
+    std::map<std::string, std::string> seen;
+    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+        struct stat info;
+        lstat(entry.path().c_str(), &info);
+        std::ostringstream text;
+        text << std::oct << info.st_mode << " " << info.st_uid << " " << info.st_nlink << " " << info.st_mtime << " ";
+        if (entry.is_regular_file())
+            text << std::ifstream(entry.path()).rdbuf();
+        seen[entry.path().string()] = text.str();
+    }
+    return seen;
+}
+
+// A small host: its own /etc, /rom, /var, /sbin and /dev over the machine's read-only /usr.
+class Stage {
+public:
+    Stage()
+    {
+        char name[] = "/tmp/stage-XXXXXX";
+        root_ = mkdtemp(name);
+        put(root_ / "host/etc/ssh/sshd_config", "PermitRootLogin no\n");
+        put(root_ / "host/etc/passwd", "root:x:0:0:root:/root:/bin/sh\n");
+        put(root_ / "host/etc/hostname", "stage\n");
+        put(root_ / "host/rom/image", "rom\n");
+        put(root_ / "host/var/log/messages", "log\n");
+        put(root_ / "host/opt/file", "opt\n");
+        put(root_ / "host/root/.profile", "profile\n");
+        for (const char *program : {"poweroff", "mkfs.vfat"}) {
+            put(root_ / "host/sbin" / program, "#!/bin/sh\necho ran >/opt/ran\n");
+            chmod((root_ / "host/sbin" / program).c_str(), 0755);
+        }
+        fs::create_directories(root_ / "tmp");
+    }
+    ~Stage() { fs::remove_all(root_); }
+
+    fs::path host() const { return root_ / "host"; }
+
+    // Runs a shell line on the stage.
+    Ran play(const std::string &line) const
+    {
+        const std::string build = DDAL_BUILD_DIR;
+        std::string command =
+            "bwrap --unshare-user --uid 0 --gid 0 --unshare-net --unshare-pid --unshare-uts --die-with-parent "
+            "--ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/lib /lib "
+            "--symlink usr/lib64 /lib64 --proc /proc --dev /dev --bind " +
+            (root_ / "tmp").string() + " /tmp --ro-bind " + build + " " + build;
+        for (const char *folder : {"etc", "rom", "var", "opt", "root", "sbin"})
+            command += " --bind " + (host() / folder).string() + " /" + folder;
+        return run(command + " --chdir /tmp sh -c '" + line + "' </dev/null");
+    }
+
+private:
+    fs::path root_;
+};
+
+const std::string kVboard = VBOARD_PROGRAM;
+const std::string kIntruder = std::string(DDAL_BUILD_DIR) + "/tests/vboard/intruder";
+
+} // namespace
+
+TEST(Host, StaysAsItWas)
+{
+    const Stage stage;
+    const auto before = picture(stage.host());
+    const Ran flags = stage.play(kIntruder + " --flags");
+    const Ran ran = stage.play("exec 9</etc; " + kVboard + " run -- " + kIntruder + " 9; echo status $?; " + kIntruder +
+                               " --flags");
+    EXPECT_EQ(ran.output.substr(0, 5), "done\n") << ran.output;
+    EXPECT_NE(ran.output.find("status 0\n" + flags.output), std::string::npos) << ran.output;
+    EXPECT_EQ(picture(stage.host()), before);
+}
+
+// The test above would be worth nothing if the stage kept the intruder out by itself.
+TEST(Host, WouldHaveBeenChangedWithoutTheBoard)
+{
+    const Stage stage;
+    const auto before = picture(stage.host());
+    stage.play("exec 9</etc; timeout 20 " + kIntruder + " 9");
+    EXPECT_NE(picture(stage.host()), before);
+    EXPECT_TRUE(fs::exists(stage.host() / "opt/ran"));
+}
+
+TEST(Host, IsFencedAsWell)
+{
+    const Ran ran =
+        run(kVboard + " run --fence -- /bin/sh -c 'cat /etc/version; ls /proc/device-tree/board-identity/board-type'");
+    EXPECT_EQ(ran.status, 0) << ran.output;
+    EXPECT_NE(ran.output.find("R4.2"), std::string::npos) << ran.output;
+}
+
+TEST(Board, RefusesProgramsItCannotStandInFrontOf)
+{
+    char folder[] = "/tmp/escape-XXXXXX";
+    const fs::path program = fs::path(mkdtemp(folder)) / "static";
+    fs::copy_file(std::string(DDAL_BUILD_DIR) + "/tests/vboard/static_program", program);
+    const Ran direct = run(kVboard + " run -- " + program.string());
+    EXPECT_EQ(direct.status, 126) << direct.output;
+    const Ran from_shell = run(kVboard + " run -- /bin/sh -c " + program.string());
+    EXPECT_EQ(from_shell.status, 126) << from_shell.output;
+    EXPECT_NE(from_shell.output.find("static or setuid"), std::string::npos) << from_shell.output;
+    chmod(program.c_str(), 0755 | S_ISUID);
+    EXPECT_EQ(run(kVboard + " run -- " + program.string()).status, 126);
+    fs::remove_all(folder);
+}
+
+TEST(Board, TwoRunSideBySideAndEachKeepsItsOwn)
+{
+    const auto board = [](const std::string &type, const std::string &mark) {
+        return kVboard + " run --type " + type + " -- /bin/sh -c \"echo " + mark +
+               " >/flash/config/mine; sleep 0.5; cat /flash/config/mine\"";
+    };
+    const Ran ran = run("{ " + board("mbo", "one") + " & " + board("type5", "two") + " & wait; } | sort");
+    EXPECT_EQ(ran.output, "one\ntwo\n");
+}
+
+TEST(Board, ProgramsOfOneBoardShareIt)
+{
+    char folder[] = "/tmp/shared-XXXXXX";
+    const std::string board = std::string(mkdtemp(folder)) + "/board";
+    const Ran ran =
+        run(kVboard + " create " + board + " --type type8 && " + kVboard + " run --board " + board +
+            " -- /bin/sh -c 'sleep 1' & sleep 0.4; " + kVboard + " ctl --board " + board + " fpga set 0x44 0x55aa && " +
+            kVboard + " run --board " + board + " -- " + kVboard + " ctl fpga get 0x44; wait");
+    EXPECT_NE(ran.output.find("0x000055aa"), std::string::npos) << ran.output;
+    fs::remove_all(folder);
+}
+
+TEST(Board, SaysWhatIsWrongWithACommand)
+{
+    const std::pair<const char *, const char *> wrong[] = {
+        {"run --type nothing -- true", "nothing.conf"},
+        {"run -- /nowhere/program", "cannot run"},
+        {"ctl --board /tmp models", "no board is running"},
+        {"ctl models", "no board named"},
+        {"run -- " VBOARD_PROGRAM " ctl fpga put 1 2", "set, get and list"},
+        {"run -- " VBOARD_PROGRAM " ctl fault add pread:/dev/fpga_usr errno=EFOO", "not the name of an error"},
+        {"trace --board /tmp", "no trace"},
+    };
+    for (const auto &[command, text] : wrong) {
+        const Ran ran = run(kVboard + " " + command);
+        EXPECT_NE(ran.status, 0) << command;
+        EXPECT_NE(ran.output.find(text), std::string::npos) << command << ": " << ran.output;
+    }
+}
+
+TEST(Trace, IsOneJsonObjectALine)
+{
+    char folder[] = "/tmp/traced-XXXXXX";
+    const std::string board = std::string(mkdtemp(folder)) + "/board";
+    run(kVboard + " run --board " + board +
+        " -- /bin/sh -c 'dd if=/dev/fpga_usr bs=4 count=1 2>/dev/null; l2u-dtb update'");
+    const Ran trace = run(kVboard + " trace --board " + board);
+    EXPECT_NE(trace.output.find("\"call\":\"read\",\"path\":\"/dev/fpga_usr\""), std::string::npos) << trace.output;
+    EXPECT_NE(trace.output.find("\"data\":\"03020117\""), std::string::npos) << trace.output;
+    EXPECT_NE(
+        trace.output.find("\"call\":\"exec\",\"path\":\"/usr/bin/l2u-dtb\",\"data\":\"6c32752d64746220757064617465\""),
+        std::string::npos)
+        << trace.output;
+    fs::remove_all(folder);
+}

@@ -1,0 +1,130 @@
+// ddalctl ffs: flash file systems.
+#include <ddal/ffs.h>
+
+#include "ddalctl/confirm.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr Choice kFileSystems[] = {{"1", DDAL_FFS_1}, {"2", DDAL_FFS_2}, {"53", DDAL_FFS_1}, {"54", DDAL_FFS_2}};
+constexpr Choice kTypes[] = {{"ext4", DDAL_FFS_TYPE_EXT4}, {"luks", DDAL_FFS_TYPE_LUKS_EXT4}};
+constexpr Choice kLogical[] = {{"own", DDAL_FFS_OWN}, {"other", DDAL_FFS_OTHER}};
+constexpr const char *kMountStates[] = {"not mounted", "read-only", "read-write"};
+
+constexpr size_t kTypeSize = 17;
+
+std::string mount_state(uint32_t id)
+{
+    uint32_t state = 0;
+    require(DDAL(ddal_ffs_is_mounted)(id, &state));
+    return kMountStates[state];
+}
+
+// A partition without a file system is no failure of the command that lists them.
+void add_type(Report &report, uint32_t id)
+{
+    char type[kTypeSize] = "";
+    if (DDAL(ddal_ffs_get_fstype)(id, type) == 0)
+        report.add("type", type);
+    else
+        report.add_missing("type");
+}
+
+void show(const Arguments &, Report &report)
+{
+    for (const uint32_t id : {DDAL_FFS_1, DDAL_FFS_2}) {
+        Report &row = report.row("file-systems");
+        row.add("id", id);
+        add_type(row, id);
+        row.add("mounted", mount_state(id));
+    }
+}
+
+void type(const Arguments &arguments, Report &report)
+{
+    char text[kTypeSize] = "";
+    require(DDAL(ddal_ffs_get_fstype)(arguments.choice("FS", kFileSystems), text));
+    report.add("type", text);
+}
+
+uint32_t flags_of(const Arguments &arguments)
+{
+    return arguments.given("--write") ? DDAL_FFS_MOUNT_WRITABLE : 0;
+}
+
+void mount(const Arguments &arguments, Report &)
+{
+    const uint32_t id = arguments.choice("FS", kFileSystems);
+    require(DDAL(ddal_ffs_mount)(id, arguments.choice("TYPE", kTypes), flags_of(arguments)));
+}
+
+void remount(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_ffs_remount)(arguments.choice("FS", kFileSystems), flags_of(arguments)));
+}
+
+void umount(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_ffs_umount)(arguments.choice("FS", kFileSystems)));
+}
+
+std::string loss_of(uint32_t id)
+{
+    return "Lose everything on flash file system " + std::to_string(id) + " (/ffs/fs" + std::to_string(id - 52) + ")";
+}
+
+void format(const Arguments &arguments, Report &)
+{
+    const uint32_t id = arguments.choice("FS", kFileSystems);
+    const uint32_t to = arguments.choice("TYPE", kTypes);
+    confirm(arguments, loss_of(id));
+    require(DDAL(ddal_ffs_format)(id, to));
+}
+
+void clean(const Arguments &arguments, Report &)
+{
+    const uint32_t id = arguments.choice("FS", kFileSystems);
+    confirm(arguments, loss_of(id));
+    require(DDAL(ddal_ffs_cleanfs)(id));
+}
+
+void physical(const Arguments &arguments, Report &report)
+{
+    uint32_t id = 0;
+    require(DDAL(ddal_ffs_get_physical_by_logical)(arguments.choice("WHICH", kLogical), &id));
+    report.add("id", id);
+}
+
+} // namespace
+
+Family ffs_family()
+{
+    const Argument fs = {"FS", Kind::text, "1 or 2, or the physical id: 53 or 54"};
+    const Argument type_word = {"TYPE", Kind::text, "ext4 or luks (ext4 in an encrypted container)"};
+    const Argument writable = {"--write", Kind::flag, "read-write instead of read-only"};
+    return {"ffs",
+            "flash file systems",
+            {
+                {"show", "list the file systems with type and mount state", {}, show},
+                {"type", "show the type of one", {fs}, type},
+                {"mount", "mount one at its place below /ffs", {fs, type_word, writable}, mount},
+                {"remount", "change how one is mounted", {fs, writable}, remount},
+                {"umount", "unmount one", {fs}, umount},
+                {"format", "format one; everything on it is lost", {fs, type_word, kYes}, format},
+                {"clean",
+                 "format one as it is, mount it and make its standard directories; everything on it is lost",
+                 {fs, kYes},
+                 clean},
+                {"physical",
+                 "show the physical id of the running Linux's file system, or of the other's",
+                 {{"WHICH", Kind::text, "own or other"}},
+                 physical},
+            }};
+}
+
+} // namespace ddalctl

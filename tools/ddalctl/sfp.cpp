@@ -1,0 +1,226 @@
+// ddalctl sfp: modules in the SFP cages.
+#include <ddal/sfp.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+#include "ddalctl/sfp_names.h"
+#include "ddalctl/sfp_watch.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr Choice kMemories[] = {{"id", DDAL_SFP_MEMORY_ID}, {"diag", DDAL_SFP_MEMORY_DIAGNOSTICS}};
+constexpr Choice kControls[] = {{"tx-disable", DDAL_SFP_CTRL_TX_DISABLE}, {"rate-select", DDAL_SFP_CTRL_RATE_SELECT}};
+constexpr Choice kOnOff[] = {{"off", 0}, {"on", 1}};
+constexpr Choice kLowHigh[] = {{"low", DDAL_SFP_RATE_SELECT_LOW}, {"high", DDAL_SFP_RATE_SELECT_HIGH}};
+constexpr uint32_t kBytesPerRow = 16;
+constexpr uint32_t kMemorySize = 256;
+
+void require_module(uint32_t cage)
+{
+    uint32_t present = 0;
+    require(DDAL(ddal_sfp_status_get)(cage, DDAL_SFP_STATUS_PRESENCE, &present));
+    if (!present)
+        throw Failure(-ENXIO, kNothingThere, "no module in cage " + std::to_string(cage - DDAL_SFP_1 + 1));
+}
+
+// A text of the module without its padding.
+template <size_t Size, typename Getter>
+void add_text(Report &report, const char *name, Getter getter, uint32_t cage)
+{
+    char text[Size] = {};
+    require(getter(cage, text));
+    std::string trimmed = text;
+    trimmed.erase(trimmed.find_last_not_of(' ') + 1);
+    report.add(name, trimmed, trimmed.empty() ? "-" : trimmed);
+}
+
+template <typename Getter>
+uint32_t number_of(Getter getter, uint32_t cage)
+{
+    uint32_t value = 0;
+    require(getter(cage, &value));
+    return value;
+}
+
+void add_compliance(Report &report, uint32_t cage)
+{
+    uint8_t codes[8];
+    uint32_t bits[64];
+    uint32_t count = 0;
+    require(DDAL(ddal_sfp_compliance_code_get)(cage, codes));
+    require(DDAL(ddal_sfp_interpret_compliance_codes)(codes, bits, 64, &count));
+    std::string names;
+    for (uint32_t i = 0; i < count; i++)
+        names += (names.empty() ? "" : ", ") + sfp_compliance_name(bits[i]);
+    report.add("compliance", names, names.empty() ? "-" : names);
+}
+
+void add_bit_rate(Report &report, uint32_t cage)
+{
+    const uint32_t nominal = number_of(DDAL(ddal_sfp_bitrate_get), cage) * 100;
+    const uint32_t above = number_of(DDAL(ddal_sfp_bitrate_upper_rate_limit_get), cage);
+    const uint32_t below = number_of(DDAL(ddal_sfp_bitrate_lower_rate_limit_get), cage);
+    std::string text = std::to_string(nominal) + " MBd";
+    if (above || below)
+        text += " (+" + std::to_string(above) + " % / -" + std::to_string(below) + " %)";
+    report.add("bit-rate", uint64_t{nominal}, text);
+}
+
+void add_identity(Report &report, uint32_t cage)
+{
+    add_text<17>(report, "vendor", DDAL(ddal_sfp_vendor_name_get), cage);
+    add_text<17>(report, "part-number", DDAL(ddal_sfp_part_number_get), cage);
+    add_text<5>(report, "revision", DDAL(ddal_sfp_revision_get), cage);
+    add_text<17>(report, "serial-number", DDAL(ddal_sfp_serial_number_get), cage);
+    add_text<9>(report, "date-code", DDAL(ddal_sfp_date_code_get), cage);
+    report.add("connector", sfp_connector_name(number_of(DDAL(ddal_sfp_connector_value_get), cage)));
+    add_compliance(report, cage);
+    add_bit_rate(report, cage);
+    const uint32_t wavelength = number_of(DDAL(ddal_sfp_wavelength_get), cage);
+    report.add("wavelength", uint64_t{wavelength}, std::to_string(wavelength) + " nm");
+}
+
+void add_diagnostics(Report &report, uint32_t cage)
+{
+    const SfpCalibration calibration = sfp_calibration(cage);
+    if (calibration == SfpCalibration::none) {
+        report.add("diagnostics-interface", "none");
+        return;
+    }
+    const uint32_t revision = number_of(DDAL(ddal_sfp_sff_8472_compliance_code_get), cage);
+    report.add("diagnostics-interface", "SFF-8472 revision " + sfp_revision_name(revision) + ", " +
+                                            (calibration == SfpCalibration::internal ? "internally" : "externally") +
+                                            " calibrated");
+    for (const SfpMeasurement &measured : sfp_measure(cage)) {
+        Report &row = report.row("diagnostics");
+        row.add("quantity", measured.name);
+        row.add("value", measured.value, measured.value_text());
+        row.add("unit", measured.unit, measured.unit_text());
+        row.add("alarm", measured.alarm);
+        row.add("warning", measured.warning);
+    }
+}
+
+void add_controls(Report &report, uint32_t cage)
+{
+    uint32_t value = 0;
+    require(DDAL(ddal_sfp_ctrl_get)(cage, DDAL_SFP_CTRL_TX_DISABLE, &value));
+    report.add("tx-disable", value != 0, value ? "on" : "off");
+    require(DDAL(ddal_sfp_ctrl_get)(cage, DDAL_SFP_CTRL_RATE_SELECT, &value));
+    report.add("rate-select", value == DDAL_SFP_RATE_SELECT_HIGH ? "high" : "low");
+}
+
+void add_status(Report &report, uint32_t cage)
+{
+    for (const SfpLine &line : kSfpLines) {
+        uint32_t value = 0;
+        require(DDAL(ddal_sfp_status_get)(cage, line.status, &value));
+        report.add(line.name, value != 0, value ? "yes" : "no");
+    }
+}
+
+void show(const Arguments &arguments, Report &report)
+{
+    const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
+    require_module(cage);
+    add_identity(report, cage);
+    add_controls(report, cage);
+    add_status(report, cage);
+    add_diagnostics(report, cage);
+}
+
+void status(const Arguments &arguments, Report &report)
+{
+    const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
+    add_status(report, cage);
+    add_controls(report, cage);
+}
+
+void read(const Arguments &arguments, Report &report)
+{
+    const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
+    const uint32_t memory = arguments.choice("MEMORY", kMemories);
+    const uint32_t offset = arguments.number_or("OFFSET", 0);
+    const uint32_t length = arguments.number_or("LENGTH", offset < 128 ? 128 - offset : kMemorySize - offset);
+    uint8_t bytes[kMemorySize];
+    require(DDAL(ddal_sfp_memory_read)(cage, memory, offset, bytes, length));
+    for (uint32_t at = 0; at < length; at += kBytesPerRow) {
+        std::string digits;
+        for (uint32_t i = at; i < length && i < at + kBytesPerRow; i++)
+            digits += (digits.empty() ? "" : " ") + hex(bytes[i], 2).substr(2);
+        Report &row = report.row("bytes");
+        row.add("offset", offset + at);
+        row.add("bytes", digits);
+    }
+}
+
+void write(const Arguments &arguments, Report &)
+{
+    const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
+    const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
+    require(DDAL(ddal_sfp_memory_write)(cage, DDAL_SFP_MEMORY_DIAGNOSTICS, arguments.number("OFFSET"), bytes.data(),
+                                        static_cast<uint32_t>(bytes.size())));
+}
+
+void set(const Arguments &arguments, Report &)
+{
+    const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
+    const uint32_t control = arguments.choice("CONTROL", kControls);
+    const uint32_t value =
+        control == DDAL_SFP_CTRL_TX_DISABLE ? arguments.choice("VALUE", kOnOff) : arguments.choice("VALUE", kLowHigh);
+    require(DDAL(ddal_sfp_ctrl_set)(cage, control, value));
+}
+
+void watch(const Arguments &arguments, Report &report)
+{
+    const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
+    sfp_watch(cage, arguments.number_or("--interval", 1000), arguments.number_or("--count", UINT32_MAX), report);
+}
+
+} // namespace
+
+Family sfp_family()
+{
+    const Argument cage = {"CAGE", Kind::text, "1 or 2"};
+    return {"sfp",
+            "modules in the SFP cages",
+            {
+                {"show", "show what is plugged: identity, diagnostics, control and status lines", {cage}, show},
+                {"watch",
+                 "follow status lines and diagnostics, until interrupted",
+                 {cage,
+                  {"--interval", Kind::number, "milliseconds between measurements (1000)", true, 3'600'000, 10},
+                  {"--count", Kind::number, "end after so many lines", true, UINT32_MAX, 1}},
+                 watch},
+                {"status", "show the control and status lines", {cage}, status},
+                {"set",
+                 "drive a control line",
+                 {cage,
+                  {"CONTROL", Kind::text, "tx-disable or rate-select"},
+                  {"VALUE", Kind::text, "on or off; low or high"}},
+                 set},
+                {"read",
+                 "read a memory of the module",
+                 {cage,
+                  {"MEMORY", Kind::text, "id (A0h) or diag (A2h)"},
+                  {"OFFSET", Kind::number, "first byte", true, kMemorySize - 1},
+                  {"LENGTH", Kind::number, "how many bytes", true, kMemorySize, 1}},
+                 read},
+                {"write",
+                 "write the diagnostics memory of the module",
+                 {cage,
+                  {"OFFSET", Kind::number, "first byte", false, kMemorySize - 1},
+                  {"BYTES", Kind::bytes, "what to write"}},
+                 write},
+            }};
+}
+
+} // namespace ddalctl

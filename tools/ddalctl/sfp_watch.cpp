@@ -1,0 +1,236 @@
+#include "ddalctl/sfp_watch.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <poll.h>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/interrupt.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uint32_t kMonitoringType = 92; // in the identification memory
+constexpr uint8_t kLegacyAddressing = 0x80;
+constexpr uint8_t kDiagnosticsImplemented = 0x40;
+constexpr uint8_t kInternallyCalibrated = 0x20;
+constexpr uint8_t kExternallyCalibrated = 0x10;
+
+struct Quantity {
+    const char *name;
+    const char *unit;
+    uint32_t diag;
+    uint16_t high; // bits of the alarm and of the warning flags
+    uint16_t low;
+};
+
+constexpr Quantity kQuantities[] = {
+    {"temperature", "C", DDAL_SFP_DIAG_TEMPERATURE, 0x8000, 0x4000},
+    {"voltage", "V", DDAL_SFP_DIAG_VOLTAGE, 0x2000, 0x1000},
+    {"tx-bias", "mA", DDAL_SFP_DIAG_TX_BIAS, 0x0800, 0x0400},
+    {"tx-power", "mW", DDAL_SFP_DIAG_TX_POWER, 0x0200, 0x0100},
+    {"rx-power", "mW", DDAL_SFP_DIAG_RX_POWER, 0x0080, 0x0040},
+};
+
+const char *flag_name(uint16_t flags, const Quantity &quantity)
+{
+    if (flags & quantity.high)
+        return "high";
+    return flags & quantity.low ? "low" : "-";
+}
+
+// The double whose decimal digits are those of the single: 3.237, not 3.2369999885559082.
+double plain(float value)
+{
+    char text[32];
+    snprintf(text, sizeof text, "%.7g", static_cast<double>(value));
+    return strtod(text, nullptr);
+}
+
+// The status lines of a cage, open for waiting.
+class Lines {
+public:
+    explicit Lines(uint32_t cage)
+    {
+        for (size_t i = 0; i < std::size(kSfpLines); i++) {
+            int32_t fd = -1;
+            require(DDAL(ddal_sfp_status_event_open)(cage, kSfpLines[i].status, &fd));
+            polled_[i] = {fd, POLLPRI | POLLERR, 0};
+        }
+    }
+    ~Lines()
+    {
+        for (const pollfd &line : polled_) {
+            if (line.fd >= 0)
+                DDAL(ddal_sfp_status_event_close)(line.fd);
+        }
+    }
+    Lines(const Lines &) = delete;
+    Lines &operator=(const Lines &) = delete;
+
+    // Returns at a change, after the time, or when interrupted.
+    void wait(int milliseconds)
+    {
+        if (poll(polled_, std::size(polled_), milliseconds) < 0 && errno != EINTR)
+            throw failure_of(-errno);
+    }
+
+    // Reads line `i` and tells whether it differs from the last reading.
+    bool changed(size_t i, uint32_t &value)
+    {
+        require(DDAL(ddal_sfp_status_event_get)(polled_[i].fd, &value));
+        const bool differs = !known_[i] || value != last_[i];
+        known_[i] = true;
+        last_[i] = value;
+        return differs;
+    }
+
+    bool is_present() const { return last_[0] != 0; }
+
+private:
+    pollfd polled_[std::size(kSfpLines)] = {{-1, 0, 0}, {-1, 0, 0}, {-1, 0, 0}};
+    uint32_t last_[std::size(kSfpLines)] = {};
+    bool known_[std::size(kSfpLines)] = {};
+};
+static_assert(kSfpLines[0].status == DDAL_SFP_STATUS_PRESENCE);
+
+// Counts the lines and gives each its time since the start.
+class Log {
+public:
+    Log(uint32_t most, Report &report) : most_(most), report_(report) {}
+
+    bool full() const { return count_ >= most_; }
+
+    Report &add(const std::string &text)
+    {
+        const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_).count();
+        char stamp[32];
+        snprintf(stamp, sizeof stamp, "%8.3f  ", static_cast<double>(elapsed) / 1000);
+        report_.line(stamp + text);
+        count_++;
+        if (!report_.json())
+            return ignored_;
+        Report &row = report_.row("events");
+        row.add("milliseconds", static_cast<uint64_t>(elapsed));
+        return row;
+    }
+
+private:
+    uint32_t most_;
+    uint32_t count_ = 0;
+    Report &report_;
+    Report ignored_{false};
+    Clock::time_point start_ = Clock::now();
+};
+
+void log_lines(Lines &lines, Log &log)
+{
+    for (size_t i = 0; i < std::size(kSfpLines) && !log.full(); i++) {
+        uint32_t value = 0;
+        if (!lines.changed(i, value))
+            continue;
+        Report &row = log.add(std::string(kSfpLines[i].name) + (value ? " yes" : " no"));
+        row.add_flag(kSfpLines[i].name, value != 0);
+    }
+}
+
+void log_measurements(uint32_t cage, Log &log)
+{
+    std::vector<SfpMeasurement> measured;
+    try {
+        if (log.full() || sfp_calibration(cage) == SfpCalibration::none)
+            return;
+        measured = sfp_measure(cage);
+    } catch (const Failure &failure) {
+        if (failure.status() != kNothingThere)
+            throw;
+        return; // pulled meanwhile; its line will say so
+    }
+    std::string text;
+    for (const SfpMeasurement &one : measured) {
+        text += (text.empty() ? "" : "  ") + std::string(one.name) + " " + one.value_text() + " " + one.unit;
+        if (*one.alarm != '-')
+            text += std::string(" ALARM ") + one.alarm;
+        else if (*one.warning != '-')
+            text += std::string(" warning ") + one.warning;
+    }
+    Report &row = log.add(text);
+    for (const SfpMeasurement &one : measured)
+        row.add(one.name, one.value, "");
+}
+
+} // namespace
+
+SfpCalibration sfp_calibration(uint32_t cage)
+{
+    uint8_t type = 0;
+    require(DDAL(ddal_sfp_memory_read)(cage, DDAL_SFP_MEMORY_ID, kMonitoringType, &type, sizeof type));
+    if ((type & kLegacyAddressing) || !(type & kDiagnosticsImplemented))
+        return SfpCalibration::none;
+    if (type & kInternallyCalibrated)
+        return SfpCalibration::internal;
+    return type & kExternallyCalibrated ? SfpCalibration::external : SfpCalibration::none;
+}
+
+std::string SfpMeasurement::value_text() const
+{
+    char text[32];
+    snprintf(text, sizeof text, "%.*f", unit[0] == 'm' && unit[1] == 'W' ? 4 : 2, value);
+    return text;
+}
+
+std::string SfpMeasurement::unit_text() const
+{
+    if (strcmp(unit, "mW") != 0 || value <= 0)
+        return unit;
+    char text[32];
+    snprintf(text, sizeof text, "mW (%.2f dBm)", 10 * std::log10(value));
+    return text;
+}
+
+std::vector<SfpMeasurement> sfp_measure(uint32_t cage)
+{
+    uint16_t alarms = 0;
+    uint16_t warnings = 0;
+    require(DDAL(ddal_sfp_get_alarm_warning_flags)(cage, &alarms, &warnings));
+    std::vector<SfpMeasurement> measured;
+    for (const Quantity &quantity : kQuantities) {
+        uint32_t bits = 0;
+        require(DDAL(ddal_sfp_diagnostic_get)(cage, quantity.diag, &bits));
+        float value = 0;
+        memcpy(&value, &bits, sizeof value);
+        measured.push_back(
+            {quantity.name, quantity.unit, plain(value), flag_name(alarms, quantity), flag_name(warnings, quantity)});
+    }
+    return measured;
+}
+
+void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report &report)
+{
+    const StopOnSignal stop;
+    Lines lines(cage);
+    Log log(most_lines, report);
+    Clock::time_point next = Clock::now();
+    while (!log.full() && !StopOnSignal::stopped()) {
+        log_lines(lines, log);
+        if (Clock::now() >= next) {
+            if (lines.is_present())
+                log_measurements(cage, log);
+            next += std::chrono::milliseconds(interval_ms);
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
+        lines.wait(left > 0 ? static_cast<int>(left) + 1 : 0);
+    }
+}
+
+} // namespace ddalctl

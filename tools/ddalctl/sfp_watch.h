@@ -1,0 +1,47 @@
+// The living part of an SFP module: measurements and status lines.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <ddal/sfp.h>
+
+#include "ddalctl/command.h"
+
+namespace ddalctl {
+
+inline constexpr Choice kSfpCageNames[] = {{"1", DDAL_SFP_1}, {"2", DDAL_SFP_2}};
+
+struct SfpLine {
+    uint32_t status;
+    const char *name;
+};
+inline constexpr SfpLine kSfpLines[] = {
+    {DDAL_SFP_STATUS_PRESENCE, "present"},
+    {DDAL_SFP_STATUS_RX_LOS, "rx-los"},
+    {DDAL_SFP_STATUS_TX_FAULT, "tx-fault"},
+};
+
+enum class SfpCalibration { none, internal, external };
+
+// Asks the module's memory, so that one without diagnostics is no failure.
+SfpCalibration sfp_calibration(uint32_t cage);
+
+struct SfpMeasurement {
+    const char *name;
+    const char *unit;
+    double value;
+    const char *alarm; // "high", "low" or "-"
+    const char *warning;
+
+    std::string value_text() const;
+    std::string unit_text() const; // optical power in dBm as well
+};
+
+std::vector<SfpMeasurement> sfp_measure(uint32_t cage);
+
+// Reports changes of the status lines as they come, and the measurements at every interval.
+void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report &report);
+
+} // namespace ddalctl

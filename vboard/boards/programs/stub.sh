@@ -1,0 +1,17 @@
+# What the stubs of the board's programs begin with: they log their run and fail when they are told to.
+#
+#   . /usr/lib/vboard/stub.sh
+#
+# /run/stub/log has one line a run: the program's name and its arguments. /run/stub/fail/<name>, or <name>.<first argument>,
+# holds what the next runs end with: an exit status, or "signal N".
+stub_name=${0##*/}
+echo "$stub_name $*" >>/run/stub/log
+for stub_order in "/run/stub/fail/$stub_name.$1" "/run/stub/fail/$stub_name"; do
+    [ -f "$stub_order" ] || continue
+    read -r stub_status stub_signal <"$stub_order" || :
+    if [ "$stub_status" = signal ]; then
+        kill -s "$stub_signal" $$
+    else
+        exit "$stub_status"
+    fi
+done

@@ -1,0 +1,34 @@
+// The service manager's notification socket, with the checks that a service manager makes.
+#pragma once
+
+#include <string>
+#include <sys/socket.h>
+
+#include "daemon/model.h"
+
+namespace vboard {
+
+class ServiceManager : public Model {
+public:
+    using Model::Model;
+    void start() override;
+
+    // show | log (what came since the last log, one message a line, "; " between its assignments) | leave (the reader
+    // goes, the name stays) | return
+    std::string control(const Words &words) override;
+
+private:
+    void listen();
+    void receive();
+    // Why a message is ignored; empty for a good one.
+    static std::string fault_of(const std::string &text, bool cut, const ::ucred *sender);
+    void take(const std::string &text);
+
+    Descriptor socket_;
+    std::string log_;
+    bool ready_ = false;
+    unsigned pings_ = 0;
+    unsigned ignored_ = 0;
+};
+
+} // namespace vboard
