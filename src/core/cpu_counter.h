@@ -35,7 +35,7 @@ inline uint64_t cpu_counter()
 {
     constexpr uint64_t kCountsPer625Nanoseconds = 128;
     static_assert(kCountsPer625Nanoseconds * 1'000'000'000 / 625 == kCpuCounterHz);
-    timespec now;
+    timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * kCpuCounterHz +
            static_cast<uint64_t>(now.tv_nsec) * kCountsPer625Nanoseconds / 625;

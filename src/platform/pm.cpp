@@ -46,10 +46,11 @@ int ddal_pm_get_runtimeclock(uint32_t *millisec, uint32_t *days)
         return log_errno("socket: %m\n");
 
     uint64_t count;
+    uint8_t answer[sizeof count + 1]; // one byte more, so that an answer that is too long is noticed
     errno = 0;
-    // With MSG_TRUNC an answer that is too long shows its true size.
-    if (recv(fd.get(), &count, sizeof count, MSG_TRUNC) != sizeof count)
+    if (recv(fd.get(), answer, sizeof answer, 0) != sizeof count)
         return log_errno("recv: %m\n");
+    memcpy(&count, answer, sizeof count);
     *days = static_cast<uint32_t>(count / kMillisecondsPerDay);
     *millisec = static_cast<uint32_t>(count % kMillisecondsPerDay);
     return 0;

@@ -1,9 +1,11 @@
 #include "support/sweep.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <memory>
 #include <unistd.h>
 
 #include "support/board.h"
@@ -167,6 +169,15 @@ Expectation fails(long result, std::vector<std::string> lines)
     };
 }
 
+Expectation in_turn(std::vector<Expectation> expectations)
+{
+    const auto used = std::make_shared<size_t>(0);
+    return [=](const Injected &injected, const Outcome &success) {
+        const size_t turn = std::min((*used)++, expectations.size() - 1);
+        return expectations[turn](injected, success);
+    };
+}
+
 Expectation changes_nothing()
 {
     return [](const Injected &, const Outcome &success) { return success; };
@@ -221,6 +232,7 @@ Outcome Sweep::expected(const Injected &injected, bool *known) const
 bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
 {
     prepare_();
+    board(); // its connection is none of what the operation leaves behind
     const Resources resources(folders_);
     LogWatch log;
     QuietStandardError quiet;

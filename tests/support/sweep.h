@@ -42,6 +42,9 @@ Expectation fails_with_errno(std::string line);
 Expectation fails_with_errno_or(long when_zero, std::vector<std::string> lines);
 // A fixed result and these lines ("%m" as above).
 Expectation fails(long result, std::vector<std::string> lines);
+// For a place that an operation comes by several times: each in turn, the last one from then on. Counted are points, so
+// a call with two kinds of failure takes two.
+Expectation in_turn(std::vector<Expectation> expectations);
 // As if nothing had failed.
 Expectation changes_nothing();
 
