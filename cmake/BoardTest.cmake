@@ -15,6 +15,17 @@ if(DDAL_SANITIZE)
     endforeach()
 endif()
 
+# Programs of another processor run under an emulator, on a board of this machine's own build.
+if(CMAKE_CROSSCOMPILING)
+    set(DDAL_NATIVE_BUILD ${CMAKE_SOURCE_DIR}/build/debug CACHE PATH "Build tree with this machine's own vboard")
+    set(board_vboard ${DDAL_NATIVE_BUILD}/bin/vboard)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    set(board_run ${board_vboard} run --emulator ${emulator})
+else()
+    set(board_vboard $<TARGET_FILE:vboard>)
+    set(board_run ${board_vboard} run)
+endif()
+
 # add_board_test(<name> SOURCES ... [TYPE mbo] [SPEED n] [HIDDEN] [LIBRARIES ...] [TIMEOUT s] [OPTIONS ...])
 #
 # Runs on a virtual board of its own, against the shipped library; with HIDDEN against the very objects it is made of, for
@@ -36,7 +47,7 @@ function(add_board_test name)
     target_link_libraries(${target} PRIVATE $<IF:$<BOOL:${arg_HIDDEN}>,ddal_objects,ddal> board_testing ${arg_LIBRARIES})
     add_dependencies(${target} vboard vboard_boards)
     add_test(NAME ${name}
-             COMMAND $<TARGET_FILE:vboard> run --type ${arg_TYPE} --speed ${arg_SPEED} ${board_preload} ${arg_OPTIONS} --
+             COMMAND ${board_run} --type ${arg_TYPE} --speed ${arg_SPEED} ${board_preload} ${arg_OPTIONS} --
                      $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml
              WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
@@ -52,11 +63,11 @@ function(add_plain_test name)
     string(REPLACE "." "_" target test_${name})
     add_executable(${target} ${arg_SOURCES})
     target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
-    target_compile_definitions(${target} PRIVATE DDAL_BUILD_DIR="${CMAKE_BINARY_DIR}" VBOARD_PROGRAM="$<TARGET_FILE:vboard>")
+    target_compile_definitions(${target} PRIVATE DDAL_BUILD_DIR="${CMAKE_BINARY_DIR}" VBOARD_PROGRAM="${board_vboard}")
     target_link_libraries(${target} PRIVATE board_testing ${arg_LIBRARIES})
     add_dependencies(${target} vboard vboard_boards)
     add_test(NAME ${name}
-             COMMAND $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml
+             COMMAND ${target} --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml
              WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
     # Programs of this build that such a test starts on a board do not have the sanitizer's runtime in front.
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT}

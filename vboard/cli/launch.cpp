@@ -5,6 +5,8 @@
 #include <ctime>
 #include <fcntl.h>
 #include <iostream>
+#include <iterator>
+#include <sstream>
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -184,19 +186,39 @@ std::string find_program(const std::string &name)
     return name;
 }
 
+Words split(const std::string &text)
+{
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
+}
+
+// What to execute. An emulator's guest gets its environment by the emulator's own option: the emulator itself is a
+// program of this machine, in front of which no library of the board may stand.
+Words command_of(const Page &page, const RunOptions &options, const std::string &path)
+{
+    Words words = split(options.emulator);
+    for (uint32_t i = 0; i < page.environment_count && !options.emulator.empty(); ++i)
+        words.insert(words.end(), {"-E", page.environment[i]});
+    words.push_back(path);
+    words.insert(words.end(), options.program.begin() + 1, options.program.end());
+    return words;
+}
+
 [[noreturn]] void be_program(const Page &page, const RunOptions &options, const std::string &path)
 {
-    for (uint32_t i = 0; i < page.environment_count; ++i)
-        putenv(const_cast<char *>(page.environment[i]));
+    if (options.emulator.empty())
+        for (uint32_t i = 0; i < page.environment_count; ++i)
+            putenv(const_cast<char *>(page.environment[i]));
+    Words words = command_of(page, options, path);
     std::vector<char *> arguments;
-    for (const std::string &word : options.program)
-        arguments.push_back(const_cast<char *>(word.c_str()));
+    for (std::string &word : words)
+        arguments.push_back(word.data());
     arguments.push_back(nullptr);
     signal(SIGINT, SIG_DFL);
     signal(SIGTERM, SIG_DFL);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    execv(path.c_str(), arguments.data());
-    std::cerr << "vboard: cannot run " << path << ": " << std::strerror(errno) << "\n";
+    execvp(arguments[0], arguments.data());
+    std::cerr << "vboard: cannot run " << arguments[0] << ": " << std::strerror(errno) << "\n";
     _exit(127);
 }
 

@@ -17,6 +17,7 @@ struct RunOptions {
     std::vector<std::string> preload; // libraries in front of the board's own
     std::vector<std::string> writable;
     std::vector<std::string> program;
+    std::string emulator; // user-mode emulator and its options, for programs of another processor
     uint32_t speed = 1;
     bool keep = false;
     bool fence = false;

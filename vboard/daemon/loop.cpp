@@ -53,7 +53,9 @@ int Loop::wait(epoll_event *events, int most) const
         return epoll_wait(epoll_.get(), events, most, -1);
     const auto left =
         std::max(nanoseconds{0}, duration_cast<nanoseconds>(timers_.begin()->first.first - steady_clock::now()));
-    const timespec span{duration_cast<seconds>(left).count(), (left % seconds{1}).count()};
+    timespec span;
+    span.tv_sec = static_cast<time_t>(duration_cast<seconds>(left).count());
+    span.tv_nsec = static_cast<long>((left % seconds{1}).count());
     return epoll_pwait2(epoll_.get(), events, most, &span, nullptr);
 }
 

@@ -174,7 +174,7 @@ void Server::read_text(const std::shared_ptr<Client> &client, const RequestHeade
     if (header.offset == UINT64_MAX)
         position = from + n;
     send_reply(client->socket.get(), header.id, static_cast<int>(n),
-               {reinterpret_cast<const uint8_t *>(text.data()) + from, n});
+               {reinterpret_cast<const uint8_t *>(text.data()) + from, static_cast<size_t>(n)});
 }
 
 void Server::control(const std::shared_ptr<Client> &client, const RequestHeader &header, const Bytes &payload)

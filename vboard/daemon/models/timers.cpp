@@ -114,7 +114,7 @@ constexpr PpsRequest kPpsRequests[] = {{Pps::kGetParams, 2, 0xA1, sizeof(pps_kpa
                                        {Pps::kSetParams, 1, 0xA2, sizeof(pps_kparams)},
                                        {Pps::kGetCap, 2, 0xA3, sizeof(int32_t)},
                                        {Pps::kFetch, 3, 0xA4, sizeof(pps_fdata)}};
-static_assert(pps_request(3, 0xA4, 8) == static_cast<uint32_t>(PPS_FETCH));
+static_assert(pps_request(3, 0xA4, sizeof(void *)) == static_cast<uint32_t>(PPS_FETCH));
 
 } // namespace
 
