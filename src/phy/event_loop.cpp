@@ -1,0 +1,145 @@
+#include "phy/event_loop.h"
+
+#include <csignal>
+#include <ctime>
+#include <pthread.h>
+#include <unistd.h>
+
+#include "core/log.h"
+#include "phy/link_event.h"
+
+namespace ddal::phy {
+
+namespace {
+
+constexpr time_t kStartLimit = 1; // seconds
+
+pthread_once_t once = PTHREAD_ONCE_INIT;
+const Gio *gio;
+GMainLoop *main_loop;
+
+pthread_mutex_t registry_mutex = PTHREAD_MUTEX_INITIALIZER;
+GHashTable *registry;
+
+pthread_mutex_t start_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t start_condition;
+bool started;
+
+void set_registry(GHashTable *table)
+{
+    const RegistryLock lock;
+    registry = table;
+}
+
+void create_start_condition()
+{
+    pthread_condattr_t attributes;
+    pthread_condattr_init(&attributes);
+    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+    pthread_cond_init(&start_condition, &attributes);
+    pthread_condattr_destroy(&attributes);
+}
+
+// The application's signals are not for this thread.
+int create_thread()
+{
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_t thread;
+    const int rc = pthread_create(&thread, nullptr, event_loop_thread, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (rc == 0)
+        pthread_detach(thread);
+    return rc;
+}
+
+int wait_for_start()
+{
+    pthread_mutex_lock(&start_mutex);
+    timespec limit{};
+    clock_gettime(CLOCK_MONOTONIC, &limit);
+    limit.tv_sec += kStartLimit;
+    int rc = 0;
+    while (!started && rc == 0)
+        rc = pthread_cond_timedwait(&start_condition, &start_mutex, &limit);
+    pthread_mutex_unlock(&start_mutex);
+    return rc;
+}
+
+} // namespace
+
+RegistryLock::RegistryLock() : error_(pthread_mutex_lock(&registry_mutex)) {}
+
+RegistryLock::~RegistryLock()
+{
+    if (error_ == 0)
+        pthread_mutex_unlock(&registry_mutex);
+}
+
+const Gio *loaded_gio()
+{
+    return gio;
+}
+
+GHashTable *event_registry()
+{
+    return registry;
+}
+
+void initialize_phy_events()
+{
+    gio = load_gio();
+    if (!gio)
+        return;
+    GHashTable *const table = gio->hash_table_new_full(nullptr, nullptr, nullptr, release_registration);
+    main_loop = gio->main_loop_new(nullptr, FALSE);
+    if (!main_loop) {
+        gio->hash_table_destroy(table);
+        log_line(LOG_ERR, "GMainLoop initialization failed\n");
+        return;
+    }
+    set_registry(table);
+    create_start_condition();
+
+    int rc = create_thread();
+    if (rc != 0) {
+        log_line(LOG_ERR, "pthread creation failed: %d\n", rc);
+        set_registry(nullptr);
+        gio->hash_table_destroy(table);
+        return;
+    }
+    rc = wait_for_start();
+    if (rc != 0)
+        log_line(LOG_ERR, "failed waiting for event loop to start: %d\n", rc);
+    else
+        log_line(LOG_INFO, "event loop initialized for PID:%d\n", static_cast<int>(getpid()));
+}
+
+void *event_loop_thread(void *)
+{
+    gio->idle_add(event_loop_initialized_callback, nullptr);
+    gio->main_loop_run(main_loop);
+    log_line(LOG_ERR, "event main loop stopped!\n");
+    return nullptr;
+}
+
+int event_loop_initialized_callback(void *)
+{
+    pthread_mutex_lock(&start_mutex);
+    started = true;
+    const int rc = pthread_cond_signal(&start_condition);
+    if (rc != 0)
+        log_line(LOG_ERR, "pthread_cond_signal failed: %d\n", rc);
+    pthread_mutex_unlock(&start_mutex);
+    return FALSE;
+}
+
+const Gio *running_event_loop()
+{
+    pthread_once(&once, initialize_phy_events);
+    return main_loop && gio->main_loop_is_running(main_loop) ? gio : nullptr;
+}
+
+} // namespace ddal::phy

@@ -1,0 +1,240 @@
+#include "phy/link_event.h"
+
+#include <ddal/phy.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "core/log.h"
+#include "core/unique_fd.h"
+#include "phy/event_loop.h"
+
+using ddal::core::UniqueFd;
+
+namespace ddal::phy {
+
+namespace {
+
+constexpr const char *kWatchedProperty = "OperationalState";
+constexpr const char *kClosedKey = "ddal-link-events"; // marks a bus connection whose end is watched
+
+struct Registration {
+    const Gio *gio;
+    int fd;
+    GDBusProxy *proxy = nullptr;
+    gulong handler = 0;
+
+    Registration(const Gio *library, int descriptor) : gio(library), fd(descriptor) {}
+    ~Registration();
+    Registration(const Registration &) = delete;
+    Registration &operator=(const Registration &) = delete;
+};
+
+// Disconnecting does not wait for a handler that runs at that moment on the event thread, and its descriptor's number
+// may be another file's right after. GLib tells when the last use of a handler is over.
+std::mutex disconnecting; // one at a time
+std::mutex gone_mutex;
+std::condition_variable gone_condition;
+int gone_fd = -1;
+
+void on_handler_gone(void *user_data, GClosure *)
+{
+    const std::lock_guard lock(gone_mutex);
+    gone_fd = GPOINTER_TO_INT(user_data);
+    gone_condition.notify_one();
+}
+
+Registration::~Registration()
+{
+    if (handler != 0) {
+        const std::lock_guard one_at_a_time(disconnecting);
+        gio->signal_handler_disconnect(proxy, handler);
+        std::unique_lock lock(gone_mutex);
+        gone_condition.wait(lock, [this] { return gone_fd == fd; });
+        gone_fd = -1;
+    }
+    if (proxy)
+        gio->object_unref(proxy);
+}
+
+int notify(int fd)
+{
+    int rc = 0;
+    do
+        rc = eventfd_write(fd, 1);
+    while (rc != 0 && errno == EINTR);
+    return rc;
+}
+
+void notify_entry(void *key, void *, void *)
+{
+    notify(GPOINTER_TO_INT(key));
+}
+
+// Without the bus no state is known any more: everybody who waits is to find that out.
+void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
+{
+    const RegistryLock lock;
+    if (event_registry())
+        loaded_gio()->hash_table_foreach(event_registry(), notify_entry, nullptr);
+}
+
+// The registry's lock is held, so that two first users of a connection do not both watch it.
+void watch_bus(const Gio *gio, GDBusConnection *connection)
+{
+    auto *const object = reinterpret_cast<GObject *>(connection);
+    if (gio->object_get_data(object, kClosedKey))
+        return;
+    gio->signal_connect_data(connection, "closed", G_CALLBACK(on_bus_closed), nullptr, nullptr, GConnectFlags{});
+    gio->object_set_data(object, kClosedKey, connection);
+}
+
+GDBusProxy *create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
+                         const char *object_path)
+{
+    GError *error = nullptr;
+    GDBusProxy *const proxy = gio->dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr,
+                                                               bus_name, object_path, interface, nullptr, &error);
+    if (!proxy) {
+        log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %s\n", object_path, error->message);
+        gio->error_free(error);
+        return nullptr;
+    }
+    // A bus that restarts must not end the application, which is GLib's default.
+    gio->dbus_connection_set_exit_on_close(gio->dbus_proxy_get_connection(proxy), FALSE);
+    return proxy;
+}
+
+} // namespace
+
+void release_registration(void *registration)
+{
+    delete static_cast<Registration *>(registration);
+}
+
+void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *, void *user_data)
+{
+    const Gio *const gio = loaded_gio();
+    if (gio->variant_n_children(changed) == 0)
+        return;
+
+    GVariantIter iterator;
+    const char *name = nullptr;
+    GVariant *value = nullptr;
+    gio->variant_iter_init(&iterator, changed);
+    while (gio->variant_iter_next(&iterator, "{&sv}", &name, &value)) {
+        gio->variant_unref(value);
+        if (strcmp(name, kWatchedProperty) != 0)
+            continue;
+        const int fd = GPOINTER_TO_INT(user_data);
+        if (notify(fd) != 0)
+            log_line(LOG_ERR, "error writing to eventfd %d: %d\n", fd, errno);
+    }
+}
+
+int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path)
+{
+    const Gio *const gio = running_event_loop();
+    if (!gio)
+        return log_error(-1, "phy event loop is not running!\n");
+
+    UniqueFd fd; // outlives the record, whose handler writes to it
+    std::unique_ptr<Registration> record{new (std::nothrow) Registration(gio, -1)};
+    if (!record)
+        return log_error(-1, "malloc: %d\n", errno);
+    record->proxy = create_proxy(__func__, gio, bus_name, interface, object_path);
+    if (!record->proxy)
+        return -1;
+    fd.reset(eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)); // readable at once: the first wait yields the present state
+    if (!fd)
+        return log_error(-1, "unable to open eventfd: %d\n", errno);
+    record->fd = fd.get();
+    record->handler = gio->signal_connect_data(record->proxy, "g-properties-changed", G_CALLBACK(on_properties_changed),
+                                               GINT_TO_POINTER(fd.get()), on_handler_gone, GConnectFlags{});
+    if (record->handler == 0)
+        return log_error(-1, "error connecting to properties changed signal for object path %s\n", object_path);
+
+    const RegistryLock lock;
+    if (lock.error() != 0)
+        return log_error(-1, "pthread_mutex_lock failed: %d\n", lock.error());
+    watch_bus(gio, gio->dbus_proxy_get_connection(record->proxy));
+    gio->hash_table_insert(event_registry(), GINT_TO_POINTER(fd.get()), record.release());
+    return fd.release();
+}
+
+namespace {
+
+// The state that the proxy holds. False: the service or the bus is gone, or tells no state.
+bool cached_state(const Gio *gio, const Registration &record, uint16_t *state)
+{
+    if (gio->dbus_connection_is_closed(gio->dbus_proxy_get_connection(record.proxy)))
+        return false;
+    GVariant *const value = gio->dbus_proxy_get_cached_property(record.proxy, kWatchedProperty);
+    if (!value)
+        return false;
+    const bool is_text = gio->variant_is_of_type(value, G_VARIANT_TYPE_STRING);
+    if (is_text) {
+        const char *const text = gio->variant_get_string(value, nullptr);
+        *state = strcmp(text, "off") != 0 && strcmp(text, "no-carrier") != 0;
+    }
+    gio->variant_unref(value);
+    return is_text;
+}
+
+// Reads the counter back to 0. Nothing pending is fine.
+int clear_event(int fd)
+{
+    eventfd_t count = 0;
+    int rc = 0;
+    do
+        rc = eventfd_read(fd, &count);
+    while (rc != 0 && errno == EINTR);
+    return rc == 0 || errno == EAGAIN ? 0 : -1;
+}
+
+} // namespace
+
+} // namespace ddal::phy
+
+using namespace ddal::phy;
+
+int ddal_phy_event_retrieve(int fd, uint16_t *state)
+{
+    if (!state)
+        return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
+    if (clear_event(fd) != 0)
+        return log_error(-EIO, "error reading eventfd %d: %d\n", fd, errno);
+
+    const RegistryLock lock;
+    if (lock.error() != 0)
+        return log_error(-EIO, "pthread_mutex_lock failed: %d\n", lock.error());
+    if (!event_registry())
+        return log_error(-ENOENT, "ddal_phy_event_register has not been called yet\n\n");
+    const Gio *const gio = loaded_gio();
+    const auto *const record =
+        static_cast<const Registration *>(gio->hash_table_lookup(event_registry(), GINT_TO_POINTER(fd)));
+    if (!record)
+        return log_error(-ENOENT, "could not find info associated with file descriptor: %d\n", fd);
+    if (!cached_state(gio, *record, state))
+        return log_error(-EIO, "could not retrieve OperationalState for fd %d\n\n", fd);
+    return 0;
+}
+
+int ddal_phy_event_unregister(int fd)
+{
+    const RegistryLock lock;
+    if (lock.error() != 0)
+        return log_error(-EIO, "pthread_mutex_lock failed: %d\n", lock.error());
+    if (!event_registry())
+        return log_error(-ENOENT, "ddal_phy_event_register has not been called yet\n\n");
+    if (!loaded_gio()->hash_table_remove(event_registry(), GINT_TO_POINTER(fd)))
+        return log_error(-ENOENT, "unable to remove from hash table fd=%d\n", fd);
+    close(fd); // under the lock: the number must not come back while its entry may still be looked at
+    return 0;
+}

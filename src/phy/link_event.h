@@ -1,0 +1,17 @@
+// Registrations of link events: a D-Bus proxy whose property changes make an eventfd readable.
+#pragma once
+
+#include "phy/gio.h"
+
+namespace ddal::phy {
+
+// Watches "OperationalState" of one link object. The descriptor, or -1.
+int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path);
+
+// The handler: on the event thread, with the descriptor itself as user data.
+void on_properties_changed(GDBusProxy *proxy, GVariant *changed, const char *const *invalidated, void *user_data);
+
+// Ends a registration that leaves the registry. The descriptor may be closed afterwards: its handler no longer runs.
+void release_registration(void *registration);
+
+} // namespace ddal::phy
