@@ -278,8 +278,9 @@ int ddal_bcm_get_rclk_freq(uint32_t port, uint16_t *code)
 
     const int mdio = mdio_address(port);
     uint32_t data = 0;
-    const auto read = [&, caller = __func__] { return read_clock_register(caller, port, mdio, &data); };
-    if (on_clock_page(__func__, mdio, read) != 0)
+    const char *const caller = __func__; // in the lambda it would be another
+    const auto read = [&] { return read_clock_register(caller, port, mdio, &data); };
+    if (on_clock_page(caller, mdio, read) != 0)
         return DDAL_ERR_FAILURE;
     return reg_bits_to_frequency(data & kClockMask, code);
 }
@@ -295,7 +296,8 @@ int ddal_bcm_set_rclk_freq(uint32_t port, uint16_t code)
         return DDAL_ERR_FAILURE;
 
     const int mdio = mdio_address(port);
-    return on_clock_page(__func__, mdio, [&, caller = __func__] {
+    const char *const caller = __func__; // in the lambda it would be another
+    return on_clock_page(caller, mdio, [&] {
         uint32_t data = 0;
         if (read_clock_register(caller, port, mdio, &data) != 0)
             return DDAL_ERR_FAILURE;

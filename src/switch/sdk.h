@@ -117,9 +117,6 @@ typedef int (*bcm_vlan_translate_egress_action_traverse_cb)(int unit, int port_c
                                                             bcm_vlan_action_set_t *action, void *user_data);
 typedef int (*bcm_l2_traverse_cb)(int unit, bcm_l2_addr_t *info, void *user_data);
 
-// Called by the SDK, provided by this library.
-void sal_config_init_defaults(void);
-
 // clang-format off
 extern DDAL_SDK_CALL char *_shr_errmsg[];
 

@@ -23,16 +23,15 @@ def tracked_sources(root):
     return out.stdout.split()
 
 
-def is_generated(build, source, name):
-    """A file that the build writes next to a folder's objects is that folder's own."""
-    return (build / pathlib.Path(source).parent / name).is_file() or (build / "include" / name).is_file()
-
-
-def resolve(root, source, name):
-    """The path of an included file below the root, None for another file."""
+def resolve(root, build, folders, source, name):
+    """The path of an included file below the root, None for a file of the system."""
     for directory in (pathlib.Path(source).parent, *map(pathlib.Path, INCLUDE_ROOTS)):
         if (root / directory / name).is_file():
             return (root / directory / name).resolve().relative_to(root).as_posix()
+    # What the build generates lies next to the objects of the folder that it belongs to.
+    for folder in folders:
+        if (build / folder / name).is_file():
+            return f"{folder}/{name}"
     return None
 
 
@@ -43,9 +42,9 @@ def include_faults(root, build, architecture):
             yield f"{source}: its folder is not in ARCHITECTURE.md"
             continue
         for bracket, name in INCLUDE.findall((root / source).read_text()):
-            target = "include/ddal" if name.startswith("ddal/") else resolve(root, source, name)
+            target = "include/ddal" if name.startswith("ddal/") else resolve(root, build, architecture.may_use, source, name)
             if target is None:
-                if bracket == '"' and not is_generated(build, source, name):
+                if bracket == '"':
                     yield f'{source}: "{name}" is no file of the project'
                 continue
             used = architecture.folder_of(target)
