@@ -10,10 +10,10 @@ const std::vector<Family> &families()
         power_meter_family(), rf_fpga_family(),    slow_measurement_family(),
         laa_family(),         rfcard_family(),     sfp_family(),
         alarm_family(),       events_family(),     aif_family(),
-        frame_family(),       clock_family(),      ffs_family(),
-        boot_family(),        watchdog_family(),   ready_family(),
-        reboot_family(),      mem_family(),        cma_family(),
-        atboot_family(),
+        frame_family(),       clock_family(),      led_family(),
+        ffs_family(),         boot_family(),       watchdog_family(),
+        ready_family(),       reboot_family(),     mem_family(),
+        cma_family(),         atboot_family(),
     };
     return all;
 }

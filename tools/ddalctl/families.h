@@ -22,6 +22,7 @@ Family ffs_family();
 Family fpga_family();
 Family frame_family();
 Family laa_family();
+Family led_family();
 Family mem_family();
 Family power_meter_family();
 Family ready_family();
@@ -36,3 +37,4 @@ Family watchdog_family();
 const std::vector<Family> &families();
 
 } // namespace ddalctl
+

@@ -1,0 +1,96 @@
+// ddalctl led: front-panel LEDs and the board-wide LEDs-off mode.
+#include <ddal/led.h>
+
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr Choice kLedNames[] = {
+    {"status", DDAL_LED_STATUS},
+    {"backhaul", DDAL_LED_BACKHAUL},
+    {"rf", DDAL_LED_RF},
+    {"global", DDAL_LED_GLOBAL_STATE},
+};
+
+constexpr Choice kColours[] = {
+    {"off", DDAL_LED_OFF},
+    {"green", DDAL_LED_SOLID_GREEN},
+    {"red", DDAL_LED_SOLID_RED},
+    {"yellow", DDAL_LED_SOLID_YELLOW},
+    {"blinking-green", DDAL_LED_BLINKING_GREEN},
+    {"blinking-red", DDAL_LED_BLINKING_RED},
+    {"blinking-yellow", DDAL_LED_BLINKING_YELLOW},
+    {"disabled", DDAL_LED_DISABLED},
+    {"enabled", DDAL_LED_ENABLED},
+};
+
+constexpr Choice kStates[] = {{"off", 0}, {"on", 1}};
+
+std::string colour_name(uint32_t colour)
+{
+    for (const Choice &row : kColours) {
+        if (row.value == colour)
+            return row.word;
+    }
+    return std::to_string(colour);
+}
+
+std::string colour_of(uint32_t led)
+{
+    uint32_t colour = 0;
+    require(DDAL(ddal_led_get)(led, &colour));
+    return colour_name(colour);
+}
+
+void show(const Arguments &, Report &report)
+{
+    for (const Choice &led : kLedNames)
+        report.add(led.word, colour_of(led.value));
+}
+
+void get(const Arguments &arguments, Report &report)
+{
+    report.add("colour", colour_of(arguments.choice("LED", kLedNames)));
+}
+
+void set(const Arguments &arguments, Report &)
+{
+    const uint32_t led = arguments.choice("LED", kLedNames);
+    require(DDAL(ddal_led_set)(led, arguments.choice("COLOUR", kColours)));
+}
+
+void global(const Arguments &arguments, Report &)
+{
+    const uint32_t state = arguments.choice("STATE", kStates);
+    require(DDAL(ddal_led_set_global_state)(state, arguments.given("--persist")));
+}
+
+} // namespace
+
+Family led_family()
+{
+    const Argument led = {"LED", Kind::text, "status, backhaul, rf or global (the board-wide mode)"};
+    return {"led",
+            "front-panel LEDs",
+            {
+                {"show", "show all LEDs", {}, show},
+                {"get", "show one LED", {led}, get},
+                {"set",
+                 "set one LED, check that it took the colour, else put the old one back",
+                 {led,
+                  {"COLOUR", Kind::text,
+                   "off, green, red, yellow, blinking-green, blinking-red, blinking-yellow, disabled or enabled"}},
+                 set},
+                {"global",
+                 "switch all LEDs of the board, those of the PHYs too, on or off",
+                 {{"STATE", Kind::text, "on or off"}, {"--persist", Kind::flag, "also after a restart"}},
+                 global},
+            }};
+}
+
+} // namespace ddalctl
