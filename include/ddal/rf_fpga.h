@@ -232,8 +232,8 @@ DDAL_API int ddal_rf_fpga_laa_sas_open(uint32_t index, struct ddal_rf_fpga_laa_s
 DDAL_API int ddal_rf_fpga_laa_sas_open_any_rtwp(struct ddal_rf_fpga_laa_sas **out);
 
 /*
- * Waits for a SAS event; signals do not interrupt it. Nothing is read: while the driver signals, every wait returns at
- * once.
+ * Waits for a SAS event; signals do not interrupt it. Nothing is read: how long an event lasts, and how many waits it
+ * ends, is the driver's affair.
  *
  * Returns 0. -EINVAL: desc is NULL. -EBADF: its descriptor is not open. -EIO: the channel has ended. Otherwise a
  * negative errno.

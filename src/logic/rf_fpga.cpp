@@ -17,6 +17,7 @@
 
 using ddal::core::ddal_common_pread_all;
 using ddal::core::ddal_common_pwrite_all;
+using ddal::core::minus_errno;
 using ddal::core::UniqueFd;
 using namespace ddal::logic;
 
@@ -36,88 +37,31 @@ bool is_aligned(uint32_t address)
     return address % kFpgaRegisterAlignment == 0;
 }
 
+int words_of(ssize_t bytes)
+{
+    return static_cast<int>(bytes / static_cast<ssize_t>(sizeof(uint32_t)));
+}
+
 bool is_behind_spi(uint32_t devid)
 {
     return devid >= 1 && devid <= kRfFpgaLastDevice;
 }
 
-int read_words(uint32_t address, uint32_t count, uint32_t *buf)
+// Passes one request to a device. The lines carry the name of the public operation.
+int request(const char *function, uint32_t devid, int flags, uint32_t number, FpgaRegRequest *record)
 {
-    if (!buf)
-        return log_error(-EINVAL, "fpga read buffer is NULL\n");
-    if (count == 0)
-        return 0;
-    if (!is_aligned(address))
-        return log_error(-EFAULT, "fpga reg address is not aligned\n");
-
-    const UniqueFd fd{open(kRfFpgaNode0, O_RDONLY | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device fpga_rf0: %m\n");
-    const ssize_t n = ddal_common_pread_all(fd.get(), buf, size_t{count} * sizeof *buf, address);
-    if (n < 0)
-        return log_errno("fpga read failed: %m\n");
-    return static_cast<int>(n / static_cast<ssize_t>(sizeof *buf));
-}
-
-int write_words(uint32_t address, uint32_t count, const uint32_t *buf)
-{
-    if (!buf)
-        return log_error(-EINVAL, "fpga write buffer is NULL\n");
-    if (count == 0)
-        return 0;
-    if (!is_aligned(address))
-        return log_error(-EFAULT, "fpga reg address is not aligned\n");
-
-    const UniqueFd fd{open(kRfFpgaNode0, O_RDWR | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device fpga_rf0: %m\n");
-    const ssize_t n = ddal_common_pwrite_all(fd.get(), buf, size_t{count} * sizeof *buf, address);
-    if (n < 0)
-        return log_errno("fpga write failed: %m\n");
-    return static_cast<int>(n / static_cast<ssize_t>(sizeof *buf));
-}
-
-int read_spi(uint32_t address, uint32_t count, uint32_t *buf, uint32_t devid)
-{
-    if (count == 0)
-        return 0;
-    if (count != 1)
-        return -EINVAL;
-    if (!buf)
-        return log_error(-EINVAL, "fpga read buffer is NULL\n");
-
     const NodeName node{devid};
-    const UniqueFd fd{open(node.get(), O_RDONLY | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device %s: %m\n", node.get());
-    FpgaRegRequest request{0, address, 0, 0};
+    const UniqueFd fd{open(node.get(), flags | O_CLOEXEC)};
+    if (!fd) {
+        log_line_as(LOG_ERR, function, "can't open device %s: %m\n", node.get());
+        return minus_errno();
+    }
     errno = 0;
-    if (ioctl(fd.get(), kFpgaRegRead, &request) != 0)
-        return log_errno("ioctl failed: %m\n");
-    buf[0] = request.value;
-    return 1;
-}
-
-int write_spi(uint32_t address, uint32_t count, const uint32_t *buf, uint32_t devid)
-{
-    if (count == 0)
-        return 0;
-    if (count != 1)
-        return -EINVAL;
-    if (!buf)
-        return log_error(-EINVAL, "fpga write buffer is NULL\n");
-    if (buf[0] > kSpiRegisterMax)
-        return log_error(-EINVAL, "data written to SPI %d overflow (max is 255)\n", static_cast<int>(devid));
-
-    const NodeName node{devid};
-    const UniqueFd fd{open(node.get(), O_RDWR | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device %s: %m\n", node.get());
-    FpgaRegRequest request{0, address, 0, buf[0]};
-    errno = 0;
-    if (ioctl(fd.get(), kFpgaRegWrite, &request) != 0)
-        return log_errno("ioctl failed: %m\n");
-    return 1;
+    if (ioctl(fd.get(), number, record) != 0) {
+        log_line_as(LOG_ERR, function, "ioctl failed: %m\n");
+        return minus_errno();
+    }
+    return 0;
 }
 
 int write_bit(uint32_t address, uint32_t bit, bool set, uint32_t devid)
@@ -159,12 +103,61 @@ int rewrite_block(int fd, uint32_t address, uint8_t *block, uint32_t len, const 
 
 int ddal_rf_fpga_read(uint32_t address, uint32_t count, uint32_t *buf, uint32_t devid)
 {
-    return devid == 0 ? read_words(address, count, buf) : read_spi(address, count, buf, devid);
+    if (devid != 0 && count == 0)
+        return 0;
+    if (devid != 0 && count != 1)
+        return -EINVAL;
+    if (!buf)
+        return log_error(-EINVAL, "fpga read buffer is NULL\n");
+    if (devid != 0) {
+        FpgaRegRequest record{0, address, 0, 0};
+        const int result = request(__func__, devid, O_RDONLY, kFpgaRegRead, &record);
+        if (result != 0)
+            return result;
+        buf[0] = record.value;
+        return 1;
+    }
+
+    if (count == 0)
+        return 0;
+    if (!is_aligned(address))
+        return log_error(-EFAULT, "fpga reg address is not aligned\n");
+    const UniqueFd fd{open(kRfFpgaNode0, O_RDONLY | O_CLOEXEC)};
+    if (!fd)
+        return log_errno("can't open device fpga_rf0: %m\n");
+    const ssize_t n = ddal_common_pread_all(fd.get(), buf, size_t{count} * sizeof *buf, address);
+    if (n < 0)
+        return log_errno("fpga read failed: %m\n");
+    return words_of(n);
 }
 
 int ddal_rf_fpga_write(uint32_t address, uint32_t count, const uint32_t *buf, uint32_t devid)
 {
-    return devid == 0 ? write_words(address, count, buf) : write_spi(address, count, buf, devid);
+    if (devid != 0 && count == 0)
+        return 0;
+    if (devid != 0 && count != 1)
+        return -EINVAL;
+    if (!buf)
+        return log_error(-EINVAL, "fpga write buffer is NULL\n");
+    if (devid != 0) {
+        if (buf[0] > kSpiRegisterMax)
+            return log_error(-EINVAL, "data written to SPI %d overflow (max is 255)\n", static_cast<int>(devid));
+        FpgaRegRequest record{0, address, 0, buf[0]};
+        const int result = request(__func__, devid, O_RDWR, kFpgaRegWrite, &record);
+        return result != 0 ? result : 1;
+    }
+
+    if (count == 0)
+        return 0;
+    if (!is_aligned(address))
+        return log_error(-EFAULT, "fpga reg address is not aligned\n");
+    const UniqueFd fd{open(kRfFpgaNode0, O_RDWR | O_CLOEXEC)};
+    if (!fd)
+        return log_errno("can't open device fpga_rf0: %m\n");
+    const ssize_t n = ddal_common_pwrite_all(fd.get(), buf, size_t{count} * sizeof *buf, address);
+    if (n < 0)
+        return log_errno("fpga write failed: %m\n");
+    return words_of(n);
 }
 
 int ddal_rf_fpga_get_version(uint32_t *version)
@@ -183,8 +176,8 @@ int ddal_rf_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t value, u
     const UniqueFd fd{open(node.get(), O_RDWR | O_CLOEXEC)};
     if (!fd)
         return log_errno("can't open device %s: %m\n", node.get());
-    FpgaRegRequest request{0, address, mask, value};
-    if (ioctl(fd.get(), kFpgaRegMaskedWrite, &request) != 0)
+    FpgaRegRequest record{0, address, mask, value};
+    if (ioctl(fd.get(), kFpgaRegMaskedWrite, &record) != 0)
         return log_error(DDAL_ERR_FAILURE, "ioctl failed: %m\n"); // kept: not the errno
     return 0;
 }

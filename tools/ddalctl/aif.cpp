@@ -39,7 +39,7 @@ void validate(const Arguments &, Report &report)
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);)
         add_line(report, line);
-    report.add_flag("healthy", result == 0);
+    report.add("healthy", result == 0, result == 0 ? "links healthy" : "links not healthy");
 }
 
 void log(const Arguments &arguments, Report &)

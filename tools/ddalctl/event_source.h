@@ -19,16 +19,11 @@ public:
     virtual std::string name() const = 0; // "prescan 0"
     virtual int descriptor() const = 0;
     virtual short condition() const = 0; // POLLIN or POLLPRI
-    // Whether the condition stays when the event was taken: the next event is then a change from quiet to signalled.
-    virtual bool lasts() const { return false; }
     // Takes the event that is there and says what it was. Throws Failure when the channel has ended.
     virtual std::string take() = 0;
 
-    bool is_quiet() const { return quiet_; }
-    void set_quiet(bool quiet) { quiet_ = quiet; }
-
-private:
-    bool quiet_ = true;
+    // Whether a poll has reported an event that is not taken yet. Some drivers report each event to one poll only.
+    bool reported = false;
 };
 
 struct EventKind {

@@ -90,12 +90,8 @@ public:
     std::string name() const override { return name_; }
     int descriptor() const override { return channel_->fd; }
     short condition() const override { return POLLPRI; }
-    bool lasts() const override { return true; }
-    std::string take() override
-    {
-        require(DDAL(ddal_rf_fpga_laa_sas_wait)(channel_));
-        return "signalled";
-    }
+    // The poll was the wait, and there is nothing to read.
+    std::string take() override { return "signalled"; }
 
 private:
     std::string name_;

@@ -209,7 +209,8 @@ int Board::open_channel(const Node &node, uint32_t flags, Descriptor &program_en
     if (!model)
         return -ENXIO;
     // Attributes signal with out-of-band data, which only streams have; records keep their bounds in packets.
-    const int type = (node.kind == NodeKind::kNotify ? SOCK_STREAM : SOCK_SEQPACKET) | SOCK_CLOEXEC;
+    const bool has_priority_input = node.kind == NodeKind::kNotify || node.kind == NodeKind::kSignal;
+    const int type = (has_priority_input ? SOCK_STREAM : SOCK_SEQPACKET) | SOCK_CLOEXEC;
     int ends[2];
     if (socketpair(AF_UNIX, type, 0, ends) != 0)
         return -errno;

@@ -63,11 +63,9 @@ Words split(const std::string &line)
 
 NodeKind kind_of(const std::string &word)
 {
-    constexpr std::pair<const char *, NodeKind> kKinds[] = {{"plain", NodeKind::kPlain},
-                                                            {"model", NodeKind::kModel},
-                                                            {"attribute", NodeKind::kAttribute},
-                                                            {"channel", NodeKind::kChannel},
-                                                            {"notify", NodeKind::kNotify}};
+    constexpr std::pair<const char *, NodeKind> kKinds[] = {
+        {"plain", NodeKind::kPlain},     {"model", NodeKind::kModel},   {"attribute", NodeKind::kAttribute},
+        {"channel", NodeKind::kChannel}, {"notify", NodeKind::kNotify}, {"signal", NodeKind::kSignal}};
     for (const auto &[name, kind] : kKinds)
         if (word == name)
             return kind;

@@ -10,10 +10,11 @@
 //   dt virtual/mac bytes 02:00:00:00:00:01          or of bytes
 //   link /dev/ttyX /dev/pts/0                       a symbolic link
 //   program /usr/bin/l2u-dtb l2u-dtb.sh             a program stub from programs/ beside the description
-//   node /dev/fpga_usr model fpga [size]            a node served by a model; kinds: plain model attribute channel
-//   notify model uptime                                    a model that has no node init fpga set 0x0 0x17010203 a
-//   control command when the board starts environment NAME=value                          for every program of the
-//   board
+//   node /dev/fpga_usr model fpga [size]            a node served by a model; the kinds are those of NodeKind:
+//                                                   plain model attribute channel notify signal
+//   model uptime                                    a model that has no node
+//   init fpga set 0x0 0x17010203                    a control command when the board starts
+//   environment NAME=value                          for every program of the board
 #pragma once
 
 #include <filesystem>

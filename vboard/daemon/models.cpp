@@ -1,11 +1,15 @@
 // The models that board descriptions can name. A new model needs one row here.
 #include "daemon/board.h"
+#include "daemon/models/event_channels.h"
 #include "daemon/models/frame.h"
 #include "daemon/models/leds.h"
 #include "daemon/models/registers.h"
 #include "daemon/models/rf_card.h"
+#include "daemon/models/rf_fpga.h"
 #include "daemon/models/service_manager.h"
+#include "daemon/models/slow_measurement.h"
 #include "daemon/models/small_devices.h"
+#include "daemon/models/soc.h"
 #include "daemon/models/timers.h"
 
 namespace vboard {
@@ -15,6 +19,7 @@ namespace {
 constexpr uint32_t kCpldSpacing = 4;
 constexpr uint64_t kCpldSize = 0x400;
 constexpr uint64_t kDfeSize = 1 << 20;
+constexpr uint64_t kSpiSize = 1 << 16;
 
 template <typename M, auto... arguments>
 std::unique_ptr<Model> make(Board &board)
@@ -30,6 +35,15 @@ constexpr Row kModels[] = {
     {"fpga", make<WordRegisters>},
     {"cpld", make<ByteRegisters, kCpldSpacing, kCpldSize>},
     {"dfe", make<ByteRegisters, 1u, kDfeSize>},
+    {"rf-fpga0", make<WordRegisters>},
+    {"rf-fpga1", make<SpiRegisters, 1u, kSpiSize>},
+    {"rf-fpga2", make<SpiRegisters, 1u, kSpiSize>},
+    {"rf-fpga3", make<SpiRegisters, 1u, kSpiSize>},
+    {"slow-measurement", make<SlowMeasurement>},
+    {"laa", make<Laa>},
+    {"alarms", make<Alarms>},
+    {"aif", make<AntennaInterface>},
+    {"cma", make<ContiguousMemory>},
     {"frame", make<Frame>},
     {"emtimer", make<EventTimers>},
     {"pps", make<PulsePerSecond>},

@@ -17,7 +17,8 @@ enum class NodeKind : uint32_t {
     kModel = 2,     // transfers and requests go to the daemon
     kAttribute = 3, // read as a plain file, writes go to the daemon
     kChannel = 4,   // opening yields one end of a socket that the daemon writes records to
-    kNotify = 5,    // an attribute that signals changes with POLLPRI
+    kNotify = 5,    // an attribute that signals changes with POLLPRI until it is read
+    kSignal = 6,    // a device that signals events with POLLPRI; the poll that reports an event takes it
 };
 
 struct Node {

@@ -90,6 +90,16 @@ uint32_t serial_of(int fd)
     return serial;
 }
 
+void take_signal(int fd)
+{
+    KeepErrno keep;
+    char marks[64];
+    syscall(SYS_recvfrom, fd, marks, 1, MSG_OOB | MSG_DONTWAIT, nullptr, nullptr);
+    // Marks that a later one has overtaken stay behind as ordinary bytes.
+    while (syscall(SYS_recvfrom, fd, marks, sizeof marks, MSG_DONTWAIT, nullptr, nullptr) > 0)
+        ;
+}
+
 const IoctlForm *ioctl_form(const Node &node, uint32_t request)
 {
     const Page &p = *page();

@@ -117,6 +117,8 @@ const Node *node_of(int fd);
 // The number of one handed-out socket, 0 for anything else.
 uint32_t serial_of(int fd);
 const IoctlForm *ioctl_form(const Node &node, uint32_t request);
+// Takes the priority input of a notifying node, if there is one.
+void take_signal(int fd);
 
 // --- one call -------------------------------------------------------------------------------------------------------
 

@@ -79,7 +79,9 @@ int flags_of(const char *mode)
 int open_resolved(const Path &path, int flags, mode_t mode)
 {
     if (const Node *node = node_by_path(path.board)) {
-        if ((node->kind == NodeKind::kChannel || node->kind == NodeKind::kNotify) && !(flags & O_PATH))
+        const bool is_socket =
+            node->kind == NodeKind::kChannel || node->kind == NodeKind::kNotify || node->kind == NodeKind::kSignal;
+        if (is_socket && !(flags & O_PATH))
             return open_channel(*node, flags);
         if (node->kind == NodeKind::kModel || node->kind == NodeKind::kAttribute)
             flags &= ~(O_TRUNC | O_CREAT | O_EXCL | O_APPEND);

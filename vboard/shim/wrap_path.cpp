@@ -133,9 +133,15 @@ WRAP(int, faccessat, int directory, const char *path, int mode, int flags)
 
 namespace {
 
+// The links of this process, by which its paths come out of the walk.
 bool is_descriptor_name(const char *board)
 {
-    return starts_with(board, "/proc/self/fd/") || starts_with(board, "/proc/thread-self/fd/");
+    char own[48] = "/proc/";
+    char digits[24];
+    digits[23] = '\0';
+    append(own, sizeof own, format_number(static_cast<uint64_t>(process_id()), digits + 23));
+    append(own, sizeof own, "/");
+    return is_below(board, "/proc/self") || is_below(board, "/proc/thread-self") || starts_with(board, own);
 }
 
 // The program sees board names, also where the kernel knows host names.

@@ -151,7 +151,15 @@ int wrapped_poll(pollfd *entries, nfds_t count, int64_t board_ns, const sigset_t
 {
     const timespec span = to_timespec(board_to_host(board_ns));
     using Real = int(pollfd *, nfds_t, const timespec *, const sigset_t *);
-    return NEXT(Real, ppoll)(entries, count, endless ? nullptr : &span, mask);
+    const int ready = NEXT(Real, ppoll)(entries, count, endless ? nullptr : &span, mask);
+    for (nfds_t i = 0; ready > 0 && i < count; ++i) {
+        if ((entries[i].revents & POLLPRI) == 0)
+            continue;
+        const Node *node = node_of(entries[i].fd);
+        if (node && node->kind == NodeKind::kSignal)
+            take_signal(entries[i].fd);
+    }
+    return ready;
 }
 
 } // namespace

@@ -48,6 +48,9 @@ public:
     void set(uint64_t address, uint8_t value);
     void on_write(uint64_t address, std::function<void(uint8_t)> hook) { write_hooks_[address] = std::move(hook); }
 
+protected:
+    uint64_t size() const { return size_; }
+
 private:
     uint32_t spacing_;
     uint64_t size_;

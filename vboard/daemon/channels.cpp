@@ -1,0 +1,27 @@
+#include "daemon/channels.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+
+namespace vboard {
+
+void Channels::send_to_all(std::span<const uint8_t> bytes, int flags)
+{
+    std::erase_if(ends_, [&](const Descriptor &end) {
+        const ssize_t n = ::send(end.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT | flags);
+        return n < 0 && errno != EAGAIN && errno != EINTR;
+    });
+}
+
+void Channels::send(std::span<const uint8_t> record)
+{
+    send_to_all(record, 0);
+}
+
+void Channels::signal()
+{
+    const uint8_t mark = 1;
+    send_to_all({&mark, 1}, MSG_OOB);
+}
+
+} // namespace vboard
