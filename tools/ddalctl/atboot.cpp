@@ -12,7 +12,9 @@ namespace {
 
 void run(const Arguments &, Report &)
 {
-    require(DDAL(ddal_atboot_run)());
+    const int result = DDAL(ddal_atboot_run)();
+    if (result != 0) // whatever a hook misses, there was something to run
+        throw Failure(result, kOperationFailed, failure_of(result).what());
 }
 
 } // namespace

@@ -61,7 +61,6 @@ constexpr IdentityNumber kNumbers[] = {
     {"bt-status", NUMBER(user_defined_a_bt_status)},
     {"bt-config", NUMBER(user_defined_a_bt_config)},
     {"wifi-support", NUMBER(user_defined_a_wifi_support)},
-    {"reset-loop-counter-1", NUMBER(reset_loop_counter_1)},
 };
 
 std::string mac_text(const uint8_t mac[6])

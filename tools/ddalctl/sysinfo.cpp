@@ -1,6 +1,8 @@
 // ddalctl sysinfo: the system-information store.
 #include <ddal/sysinfo.h>
 
+#include <cerrno>
+
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
@@ -13,8 +15,11 @@ namespace {
 void get(const Arguments &arguments, Report &report)
 {
     uint64_t value = 0;
-    require(DDAL(ddal_sysinfo_get_uint)(arguments.number("CATEGORY"), arguments.number("KEY"),
-                                        arguments.number_or("KEY2", 0), &value));
+    const int result = DDAL(ddal_sysinfo_get_uint)(arguments.number("CATEGORY"), arguments.number("KEY"),
+                                                   arguments.number_or("KEY2", 0), &value);
+    if (result == -ENOENT)
+        throw Failure(result, kNothingThere, "the store holds no such item");
+    require(result);
     report.add("value", value);
 }
 

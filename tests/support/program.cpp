@@ -1,0 +1,99 @@
+#include "support/program.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <spawn.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace testing_board {
+
+namespace {
+
+using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
+
+// Output goes to files: whatever the program writes, nobody has to read along.
+Stream temporary_stream()
+{
+    FILE *stream = tmpfile();
+    if (!stream)
+        throw std::runtime_error("no temporary file");
+    return {stream, fclose};
+}
+
+std::string content_of(FILE *stream)
+{
+    std::string content;
+    std::array<char, 4096> buffer;
+    rewind(stream);
+    while (const size_t n = fread(buffer.data(), 1, buffer.size(), stream))
+        content.append(buffer.data(), n);
+    return content;
+}
+
+pid_t start(const std::vector<std::string> &words, FILE *out, FILE *err)
+{
+    std::vector<char *> argv;
+    for (const std::string &word : words)
+        argv.push_back(const_cast<char *>(word.c_str()));
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, fileno(out), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fileno(err), STDERR_FILENO);
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0)
+        throw std::runtime_error("cannot start " + words[0]);
+    return pid;
+}
+
+int wait_for(pid_t pid)
+{
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+} // namespace
+
+Finished run_program(const std::vector<std::string> &words)
+{
+    const Stream out = temporary_stream();
+    const Stream err = temporary_stream();
+    const int status = wait_for(start(words, out.get(), err.get()));
+    return {status, content_of(out.get()), content_of(err.get())};
+}
+
+Finished run_and_signal(const std::vector<std::string> &words, std::chrono::milliseconds after, int signal)
+{
+    const Stream out = temporary_stream();
+    const Stream err = temporary_stream();
+    const pid_t pid = start(words, out.get(), err.get());
+    std::this_thread::sleep_for(after);
+    kill(pid, signal);
+    const int status = wait_for(pid);
+    return {status, content_of(out.get()), content_of(err.get())};
+}
+
+std::vector<std::string> words_of(const std::string &line)
+{
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;)
+        words.push_back(word);
+    return words;
+}
+
+} // namespace testing_board

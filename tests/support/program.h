@@ -1,0 +1,25 @@
+// Runs a program of the build and keeps what it wrote.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace testing_board {
+
+struct Finished {
+    int status; // exit status, or 128 + signal
+    std::string out;
+    std::string err;
+};
+
+// Runs words[0], an absolute path, with the environment of this process and an empty standard input.
+Finished run_program(const std::vector<std::string> &words);
+
+// The same, and sends it a signal after a while.
+Finished run_and_signal(const std::vector<std::string> &words, std::chrono::milliseconds after, int signal);
+
+// "a b c" as three words.
+std::vector<std::string> words_of(const std::string &line);
+
+} // namespace testing_board

@@ -1,0 +1,193 @@
+// ddalctl on a board: what it prints, its exit status, its one JSON document.
+#include <csignal>
+
+#include <gtest/gtest.h>
+
+#include "support/board.h"
+#include "support/board_file.h"
+#include "tools/ddalctl.h"
+
+using namespace testing_board;
+using namespace std::chrono_literals;
+
+TEST(Ddalctl, PrintsASingleValueAlone)
+{
+    ctl("fpga set 0x140900 0xcafe0001");
+    const Finished run = ddalctl("fpga read 0x140900");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "0xcafe0001\n");
+    EXPECT_EQ(run.err, "");
+}
+
+TEST(Ddalctl, PrintsSeveralRegistersAsATable)
+{
+    ctl("fpga set 0x200 1");
+    ctl("fpga set 0x204 0xff");
+    EXPECT_EQ(ddalctl("fpga read 512 2").out, "address     value\n"
+                                              "0x00000200  0x00000001\n"
+                                              "0x00000204  0x000000ff\n");
+    const Json registers = ddalctl_json("fpga read 0x200 2").at("registers");
+    EXPECT_EQ(registers, Json::parse(R"([{"address": 512, "value": 1}, {"address": 516, "value": 255}])"));
+}
+
+// Each line changes the board through one operation; what came of it is read through another way.
+TEST(Ddalctl, ChangesTheBoard)
+{
+    struct {
+        const char *command;
+        const char *control;
+        const char *state;
+    } const cases[] = {
+        {"fpga write 0x100 0x12345678", "fpga get 0x100", "0x12345678\n"},
+        {"fpga masked-write 0x100 0x0000ff00 0xaaaaaaaa", "fpga get 0x100", "0x1234aa78\n"},
+        {"cpld write 0x10 0xa5", "cpld get 0x10", "0xa5\n"},
+    };
+    for (const auto &row : cases) {
+        const Finished run = ddalctl(row.command);
+        EXPECT_EQ(run.status, 0) << row.command << run.err;
+        EXPECT_EQ(run.out, "") << row.command;
+        EXPECT_EQ(ctl(row.control), row.state) << row.command;
+    }
+}
+
+TEST(Ddalctl, ReadsBackWhatItWrote)
+{
+    struct {
+        const char *write;
+        const char *read;
+        const char *document;
+    } const cases[] = {
+        {"dfe write 0x20 00a1b2c3", "dfe read 0x20 4", R"({"address": 32, "bytes": "00a1b2c3"})"},
+        {"mem write 0x2620018 0x1234 --width 16", "mem read 0x2620018", R"({"address": 39976984, "value": 4660})"},
+        {"sysinfo set 3 0x10 1 0xffffffffffffffff", "sysinfo get 3 16 1", R"({"value": 18446744073709551615})"},
+        {"power-meter set-loops 77", "power-meter show", R"({"loops": 77, "range": 1})"},
+        {"devicetree set-isti 0x80000000", "devicetree get isti", R"({"isti": 2147483648})"},
+    };
+    for (const auto &row : cases) {
+        EXPECT_EQ(ddalctl_json(row.write), Json::object()) << row.write;
+        EXPECT_EQ(ddalctl_json(row.read), Json::parse(row.document)) << row.read;
+    }
+    EXPECT_EQ(ddalctl("dfe masked-write 0x20 00ff0f00 ffffffff").status, 0);
+    EXPECT_EQ(ddalctl("dfe read 0x20 4").out, "00ffbfc3\n");
+}
+
+TEST(Ddalctl, ReportsTheBoard)
+{
+    const Json board = ddalctl_json("board");
+    EXPECT_EQ(board.at("board-type"), 9);
+    EXPECT_EQ(board.at("eth1"), ddalctl_json("devicetree mac eth1").at("mac"));
+    EXPECT_EQ(board.at("fpga-version"), ddalctl_json("fpga version").at("version"));
+
+    // A board without a property still has a report.
+    const KeptFile kept("/proc/device-tree/board-identity/die-id");
+    ASSERT_EQ(unlink("/proc/device-tree/board-identity/die-id"), 0);
+    const Finished run = ddalctl("--json board");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(document_of(run).at("die-id"), nullptr);
+    EXPECT_EQ(document_of(run).at("serial-number"), board.at("serial-number"));
+}
+
+TEST(Ddalctl, KeepsTheDocumentWholeWhateverThePropertyHolds)
+{
+    const std::string property = "/proc/device-tree/board-identity/board-description";
+    const KeptFile kept(property);
+    put_file(property, std::string("\"quoted\"\n\xff\x1b[31m", 16));
+    const Json board = ddalctl_json("board");
+    EXPECT_NE(board.at("description").get<std::string>().find("\"quoted\"\n"), std::string::npos);
+}
+
+TEST(Ddalctl, FollowsTheFrame)
+{
+    const uint64_t before = ddalctl_json("frame show").at("bcn");
+    const Json watched = ddalctl_json("frame watch --count 25");
+    EXPECT_EQ(watched.at("frames"), 25);
+    const Json after = ddalctl_json("frame show");
+    EXPECT_GE(after.at("bcn").get<uint64_t>(), before + 24 + watched.at("missed").get<uint64_t>());
+    EXPECT_EQ(after.at("bcn").get<uint64_t>() % 4096, after.at("sfn"));
+
+    const uint32_t wanted = (after.at("sfn").get<uint32_t>() + 200) % 4096;
+    EXPECT_EQ(ddalctl_json("frame wait " + std::to_string(wanted)).at("sfn"), wanted);
+}
+
+// Ctrl-C ends a watch in good order: what was seen is reported.
+TEST(Ddalctl, ReportsWhatItSawWhenInterrupted)
+{
+    for (const char *line : {"--json frame watch", "--json power-meter watch"}) {
+        const auto words = words_of(std::string(DDALCTL_PROGRAM) + " " + line);
+        const Finished run = run_and_signal(words, 500ms, SIGINT);
+        EXPECT_EQ(run.status, 0) << line << run.err;
+        EXPECT_TRUE(document_of(run).is_object()) << line;
+    }
+}
+
+TEST(Ddalctl, TellsHowAnOperationFailed)
+{
+    struct {
+        const char *fault;
+        const char *command;
+        int status;
+        int code;
+        const char *name;
+        const char *log;
+    } const cases[] = {
+        {"pread:/dev/fpga_usr errno=EIO", "fpga read 0", 1, -EIO, "EIO", "fpga read failed: Input/output error"},
+        {"pread:/dev/fpga_usr short=0", "fpga version", 1, -1001, "DDAL_ERR_FAILURE", "unexpected len"},
+        {"open:/dev/cpld-usr errno=ENODEV", "cpld read 0", 3, -ENODEV, "ENODEV", "can't open device cpld"},
+        {"open:/dev/dfe errno=EACCES", "dfe read 0 1", 1, -EACCES, "EACCES", "can't open device dfe"},
+        {"open:/dev/mem errno=EPERM", "mem read 0x1000", 1, -EPERM, "EPERM", "error open /dev/mem"},
+        {"open:/dev/fpga_frame errno=EACCES", "fpga read 0", 1, -EACCES, "EACCES", ""},
+        {"open:/dev/fpga_frame errno=ENOENT", "fpga read 0", 3, -ENODEV, "ENODEV", ""},
+        {"*:nothing errno=EIO", "fpga read 2", 1, -EFAULT, "EFAULT", "not aligned"},
+        {"*:nothing errno=EIO", "devicetree mac eth2", 3, -ENODEV, "ENODEV", "not supported interface"},
+        {"*:nothing errno=EIO", "sysinfo get 99 99", 3, -ENOENT, "ENOENT", ""},
+    };
+    for (const auto &row : cases) {
+        const Fault fault(row.fault);
+        const Finished run = ddalctl(std::string("--json ") + row.command);
+        EXPECT_EQ(run.status, row.status) << row.command;
+        const Json error = document_of(run).at("error");
+        EXPECT_EQ(error.at("code"), row.code) << row.command;
+        EXPECT_EQ(error.at("name"), row.name) << row.command;
+        EXPECT_NE(error.at("text"), "") << row.command;
+        EXPECT_NE(run.err.find(row.log), std::string::npos) << row.command << ": " << run.err;
+    }
+}
+
+TEST(Ddalctl, RefusesWrongUseBeforeItTouchesTheBoard)
+{
+    const Fault loaded("open:/dev/fpga_frame errno=EIO count=0");
+    for (const char *line : {"",
+                             "nosuch",
+                             "fpga",
+                             "fpga nosuch",
+                             "fpga read",
+                             "fpga read 0 1 2",
+                             "fpga read 0x",
+                             "fpga read 12a",
+                             "fpga read 0x1g",
+                             "fpga read -1",
+                             "fpga read 4294967296",
+                             "fpga read 0 0",
+                             "fpga read 0 4097",
+                             "fpga write 0",
+                             "dfe write 0 abc",
+                             "dfe write 0 xy",
+                             "dfe masked-write 0 ff ffff",
+                             "mem read 2",
+                             "mem read 0 --width 12",
+                             "mem write 0 256 --width 8",
+                             "frame wait 4096",
+                             "frame watch --count",
+                             "frame watch --count 0",
+                             "sysinfo set 0 1 2",
+                             "clock jitter-cleaner-write 0x1000000",
+                             "devicetree get nosuch",
+                             "--completion zsh",
+                             "fpga read 0 --nosuch"}) {
+        const Finished run = ddalctl(std::string(line) + " --json");
+        EXPECT_EQ(run.status, 2) << line;
+        EXPECT_EQ(document_of(run).at("error").at("code"), -EINVAL) << line;
+        EXPECT_EQ(run.err, "") << line;
+    }
+    EXPECT_EQ(loaded.seen(), 0u);
+}
