@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <sys/stat.h>
 
 #include "core/log.h"
 
@@ -52,6 +53,15 @@ int LinePattern::match(const LineReader &line)
 int write_text(FILE *out, const char *text, size_t size)
 {
     return fwrite(text, 1, size, out) == size ? 0 : -EIO;
+}
+
+int check_read_whole(FILE *in)
+{
+    const int fd = fileno(in);
+    if (fd < 0) // memory
+        return 0;
+    struct stat status;
+    return fstat(fd, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_size == ftello(in)) ? 0 : -EIO;
 }
 
 int copy_until(LineReader &lines, LinePattern &target, LinePattern *stop, FILE *out)

@@ -59,6 +59,10 @@ private:
 // 0, or -EIO for a short write.
 int write_text(FILE *out, const char *text, size_t size);
 
+// 0, or -EIO when a regular file was not read up to its end: another program rewrites it in place, so that what was
+// read of it belongs to no version.
+int check_read_whole(FILE *in);
+
 // Copies lines until one matches `target`; that one is not copied and stays the line of `lines`. A line that matches
 // `stop` (may be NULL) ends the copy as well and is read again next. A last line without newline is given one.
 // Returns 1 when the target was found, 0 when it was not, otherwise a negative code.

@@ -60,7 +60,9 @@ int set_pam_history_length(uint32_t length)
     const int written = write_with_length(lines, history_line, length, out);
     if (written != 0)
         return written;
-    const int copied = core::ddal_common_copy_stream(in, out);
+    int copied = core::ddal_common_copy_stream(in, out);
+    if (copied == 0)
+        copied = check_read_whole(in);
     if (copied != 0)
         return copied;
 

@@ -76,21 +76,6 @@ int create_flag_file()
     return flag && flag.close() == 0 ? 0 : core::minus_errno();
 }
 
-// The steps that a failure rolls back. Returns as the failing step does.
-int apply_restriction()
-{
-    int result = run_program(kPasswordLockTool, "-l", kPrivilegedUser);
-    if (result != 0)
-        return log_error(result, "lock %s password authentication error: %d\n", kPrivilegedUser, result);
-    result = write_settings(&Setting::restricted);
-    if (result != 0)
-        return log_error(result, "enable SSH forwarding for serviceuser error: %d\n", result);
-    result = create_flag_file();
-    if (result != 0)
-        return log_error(result, "restricted root access flag file create error: %d\n", result);
-    return 0;
-}
-
 int restricted_root_access_disable()
 {
     if (unlink(kFlagFile) != 0 && errno != ENOENT) {
@@ -111,9 +96,16 @@ int restricted_root_access_enable()
     int result = ssh_configuration_is_valid();
     if (result != 0)
         return log_error(code_of(result), "%s SSH configuration check error: %d\n", kPrivilegedUser, result);
-    result = apply_restriction();
-    if (result != 0)
-        static_cast<void>(restricted_root_access_disable()); // logs on its own; the first error is the one to report
+
+    if ((result = run_program(kPasswordLockTool, "-l", kPrivilegedUser)) != 0)
+        log_line(LOG_ERR, "lock %s password authentication error: %d\n", kPrivilegedUser, result);
+    else if ((result = write_settings(&Setting::restricted)) != 0)
+        log_line(LOG_ERR, "enable SSH forwarding for serviceuser error: %d\n", result);
+    else if ((result = create_flag_file()) != 0)
+        log_line(LOG_ERR, "restricted root access flag file create error: %d\n", result);
+    else
+        return 0;
+    static_cast<void>(restricted_root_access_disable()); // logs on its own; the first error is the one to report
     return code_of(result);
 }
 

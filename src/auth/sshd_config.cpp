@@ -101,7 +101,7 @@ int copy_replace_option(const char *user, const char *name, const char *value, F
         return replaced;
     if (core::ddal_common_copy_stream(in, out) != 0)
         return 0; // kept: the daemon's test follows, and an incomplete file is never committed
-    return ferror(in) || ferror(out) ? -EIO : 0;
+    return ferror(in) || ferror(out) ? -EIO : check_read_whole(in);
 }
 
 int ddal_sshd_update_config(const char *user, const char *name, const char *value)
