@@ -212,6 +212,12 @@ Sweep &Sweep::when(std::string place, Expectation expectation)
     return *this;
 }
 
+Sweep &Sweep::judged_by(std::function<void(const Injected &, const Outcome &)> judge)
+{
+    judge_ = std::move(judge);
+    return *this;
+}
+
 Sweep &Sweep::watch(std::vector<std::string> folders)
 {
     folders_ = std::move(folders);
@@ -226,6 +232,17 @@ Outcome Sweep::expected(const Injected &injected, bool *known) const
             return row.expectation(injected, success_);
     *known = is_survived(injected);
     return success_;
+}
+
+void Sweep::compare(const std::string &where, const Injected *injected, const Outcome &seen) const
+{
+    bool known = true;
+    const Outcome wanted = injected ? expected(*injected, &known) : success_;
+    EXPECT_TRUE(known) << where << ": no row says what is to happen; seen: " << text_of(seen);
+    if (known) {
+        EXPECT_TRUE(same_outcome(wanted, seen))
+            << where << "\n  expected: " << text_of(wanted) << "\n  seen:     " << text_of(seen);
+    }
 }
 
 // One run with one failure. False when nothing failed in it.
@@ -246,12 +263,11 @@ bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
     const Injected injected = rule.injected();
     const std::string where =
         fired ? name_ + ", call " + std::to_string(nth) + ", " + text_of(injected) : name_ + " without a failure";
-    bool known = true;
-    const Outcome wanted = fired ? expected(injected, &known) : success_;
-    EXPECT_TRUE(known) << where << ": no row says what is to happen; seen: " << text_of(seen);
-    if (known) {
-        EXPECT_TRUE(same_outcome(wanted, seen))
-            << where << "\n  expected: " << text_of(wanted) << "\n  seen:     " << text_of(seen);
+    if (judge_) {
+        SCOPED_TRACE(where + "\n  seen: " + text_of(seen));
+        judge_(fired ? injected : Injected{}, seen);
+    } else {
+        compare(where, fired ? &injected : nullptr, seen);
     }
     EXPECT_EQ(resources.difference(), "") << where;
     check_(seen);

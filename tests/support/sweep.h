@@ -58,6 +58,9 @@ public:
     Sweep &after(std::function<void(const Outcome &)> check);
     Sweep &succeeds(long result, std::vector<std::string> lines = {});
     Sweep &when(std::string place, Expectation expectation);
+    // Judges each try instead of the table, for operations that make the same call in several steps. Without a failure
+    // `injected.call` is empty.
+    Sweep &judged_by(std::function<void(const Injected &injected, const Outcome &seen)> judge);
     // Folders of the board in which no file may be left behind.
     Sweep &watch(std::vector<std::string> folders);
 
@@ -71,6 +74,7 @@ private:
     };
     Outcome attempt();
     Outcome expected(const Injected &injected, bool *known) const;
+    void compare(const std::string &where, const Injected *injected, const Outcome &seen) const;
     bool try_point(unsigned nth, unsigned variant, bool *more_variants);
 
     std::string name_;
@@ -80,6 +84,7 @@ private:
     Outcome success_{0, {}};
     std::vector<Row> rows_;
     std::vector<std::string> folders_;
+    std::function<void(const Injected &, const Outcome &)> judge_;
     int points_ = 0;
 };
 

@@ -1,6 +1,7 @@
 // Places for faults in buffered streams: what libc does inside them cannot be seen from outside.
 #include "shim.h"
 
+#include <stdarg.h>
 #include <stdio.h>
 
 namespace vboard::shim {
@@ -69,6 +70,20 @@ WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream
         return 0;
     return NEXT(size_t(const void *, size_t, size_t, FILE *), fwrite)(buffer, size, count, stream);
 }
+
+#define WRAP_FPRINTF(tag, symbol, ...)                                                                                 \
+    WRAP_AS(int, tag, symbol, __VA_ARGS__, const char *format, ...)                                                    \
+    {                                                                                                                  \
+        if (watched(stream) && fails("fwrite", stream))                                                                \
+            return -1;                                                                                                 \
+        va_list arguments;                                                                                             \
+        va_start(arguments, format);                                                                                   \
+        const int n = NEXT(int(FILE *, const char *, va_list), vfprintf)(stream, format, arguments);                   \
+        va_end(arguments);                                                                                             \
+        return n;                                                                                                      \
+    }
+WRAP_FPRINTF(fprintf, "fprintf", FILE *stream)
+WRAP_FPRINTF(fprintf_chk, "__fprintf_chk", FILE *stream, int)
 
 WRAP(int, fputs, const char *text, FILE *stream)
 {
