@@ -24,7 +24,7 @@ constexpr const char *kHeading = "# System information: category.key.key2 = valu
 
 bool put(FILE *to, std::string_view text)
 {
-    return fwrite(text.data(), 1, text.size(), to) == text.size();
+    return text.empty() || fwrite(text.data(), 1, text.size(), to) == text.size(); // an empty view may have no address
 }
 
 bool put_item(FILE *to, const SysinfoKey &key, uint64_t value, std::string_view tail)
