@@ -68,7 +68,8 @@ public:
         put(root_ / "host/rom/image", "rom\n");
         put(root_ / "host/var/log/messages", "log\n");
         put(root_ / "host/opt/file", "opt\n");
-        put(root_ / "host/root/.profile", "profile\n");
+        put(root_ / "host/srv/file", "srv\n");
+
         for (const char *program : {"poweroff", "mkfs.vfat"}) {
             put(root_ / "host/sbin" / program, "#!/bin/sh\necho ran >/opt/ran\n");
             chmod((root_ / "host/sbin" / program).c_str(), 0755);
@@ -88,7 +89,7 @@ public:
             "--ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/lib /lib "
             "--symlink usr/lib64 /lib64 --proc /proc --dev /dev --bind " +
             (root_ / "tmp").string() + " /tmp --ro-bind " + build + " " + build;
-        for (const char *folder : {"etc", "rom", "var", "opt", "root", "sbin"})
+        for (const char *folder : {"etc", "rom", "var", "opt", "srv", "sbin"})
             command += " --bind " + (host() / folder).string() + " /" + folder;
         return run(command + " --chdir /tmp sh -c '" + line + "' </dev/null");
     }

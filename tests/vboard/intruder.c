@@ -190,7 +190,7 @@ int main(int argc, char **argv)
                              "/dev/intruder",
                              "/dev/sda",
                              "/proc/sys/kernel/hostname",
-                             "/root/intruder",
+                             "/srv/intruder",
                              "/opt/intruder"};
     for (size_t i = 0; i < sizeof targets / sizeof targets[0]; ++i)
         write_in_many_ways(targets[i]);

@@ -37,4 +37,3 @@ Family watchdog_family();
 const std::vector<Family> &families();
 
 } // namespace ddalctl
-
