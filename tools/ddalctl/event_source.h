@@ -40,5 +40,6 @@ bool next_event(EventSource &source);
 
 std::vector<EventKind> alarm_events();
 std::vector<EventKind> laa_events();
+std::vector<EventKind> sfp_events();
 
 } // namespace ddalctl

@@ -19,7 +19,7 @@ namespace {
 std::vector<EventKind> all_kinds()
 {
     std::vector<EventKind> kinds;
-    for (const auto &of_family : {alarm_events, laa_events})
+    for (const auto &of_family : {alarm_events, laa_events, sfp_events})
         for (const EventKind &kind : of_family())
             kinds.push_back(kind);
     return kinds;

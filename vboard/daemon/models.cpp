@@ -7,6 +7,7 @@
 #include "daemon/models/rf_card.h"
 #include "daemon/models/rf_fpga.h"
 #include "daemon/models/service_manager.h"
+#include "daemon/models/sfp_cages.h"
 #include "daemon/models/slow_measurement.h"
 #include "daemon/models/small_devices.h"
 #include "daemon/models/soc.h"
@@ -51,6 +52,7 @@ constexpr Row kModels[] = {
     {"jitter-cleaner", make<JitterCleaner>},
     {"uptime", make<Uptime>},
     {"leds", make<Leds>},
+    {"sfp", make<SfpCages>},
     {"service-manager", make<ServiceManager>},
     {"rf-card", make<RfCard>},
 };

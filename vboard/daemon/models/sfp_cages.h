@@ -1,0 +1,67 @@
+// The two SFP cages: module memories behind EEPROM files, control lines, and status lines that announce their changes.
+#pragma once
+
+#include <map>
+#include <optional>
+
+#include "daemon/channels.h"
+#include "daemon/model.h"
+#include "daemon/models/sfp_module.h"
+
+namespace vboard {
+
+class SfpCages : public Model {
+public:
+    using Model::Model;
+    void start() override;
+    int read(const Node &node, uint64_t offset, std::span<uint8_t> out) override;
+    int write(const Node &node, uint64_t offset, std::span<const uint8_t> in) override;
+    int open(const Node &node, uint32_t flags, Descriptor end) override;
+    std::string text(const Node &node) override;
+
+    // <cage> is 1 or 2:
+    // plug <cage> dump <folder>            a module with the memories in a folder of the machine
+    // plug <cage> describe <word=value>... vendor part revision serial date connector compliance rate rate-above
+    //                                      rate-below wavelength calibration, and what it measures
+    // pull <cage>
+    // set <cage> temperature|voltage|bias|tx|rx <value>
+    // drift <cage> <degrees> <period in seconds>
+    // light|fault <cage> on|off
+    // poke <cage> id|diag <offset> <hexadecimal digits>
+    // line <cage> presence|rx_los|tx_fault <text>, or "auto"
+    // show
+    std::string control(const Words &words) override;
+
+private:
+    static constexpr size_t kLines = 3;
+    enum class What { kMemory, kTxDisable, kRateSelect, kLine };
+    struct Place {
+        size_t cage;
+        What what;
+        size_t index; // memory or line
+    };
+    struct Cage {
+        std::optional<SfpModule> module;
+        int64_t plugged_ns = 0;
+        bool tx_disable = false;
+        bool rate_select = false;
+        std::optional<std::string> line_text[kLines]; // instead of the line's own
+        std::string shown[kLines];
+        Channels readers[kLines];
+    };
+
+    std::optional<Place> place_of(const std::string &path) const;
+    const Place &place_of(const Node &node) const { return places_.at(node.id); }
+    SfpModule::Surroundings surroundings(const Cage &cage) const;
+    std::string line_text(const Cage &cage, size_t line) const;
+    void announce(Cage &cage);
+    void plug(Cage &cage, const Words &words);
+    void change(Cage &cage, const Words &words);
+    SfpModule &module_in(Cage &cage);
+    std::string show() const;
+
+    std::map<uint32_t, Place> places_;
+    Cage cages_[2];
+};
+
+} // namespace vboard
