@@ -99,7 +99,7 @@ bool SysinfoReader::next()
         text_.remove_suffix(1);
     line_ = parse_sysinfo_line(text_);
     if (line_.kind == SysinfoLine::Kind::damaged)
-        log_line(LOG_WARNING, "line %u of the system information is damaged and ignored\n", number_);
+        log_line_as(LOG_WARNING, "ddal_sysinfo", "line %u of the system information is damaged and ignored\n", number_);
     return true;
 }
 

@@ -229,7 +229,7 @@ TEST(SystemInformation, ADamagedLineCostsNoOtherItem)
     LogWatch log;
     EXPECT_EQ(ddal_sysinfo_get_uint(0, 13, 20, &value), 0);
     EXPECT_EQ(value, 2U);
-    EXPECT_THAT(log.take(), ElementsAre(testing::EndsWith("line 3 of the system information is damaged and ignored")));
+    EXPECT_THAT(log.take(), ElementsAre("4 ddal_sysinfo: line 3 of the system information is damaged and ignored"));
     EXPECT_EQ(ddal_sysinfo_get_uint(1, 2, 3, &value), 0);
     EXPECT_EQ(value, 16U); // the later line
     EXPECT_EQ(ddal_sysinfo_get_uint(1, 2, 4, &value), -ENOENT);
