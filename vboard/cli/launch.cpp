@@ -56,11 +56,13 @@ void add_writable(Page &page, const fs::path &place)
     ++page.writable_count;
 }
 
-std::string preload_list(const RunOptions &options)
+std::string preload_list(const fs::path &directory, const RunOptions &options)
 {
     std::string list;
     for (const std::string &library : options.preload)
         list += library + ":";
+    for (const std::string &library : read_board_file(directory / "board.conf").libraries)
+        list += (own_prefix() / "$LIB" / library).string() + ":";
     return list + (own_prefix() / "$LIB/libvboard.so").string();
 }
 
@@ -72,7 +74,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
     page->version = kPageVersion;
     put(page->root, directory / "root");
     put(page->private_dir, directory / ".vboard");
-    put(page->environment[0], "LD_PRELOAD=" + preload_list(options));
+    put(page->environment[0], "LD_PRELOAD=" + preload_list(directory, options));
     put(page->environment[1], "VBOARD_PAGE=" + (directory / ".vboard/page").string());
     page->environment_count = 2;
     page->speed = options.speed;

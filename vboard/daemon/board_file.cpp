@@ -123,6 +123,9 @@ void take(BoardFile &conf, const Words &words, const fs::path &base)
     } else if (verb == "model") {
         need(words, 2);
         conf.models.push_back(words[1]);
+    } else if (verb == "library") {
+        need(words, 2);
+        conf.libraries.push_back(words[1]);
     } else if (verb == "environment") {
         need(words, 2);
         conf.environment.push_back(words[1]);

@@ -13,6 +13,7 @@
 //   node /dev/fpga_usr model fpga [size]            a node served by a model; the kinds are those of NodeKind:
 //                                                   plain model attribute channel notify signal
 //   model uptime                                    a model that has no node
+//   library libvboard-switch.so                     preloaded into every program, in front of the board's own
 //   init fpga set 0x0 0x17010203                    a control command when the board starts
 //   environment NAME=value                          for every program of the board
 #pragma once
@@ -38,6 +39,7 @@ struct BoardFile {
     std::vector<std::vector<std::string>> init;
     std::vector<std::string> environment;
     std::vector<std::string> models;             // without nodes
+    std::vector<std::string> libraries;          // of the virtual board, by file name
     std::vector<std::vector<std::string>> files; // the statements that make files, in order
     std::string text;                            // the description with its includes put in
 };

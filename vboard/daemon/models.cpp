@@ -2,7 +2,11 @@
 #include "daemon/board.h"
 #include "daemon/models/event_channels.h"
 #include "daemon/models/frame.h"
+#include "daemon/models/interfaces.h"
 #include "daemon/models/leds.h"
+#include "daemon/models/links.h"
+#include "daemon/models/multiport.h"
+#include "daemon/models/phy.h"
 #include "daemon/models/registers.h"
 #include "daemon/models/rf_card.h"
 #include "daemon/models/rf_fpga.h"
@@ -11,6 +15,8 @@
 #include "daemon/models/slow_measurement.h"
 #include "daemon/models/small_devices.h"
 #include "daemon/models/soc.h"
+#include "daemon/models/switch.h"
+#include "daemon/models/switch_shell.h"
 #include "daemon/models/timers.h"
 
 namespace vboard {
@@ -55,6 +61,12 @@ constexpr Row kModels[] = {
     {"sfp", make<SfpCages>},
     {"service-manager", make<ServiceManager>},
     {"rf-card", make<RfCard>},
+    {"phy", make<PhyNodes>},
+    {"interfaces", make<Interfaces>},
+    {"link", make<Links>},
+    {"switch", make<Switch>},
+    {"switch-shell", make<SwitchShell>},
+    {"multiport", make<Multiport>},
 };
 
 } // namespace

@@ -1,13 +1,61 @@
 #include "daemon/requests.h"
 
 #include <cerrno>
+#include <cstring>
+
+#include "daemon/models/interfaces.h"
+#include "daemon/models/multiport.h"
+#include "daemon/models/switch.h"
 
 namespace vboard {
 
-// No board has interface or switch models yet: every interface is unknown, the switch's service does not answer.
-void serve_request(Board &, const RequestHeader &header, Bytes, const Answer &answer)
+namespace {
+
+void serve_interface(Board &board, uint32_t number, const Bytes &payload, const Answer &answer)
 {
-    answer.fail(header.op == Op::kInterface ? ENODEV : ENXIO);
+    auto *interfaces = board.find<Interfaces>();
+    InterfaceRequest request;
+    if (!interfaces || payload.size() != sizeof request) {
+        answer.fail(ENODEV);
+        return;
+    }
+    memcpy(&request, payload.data(), sizeof request);
+    const int result = interfaces->request(number, request);
+    if (result < 0)
+        answer.fail(-result);
+    else
+        answer.reply_with(result, request);
+}
+
+void serve_switch(Board &board, const Bytes &payload, const Answer &answer)
+{
+    auto *chip = board.find<Switch>();
+    auto *multiport = board.find<Multiport>();
+    if (payload.size() < kSwitchCallName || (payload.size() - kSwitchCallName) % sizeof(int64_t) != 0) {
+        answer.fail(ENXIO);
+        return;
+    }
+    const char *name = reinterpret_cast<const char *>(payload.data());
+    std::vector<int64_t> in((payload.size() - kSwitchCallName) / sizeof(int64_t));
+    memcpy(in.data(), payload.data() + kSwitchCallName, in.size() * sizeof(int64_t));
+    const std::string call(name, strnlen(name, kSwitchCallName));
+    const bool external = call.rfind("ex_switch_", 0) == 0 || call.rfind("is_BH3_", 0) == 0;
+    if (external ? !multiport : !chip) {
+        answer.fail(ENXIO);
+        return;
+    }
+    const SwitchWords out = external ? multiport->call(call, in) : chip->call(call, in);
+    answer.reply(0, {reinterpret_cast<const uint8_t *>(out.data()), out.size() * sizeof(int64_t)});
+}
+
+} // namespace
+
+void serve_request(Board &board, const RequestHeader &header, Bytes payload, const Answer &answer)
+{
+    if (header.op == Op::kInterface)
+        serve_interface(board, header.request, payload, answer);
+    else
+        serve_switch(board, payload, answer);
 }
 
 } // namespace vboard

@@ -40,6 +40,18 @@ struct ReplyHeader {
 };
 static_assert(sizeof(ReplyHeader) == 16);
 
+// An interface request: what the caller's record holds, both ways.
+struct InterfaceRequest {
+    char name[16];
+    uint32_t flags;
+    uint8_t record[64];
+};
+static_assert(sizeof(InterfaceRequest) == 84);
+
+// A call of the switch's client library: its name, then its arguments as 64-bit words. The answer is the SDK's result
+// and then the outputs, words again.
+constexpr uint32_t kSwitchCallName = 56; // bytes of the name, closed by NUL
+
 constexpr uint32_t kMaxPayload = 64 * 1024;
 
 // The daemon's end of a handed-out socket is bound to an abstract name of this form, so that a descriptor can be traced

@@ -388,12 +388,6 @@ WRAP(void *, mmap64, void *address, size_t length, int protection, int flags, in
 namespace {
 
 // Interface requests carry a name and a record; the host's interfaces are never touched.
-struct InterfaceRequest {
-    char name[IFNAMSIZ];
-    uint32_t flags;
-    uint8_t record[64];
-};
-
 bool is_interface_request(uint32_t request)
 {
     return request >= 0x8910 && request <= 0x89ff;

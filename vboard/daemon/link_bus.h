@@ -1,0 +1,45 @@
+// A message bus of the board's own with the link objects of the network and switch services on it.
+#pragma once
+
+#include <map>
+#include <string>
+#include <sys/types.h>
+
+#include "daemon/models/links.h"
+
+struct sd_bus;
+
+namespace vboard {
+
+class LinkBus {
+public:
+    // Programs find the bus by its socket in the board's own folder.
+    explicit LinkBus(Board &board);
+    ~LinkBus();
+    LinkBus(const LinkBus &) = delete;
+    LinkBus &operator=(const LinkBus &) = delete;
+
+    // Starts the bus and the services on it. Throws when this machine has no dbus-daemon.
+    void start();
+    void stop();
+    bool is_running() const { return bus_; }
+
+    void set_state(LinkKind kind, uint32_t number, const std::string &state);
+    void leave(LinkKind kind);
+    void come_back(LinkKind kind);
+    int64_t last_change_ns() const { return last_change_ns_; }
+
+private:
+    void start_daemon();
+    void connect();
+    void add_services();
+
+    Board &board_;
+    std::string path_;
+    pid_t daemon_ = -1;
+    sd_bus *bus_ = nullptr;
+    std::map<std::string, std::string> states_; // by object path
+    int64_t last_change_ns_ = 0;
+};
+
+} // namespace vboard

@@ -1,0 +1,104 @@
+#include "daemon/models/switch_shell.h"
+
+#include <cerrno>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <system_error>
+
+#include "daemon/board.h"
+
+namespace vboard {
+
+namespace {
+
+constexpr uint16_t kBoardPort = 5342;
+constexpr const char *kPrompt = "BCM.0> ";
+constexpr size_t kLongestLine = 4096;
+
+void say(int fd, const std::string &text)
+{
+    static_cast<void>(!send(fd, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+}
+
+} // namespace
+
+void SwitchShell::start()
+{
+    listener_ = Descriptor{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(listener_.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listener_.get(), 16) != 0 ||
+        getsockname(listener_.get(), reinterpret_cast<sockaddr *>(&address), &length) != 0)
+        throw std::system_error(errno, std::generic_category(), "the switch's shell");
+    board().map_port(kBoardPort, ntohs(address.sin_port));
+    board().loop().watch(listener_.get(), [this] { accept_session(); });
+}
+
+void SwitchShell::accept_session()
+{
+    auto session = std::make_unique<Session>();
+    session->socket = Descriptor{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
+    const int fd = session->socket.get();
+    if (fd < 0)
+        return;
+    if (!silent_)
+        say(fd, kPrompt);
+    sessions_[fd] = std::move(session);
+    board().loop().watch(fd, [this, fd] { serve(fd); });
+}
+
+void SwitchShell::serve(int fd)
+{
+    Session &session = *sessions_.at(fd);
+    char bytes[1024];
+    const ssize_t n = recv(fd, bytes, sizeof bytes, 0);
+    if (n < 0 && (errno == EAGAIN || errno == EINTR))
+        return;
+    if (n <= 0 || session.input.size() > kLongestLine) {
+        board().loop().forget(fd);
+        sessions_.erase(fd);
+        return;
+    }
+    session.input.append(bytes, static_cast<size_t>(n));
+    for (size_t end; (end = session.input.find('\n')) != std::string::npos; session.input.erase(0, end + 1))
+        run(session, session.input.substr(0, end));
+}
+
+void SwitchShell::run(Session &session, const std::string &line)
+{
+    if (silent_)
+        return;
+    std::string answer = line + "\r\n"; // the echo
+    if (line == "echo $?") {
+        answer += std::to_string(session.result) + "\r\n";
+    } else if (line != "exit;") { // which leaves a subshell; at the top level nothing happens
+        log_ += line + "\n";
+        session.result = result_;
+        if (!output_.empty())
+            answer += output_ + "\r\n";
+    }
+    say(session.socket.get(), answer + kPrompt);
+}
+
+std::string SwitchShell::control(const Words &words)
+{
+    const std::string &verb = word_at(words, 0, "log, answer or silent");
+    if (verb == "log")
+        return std::exchange(log_, {});
+    if (verb == "answer") {
+        result_ = std::stoi(word_at(words, 1, "a result"));
+        output_.clear();
+        for (size_t i = 2; i < words.size(); ++i)
+            output_ += (i > 2 ? " " : "") + words[i];
+    } else if (verb == "silent") {
+        silent_ = word_at(words, 1, "on or off") == "on";
+    } else {
+        throw ControlError("the switch's shell takes log, answer and silent");
+    }
+    return {};
+}
+
+} // namespace vboard

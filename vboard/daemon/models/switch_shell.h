@@ -1,0 +1,40 @@
+// The switch's diagnostic shell: a line-oriented text session on a loopback port of the board's own.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "daemon/model.h"
+
+namespace vboard {
+
+class SwitchShell : public Model {
+public:
+    using Model::Model;
+    void start() override;
+
+    // log                              the commands since the last time this was asked, one a line
+    // answer <result> [word...]        the next commands print the words and end with the result
+    // silent on|off                    a silent shell takes connections and says nothing
+    std::string control(const Words &words) override;
+
+private:
+    struct Session {
+        Descriptor socket;
+        std::string input;
+        int result = 0;
+    };
+    void accept_session();
+    void serve(int fd);
+    void run(Session &session, const std::string &line);
+
+    Descriptor listener_;
+    std::map<int, std::unique_ptr<Session>> sessions_;
+    std::string log_;
+    std::string output_;
+    int result_ = 0;
+    bool silent_ = false;
+};
+
+} // namespace vboard
