@@ -132,6 +132,7 @@ uint8_t BootLoader::check_password(std::span<const uint8_t> password)
     const bool right = !password.empty() && std::all_of(password.begin(), password.end(),
                                                         [&](uint8_t byte) { return byte == password_fill_; });
     locked_ = !right;
+    password_length_ = password.size();
     if (right)
         return kDone;
     mass_erase();

@@ -34,6 +34,7 @@ public:
     std::optional<LoaderReply> feed(uint8_t byte);
 
     bool is_locked() const { return locked_; }
+    size_t password_length() const { return password_length_; } // of the last one that was sent
     const std::array<uint8_t, 4> &version() const { return version_; }
     void set_version(const std::array<uint8_t, 4> &version) { version_ = version; }
     // Every byte of the password; erased flash has 0xFF.
@@ -51,6 +52,7 @@ private:
     std::vector<uint8_t> packet_; // header, length, payload and CRC so far
     bool locked_ = true;
     uint8_t password_fill_ = 0xFF;
+    size_t password_length_ = 0;
     std::array<uint8_t, 4> version_{0x00, 0x08, 0x35, 0x53};
 };
 

@@ -203,6 +203,8 @@ void Microcontroller::answer(const LoaderReply &reply, BoardTime now)
 {
     next_rate_ = reply.new_rate;
     restarts_ = reply.starts_application;
+    if (const ArmedFault *fault = fault_for(AnswerPart::kAcknowledgement); fault && fault->kind == LinkFault::kLost)
+        return;
     BoardTime end = send_part(AnswerPart::kAcknowledgement, {reply.acknowledgement}, now);
     if (reply.acknowledgement != 0 || reply.response.empty())
         return;
@@ -221,7 +223,11 @@ BoardTime Microcontroller::send_part(AnswerPart part, std::vector<uint8_t> bytes
     case LinkFault::kLost: return from;
     case LinkFault::kLate: from += fault->delay; break;
     case LinkFault::kGarbled: bytes[bytes.size() / 2] ^= 0x24; break;
-    case LinkFault::kSwappedCrc: std::swap(bytes[bytes.size() - 1], bytes[bytes.size() - 2]); break;
+    case LinkFault::kSwappedCrc:
+        if (bytes[bytes.size() - 1] == bytes[bytes.size() - 2])
+            bytes[bytes.size() - 1] ^= 1; // a swap would not show
+        std::swap(bytes[bytes.size() - 1], bytes[bytes.size() - 2]);
+        break;
     case LinkFault::kWrongHeader: bytes[0] = 0x81; break;
     case LinkFault::kHugeLength: bytes[1] = bytes[2] = 0xFF; break;
     case LinkFault::kNoise: bytes.insert(bytes.end(), std::begin(kNoise), std::end(kNoise)); break;

@@ -28,7 +28,7 @@ struct LineFormat {
 
 // What may go wrong with the answer to one packet.
 enum class LinkFault {
-    kLost,        // the packet never arrives: no answer at all
+    kLost,        // that part never comes; without an acknowledgement there is no response either
     kLate,        // the part of the answer comes `delay` later
     kGarbled,     // one byte of it is wrong
     kSwappedCrc,  // response only

@@ -230,7 +230,7 @@ std::string RfCard::control(const Words &words)
     throw ControlError("the RF card takes " + known);
 }
 
-// "mode loader rate 57600 packets 12 gap-violations 0 locked no ready no"
+// "mode loader rate 57600 packets 12 gap-violations 0 locked no ready no loader 00083553 password-length 10"
 std::string RfCard::show_state(const Words &)
 {
     std::ostringstream text;
@@ -238,7 +238,8 @@ std::string RfCard::show_state(const Words &)
          << controller_.packets() << " gap-violations " << controller_.gap_violations() << " locked "
          << (controller_.loader().is_locked() ? "yes" : "no") << " ready "
          << (controller_.application_ready(board().monotonic_ns()) ? "yes" : "no") << " loader "
-         << digits_of(controller_.loader().version()) << "\n";
+         << digits_of(controller_.loader().version()) << " password-length " << controller_.loader().password_length()
+         << "\n";
     return text.str();
 }
 
