@@ -162,10 +162,10 @@ TEST(Board, ProgramsOfOneBoardShareIt)
 {
     char folder[] = "/tmp/shared-XXXXXX";
     const std::string board = std::string(mkdtemp(folder)) + "/board";
-    const Ran ran =
-        run(kVboard + " create " + board + " --type type8 && " + kVboard + " run --board " + board +
-            " -- /bin/sh -c 'sleep 1' & sleep 0.4; " + kVboard + " ctl --board " + board + " fpga set 0x44 0x55aa && " +
-            kVboard + " run --board " + board + " -- " + kVboard + " ctl fpga get 0x44; wait");
+    const Ran ran = run(kVboard + " create " + board + " --type type8 && " + kVboard + " run --board " + board +
+                        " -- /bin/sh -c 'sleep 5' & for i in $(seq 100); do " + kVboard + " ctl --board " + board +
+                        " fpga set 0x44 0x55aa 2>/dev/null && break; sleep 0.1; done; " + kVboard + " run --board " +
+                        board + " -- " + kVboard + " ctl fpga get 0x44; wait");
     EXPECT_NE(ran.output.find("0x000055aa"), std::string::npos) << ran.output;
     fs::remove_all(folder);
 }
