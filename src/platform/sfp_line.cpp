@@ -189,7 +189,8 @@ int ddal_sfp_status_event_open(uint32_t sfpId, uint32_t status, int32_t *fd)
 int ddal_sfp_status_event_get(int fd, uint32_t *value)
 {
     char text[kTextLength + 1] = {};
-    const ssize_t n = ddal::core::ddal_common_pread_all(fd, text, kTextLength, 0);
+    // One read only: a second one, to find the end, would take the notice of a change that the first has not seen.
+    const ssize_t n = TEMP_FAILURE_RETRY(pread(fd, text, kTextLength, 0));
     if (n < 0)
         return -errno;
     if (n == 0)
