@@ -1,0 +1,166 @@
+// Watchdog, readiness, reboot: what the service manager gets to hear.
+#include <cerrno>
+#include <cstdlib>
+
+#include <ddal/reset.h>
+#include <ddal/system.h>
+#include <ddal/watchdog.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/board.h"
+#include "support/board_file.h"
+#include "support/log_watch.h"
+#include "support/sweep.h"
+
+using namespace testing_board;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+std::string runs()
+{
+    const std::string log = file_content("/run/stub/log");
+    put_file("/run/stub/log", "");
+    return log;
+}
+
+// The environment's socket, back at the end of the scope.
+class WithoutSocket {
+public:
+    WithoutSocket() : name_(getenv("NOTIFY_SOCKET")) { unsetenv("NOTIFY_SOCKET"); }
+    ~WithoutSocket() { setenv("NOTIFY_SOCKET", name_.c_str(), 1); }
+
+private:
+    std::string name_;
+};
+
+} // namespace
+
+// The service is started once in the life of a process, so this has to be its first ping.
+TEST(Watchdog, StartsItsServiceAndTriesAgainUntilItRuns)
+{
+    runs();
+    ctl("service-manager log");
+    put_file("/run/stub/fail/systemctl", "5");
+    LogWatch log;
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(ddal_watchdog_ping(), -1001);
+        EXPECT_THAT(log.take(), ElementsAre("3 ddal_watchdog_ping: error start software watchdog service"));
+        EXPECT_EQ(runs(), "systemctl start swdd.service\n");
+        EXPECT_EQ(ctl("service-manager log"), ""); // not a word before the service runs
+    }
+    unlink("/run/stub/fail/systemctl");
+    EXPECT_EQ(ddal_watchdog_ping(), 0);
+    EXPECT_EQ(file_content("/run/systemd/units/swdd.service"), "active\n");
+    EXPECT_EQ(runs(), "systemctl start swdd.service\n");
+    EXPECT_EQ(ddal_watchdog_ping(), 0);
+    EXPECT_EQ(runs(), "");
+    EXPECT_EQ(ctl("service-manager log"), "READY=1; WATCHDOG=1\nREADY=1; WATCHDOG=1\n");
+    EXPECT_EQ(ctl("service-manager show"), "ready yes\nwatchdog 2\nignored 0\n");
+    EXPECT_EQ(ddal_watchdog_set_period(0), 0);
+    EXPECT_THAT(log.take(), IsEmpty());
+}
+
+TEST(Watchdog, SaysWhenNobodyListens)
+{
+    ASSERT_EQ(ddal_watchdog_ping(), 0);
+    LogWatch log;
+    {
+        const WithoutSocket none;
+        EXPECT_EQ(ddal_watchdog_ping(), -1001);
+        EXPECT_EQ(ddal_system_notify_ready(), -1001);
+        EXPECT_THAT(log.take(), ElementsAre("3 ddal_watchdog_ping: error sd_notify",
+                                            "3 ddal_system_notify_ready: status data could not be sent"));
+    }
+    ctl("service-manager leave"); // the name stays
+    EXPECT_EQ(ddal_watchdog_ping(), -1001);
+    EXPECT_EQ(ddal_system_notify_ready(), -1002);
+    EXPECT_THAT(log.take(), ElementsAre("3 ddal_watchdog_ping: error sd_notify",
+                                        "3 ddal_system_notify_ready: sd_notify call failed: -111"));
+    ctl("service-manager return");
+    ctl("service-manager log");
+    EXPECT_EQ(ddal_watchdog_ping(), 0);
+    EXPECT_EQ(ddal_system_notify_ready(), 0);
+    EXPECT_EQ(ctl("service-manager log"), "READY=1; WATCHDOG=1\nREADY=1\n");
+}
+
+TEST(Watchdog, SurvivesEveryFailure)
+{
+    ASSERT_EQ(ddal_watchdog_ping(), 0);
+    Sweep("ddal_watchdog_ping", [] { return ddal_watchdog_ping(); })
+        .when("socket", fails(-1001, {"3 ddal_watchdog_ping: error sd_notify"}))
+        .when("send", fails(-1001, {"3 ddal_watchdog_ping: error sd_notify"}))
+        .when("setsockopt", changes_nothing())
+        .run();
+    Sweep("ddal_system_notify_ready", [] { return ddal_system_notify_ready(); })
+        .when("socket/EMFILE", fails(-1002, {"3 ddal_system_notify_ready: sd_notify call failed: -24"}))
+        .when("send/EPIPE", fails(-1002, {"3 ddal_system_notify_ready: sd_notify call failed: -32"}))
+        .when("send/EINTR", fails(-1002, {"3 ddal_system_notify_ready: sd_notify call failed: -4"}))
+        .when("setsockopt", changes_nothing())
+        .run();
+}
+
+TEST(Reboot, AsksForAShutdown)
+{
+    const std::string begins = "6 ddal_watchdog_reboot: initialize a system reboot (graceful shutdown)";
+    struct {
+        const char *what;
+        const char *access_fails;
+        const char *shutdown_fails;
+        int result;
+        std::vector<std::string> lines;
+        const char *runs;
+    } const cases[] = {
+        {"accepted", nullptr, nullptr, 0, {begins}, "shutdown -r +0 sec\n"},
+        {"no reboot program",
+         "ENOENT",
+         nullptr,
+         -1,
+         {begins, "4 ddal_watchdog_reboot: /sbin/reboot does not exist, aborting shutdown"},
+         ""},
+        {"unreachable reboot program", "EACCES", nullptr, 0, {begins}, "shutdown -r +0 sec\n"},
+        {"refused",
+         nullptr,
+         "4",
+         -1001,
+         {begins, "3 ddal_watchdog_reboot: /sbin/shutdown returned: 4"},
+         "shutdown -r +0 sec\n"},
+        {"killed",
+         nullptr,
+         "signal TERM",
+         -EINTR,
+         {begins, "4 _ddal_common_shell_command: system ('/sbin/shutdown') interrupted",
+          "3 ddal_watchdog_reboot: /sbin/shutdown returned: -4"},
+         "shutdown -r +0 sec\n"},
+    };
+    for (const auto &row : cases) {
+        std::unique_ptr<Fault> fault;
+        if (row.access_fails)
+            fault = std::make_unique<Fault>( // programs lie below /usr on a board
+                std::string("access:/usr/sbin/reboot errno=") + row.access_fails);
+        if (row.shutdown_fails)
+            put_file("/run/stub/fail/shutdown", row.shutdown_fails);
+        runs();
+        LogWatch log;
+        EXPECT_EQ(ddal_watchdog_reboot(), row.result) << row.what;
+        EXPECT_EQ(log.take(), row.lines) << row.what;
+        EXPECT_EQ(runs(), row.runs) << row.what;
+        unlink("/run/stub/fail/shutdown");
+    }
+}
+
+TEST(Reboot, IsWhatAResetOfTheUnitComesTo)
+{
+    for (const uint32_t target : {0x1010000u, 0x1010001u}) {
+        runs();
+        EXPECT_EQ(ddal_reset_set(target, 1), 0);
+        EXPECT_EQ(runs(), "shutdown -r +0 sec\n");
+    }
+    LogWatch log;
+    for (const auto &[target, action] : {std::pair{0x1010000u, 0u}, {0x1010000u, 2u}, {0x1010002u, 1u}, {0u, 1u}})
+        EXPECT_EQ(ddal_reset_set(target, action), -ENOSYS);
+    EXPECT_EQ(runs(), "");
+    EXPECT_THAT(log.take(), IsEmpty());
+}
