@@ -2,11 +2,12 @@
 #
 #   . /usr/lib/vboard/stub.sh
 #
-# /run/stub/log has one line a run: the program's name and its arguments. /run/stub/fail/<name>, or <name>.<first argument>,
-# holds what the next runs end with: an exit status, or "signal N".
+# /run/stub/log has one line a run: the program's name and its arguments. /run/stub/fail/<name>, <name>.<first argument> or
+# <name>.<first>.<second argument> holds what the next runs end with: an exit status, or "signal NAME".
 stub_name=${0##*/}
 echo "$stub_name $*" >>/run/stub/log
-for stub_order in "/run/stub/fail/$stub_name.$1" "/run/stub/fail/$stub_name"; do
+for stub_order in "$stub_name.$1.$2" "$stub_name.$1" "$stub_name"; do
+    stub_order=/run/stub/fail/$stub_order
     [ -f "$stub_order" ] || continue
     read -r stub_status stub_signal <"$stub_order" || :
     if [ "$stub_status" = signal ]; then

@@ -1,0 +1,200 @@
+// Formatting in all conversions, with each step failing in turn.
+#include <cerrno>
+
+#include <ddal/ffs.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "storage/flash_disk.h"
+#include "support/board.h"
+#include "support/log_watch.h"
+
+using namespace testing_board;
+using testing::ElementsAre;
+
+namespace {
+
+struct Step {
+    std::string run;  // the program's line in the log of runs
+    std::string fail; // what makes it fail
+    std::string line; // logged when it ends with status 5
+};
+
+Step tool(const std::string &command, int part)
+{
+    const std::string words = command + " " + std::to_string(part);
+    return {"luksapi " + words + "\n", "luksapi." + command + "." + std::to_string(part),
+            "3 luksapi: '/usr/bin/luksapi " + words + "' failed: 5"};
+}
+
+Step formatter(int n)
+{
+    return {"mkfs.ext4 -F -m0 /dev/mapper/decrypted" + std::to_string(n) + "\n", "mkfs.ext4", ""};
+}
+
+struct Conversion {
+    const char *what;
+    int n;
+    uint32_t from, to;
+    std::vector<Step> steps; // after the type was asked for and the file system unmounted
+};
+
+std::vector<Conversion> conversions()
+{
+    return {
+        {"plain to plain", 1, 2, 2, {formatter(1), tool("install_uboot_on_dummy_part", 2)}},
+        {"plain to encrypted",
+         2,
+         2,
+         3,
+         {tool("unlink_unencrypted_partition", 2), tool("setup_luks_partition", 2), tool("create_mapper_devices", 2),
+          formatter(2), tool("clear_dummy_part", 1)}},
+        {"encrypted to encrypted", 1, 3, 3, {tool("clear_dummy_part", 1), formatter(1), tool("clear_dummy_part", 2)}},
+        {"encrypted to plain",
+         2,
+         3,
+         2,
+         {tool("close_devices", 2), tool("link_unencrypted_partition", 2), formatter(2),
+          tool("install_uboot_on_dummy_part", 1)}},
+    };
+}
+
+// The file system is of that type and mounted.
+void bring_into(int n, uint32_t type)
+{
+    const std::string number = std::to_string(n);
+    shell("umount /ffs/fs" + number + " 2>/dev/null; rm -f /dev/mapper/decrypted" + number +
+          "; luksapi link_unencrypted_partition " + number + " && mkfs.ext4 -F /dev/mapper/decrypted" + number);
+    if (type == DDAL_FFS_TYPE_LUKS_EXT4)
+        shell("luksapi unlink_unencrypted_partition " + number + "; luksapi setup_luks_partition " + number +
+              "; luksapi create_mapper_devices " + number + "; mkfs.ext4 -F /dev/mapper/decrypted" + number);
+    shell("mount /dev/mapper/decrypted" + number + " /ffs/fs" + number + " -c -o rw");
+    program_runs();
+}
+
+std::string head_of(int n)
+{
+    const std::string number = std::to_string(n);
+    return "luksapi is_luks_formatted " + number + "\numount /ffs/fs" + number + "\n";
+}
+
+} // namespace
+
+TEST(FlashFormat, DoesItsStepsInOrder)
+{
+    for (const Conversion &conversion : conversions()) {
+        const uint32_t id = 52 + static_cast<uint32_t>(conversion.n);
+        bring_into(conversion.n, conversion.from);
+        std::string runs = head_of(conversion.n);
+        for (const Step &step : conversion.steps)
+            runs += step.run;
+        LogWatch log;
+        EXPECT_EQ(ddal_ffs_format(id, conversion.to), 0) << conversion.what;
+        EXPECT_EQ(program_runs(), runs) << conversion.what;
+        EXPECT_EQ(log.take(), std::vector<std::string>{}) << conversion.what;
+        uint32_t value = 0;
+        EXPECT_EQ(ddal_ffs_query_fstype(id, &value), 0);
+        EXPECT_EQ(value, conversion.to) << conversion.what;
+        EXPECT_EQ(ddal_ffs_is_mounted(id, &value), 0);
+        EXPECT_EQ(value, 0u) << conversion.what << " leaves it unmounted";
+    }
+}
+
+TEST(FlashFormat, StopsAtTheStepThatFails)
+{
+    for (const Conversion &conversion : conversions()) {
+        std::string runs = head_of(conversion.n);
+        for (const Step &step : conversion.steps) {
+            SCOPED_TRACE(conversion.what + (": " + step.run));
+            runs += step.run;
+            for (const char *how : {"5", "signal KILL"}) {
+                if (how[0] == 's' && &step != &conversion.steps[0])
+                    continue; // the mapping of outcomes is the same for every step
+                bring_into(conversion.n, conversion.from);
+                const FailingProgram failing(step.fail, how);
+                LogWatch log;
+                const bool killed = how[0] == 's';
+                EXPECT_EQ(ddal_ffs_format(52 + static_cast<uint32_t>(conversion.n), conversion.to),
+                          killed ? -EINTR : -1001);
+                EXPECT_EQ(program_runs(), runs);
+                std::vector<std::string> lines;
+                if (killed)
+                    lines.push_back("4 _ddal_common_shell_command: system ('" +
+                                    std::string(step.line.empty() ? "/sbin/mkfs.ext4" : "/usr/bin/luksapi") +
+                                    "') interrupted");
+                if (!step.line.empty())
+                    lines.push_back(killed ? step.line.substr(0, step.line.size() - 1) + "-4" : step.line);
+                EXPECT_EQ(log.take(), lines);
+            }
+        }
+    }
+}
+
+TEST(FlashFormat, DoesNothingWhenTypeOrMountCannotBeSettled)
+{
+    bring_into(1, DDAL_FFS_TYPE_EXT4);
+    {
+        const FailingProgram umount("umount", "32");
+        LogWatch log;
+        EXPECT_EQ(ddal_ffs_format(53, 3), -1001);
+        EXPECT_EQ(program_runs(), head_of(1));
+        EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_format: Unmounting 53 failed"));
+    }
+    const KeptFile kept("/dev/sda1");
+    put_file("/dev/sda1", std::string(1 << 20, '\0'));
+    LogWatch log;
+    EXPECT_EQ(ddal_ffs_format(53, 2), -ENOMEDIUM);
+    EXPECT_EQ(program_runs(), "luksapi is_luks_formatted 1\n");
+    EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_get_fstype: cannot probe /dev/sda1",
+                                        "3 ddal_ffs_query_fstype: ddal_ffs_get_fstype failed",
+                                        "3 ddal_ffs_format: ddal_ffs_query_fstype failed, ffsId:53"));
+}
+
+TEST(FlashClean, LeavesTheStandardFolders)
+{
+    bring_into(2, DDAL_FFS_TYPE_LUKS_EXT4);
+    shell("touch /ffs/fs2/old");
+    EXPECT_EQ(ddal_ffs_cleanfs(54), 0);
+    EXPECT_EQ(program_runs(), "luksapi is_luks_formatted 2\n" + head_of(2) +
+                                  "luksapi clear_dummy_part 2\nmkfs.ext4 -F -m0 /dev/mapper/decrypted2\n"
+                                  "luksapi clear_dummy_part 1\n"
+                                  "mount /dev/mapper/decrypted2 /ffs/fs2 -c -o rw,relatime,data=ordered\n");
+    shell("ls /ffs/fs2/ | tr '\\n' ' ' >/run/names");
+    EXPECT_EQ(file_content("/run/names"), "addons apps boot btsom config dsp logs tmp trs trs_data ");
+    uint32_t state = 0;
+    EXPECT_EQ(ddal_ffs_is_mounted(54, &state), 0);
+    EXPECT_EQ(state, 2u);
+}
+
+TEST(FlashClean, SaysWhereItStopped)
+{
+    struct {
+        const char *what;
+        const char *fails;
+        std::string line;
+    } const cases[] = {
+        {"format", "mkfs.ext4", "3 ddal_ffs_cleanfs: Unable to format /dev/mapper/decrypted1"},
+        {"mount", "mount", "3 ddal_ffs_cleanfs: Unable to mount /ffs/fs1"},
+    };
+    for (const auto &row : cases) {
+        bring_into(1, DDAL_FFS_TYPE_EXT4);
+        const FailingProgram failing(row.fails, "1");
+        LogWatch log;
+        EXPECT_EQ(ddal_ffs_cleanfs(53), -1001) << row.what;
+        EXPECT_THAT(log.take(), ElementsAre(row.line));
+    }
+    // The mount program makes folders as well; how many, a good run tells.
+    bring_into(1, DDAL_FFS_TYPE_EXT4);
+    unsigned of_mount = 0;
+    {
+        const Fault count("mkdir:/ffs/.held*");
+        ASSERT_EQ(ddal_ffs_cleanfs(53), 0);
+        of_mount = count.seen() - 10;
+    }
+    const Fault third("mkdir:/ffs/.held* errno=EEXIST nth=" + std::to_string(of_mount + 3));
+    LogWatch log;
+    EXPECT_EQ(ddal_ffs_cleanfs(53), -1001);
+    EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_cleanfs: Could not create /ffs/fs1/boot"));
+    shell("ls /ffs/fs1/ | tr '\\n' ' ' >/run/names");
+    EXPECT_EQ(file_content("/run/names"), "addons apps ");
+}
