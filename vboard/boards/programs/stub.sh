@@ -3,10 +3,10 @@
 #   . /usr/lib/vboard/stub.sh
 #
 # /run/stub/log has one line a run: the program's name and its arguments. /run/stub/fail/<name>, <name>.<first argument> or
-# <name>.<first>.<second argument> holds what the next runs end with: an exit status, or "signal NAME".
+# <name>.<first>.<last part of the second argument> holds what the next runs end with: an exit status, or "signal NAME".
 stub_name=${0##*/}
 echo "$stub_name $*" >>/run/stub/log
-for stub_order in "$stub_name.$1.$2" "$stub_name.$1" "$stub_name"; do
+for stub_order in "$stub_name.$1.${2##*/}" "$stub_name.$1" "$stub_name"; do
     stub_order=/run/stub/fail/$stub_order
     [ -f "$stub_order" ] || continue
     read -r stub_status stub_signal <"$stub_order" || :
