@@ -64,9 +64,9 @@ int ddal_phy_get_rclk_freq_atheros(uint32_t dev_id, uint16_t *code)
     uint16_t data = 0;
     if (address_atheros_clock(dev_id) != 0 || ddal_phy_read_direct(dev_id, kMmdData, 0, &data) != 0)
         return DDAL_ERR_FAILURE;
-    for (uint16_t i = 0; i < std::size(kAtherosCodes); i++) {
+    for (size_t i = 0; i < std::size(kAtherosCodes); i++) {
         if (kAtherosCodes[i] == (data & kAtherosField))
-            *code = i; // the eight codes are all the values of the field
+            *code = static_cast<uint16_t>(i); // the eight codes are all the values of the field
     }
     return 0;
 }

@@ -180,7 +180,7 @@ std::string find_program(const std::string &name)
     std::string rest = path ? path : "/usr/bin:/bin";
     for (size_t at = 0; at <= rest.size();) {
         const size_t end = std::min(rest.find(':', at), rest.size());
-        const std::string candidate = rest.substr(at, end - at) + "/" + name;
+        std::string candidate = rest.substr(at, end - at) + "/" + name;
         if (access(candidate.c_str(), X_OK) == 0)
             return candidate;
         at = end + 1;

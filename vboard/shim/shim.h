@@ -194,6 +194,6 @@ void ensure_environment();
 // --- time -----------------------------------------------------------------------------------------------------------
 
 uint32_t speed();
-int64_t board_to_host(int64_t nanoseconds); // a span
+int64_t board_to_host(int64_t ns); // a span
 
 } // namespace vboard::shim

@@ -206,7 +206,8 @@ int open_path(int directory, const char *path, int flags, mode_t mode)
 bool copy_file(const char *from, const char *to)
 {
     struct statx info;
-    const long in = syscall(SYS_openat, AT_FDCWD, from, O_RDONLY | O_CLOEXEC | O_LARGEFILE, 0);
+    constexpr int kReading = O_CLOEXEC | O_LARGEFILE; // and O_RDONLY, which is 0
+    const long in = syscall(SYS_openat, AT_FDCWD, from, kReading, 0);
     if (in < 0)
         return false;
     mode_t mode = 0644;
@@ -359,13 +360,14 @@ WRAP(int, mkostemps, char *name, int suffix, int flags)
 
 WRAP(char *, mktemp, char *name)
 {
-    char *letters = template_letters(name, 0);
-    if (letters)
+    char *letters = name ? template_letters(name, 0) : nullptr;
+    if (letters) {
         fill_letters(letters);
-    else {
-        errno = EINVAL;
-        name[0] = '\0';
+        return name;
     }
+    errno = EINVAL;
+    if (name)
+        name[0] = '\0';
     return name;
 }
 
