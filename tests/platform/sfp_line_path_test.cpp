@@ -1,0 +1,24 @@
+// The one limit of a line's path, which no attribute of a cage comes near.
+#include <ddal/sfp.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/sfp_line.h"
+#include "support/log_watch.h"
+
+using namespace testing_board;
+
+TEST(SfpLinePath, HasToFit)
+{
+    const std::string lines = "/sys/class/cpld-sfp-irq/cpld-sfp-irq-1/";
+    LogWatch log;
+    char text[5];
+    EXPECT_EQ(ddal::platform::ddal_sfp_read_file(DDAL_SFP_1, std::string(4095 - lines.size(), 'a').c_str(), text),
+              -1001);
+    EXPECT_THAT(log.take(), testing::IsEmpty()); // fits, and is not there
+    const std::string longer(4096 - lines.size(), 'a');
+    EXPECT_EQ(ddal::platform::ddal_sfp_read_file(DDAL_SFP_1, longer.c_str(), text), -1001);
+    EXPECT_EQ(ddal::platform::ddal_sfp_write_file(DDAL_SFP_1, longer.c_str(), '1'), -1001);
+    EXPECT_THAT(log.take(), testing::ElementsAre("3 ddal_sfp_read_file: could not create full CLASS file path",
+                                                 "3 ddal_sfp_write_file: could not create full CLASS file path"));
+}
