@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <elf.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,8 +16,8 @@ bool has_interpreter(const char *head, size_t length)
 {
     const auto *elf = reinterpret_cast<const Header *>(head);
     for (size_t i = 0; i < elf->e_phnum; ++i) {
-        const size_t at = elf->e_phoff + i * elf->e_phentsize;
-        if (at + sizeof(Segment) > length)
+        const uint64_t at = elf->e_phoff + uint64_t{i} * elf->e_phentsize;
+        if (at > length || length - at < sizeof(Segment))
             break;
         if (reinterpret_cast<const Segment *>(head + at)->p_type == PT_INTERP)
             return true;
@@ -38,7 +39,7 @@ inline bool escapes_preload(const char *host_path)
     alignas(8) char head[4096];
     const long n = syscall(SYS_read, fd, head, sizeof head);
     syscall(SYS_close, fd);
-    if (n < static_cast<long>(sizeof(Elf32_Ehdr)) || head[0] != 0x7f || head[1] != 'E')
+    if (n < static_cast<long>(sizeof(Elf64_Ehdr)) || head[0] != 0x7f || head[1] != 'E')
         return false;
     const auto length = static_cast<size_t>(n);
     return head[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head, length)
