@@ -4,6 +4,7 @@
 #include <chrono>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <thread>
 
 #include "cli/launch.h"
@@ -107,11 +108,16 @@ void add_trace(CLI::App &app)
 void add_types(CLI::App &app)
 {
     app.add_subcommand("types", "List the kinds of board")->callback([] {
+        std::map<std::string, std::string> types;
         for (const auto &entry : fs::directory_iterator(vboard::descriptions())) {
-            if (entry.path().extension() != ".conf" || entry.path().stem() == "common")
+            if (entry.path().extension() != ".conf")
                 continue;
-            std::cout << entry.path().stem().string() << "\t" << vboard::read_board_file(entry.path()).name << "\n";
+            const vboard::BoardFile description = vboard::read_board_file(entry.path());
+            if (description.number != 0) // else a part that boards include
+                types[entry.path().stem().string()] = description.name;
         }
+        for (const auto &[type, name] : types)
+            std::cout << type << "\t" << name << "\n";
     });
 }
 
