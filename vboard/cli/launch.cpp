@@ -206,12 +206,9 @@ Words command_of(const Page &page, const RunOptions &options, const std::string 
     return words;
 }
 
-[[noreturn]] void be_program(const Page &page, const RunOptions &options, const std::string &path)
+// Becomes the program of a command; SIGKILL when this process's parent ends first.
+[[noreturn]] void execute(Words words)
 {
-    if (options.emulator.empty())
-        for (uint32_t i = 0; i < page.environment_count; ++i)
-            putenv(const_cast<char *>(page.environment[i]));
-    Words words = command_of(page, options, path);
     std::vector<char *> arguments;
     for (std::string &word : words)
         arguments.push_back(word.data());
@@ -224,6 +221,27 @@ Words command_of(const Page &page, const RunOptions &options, const std::string 
     _exit(127);
 }
 
+// Runs a command with further variables in its environment and returns its exit status as a shell would.
+int run_command(const Words &words, const Words &environment)
+{
+    // The terminal's Ctrl-C reaches the program itself; this process must stay to tidy up.
+    signal(SIGINT, SIG_IGN);
+    static pid_t program;
+    program = fork();
+    if (program < 0)
+        fail("fork");
+    if (program == 0) {
+        for (const std::string &entry : environment)
+            putenv(const_cast<char *>(entry.c_str()));
+        execute(words);
+    }
+    signal(SIGTERM, [](int number) { kill(program, number); });
+    int status = 0;
+    while (waitpid(program, &status, 0) < 0 && errno == EINTR)
+        ;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 int run_program(Client &board, const RunOptions &options)
 {
     const std::string path = find_program(options.program[0]);
@@ -232,66 +250,39 @@ int run_program(Client &board, const RunOptions &options)
                   << " is a static or setuid program, which would run on the host instead of the board; not run\n";
         return 126;
     }
-    // The terminal's Ctrl-C reaches the program itself; this process must stay to tidy up.
-    signal(SIGINT, SIG_IGN);
-    static pid_t program;
-    program = fork();
-    if (program < 0)
-        fail("fork");
-    if (program == 0)
-        be_program(board.page(), options, path);
-    signal(SIGTERM, [](int number) { kill(program, number); });
-    int status = 0;
-    while (waitpid(program, &status, 0) < 0 && errno == EINTR)
-        ;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    const Page &page = board.page();
+    Words environment;
+    if (options.emulator.empty())
+        environment.assign(page.environment, page.environment + page.environment_count);
+    return run_command(command_of(page, options, path), environment);
 }
 
 // The same command again, inside a fence of namespaces.
-[[noreturn]] void run_fenced(const fs::path &directory, const RunOptions &options)
+int run_fenced(const fs::path &directory, const RunOptions &options)
 {
+    if (access(find_program("bwrap").c_str(), X_OK) != 0)
+        throw ClientError("--fence needs bubblewrap: apt-get install bubblewrap");
     const std::string self = fs::read_symlink("/proc/self/exe");
     const std::string here = fs::current_path();
-    std::vector<std::string> words = {"bwrap",
-                                      "--unshare-user",
-                                      "--unshare-net",
-                                      "--unshare-ipc",
-                                      "--unshare-pid",
-                                      "--die-with-parent",
-                                      "--ro-bind",
-                                      "/",
-                                      "/",
-                                      "--dev",
-                                      "/dev",
-                                      "--proc",
-                                      "/proc",
-                                      "--bind",
-                                      "/tmp",
-                                      "/tmp",
-                                      "--bind",
-                                      here,
-                                      here,
-                                      "--bind",
-                                      directory,
-                                      directory,
-                                      "--chdir",
-                                      here,
-                                      self,
-                                      "run",
-                                      "--board",
-                                      directory,
-                                      "--speed",
-                                      std::to_string(options.speed)};
+    Words words = {"bwrap", "--unshare-user", "--unshare-net", "--unshare-ipc", "--unshare-pid", "--die-with-parent"};
+    words.insert(words.end(), {"--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--bind", "/tmp", "/tmp"});
+    for (const std::string &place : options.writable)
+        words.insert(words.end(), {"--bind", fs::absolute(place), fs::absolute(place)});
+    words.insert(words.end(), {"--bind", here, here, "--bind", directory, directory, "--chdir", here});
+    words.insert(words.end(), {self, "run", "--board", directory, "--speed", std::to_string(options.speed)});
+    for (const std::string &place : options.writable)
+        words.insert(words.end(), {"--writable", fs::absolute(place)});
     for (const std::string &library : options.preload)
         words.insert(words.end(), {"--preload", library});
+    if (!options.emulator.empty())
+        words.insert(words.end(), {"--emulator", options.emulator});
+    if (options.real_net)
+        words.emplace_back("--real-net");
+    if (!options.trace)
+        words.emplace_back("--no-trace");
     words.emplace_back("--");
     words.insert(words.end(), options.program.begin(), options.program.end());
-    std::vector<char *> arguments;
-    for (std::string &word : words)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    execvp("bwrap", arguments.data());
-    throw ClientError("--fence needs bubblewrap: apt-get install bubblewrap");
+    return run_command(words, {});
 }
 
 // A board directory that goes when the run ends.
@@ -337,10 +328,13 @@ fs::path descriptions()
 int run(const RunOptions &options)
 {
     const Directory directory(options);
-    if (options.fence)
-        run_fenced(directory.path(), options);
-    const auto board = join(directory.path(), options);
-    const int status = run_program(*board, options);
+    int status;
+    if (options.fence) {
+        status = run_fenced(directory.path(), options);
+    } else {
+        const auto board = join(directory.path(), options);
+        status = run_program(*board, options);
+    }
     if (options.keep)
         std::cerr << "vboard: the board is in " << directory.path().string() << "\n";
     return status;
