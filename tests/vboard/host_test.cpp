@@ -127,10 +127,36 @@ TEST(Host, WouldHaveBeenChangedWithoutTheBoard)
 
 TEST(Host, IsFencedAsWell)
 {
-    const Ran ran =
-        run(kVboard + " run --fence -- /bin/sh -c 'cat /etc/version; ls /proc/device-tree/board-identity/board-type'");
-    EXPECT_EQ(ran.status, 0) << ran.output;
+    char writable[] = "/var/tmp/fenced-XXXXXX";
+    const std::string mark = std::string(mkdtemp(writable)) + "/mark";
+    const Ran ran = run(kVboard + " run --fence --writable " + writable + " -- /bin/sh -c 'cat /etc/version; echo x >" +
+                        mark + "; echo page $VBOARD_PAGE; exit 3'");
+    EXPECT_EQ(ran.status, 3) << ran.output;
     EXPECT_NE(ran.output.find("R4.2"), std::string::npos) << ran.output;
+    EXPECT_TRUE(fs::exists(mark));
+
+    const size_t page = ran.output.find("page /tmp/");
+    ASSERT_NE(page, std::string::npos) << ran.output;
+    const fs::path board = ran.output.substr(page + 5, ran.output.find("/.vboard", page) - page - 5);
+    EXPECT_FALSE(fs::exists(board)) << "the board was not taken away";
+    fs::remove_all(writable);
+}
+
+// A socket's name has 108 bytes. Where the board's own place for it does not fit, the host's must not be reached.
+TEST(Host, IsNotReachedBySocketNamesTooLongForTheBoard)
+{
+    char folder[] = "/tmp/deep-XXXXXX";
+    const std::string board = std::string(mkdtemp(folder)) + "/" + std::string(63, 'd');
+    put(std::string(folder) + "/connect.py", "import socket\n"
+                                             "s = socket.socket(socket.AF_UNIX)\n"
+                                             "for name in '/run/dbus/system_bus_socket', '\\0system-bus-socket':\n"
+                                             "    try:\n"
+                                             "        s.connect(name)\n"
+                                             "    except OSError as error:\n"
+                                             "        print(error.strerror)\n");
+    const Ran ran = run(kVboard + " run --board " + board + " -- /usr/bin/python3 " + folder + "/connect.py");
+    EXPECT_EQ(ran.output, "File name too long\nFile name too long\n");
+    fs::remove_all(folder);
 }
 
 TEST(Board, RefusesProgramsItCannotStandInFrontOf)
@@ -146,6 +172,20 @@ TEST(Board, RefusesProgramsItCannotStandInFrontOf)
     chmod(program.c_str(), 0755 | S_ISUID);
     EXPECT_EQ(run(kVboard + " run -- " + program.string()).status, 126);
     fs::remove_all(folder);
+}
+
+TEST(Board, TypesAreThoseThatCanRun)
+{
+    const Ran types = run(kVboard + " types");
+    std::istringstream lines(types.output);
+    size_t count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        const std::string type = line.substr(0, line.find('\t'));
+        const Ran ran = run(kVboard + " run --type " + type + " -- true");
+        EXPECT_EQ(ran.status, 0) << line << ": " << ran.output;
+        EXPECT_GT(line.size(), type.size() + 1) << line << " has no name";
+    }
+    EXPECT_GE(count, 4u) << types.output;
 }
 
 TEST(Board, TwoRunSideBySideAndEachKeepsItsOwn)

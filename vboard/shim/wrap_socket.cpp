@@ -24,17 +24,24 @@ union Address {
     sockaddr_in inet;
 };
 
+// What an address stands for.
+enum class Place {
+    kHost,    // the same on the board and on the host
+    kBoard,   // a place of the board
+    kNowhere, // a place of the board that cannot be reached, with errno: never the host's in its stead
+};
+
 // "\0/uptimed" with its padding becomes <board>/.vboard/names/uptimed.
-bool local_name(const sockaddr_un &from, socklen_t length, bool binding, Address &to, socklen_t *to_length)
+Place local_name(const sockaddr_un &from, socklen_t length, bool binding, Address &to, socklen_t *to_length)
 {
     const size_t header = offsetof(sockaddr_un, sun_path);
     char host[PATH_MAX];
     if (length <= header + 1)
-        return false;
+        return Place::kHost;
     if (from.sun_path[0] == '\0') {
         char name[sizeof from.sun_path + 1];
         size_t n = 0;
-        for (size_t i = 1; header + i < length && from.sun_path[i]; ++i)
+        for (size_t i = 1; header + i < length && i < sizeof from.sun_path && from.sun_path[i]; ++i)
             if (from.sun_path[i] != '/')
                 name[n++] = from.sun_path[i];
         name[n] = '\0';
@@ -49,44 +56,59 @@ bool local_name(const sockaddr_un &from, socklen_t length, bool binding, Address
         path[n] = '\0';
         Path where;
         if (!resolve(-100 /* AT_FDCWD */, path, kFollow | (binding ? unsigned{kWrite} : 0), where))
-            return false;
+            return Place::kNowhere;
         copy_text(host, sizeof host, where.host);
     }
-    if (length_of(host) >= sizeof to.local.sun_path)
-        return false;
+    if (length_of(host) >= sizeof to.local.sun_path) {
+        errno = ENAMETOOLONG;
+        return Place::kNowhere;
+    }
     to = Address{};
     to.local.sun_family = AF_UNIX;
     copy_text(to.local.sun_path, sizeof to.local.sun_path, host);
     *to_length = sizeof to.local;
-    return true;
+    return Place::kBoard;
 }
 
-bool board_port(const sockaddr_in &from, Address &to)
+Place board_port(const sockaddr_in &from, Address &to)
 {
     const Page &p = *page();
     const uint32_t address = ntohl(from.sin_addr.s_addr);
     if (address >> 24 != 127 && address != 0)
-        return false;
+        return Place::kHost;
     for (uint32_t i = 0; i < p.port_count; ++i)
         if (p.ports[i].board == ntohs(from.sin_port)) {
             to.inet = from;
             to.inet.sin_port = htons(p.ports[i].host);
-            return true;
+            return Place::kBoard;
         }
-    return false;
+    return Place::kHost;
 }
 
-// True when the address names something of the board and `to` says where that is.
-bool translate(const sockaddr *address, socklen_t length, bool binding, Address &to, socklen_t *to_length)
+Place translate(const sockaddr *address, socklen_t length, bool binding, Address &to, socklen_t *to_length)
 {
     if (!address || length < sizeof address->sa_family)
-        return false;
+        return Place::kHost;
     if (address->sa_family == AF_UNIX)
         return local_name(*reinterpret_cast<const sockaddr_un *>(address), length, binding, to, to_length);
     *to_length = sizeof to.inet;
     if (address->sa_family == AF_INET && length >= sizeof(sockaddr_in))
         return board_port(*reinterpret_cast<const sockaddr_in *>(address), to);
-    return false;
+    return Place::kHost;
+}
+
+// Does `call(address, length)` with the address that the program's one leads to; -1 with errno where there is none.
+template <typename Call>
+long at_place(const sockaddr *address, socklen_t length, bool binding, Call call)
+{
+    Address to;
+    socklen_t to_length = 0;
+    switch (translate(address, length, binding, to, &to_length)) {
+    case Place::kHost: return call(address, length);
+    case Place::kBoard: return call(&to.any, to_length);
+    case Place::kNowhere: break;
+    }
+    return -1;
 }
 
 } // namespace
@@ -102,20 +124,16 @@ WRAP(int, connect, int fd, const sockaddr *address, socklen_t length)
     Call around("connect", "");
     if (around.fails())
         return -1;
-    Address to;
-    socklen_t to_length = 0;
-    if (translate(address, length, false, to, &to_length))
-        return static_cast<int>(syscall(SYS_connect, fd, &to, to_length));
-    return static_cast<int>(syscall(SYS_connect, fd, address, length));
+    return static_cast<int>(at_place(address, length, false, [=](const sockaddr *to, socklen_t to_length) {
+        return syscall(SYS_connect, fd, to, to_length);
+    }));
 }
 
 WRAP(int, bind, int fd, const sockaddr *address, socklen_t length)
 {
-    Address to;
-    socklen_t to_length = 0;
-    if (translate(address, length, true, to, &to_length))
-        return static_cast<int>(syscall(SYS_bind, fd, &to, to_length));
-    return static_cast<int>(syscall(SYS_bind, fd, address, length));
+    return static_cast<int>(at_place(address, length, true, [=](const sockaddr *to, socklen_t to_length) {
+        return syscall(SYS_bind, fd, to, to_length);
+    }));
 }
 
 WRAP(ssize_t, sendto, int fd, const void *buffer, size_t length, int flags, const sockaddr *address, socklen_t size)
@@ -123,11 +141,9 @@ WRAP(ssize_t, sendto, int fd, const void *buffer, size_t length, int flags, cons
     Call around("send", fd);
     if (around.fails())
         return -1;
-    Address to;
-    socklen_t to_length = 0;
-    if (translate(address, size, false, to, &to_length))
-        return syscall(SYS_sendto, fd, buffer, length, flags, &to, to_length);
-    return syscall(SYS_sendto, fd, buffer, length, flags, address, size);
+    return at_place(address, size, false, [=](const sockaddr *to, socklen_t to_length) {
+        return syscall(SYS_sendto, fd, buffer, length, flags, to, to_length);
+    });
 }
 
 WRAP(ssize_t, send, int fd, const void *buffer, size_t length, int flags)
@@ -141,14 +157,13 @@ WRAP(ssize_t, sendmsg, int fd, const msghdr *message, int flags)
     Call around("send", fd);
     if (around.fails())
         return -1;
-    msghdr copy = *message;
-    Address to;
-    socklen_t to_length = 0;
-    if (translate(static_cast<const sockaddr *>(copy.msg_name), copy.msg_namelen, false, to, &to_length)) {
-        copy.msg_name = &to;
+    const auto *address = static_cast<const sockaddr *>(message->msg_name);
+    return at_place(address, message->msg_namelen, false, [=](const sockaddr *to, socklen_t to_length) {
+        msghdr copy = *message;
+        copy.msg_name = const_cast<sockaddr *>(to);
         copy.msg_namelen = to_length;
-    }
-    return syscall(SYS_sendmsg, fd, &copy, flags);
+        return syscall(SYS_sendmsg, fd, &copy, flags);
+    });
 }
 
 WRAP(ssize_t, recv, int fd, void *buffer, size_t length, int flags)
