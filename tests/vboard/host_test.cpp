@@ -1,7 +1,9 @@
 // Nothing that runs on a board may change the host. The "host" here is a stage in namespaces of its own, so that even a
 // hole in the board cannot hurt the machine that runs the test.
 #include <array>
+#include <cstddef>
 #include <cstdio>
+#include <elf.h>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -171,6 +173,14 @@ TEST(Board, RefusesProgramsItCannotStandInFrontOf)
     EXPECT_NE(from_shell.output.find("static or setuid"), std::string::npos) << from_shell.output;
     chmod(program.c_str(), 0755 | S_ISUID);
     EXPECT_EQ(run(kVboard + " run -- " + program.string()).status, 126);
+
+    // Of a processor whose programs the loader starts without the board's library, or too short to tell.
+    const fs::path foreign = fs::path(folder) / "foreign";
+    fs::copy_file("/bin/true", foreign);
+    std::fstream(foreign, std::ios::in | std::ios::out).seekp(offsetof(Elf64_Ehdr, e_machine)).put(EM_386);
+    EXPECT_EQ(run(kVboard + " run -- " + foreign.string()).status, 126);
+    fs::resize_file(foreign, 45);
+    EXPECT_EQ(run(kVboard + " run -- " + foreign.string()).status, 126);
     fs::remove_all(folder);
 }
 

@@ -25,7 +25,19 @@ bool has_interpreter(const char *head, size_t length)
     return false;
 }
 
-// True for static and for setuid programs. Raw calls only: it runs inside the preload library too.
+// The loader ignores a preload library of another processor, and runs the program without it.
+inline bool is_served_machine(const char *head)
+{
+    constexpr uint16_t kServed[] = {EM_X86_64, EM_AARCH64, EM_ARM};
+    const uint16_t machine = reinterpret_cast<const Elf32_Ehdr *>(head)->e_machine; // in the same place in both classes
+    for (const uint16_t served : kServed)
+        if (machine == served)
+            return true;
+    return false;
+}
+
+// True for static and for setuid programs, and for those of a processor that has no preload library. Raw calls only: it
+// runs inside the preload library too.
 inline bool escapes_preload(const char *host_path)
 {
     struct statx info;
@@ -39,8 +51,10 @@ inline bool escapes_preload(const char *host_path)
     alignas(8) char head[4096];
     const long n = syscall(SYS_read, fd, head, sizeof head);
     syscall(SYS_close, fd);
-    if (n < static_cast<long>(sizeof(Elf64_Ehdr)) || head[0] != 0x7f || head[1] != 'E')
-        return false;
+    if (n < SELFMAG || head[0] != 0x7f || head[1] != 'E' || head[2] != 'L' || head[3] != 'F')
+        return false; // a script: its interpreter is looked at when it is started
+    if (n < static_cast<long>(sizeof(Elf64_Ehdr)) || !is_served_machine(head))
+        return true;
     const auto length = static_cast<size_t>(n);
     return head[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head, length)
                                         : !has_interpreter<Elf32_Ehdr, Elf32_Phdr>(head, length);

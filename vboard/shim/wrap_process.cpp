@@ -65,7 +65,8 @@ bool find_program(const char *path, Path &where)
     KeepErrno keep;
     if (!escapes_preload(where.host))
         return true;
-    constexpr char kWhy[] = "vboard: not run, because a static or setuid program would escape the board: ";
+    constexpr char kWhy[] =
+        "vboard: not run, because a static or setuid program or one of another processor would escape the board: ";
     syscall(SYS_write, 2, kWhy, sizeof kWhy - 1);
     syscall(SYS_write, 2, where.board, length_of(where.board));
     syscall(SYS_write, 2, "\n", 1);
