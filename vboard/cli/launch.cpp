@@ -56,14 +56,23 @@ void add_writable(Page &page, const fs::path &place)
     ++page.writable_count;
 }
 
+// The loader runs a program without a preload library that it does not find: then nothing may run at all.
+std::string preload_entry(const std::string &library)
+{
+    const fs::path native = own_prefix() / VBOARD_LIBDIR / library;
+    if (!fs::exists(native))
+        throw ClientError("this installation lacks " + native.string() + "; nothing is run without it");
+    return (own_prefix() / "$LIB" / library).string();
+}
+
 std::string preload_list(const fs::path &directory, const RunOptions &options)
 {
     std::string list;
     for (const std::string &library : options.preload)
         list += library + ":";
     for (const std::string &library : read_board_file(directory / "board.conf").libraries)
-        list += (own_prefix() / "$LIB" / library).string() + ":";
-    return list + (own_prefix() / "$LIB/libvboard.so").string();
+        list += preload_entry(library) + ":";
+    return list + preload_entry("libvboard.so");
 }
 
 // Writes the page that every process of the board maps.
@@ -247,7 +256,8 @@ int run_program(Client &board, const RunOptions &options)
     const std::string path = find_program(options.program[0]);
     if (escapes_preload(path.c_str())) {
         std::cerr << "vboard: " << path
-                  << " is a static or setuid program, which would run on the host instead of the board; not run\n";
+                  << " is a static or setuid program or one of another processor, which would run on the host instead "
+                     "of the board; not run\n";
         return 126;
     }
     const Page &page = board.page();
