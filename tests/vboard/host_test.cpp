@@ -220,6 +220,18 @@ TEST(Board, ProgramsOfOneBoardShareIt)
     fs::remove_all(folder);
 }
 
+// The next program may come while the daemon of the last one is still ending.
+TEST(Board, RunsOneProgramRightAfterTheOther)
+{
+    char folder[] = "/tmp/again-XXXXXX";
+    const std::string board = std::string(mkdtemp(folder)) + "/board";
+    for (int i = 0; i < 25; ++i) {
+        const Ran ran = run(kVboard + " run --board " + board + " -- " + kVboard + " ctl link show");
+        ASSERT_EQ(ran.status, 0) << "run " << i << ": " << ran.output;
+    }
+    fs::remove_all(folder);
+}
+
 TEST(Board, SaysWhatIsWrongWithACommand)
 {
     const std::pair<const char *, const char *> wrong[] = {

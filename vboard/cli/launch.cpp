@@ -121,6 +121,10 @@ void write_page(const fs::path &directory, const RunOptions &options)
     dup2(log, 2);
     signal(SIGPIPE, SIG_IGN);
     signal(SIGINT, SIG_IGN);
+    // The daemon before this one may still be taking its sockets away. Its end releases the lock.
+    const int life = open((directory / ".vboard/life").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (life < 0 || flock(life, LOCK_EX) != 0)
+        _exit(1);
     try {
         Loop loop;
         Board board(directory, loop);
@@ -169,14 +173,15 @@ std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &option
     const Descriptor lock{open((directory / ".vboard/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
     if (!lock || flock(lock.get(), LOCK_EX) != 0)
         fail((directory / ".vboard/lock").string());
-    std::unique_ptr<Client> client;
     try {
-        client = std::make_unique<Client>(directory);
-    } catch (const ClientError &) {
+        auto client = std::make_unique<Client>(directory);
+        client->hold();
+        return client;
+    } catch (const ClientError &) { // none, or one whose last program has just ended
         write_page(directory, options);
         start_daemon(directory);
-        client = std::make_unique<Client>(directory);
     }
+    auto client = std::make_unique<Client>(directory);
     client->hold();
     return client;
 }

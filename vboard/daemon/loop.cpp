@@ -76,7 +76,7 @@ void Loop::run()
     while (running_) {
         epoll_event events[16];
         const int n = wait(events, 16);
-        for (int i = 0; i < n; ++i) {
+        for (int i = 0; i < n && running_; ++i) {
             const auto found = handlers_.find(events[i].data.fd);
             if (found == handlers_.end())
                 continue; // forgotten by a handler before it
