@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
 """The dynamic symbols of libddal.so are those of the lists under abi/, no more and no less.
 
-usage: exported_names.py LIBDDAL ABI_DIR [--shrink]
+usage: exported_names.py LIBDDAL ABI_DIR
 
 exports.txt, unsupported.txt, zero.txt and extensions.txt name what is exported. All names of unsupported.txt share one
-address. weak.txt names the weak ones. to-come.txt names those whose family is not written yet; a name that is there
-already must leave that list, which --shrink does.
+address. weak.txt names the weak ones.
 """
 import pathlib
 import subprocess
@@ -27,19 +26,11 @@ def exported_by(library):
     return {name.split("@")[0]: (address, kind) for address, kind, name in rows if kind != "A"}
 
 
-def shrink(path, present):
-    lines = path.read_text().splitlines(keepends=True)
-    path.write_text("".join(line for line in lines if line.strip() not in present))
-
-
-def main(library, abi, *options):
+def main(library, abi):
     unsupported = names_of(abi / "unsupported.txt")
     listed = unsupported | names_of(abi / "exports.txt") | names_of(abi / "zero.txt") | names_of(abi / "extensions.txt")
     weak = names_of(abi / "weak.txt")
     exported = exported_by(library)
-    if "--shrink" in options:
-        shrink(abi / "to-come.txt", exported)
-    to_come = names_of(abi / "to-come.txt")
 
     faults = []
 
@@ -47,9 +38,7 @@ def main(library, abi, *options):
         faults.extend(f"{name}: {text}" for name in sorted(names))
 
     complain(exported.keys() - listed, "exported, but in no list under abi/")
-    complain(listed - exported.keys() - to_come, "listed under abi/, but not exported")
-    complain(to_come - listed, "in abi/to-come.txt, but in no other list")
-    complain(to_come & exported.keys(), "exported by now: take it out of abi/to-come.txt (option --shrink does it)")
+    complain(listed - exported.keys(), "listed under abi/, but not exported")
     complain(weak - listed, "in abi/weak.txt, but in no other list")
     complain({n for n in weak & exported.keys() if exported[n][1] not in "WV"}, "is strong, abi/weak.txt says weak")
     complain({n for n in exported.keys() - weak if exported[n][1] in "WV"}, "is weak, but not in abi/weak.txt")
@@ -57,9 +46,9 @@ def main(library, abi, *options):
     if len(addresses) > 1:
         faults.append(f"the unsupported operations lie at {len(addresses)} addresses instead of one")
 
-    print("\n".join(faults) or f"{len(exported)} names exported, {len(to_come)} to come")
+    print("\n".join(faults) or f"{len(exported)} names exported")
     return 1 if faults or not exported else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1], pathlib.Path(sys.argv[2]), *sys.argv[3:]))
+    sys.exit(main(sys.argv[1], pathlib.Path(sys.argv[2])))
