@@ -29,9 +29,13 @@ int main(int argc, char **argv)
         return 2;
     }
     result = ddal_ext_rfcard_upgrade(argv[1], 0, 0, show, NULL, &status);
-    if (result != 0 || status > BSL_STATUS_SUCCESSFUL) { /* a failed comparison shows in the status alone */
+    if (result != 0) {
         ddal_strerror(result, text, sizeof text);
         fprintf(stderr, "rfcard_upgrade: %s (result %d, status %u)\n", text, result, (unsigned)status);
+        return 1;
+    }
+    if (status > BSL_STATUS_SUCCESSFUL) { /* a failed comparison shows in the status alone */
+        fprintf(stderr, "rfcard_upgrade: the card does not hold the image (status %u)\n", (unsigned)status);
         return 1;
     }
     printf(status == BSL_STATUS_SUCCESSFUL ? "upgraded\n" : "already up to date\n");
