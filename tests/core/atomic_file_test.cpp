@@ -7,13 +7,13 @@
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "file_lock.h"
 #include "temporary_directory.h"
 
 using namespace ddal::core;
@@ -30,14 +30,6 @@ int replace(const std::string &path, const char *mode, const std::string &text, 
         return -errno;
     fwrite(text.data(), 1, text.size(), ddal_common_atomic_writer(file));
     return ddal_common_atomic_close(file, commit);
-}
-
-bool is_unlocked(const std::string &path)
-{
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool unlocked = flock(fd, LOCK_EX | LOCK_NB) == 0;
-    close(fd);
-    return unlocked;
 }
 
 TEST(AtomicFile, EachModeStartsFromItsOwnContent)

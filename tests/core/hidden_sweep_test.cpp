@@ -2,18 +2,17 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <list>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/atomic_file.h"
 #include "core/copy.h"
 #include "core/directory.h"
+#include "file_lock.h"
 #include "support/board.h"
+#include "support/board_file.h"
 #include "support/sweep.h"
 
 using namespace ddal::core;
@@ -24,25 +23,6 @@ namespace {
 constexpr const char *kFolder = "/flash/swept";
 constexpr const char *kFile = "/flash/swept/file";
 const std::string kOld(100000, 'o'); // more than one round of the copy inside the kernel
-
-void put(const std::string &path, const std::string &content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string get(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-bool is_unlocked()
-{
-    const int fd = open(kFile, O_RDONLY | O_CLOEXEC);
-    const bool unlocked = flock(fd, LOCK_EX | LOCK_NB) == 0;
-    close(fd);
-    return unlocked;
-}
 
 int replace(const char *mode)
 {
@@ -67,7 +47,7 @@ protected:
     void SetUp() override
     {
         std::filesystem::create_directory(kFolder);
-        put(kFile, kOld);
+        put_file(kFile, kOld);
     }
     void TearDown() override { std::filesystem::remove_all(kFolder); }
 };
@@ -82,10 +62,10 @@ TEST_F(AtomicFileOnBoard, AFailureLeavesTheOldFileAndNothingElse)
     };
     for (const char *mode : {"w", "a", "r+"}) {
         Sweep sweep(std::string("replacement, mode ") + mode, [&] { return replace(mode); });
-        sweep.before([] { put(kFile, kOld); })
+        sweep.before([] { put_file(kFile, kOld); })
             .after([&](const Outcome &seen) {
-                EXPECT_TRUE(get(kFile) == (seen.result == 0 ? replaced(mode) : kOld));
-                EXPECT_TRUE(is_unlocked());
+                EXPECT_TRUE(file_content(kFile) == (seen.result == 0 ? replaced(mode) : kOld));
+                EXPECT_TRUE(is_unlocked(kFile));
             })
             .watch({kFolder})
             .when("fwrite", fails(-EIO, {})) // the test's own call: found when the stream is flushed
@@ -123,7 +103,7 @@ TEST_F(AtomicFileOnBoard, FindsAWayWhereTheFirstIsRefused)
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.faults));
-        put(kFile, kOld);
+        put_file(kFile, kOld);
         const Resources resources({kFolder});
         {
             std::list<Fault> faults;
@@ -133,7 +113,7 @@ TEST_F(AtomicFileOnBoard, FindsAWayWhereTheFirstIsRefused)
             for (const Fault &fault : faults)
                 EXPECT_GT(fault.fired(), 0U);
         }
-        EXPECT_TRUE(get(kFile) == (c.result == 0 ? replaced("a") : kOld));
+        EXPECT_TRUE(file_content(kFile) == (c.result == 0 ? replaced("a") : kOld));
         EXPECT_EQ(resources.difference(), "");
     }
 }
@@ -144,7 +124,7 @@ TEST(Sweep, CopyOfAFile)
         return fails_with_errno(std::string("3 ddal_common_copy_file: error ") + what + ": %m");
     };
     const Expectation positive = [](const Injected &injected, const Outcome &) { return Outcome{injected.error, {}}; };
-    put("/flash/from", "text");
+    put_file("/flash/from", "text");
     Sweep("ddal_common_copy_file", [] { return ddal_common_copy_file("/flash/from", "/flash/to"); })
         .succeeds(0)
         .when("stat", fails_with_errno_or(-EIO, {}))

@@ -17,14 +17,13 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
-#include <iterator>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/board.h"
+#include "support/board_file.h"
 #include "support/log_watch.h"
 
 using namespace testing_board;
@@ -33,17 +32,6 @@ using testing::ElementsAre;
 namespace {
 
 constexpr const char *kSysinfo = "/flash/config/sysinfo";
-
-void put(const std::string &path, const std::string &content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string get(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 TEST(Version, LosesItsSuffixOnATagOnly)
 {
@@ -62,7 +50,7 @@ TEST(Version, LosesItsSuffixOnATagOnly)
                  {"", ""},
                  {long_text + "-0-g12345678\n", long_text} /* 127 characters are read */};
     for (const auto &c : cases) {
-        put("/etc/version", c.file);
+        put_file("/etc/version", c.file);
         for (const size_t capacity : {size_t{0}, size_t{3}, size_t{200}}) {
             std::string buffer(201, '#');
             size_t size = capacity;
@@ -86,7 +74,7 @@ TEST(LinuxId, IsTheThirdCharacter)
                  {"xx0", -1001, 0},
                  {"2", -1001, static_cast<uint32_t>(-'0')}};
     for (const auto &c : cases) {
-        put("/proc/device-tree/post/linuxid", c.property);
+        put_file("/proc/device-tree/post/linuxid", c.property);
         uint32_t id = 99;
         LogWatch log;
         EXPECT_EQ(ddal_common_linux_id_get(&id), c.result);
@@ -110,7 +98,7 @@ TEST(Security, KeepsTheFirstGoodAnswer)
         uint32_t secure;
     } cases[] = {{"2", -EFAULT, 99}, {"", -EFAULT, 99}, {"1", 0, 1}, {"0", 0, 1}, {"2", 0, 1}};
     for (const auto &c : cases) {
-        put(property, c.content);
+        put_file(property, c.content);
         uint32_t secure = 99;
         EXPECT_EQ(ddal_security_is_secure_env(&secure), c.result);
         EXPECT_EQ(secure, c.secure);
@@ -187,7 +175,7 @@ TEST(StartUpWord, IsZeroUntilSet)
     ASSERT_EQ(stat("/ram/hwapi/isti", &made), 0);
     EXPECT_EQ(made.st_mode & ALLPERMS, 0644U);
     EXPECT_EQ(made.st_size, 4);
-    put("/ram/hwapi/isti", "12345");
+    put_file("/ram/hwapi/isti", "12345");
     EXPECT_EQ(ddal_kvb_rpram_get_isti(5, &value), -ENODATA);
 }
 
@@ -202,7 +190,7 @@ TEST(ClockRate, FitsThirtyTwoBits)
                  {"4294967296", -ERANGE, 99},
                  {"none", -ENODATA, 99}};
     for (const auto &c : cases) {
-        put("/sys/kernel/debug/clk/gem0/clk_rate", c.content);
+        put_file("/sys/kernel/debug/clk/gem0/clk_rate", c.content);
         uint32_t hz = 99;
         EXPECT_EQ(ddal_cpu_get_clk_rate(&hz), c.result) << c.content;
         EXPECT_EQ(hz, c.hz);
@@ -224,7 +212,7 @@ TEST(TroubleLog, StoresAndDeletes)
 
 TEST(SystemInformation, ADamagedLineCostsNoOtherItem)
 {
-    put(kSysinfo, "# by hand\n0.13.20 = 2  # fitted\nrubbish\n1.2.3 = 7\n\n1.2.3 = 0x10");
+    put_file(kSysinfo, "# by hand\n0.13.20 = 2  # fitted\nrubbish\n1.2.3 = 7\n\n1.2.3 = 0x10");
     uint64_t value = 99;
     LogWatch log;
     EXPECT_EQ(ddal_sysinfo_get_uint(0, 13, 20, &value), 0);
@@ -239,7 +227,8 @@ TEST(SystemInformation, ADamagedLineCostsNoOtherItem)
     ASSERT_EQ(ddal_sysinfo_set_uint(0, 13, 20, 1), 0);
     ASSERT_EQ(ddal_sysinfo_set_uint(1, 2, 3, UINT64_MAX), 0);
     ASSERT_EQ(ddal_sysinfo_set_uint(0, 15, 0, 4), 0);
-    EXPECT_EQ(get(kSysinfo), "# by hand\n0.13.20 = 1  # fitted\nrubbish\n1.2.3 = 18446744073709551615\n\n0.15.0 = 4\n");
+    EXPECT_EQ(file_content(kSysinfo),
+              "# by hand\n0.13.20 = 1  # fitted\nrubbish\n1.2.3 = 18446744073709551615\n\n0.15.0 = 4\n");
 }
 
 TEST(SystemInformation, StartsWithoutFileAndDirectory)
@@ -252,7 +241,7 @@ TEST(SystemInformation, StartsWithoutFileAndDirectory)
     ASSERT_EQ(ddal_sysinfo_set_uint(0, 15, 0, 3), 0);
     EXPECT_EQ(ddal_sysinfo_get_uint(0, 15, 0, &value), 0);
     EXPECT_EQ(value, 3U);
-    EXPECT_TRUE(get(kSysinfo).starts_with("#"));
+    EXPECT_TRUE(file_content(kSysinfo).starts_with("#"));
     EXPECT_THAT(log.take(), ElementsAre());
     EXPECT_EQ(ddal_sysinfo_update_devicetree_to_flash(), 0);
     EXPECT_TRUE(std::filesystem::exists("/flash/config/device-tree.saved"));

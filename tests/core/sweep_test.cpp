@@ -14,21 +14,17 @@
 #include <fcntl.h>
 #include <fstream>
 #include <memory>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "file_lock.h"
+#include "support/board_file.h"
 #include "support/sweep.h"
 
 using namespace testing_board;
 
 namespace {
-
-void put(const std::string &path, const std::string &content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
 
 // One line of the helper that failed, then those of its callers, in which "%d" is the negative errno.
 Expectation fails_through(std::string line, std::vector<std::string> callers, std::optional<long> result = {})
@@ -42,15 +38,6 @@ Expectation fails_through(std::string line, std::vector<std::string> callers, st
         }
         outcome.result = result.value_or(outcome.result);
         return outcome;
-    };
-}
-
-// The first failure at this place meets the first expectation, the second the second, the rest the last.
-Expectation in_turn(std::vector<Expectation> turns)
-{
-    return [turns, next = size_t{0}](const Injected &injected, const Outcome &success) mutable {
-        const size_t turn = std::min(next++, turns.size() - 1);
-        return turns[turn](injected, success);
     };
 }
 
@@ -81,9 +68,9 @@ TEST(Sweep, Readers)
     const Outcome no_data{-ENODATA, {}};
     const Outcome no_id{-1001, {"3 ddal_common_linux_id_get: invalid linux ID: -48"}};
     const Outcome no_mode{-EFAULT, {"3 ddal_security_is_secure_env: security mode is undefined"}};
-    put(kText, "hello");
-    put(kCells, std::string("\0\0\0\7", 4));
-    put(kSecure, "2"); // a good answer would be kept, and the file not be read again
+    put_file(kText, "hello");
+    put_file(kCells, std::string("\0\0\0\7", 4));
+    put_file(kSecure, "2"); // a good answer would be kept, and the file not be read again
     ASSERT_EQ(ddal_kvb_rpram_set_isti(1), 0);
     const Reading cases[] = {
         {"ddal_common_read_file",
@@ -166,7 +153,7 @@ TEST(Sweep, Writers)
         {"ddal_kvb_rpram_set_isti", "ddal_common_write_u32val_array", [] { return ddal_kvb_rpram_set_isti(value); },
          "/ram/hwapi/isti"},
     };
-    put("/flash/out", "");
+    put_file("/flash/out", "");
     for (const auto &c : cases) {
         const auto line = [&](const char *what) {
             return std::string("3 ") + c.logs_as + ": error " + what + " " + c.path + ": %m";
@@ -309,7 +296,7 @@ TEST(Sweep, Memory)
         .when("munmap", fails(-EINVAL, {}))
         .run();
     Sweep("ddal_trbl_delete", [] { return ddal_trbl_delete("/flash/doomed"); })
-        .before([] { put("/flash/doomed", ""); })
+        .before([] { put_file("/flash/doomed", ""); })
         .succeeds(0)
         .when("unlink", fails_with_errno("3 ddal_trbl_delete: unlink failed: %m"))
         .run();
@@ -317,17 +304,9 @@ TEST(Sweep, Memory)
 
 constexpr const char *kSysinfo = "/flash/config/sysinfo";
 
-bool is_unlocked(const char *path)
-{
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    const bool unlocked = flock(fd, LOCK_EX | LOCK_NB) == 0;
-    close(fd);
-    return unlocked;
-}
-
 TEST(Sweep, SystemInformation)
 {
-    const auto before = [] { put(kSysinfo, "0.13.20 = 1 # old\n"); };
+    const auto before = [] { put_file(kSysinfo, "0.13.20 = 1 # old\n"); };
     const auto unlocked = [](const Outcome &) { EXPECT_TRUE(is_unlocked(kSysinfo)); };
     static uint64_t value;
     const std::string get = "3 ddal_sysinfo_get_uint: can't ";

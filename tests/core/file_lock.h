@@ -1,0 +1,17 @@
+// The lock of a file that is replaced as a whole.
+#pragma once
+
+#include <string>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+// Whether nobody holds the file's lock.
+inline bool is_unlocked(const std::string &path)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool unlocked = flock(fd, LOCK_EX | LOCK_NB) == 0;
+    close(fd);
+    return unlocked;
+}
