@@ -130,6 +130,15 @@ TEST(Runner, CapturesWhatFits)
     }
 }
 
+TEST(Runner, AProgramThatSaysTooMuchStillDoesItsWork)
+{
+    const TemporaryDirectory directory;
+    const std::string command = "head -c 1000000 /dev/zero && touch " + directory / "done";
+    char text[4];
+    EXPECT_EQ(ddal_common_read_cmd_output(sizeof text, text, command.c_str()), -ENOBUFS);
+    EXPECT_TRUE(std::filesystem::exists(directory / "done"));
+}
+
 TEST(Runner, FeedsTheInputAndANewlineIfAsked)
 {
     const std::string text(100000, 'x');
