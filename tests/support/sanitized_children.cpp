@@ -1,5 +1,5 @@
-// Part of every test program of a sanitizer build. The board's programs then start with the sanitizer's runtime in front,
-// too; what a shell or its tools leave allocated at their end is not to become their exit status.
+// Part of every test program of a sanitizer build. The board's programs then start with the sanitizer's runtime in
+// front, too; what a shell or its tools leave allocated at their end is not to become their exit status.
 #include <cstdlib>
 #include <string>
 
