@@ -17,6 +17,7 @@ constexpr time_t kStartLimit = 1; // seconds
 pthread_once_t once = PTHREAD_ONCE_INIT;
 const Gio *gio;
 GMainLoop *main_loop;
+pid_t owner; // the loop's thread does not come along through a fork
 
 pthread_mutex_t registry_mutex = PTHREAD_MUTEX_INITIALIZER;
 GHashTable *registry;
@@ -100,6 +101,7 @@ void initialize_phy_events()
         log_line(LOG_ERR, "GMainLoop initialization failed\n");
         return;
     }
+    owner = getpid();
     set_registry(table);
     create_start_condition();
 
@@ -139,7 +141,7 @@ int event_loop_initialized_callback(void *)
 const Gio *running_event_loop()
 {
     pthread_once(&once, initialize_phy_events);
-    return main_loop && gio->main_loop_is_running(main_loop) ? gio : nullptr;
+    return main_loop && owner == getpid() && gio->main_loop_is_running(main_loop) ? gio : nullptr;
 }
 
 } // namespace ddal::phy

@@ -77,6 +77,16 @@ void notify_entry(void *key, void *, void *)
     notify(GPOINTER_TO_INT(key));
 }
 
+// Unless the registration has ended meanwhile, and the number is another file's.
+void notify_if_registered(GDBusProxy *proxy, int fd)
+{
+    const RegistryLock lock;
+    const auto *const record =
+        static_cast<const Registration *>(loaded_gio()->hash_table_lookup(event_registry(), GINT_TO_POINTER(fd)));
+    if (record && record->proxy == proxy)
+        notify(fd);
+}
+
 // Without the bus no state is known any more: everybody who waits is to find that out.
 void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
 {
@@ -93,6 +103,54 @@ void watch_bus(const Gio *gio, GDBusConnection *connection)
         return;
     gio->signal_connect_data(connection, "closed", G_CALLBACK(on_bus_closed), nullptr, nullptr, GConnectFlags{});
     gio->object_set_data(object, kClosedKey, connection);
+}
+
+// A property read that was asked for in the registration. `user_data` holds a reference of the proxy.
+struct Refresh {
+    GDBusProxy *proxy;
+    int fd;
+};
+
+// On the event thread, in the order in which replies and signals came in.
+void on_state_read(GObject *connection, GAsyncResult *result, void *user_data)
+{
+    const Gio *const gio = loaded_gio();
+    const std::unique_ptr<Refresh> refresh{static_cast<Refresh *>(user_data)};
+    GVariant *const reply =
+        gio->dbus_connection_call_finish(reinterpret_cast<GDBusConnection *>(connection), result, nullptr);
+    // A service that has left since then tells nothing any more.
+    char *const service = gio->dbus_proxy_get_name_owner(refresh->proxy);
+    if (reply && service) {
+        GVariant *value = nullptr;
+        gio->variant_get(reply, "(v)", &value);
+        GVariant *const cached = gio->dbus_proxy_get_cached_property(refresh->proxy, kWatchedProperty);
+        if (!cached || !gio->variant_equal(cached, value)) {
+            gio->dbus_proxy_set_cached_property(refresh->proxy, kWatchedProperty, value);
+            notify_if_registered(refresh->proxy, refresh->fd);
+        }
+        if (cached)
+            gio->variant_unref(cached);
+        gio->variant_unref(value);
+    }
+    gio->free(service);
+    if (reply)
+        gio->variant_unref(reply);
+    gio->object_unref(refresh->proxy);
+}
+
+// A signal that the event thread receives while another thread is still setting up the proxy is dropped by the proxy:
+// the state is read once more, and this reply cannot be overtaken.
+void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
+{
+    auto *const refresh = new (std::nothrow) Refresh{proxy, fd};
+    if (!refresh)
+        return;
+    gio->object_ref(proxy);
+    gio->dbus_connection_call(gio->dbus_proxy_get_connection(proxy), gio->dbus_proxy_get_name(proxy),
+                              gio->dbus_proxy_get_object_path(proxy), "org.freedesktop.DBus.Properties", "Get",
+                              gio->variant_new("(ss)", gio->dbus_proxy_get_interface_name(proxy), kWatchedProperty),
+                              reinterpret_cast<const GVariantType *>("(v)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, -1,
+                              nullptr, on_state_read, refresh);
 }
 
 GDBusProxy *create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
@@ -164,6 +222,7 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
     if (lock.error() != 0)
         return log_error(-1, "pthread_mutex_lock failed: %d\n", lock.error());
     watch_bus(gio, gio->dbus_proxy_get_connection(record->proxy));
+    read_state_again(gio, record->proxy, fd.get());
     gio->hash_table_insert(event_registry(), GINT_TO_POINTER(fd.get()), record.release());
     return fd.release();
 }

@@ -1,0 +1,427 @@
+// Link events on the MBO board: device 3 is port 20 of the switch, device 0 port 14, device 1 port 18.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <mutex>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <thread>
+#include <unistd.h>
+
+#include <ddal/phy.h>
+
+#include "support/board.h"
+#include "support/child.h"
+#include "support/log_watch.h"
+#include "support/resources.h"
+
+using namespace testing_board;
+
+namespace {
+
+constexpr int kSoon = 5000; // ms; an event that is to come is there long before
+constexpr int kNever = 150; // ms; an event that is not to come
+
+bool becomes_readable(int fd, int limit_ms)
+{
+    pollfd waiting{fd, POLLIN, 0};
+    return poll(&waiting, 1, limit_ms) == 1;
+}
+
+// The descriptor's next event: its state, or the failure of retrieving it; -1 when none comes.
+int next_state(int fd, int limit_ms = kSoon)
+{
+    if (!becomes_readable(fd, limit_ms))
+        return -1;
+    uint16_t state = 9;
+    const int rc = ddal_phy_event_retrieve(fd, &state);
+    return rc == 0 ? state : rc;
+}
+
+int64_t now_ns()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+class LinkEvents : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (const char *device : {"0", "1", "3", "4"})
+            ctl(std::string("link ") + device + " up");
+    }
+};
+
+} // namespace
+
+// First of all: this process has not asked for an event yet, and a child starts like it.
+TEST_F(LinkEvents, AFailedStartLasts)
+{
+    EXPECT_EQ(in_child([] {
+                  const Fault fault("pthread_create:* errno=EAGAIN");
+                  LogWatch log;
+                  int results = ddal_phy_event_register_broadcom_switch(20);
+                  results += ddal_phy_event_register_broadcom_switch(20);
+                  std::string text = std::to_string(results);
+                  for (const std::string &line : log.take())
+                      text += "|" + line;
+                  return text;
+              }),
+              "-2|3 initialize_phy_events: pthread creation failed: 11"
+              "|3 _ddal_phy_event_register: phy event loop is not running!"
+              "|3 _ddal_phy_event_register: phy event loop is not running!");
+}
+
+// Nor has it loaded the D-Bus library.
+TEST_F(LinkEvents, BeforeTheFirstRegistration)
+{
+    EXPECT_EQ(dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_NOLOAD), nullptr);
+    const int fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    uint16_t state = 9;
+    LogWatch log;
+    EXPECT_EQ(ddal_phy_event_retrieve(fd, &state), -ENOENT);
+    EXPECT_EQ(ddal_phy_event_unregister(fd), -ENOENT);
+    EXPECT_EQ(ddal_phy_event_retrieve(-1, &state), -EIO);
+    EXPECT_EQ(log.take(), (std::vector<std::string>{
+                              "3 ddal_phy_event_retrieve: ddal_phy_event_register has not been called yet",
+                              "3 ddal_phy_event_unregister: ddal_phy_event_register has not been called yet",
+                              "3 ddal_phy_event_retrieve: error reading eventfd -1: 9",
+                          }));
+    EXPECT_EQ(close(fd), 0) << "a descriptor that is not the library's was closed";
+}
+
+TEST_F(LinkEvents, TellThePresentStateFirstAndThenEveryChange)
+{
+    for (const auto &[device, port] : {std::pair{0, "14"}, {1, "18"}, {3, "20"}, {4, "21"}}) {
+        int fd = -1;
+        ASSERT_EQ(ddal_phy_copper_event_open(static_cast<uint32_t>(device), 0, &fd), 0);
+        EXPECT_EQ(next_state(fd), 1) << "readable from the start";
+        EXPECT_EQ(next_state(fd, kNever), -1);
+        const std::string link = "link " + std::to_string(device);
+        ctl(link + " down");
+        EXPECT_EQ(next_state(fd), 0) << device;
+        ctl(link + " up");
+        EXPECT_EQ(next_state(fd), 1) << device;
+        for (const auto &[text, state] : {std::pair{"off", 0}, {"degraded", 1}, {"no-carrier", 0}, {"carrier", 1}}) {
+            ctl(std::string("link state broadcom ") + port + " " + text);
+            EXPECT_EQ(next_state(fd), state) << text;
+        }
+        uint16_t state = 9;
+        EXPECT_EQ(ddal_phy_copper_event_get(fd, &state), 0) << "nothing pending is no failure";
+        EXPECT_EQ(state, 1);
+        EXPECT_EQ(ddal_phy_copper_event_close(fd), 0);
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "still open";
+    }
+}
+
+TEST_F(LinkEvents, CollapseUntilTheyAreRetrieved)
+{
+    const int fd = ddal_phy_event_register_broadcom_switch(20);
+    ASSERT_EQ(next_state(fd), 1);
+    for (int i = 0; i < 25; ++i) {
+        ctl("link 3 down");
+        ctl("link 3 up");
+    }
+    ctl("link 3 down");
+    int last = -1;
+    int events = 0;
+    for (int state; (state = next_state(fd, kNever)) >= 0; ++events)
+        last = state;
+    EXPECT_EQ(last, 0);
+    EXPECT_LE(events, 51);
+    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+}
+
+TEST_F(LinkEvents, OfAPortThatIsSwitchedOff)
+{
+    const int fd = ddal_phy_event_register_broadcom_switch(18);
+    ASSERT_EQ(next_state(fd), 1);
+    EXPECT_EQ(ddal_phy_copper_power_down(1), 0);
+    EXPECT_EQ(next_state(fd), 0);
+    EXPECT_EQ(ddal_phy_copper_power_up(1), 0);
+    EXPECT_EQ(next_state(fd), 1);
+    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+}
+
+TEST_F(LinkEvents, OfInterfacesAndTheExternalSwitch)
+{
+    const int interface = ddal_phy_event_register_linux_interface("eth3"); // index 5
+    const int external = ddal_phy_event_register_marvell_switch(4);
+    ASSERT_EQ(next_state(interface), 1);
+    ASSERT_EQ(next_state(external), 1);
+    ctl("link state network 5 no-carrier");
+    EXPECT_EQ(next_state(interface), 0);
+    ctl("link state marvell 4 off");
+    EXPECT_EQ(next_state(external), 0);
+    EXPECT_EQ(next_state(interface, kNever), -1) << "another object's change";
+    ctl("link state network 5 routable");
+    ctl("link state marvell 4 routable");
+    EXPECT_EQ(ddal_phy_event_unregister(interface), 0);
+    EXPECT_EQ(ddal_phy_event_unregister(external), 0);
+}
+
+TEST_F(LinkEvents, RefuseWhatTheyCannotWatch)
+{
+    LogWatch log;
+    int fd = 99;
+    EXPECT_EQ(ddal_phy_copper_event_open(3, 1, &fd), -EINVAL);
+    EXPECT_EQ(ddal_phy_copper_event_open(3, 0, nullptr), -EINVAL);
+    EXPECT_EQ(ddal_phy_copper_event_open(5, 0, &fd), -ENODEV);
+    EXPECT_EQ(ddal_phy_event_register_linux_interface("nothere"), -1);
+    EXPECT_EQ(ddal_phy_event_register_linux_interface(nullptr), -1);
+    EXPECT_EQ(ddal_phy_event_register_broadcom_switch(1000), -1);
+    EXPECT_EQ(ddal_phy_event_register_marvell_switch(1000), -1);
+    EXPECT_EQ(fd, 99);
+    EXPECT_EQ(log.take(),
+              (std::vector<std::string>{
+                  "3 ddal_phy_copper_event_open: unsupported PHY event: 1",
+                  "3 ddal_phy_copper_event_open: null phy_fd parameter",
+                  "3 mbo_board_association_set: unsupported phy device 5",
+                  "3 ddal_phy_copper_event_open: failed to get association for dev: 5",
+                  "3 ddal_phy_event_register_linux_interface: unable to construct object path with ifindex 0",
+                  "3 ddal_phy_event_register_linux_interface: unable to construct object path with ifindex 0",
+                  "3 ddal_phy_event_register_broadcom_switch: unable to construct object path with port 1000",
+                  "3 ddal_phy_event_register_marvell_switch: unable to construct object path with port 1000",
+              }));
+
+    // 999 has room; there is no such link, and nobody tells its state.
+    const int absent = ddal_phy_event_register_broadcom_switch(999);
+    EXPECT_GE(absent, 0);
+    EXPECT_EQ(next_state(absent), -EIO);
+    EXPECT_EQ(ddal_phy_event_unregister(absent), 0);
+    EXPECT_EQ(ddal_phy_event_unregister(absent), -ENOENT);
+}
+
+TEST_F(LinkEvents, SurviveAServiceThatGoesAndComesBack)
+{
+    const int fd = ddal_phy_event_register_broadcom_switch(20);
+    ASSERT_EQ(next_state(fd), 1);
+    ctl("link service broadcom leave");
+    uint16_t state = 9;
+    LogWatch log;
+    const int64_t limit = now_ns() + int64_t{kSoon} * 1'000'000;
+    while (ddal_phy_event_retrieve(fd, &state) == 0 && now_ns() < limit)
+        usleep(1000); // the signal is on its way
+    EXPECT_EQ(ddal_phy_event_retrieve(fd, &state), -EIO);
+    EXPECT_EQ(log.take(),
+              std::vector<std::string>(2, "3 ddal_phy_event_retrieve: could not retrieve OperationalState for fd " +
+                                              std::to_string(fd)));
+    const int meanwhile = ddal_phy_event_register_broadcom_switch(18);
+    EXPECT_GE(meanwhile, 0) << "a service that is not there may come";
+    EXPECT_EQ(next_state(meanwhile), -EIO);
+
+    ctl("link 3 down");
+    ctl("link service broadcom return");
+    EXPECT_EQ(next_state(fd), 0) << "what happened meanwhile";
+    EXPECT_EQ(next_state(meanwhile), 1);
+    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+    EXPECT_EQ(ddal_phy_event_unregister(meanwhile), 0);
+}
+
+TEST_F(LinkEvents, SurviveABusThatRestarts)
+{
+    const int fd = ddal_phy_event_register_broadcom_switch(20);
+    ASSERT_EQ(next_state(fd), 1);
+    ctl("link bus stop");
+    EXPECT_EQ(next_state(fd), -EIO) << "whoever waits is to find out";
+    LogWatch log;
+    EXPECT_EQ(ddal_phy_event_register_broadcom_switch(18), -1);
+    EXPECT_EQ(log.take().size(), 1u);
+    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+
+    ctl("link bus start");
+    const int again = ddal_phy_event_register_broadcom_switch(20);
+    ASSERT_GE(again, 0) << "after all old descriptors are closed the bus is found again";
+    EXPECT_EQ(next_state(again), 1);
+    ctl("link 3 down");
+    EXPECT_EQ(next_state(again), 0);
+    EXPECT_EQ(ddal_phy_event_unregister(again), 0);
+}
+
+TEST_F(LinkEvents, ArriveWithoutATimedWait)
+{
+    constexpr int kRounds = 400;
+    const int fd = ddal_phy_event_register_broadcom_switch(20);
+    ASSERT_EQ(next_state(fd), 1);
+    std::vector<int64_t> delays;
+    for (int i = 0; i < kRounds; ++i) {
+        ctl(i % 2 ? "link 3 up" : "link 3 down");
+        ASSERT_TRUE(becomes_readable(fd, kSoon));
+        const int64_t readable = now_ns();
+        delays.push_back(readable - std::stoll(ctl("link stamp")));
+        ASSERT_EQ(next_state(fd), i % 2);
+    }
+    std::sort(delays.begin(), delays.end());
+    std::cout << "from the signal on the bus to the readable descriptor: median " << delays[kRounds / 2] / 1000
+              << " us, 95 of 100 within " << delays[kRounds * 95 / 100] / 1000 << " us\n";
+    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+}
+
+// A change while the descriptor is being made must be in the first state that is told, or be told later.
+TEST_F(LinkEvents, OfAChangeDuringTheRegistration)
+{
+    constexpr int kRounds = 400;
+    const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(18);
+    int lost = 0;
+    for (int i = 0; i < kRounds; ++i) {
+        const int last = i % 2;
+        std::thread change([&] {
+            usleep(static_cast<useconds_t>(i * 37 % 700));
+            ctl(last ? "link state broadcom 20 routable" : "link state broadcom 20 no-carrier");
+        });
+        const int fd = ddal_phy_event_register_broadcom_switch(20);
+        change.join();
+        int state = next_state(fd);
+        while (state >= 0 && state != last)
+            state = next_state(fd, kNever);
+        lost += state != last;
+        EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+    }
+    EXPECT_EQ(lost, 0) << "of " << kRounds;
+    EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
+}
+
+// Threads open, wait, retrieve and close while the links keep changing: the last state is always told, and nothing is
+// left behind.
+TEST_F(LinkEvents, TenThousandChanges)
+{
+    constexpr int kChanges = 10'000, kThreads = 4, kPerThread = 4, kPorts = 16, kFirstPort = 1;
+    const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(20);
+    const Resources before;
+    std::array<std::atomic<int>, kPorts> last;
+    for (int i = 0; i < kPorts; ++i) {
+        ctl("link state broadcom " + std::to_string(kFirstPort + i) + " routable");
+        last[static_cast<size_t>(i)] = 1;
+    }
+
+    std::atomic<bool> changing{true};
+    std::atomic<int> lost{0}, failed{0};
+    std::atomic<long> events{0}, opened{0};
+    const auto work = [&](int thread) {
+        struct Watched {
+            int port;
+            int fd;
+            int seen;
+        };
+        std::vector<Watched> watched;
+        const auto open_one = [&](int port) {
+            const int fd = ddal_phy_event_register_broadcom_switch(static_cast<uint32_t>(kFirstPort + port));
+            failed += fd < 0;
+            ++opened;
+            watched.push_back({port, fd, -1});
+        };
+        for (int i = 0; i < kPerThread; ++i)
+            open_one(thread * kPerThread + i);
+        for (unsigned round = 0;; ++round) {
+            const bool last_round = !changing;
+            std::vector<pollfd> waiting;
+            for (const Watched &each : watched)
+                waiting.push_back({each.fd, POLLIN, 0});
+            const int n = poll(waiting.data(), waiting.size(), last_round ? kNever : 20);
+            if (n == 0 && last_round)
+                break; // quiet at last
+            for (size_t i = 0; i < watched.size(); ++i) {
+                if (waiting[i].revents == 0)
+                    continue;
+                uint16_t state = 9;
+                failed += ddal_phy_event_retrieve(watched[i].fd, &state) != 0;
+                watched[i].seen = state;
+                ++events;
+            }
+            if (round % 16 == 15) { // a descriptor less and a new one, whose number is likely the old one's
+                failed += ddal_phy_event_unregister(watched.front().fd) != 0;
+                const int port = watched.front().port;
+                watched.erase(watched.begin());
+                open_one(port);
+            }
+        }
+        for (const Watched &each : watched) {
+            lost += each.seen != last[static_cast<size_t>(each.port)];
+            failed += ddal_phy_event_unregister(each.fd) != 0;
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i)
+        threads.emplace_back(work, i);
+    unsigned seed = 1;
+    for (int i = 0; i < kChanges; ++i) {
+        seed = seed * 1103515245 + 12345;
+        const auto port = static_cast<size_t>(seed >> 16) % kPorts;
+        last[port] = !last[port];
+        ctl("link state broadcom " + std::to_string(kFirstPort + static_cast<int>(port)) +
+            (last[port] ? " routable" : " no-carrier"));
+    }
+    changing = false;
+    for (std::thread &thread : threads)
+        thread.join();
+    std::cout << kChanges << " changes, " << events << " events, " << opened << " descriptors opened\n";
+    EXPECT_EQ(lost, 0) << "descriptors that did not learn the last state";
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(before.difference(), "");
+    EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
+}
+
+// A handler that runs while its descriptor is closed must not write to whatever gets that number next.
+TEST_F(LinkEvents, NeverWriteToAReusedNumber)
+{
+    constexpr int kRounds = 500;
+    std::atomic<bool> done{false};
+    std::thread changes([&] {
+        vboard::Client board;
+        for (bool up = false; !done; up = !up)
+            board.run(std::string("link state broadcom 20 ") + (up ? "routable" : "no-carrier"));
+    });
+    int touched = 0;
+    int reused = 0;
+    for (int i = 0; i < kRounds; ++i) {
+        const int fd = ddal_phy_event_register_broadcom_switch(20);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(ddal_phy_event_unregister(fd), 0);
+        const int other = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        reused += other == fd;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        eventfd_t value = 0;
+        touched += eventfd_read(other, &value) == 0;
+        close(other);
+    }
+    done = true;
+    changes.join();
+    std::cout << kRounds << " rounds, " << reused << " with the same number\n";
+    EXPECT_GT(reused, kRounds / 2) << "the test did not meet what it is about";
+    EXPECT_EQ(touched, 0);
+}
+
+TEST_F(LinkEvents, LeaveNothingBehindWithoutADescriptor)
+{
+    const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(18);
+    const Resources before;
+    LogWatch log;
+    {
+        const Fault fault("eventfd:* errno=EMFILE count=0"); // GLib makes some of its own and does without
+        EXPECT_EQ(ddal_phy_event_register_broadcom_switch(20), -1);
+    }
+    EXPECT_EQ(log.take(), std::vector<std::string>{"3 _ddal_phy_event_register: unable to open eventfd: 24"});
+    EXPECT_EQ(before.difference(), "");
+    EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
+}
+
+// The thread does not come along through a fork.
+TEST_F(LinkEvents, AreRefusedInAForkedChild)
+{
+    const int fd = ddal_phy_event_register_broadcom_switch(18);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(in_child([] {
+                  LogWatch log;
+                  const int result = ddal_phy_event_register_broadcom_switch(20);
+                  return std::to_string(result) + log.take().at(0);
+              }),
+              "-13 _ddal_phy_event_register: phy event loop is not running!");
+    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
+}
