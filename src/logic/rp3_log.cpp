@@ -33,6 +33,14 @@ int copy_rest(FILE *from, FILE *to)
     return ferror(from) || fflush(to) != 0 ? -1 : 0;
 }
 
+// errno survives: the caller's line tells why.
+void remove_temporary()
+{
+    const int saved_errno = errno;
+    unlink(kLinkLogTemporary);
+    errno = saved_errno;
+}
+
 // Copies the log from `skip` on into the temporary file; where that fails, no temporary file stays behind.
 int write_temporary(off_t skip)
 {
@@ -54,9 +62,7 @@ int write_temporary(off_t skip)
     else
         return 0;
 
-    const int saved_errno = errno; // the caller's line tells why
-    unlink(kLinkLogTemporary);
-    errno = saved_errno;
+    remove_temporary();
     return DDAL_ERR_FAILURE;
 }
 
@@ -106,8 +112,11 @@ int resize_log_file(FILE **log, size_t add_len)
     fclose(std::exchange(*log, nullptr));
     if (write_temporary(wanted - static_cast<off_t>(kLinkLogLimit)) != 0)
         return DDAL_ERR_FAILURE;
-    if (rename(kLinkLogTemporary, kLinkLog) != 0)
-        return log_error(DDAL_ERR_FAILURE, "Error during renaming  %s\n", kLinkLog);
+    if (rename(kLinkLogTemporary, kLinkLog) != 0) {
+        log_line(LOG_ERR, "Error during renaming  %s\n", kLinkLog);
+        remove_temporary();
+        return DDAL_ERR_FAILURE;
+    }
     *log = fopen(kLinkLog, "ae");
     if (!*log)
         return log_error(DDAL_ERR_FAILURE, "Cannot open %s\n", kLinkLog);

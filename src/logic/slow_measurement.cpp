@@ -62,6 +62,7 @@ namespace ddal::logic {
 int check_if_board_is_with_c5(int *with_c5)
 {
     uint32_t version = 0;
+    errno = 0; // a register that came short leaves none of its own
     if (ddal_fpga_get_version(&version) != kVersionRead)
         return log_error(DDAL_ERR_FAILURE, "Getting fpga version error %m\n");
     *with_c5 = (version & kC5Version) == kC5Version;

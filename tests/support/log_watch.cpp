@@ -26,7 +26,7 @@ LogWatch::LogWatch()
 
 std::vector<std::string> LogWatch::take()
 {
-    static const std::regex source_line("^(\\w+):\\d+- ");
+    static const std::regex source_line("^(\\w+):\\d+- |^(\\w+\\(\\)):\\d+ ");
     std::vector<std::string> lines;
     std::ifstream in(log_path(), std::ios::binary);
     in.seekg(position_);
@@ -40,7 +40,7 @@ std::vector<std::string> LogWatch::take()
             continue;
         std::string text;
         std::getline(words.ignore(1), text);
-        lines.push_back(std::to_string(priority) + " " + std::regex_replace(text, source_line, "$1: "));
+        lines.push_back(std::to_string(priority) + " " + std::regex_replace(text, source_line, "$1$2: "));
     }
     return lines;
 }

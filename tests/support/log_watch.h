@@ -11,7 +11,8 @@ public:
     LogWatch(); // from now on
 
     // The lines of this process since the watch began or was last asked. Messages in the "%s:%u- " form come as
-    // "<priority> <function>: <text>", others as "<priority> <text>".
+    // "<priority> <function>: <text>", those in the "%s():%u " form as "<priority> <function>(): <text>", others as
+    // "<priority> <text>".
     std::vector<std::string> take();
 
 private:

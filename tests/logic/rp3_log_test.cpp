@@ -1,0 +1,101 @@
+// The link log's failures, without the registers that come before them in a snapshot.
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <semaphore.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "logic/rp3_log.h"
+#include "support/board_file.h"
+#include "support/log_watch.h"
+#include "support/sweep.h"
+#include "support/waiting.h"
+
+using namespace ddal::logic;
+using namespace testing_board;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const std::string kCaller = "3 ddal_rp3_validate_aif: ";
+const std::string kResize = "3 resize_log_file: ";
+
+// Whoever comes next must find the semaphore free.
+void expect_free()
+{
+    sem_t *const semaphore = sem_open(kLinkLogSemaphore, 0);
+    ASSERT_NE(semaphore, SEM_FAILED);
+    int value = -1;
+    sem_getvalue(semaphore, &value);
+    EXPECT_EQ(value, 1);
+    sem_close(semaphore);
+}
+
+TEST(LinkLogFile, SurvivesEveryFailure)
+{
+    unlink(kLinkLog);
+    append_link_log("", "");
+    Sweep("append_link_log", [] { return append_link_log("event", "text"); })
+        .when("sem_open", fails(-1001, {kCaller + "Log file semaphore open error: %m"}))
+        .when("fopen", fails(-1001, {kCaller + "Cannot open /var/log/kvbinit.log: %m"}))
+        .when("fflush", fails(-1001, {kCaller + "Error during writing to /var/log/kvbinit.log"}))
+        .when("fwrite", fails(-1001, {kCaller + "Error during writing to /var/log/kvbinit.log"}))
+        .when("fclose", changes_nothing())
+        .when("fseek", changes_nothing()) // of an unknown size, the log is taken for short
+        .when("ftell", changes_nothing())
+        .after([](const Outcome &) { expect_free(); })
+        .run();
+}
+
+TEST(LinkLogFile, SurvivesEveryFailureOfTheCut)
+{
+    const std::string old(350, 'o'), event(kLinkLogLimit - 250, 'e'); // three blocks of the old log are copied
+    const std::string whole = kCaller + "Failure during resizing /var/log/kvbinit.log: *";
+    const std::string log = "/var/log/kvbinit.log", temporary = log + ".tmp";
+    const auto no_log = fails(-1001, {kResize + "Cannot open " + log, whole});
+    Sweep("append_link_log, full", [&] { return append_link_log(event.c_str(), ""); })
+        .before([&] { put_file(log, old); })
+        .watch({"/var/log"})
+        .when("sem_open", fails(-1001, {kCaller + "Log file semaphore open error: %m"}))
+        .when("fopen:" + temporary, fails(-1001, {kResize + "Cannot open " + temporary, whole}))
+        .when("fopen", in_turn({fails(-1001, {kCaller + "Cannot open " + log + ": %m"}),
+                                fails(-1001, {kCaller + "Cannot open " + log + ": %m"}), no_log}))
+        .when("fseek",
+              in_turn({changes_nothing(), fails(-1001, {kResize + "Cannot change position in " + log, whole})}))
+        .when("ftell", changes_nothing())
+        .when("fread/end", changes_nothing()) // the old log ends early
+        .when("fread", fails(-1001, {kResize + "Error during resizing  " + log, whole}))
+        .when("fwrite:" + temporary, fails(-1001, {kResize + "Error during resizing  " + log, whole}))
+        .when("fflush:" + temporary, fails(-1001, {kResize + "Error during resizing  " + log, whole}))
+        .when("fwrite", fails(-1001, {kCaller + "Error during writing to " + log}))
+        .when("fflush", fails(-1001, {kCaller + "Error during writing to " + log}))
+        .when("rename", fails(-1001, {kResize + "Error during renaming  " + log, whole}))
+        .when("fclose", changes_nothing())
+        .after([&](const Outcome &) {
+            expect_free();
+            // Whatever failed before the new log was in place, the old one is still there.
+            const std::string now = file_content(log);
+            EXPECT_TRUE(now.size() > event.size() || now == old || now == old.substr(100)) << now.size();
+        })
+        .run();
+}
+
+// A signal ends the wait for the log. The semaphore is posted all the same, so the next one does not have to wait.
+TEST(LinkLogFile, GivesTheWaitUpOnASignal)
+{
+    sem_t *const semaphore = sem_open(kLinkLogSemaphore, O_CREAT, 0666, 1);
+    ASSERT_EQ(sem_wait(semaphore), 0);
+    LogWatch log;
+    Interrupted waiting([] { return append_link_log("event", "text"); });
+    EXPECT_TRUE(waiting.blocks());
+    waiting.interrupt();
+    EXPECT_EQ(waiting.result(), -1001);
+    EXPECT_EQ(log.take(), Lines{kCaller + "Log file semaphore wait error: Interrupted system call"});
+    expect_free();
+    sem_close(semaphore);
+}
+
+} // namespace
