@@ -1,5 +1,5 @@
-// Runs a program in a mount namespace whose /dev holds plain files for the board's nodes, so that nothing but the
-// kernel lies between the library and them, and stands in for the frame driver meanwhile.
+// Runs a program in a mount namespace whose /dev and /sys hold plain files for the board's nodes, so that nothing but
+// the kernel lies between the library and them, and stands in for the frame driver meanwhile.
 //
 // usage: bare_board PROGRAM [ARGUMENT...]
 #include <cerrno>
@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <sched.h>
 #include <string>
 #include <sys/mman.h>
@@ -18,6 +19,7 @@
 #include "core/cpu_counter.h"
 #include "logic/fpga_driver.h"
 #include "platform/frame_driver.h"
+#include "platform/sfp_table.h"
 
 using namespace ddal::platform;
 
@@ -83,6 +85,25 @@ FramePage *furnish_dev()
     return static_cast<FramePage *>(page);
 }
 
+// A /sys with an internally and an externally calibrated SFP module.
+void furnish_sys()
+{
+    constexpr off_t kMemorySize = 256;
+    constexpr off_t kMonitoringType = 92;
+    if (mount("bare_board", "/sys", "tmpfs", MS_NOSUID, nullptr) != 0)
+        fail("cannot mount a /sys");
+    for (const SfpCage &cage : kSfpCagesOnI2c) {
+        for (const char *memory : cage.memory) {
+            std::filesystem::create_directories(std::filesystem::path(memory).parent_path());
+            const int fd = make_node(memory, kMemorySize);
+            const uint8_t type = cage.id == DDAL_SFP_1 ? 0x68 : 0x58;
+            if (memory == cage.memory[DDAL_SFP_MEMORY_ID] && pwrite(fd, &type, 1, kMonitoringType) != 1)
+                fail(memory);
+            close(fd);
+        }
+    }
+}
+
 void set(uint32_t &word, uint64_t value)
 {
     __atomic_store_n(&word, static_cast<uint32_t>(value), __ATOMIC_SEQ_CST);
@@ -123,6 +144,7 @@ int main(int argc, char **argv)
     }
     enter_namespace();
     FramePage &page = *furnish_dev();
+    furnish_sys();
     publish(page, ddal::core::cpu_counter() / kCountsPerFrame);
 
     const pid_t pid = fork();
