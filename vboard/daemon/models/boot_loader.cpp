@@ -148,7 +148,7 @@ void BootLoader::answer_data(LoaderReply &reply, std::span<const uint8_t> fields
     }
     const uint32_t address = address_of(fields);
     const uint32_t length = length_of(fields);
-    if (!flash_.contains(address, length) || (reply.command == kRead && length >= kBufferLength)) {
+    if (!flash_.readable(address, length) || (reply.command == kRead && length >= kBufferLength)) {
         reply.response = {kMessageResponse, kLength};
         return;
     }

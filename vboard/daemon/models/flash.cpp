@@ -27,6 +27,11 @@ bool Flash::writable(uint32_t address, uint32_t length) const
     return contains(address, length) && (address >= kMainStart || !info_locked_);
 }
 
+bool Flash::readable(uint32_t address, uint32_t length) const
+{
+    return within(0, kMainEnd, address, length);
+}
+
 std::span<const uint8_t> Flash::read(uint32_t address, uint32_t length) const
 {
     return std::span{bytes_}.subspan(address, length);

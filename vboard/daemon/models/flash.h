@@ -18,6 +18,8 @@ public:
     Flash();
 
     bool contains(uint32_t address, uint32_t length) const;
+    // What is no flash reads as ones.
+    bool readable(uint32_t address, uint32_t length) const;
     std::span<const uint8_t> read(uint32_t address, uint32_t length) const;
 
     // Clears bits; false when a bit that should be one is zero, or the range is no flash.

@@ -304,8 +304,8 @@ std::string RfCard::peek(const Words &words)
 {
     const auto address = static_cast<uint32_t>(number_of(word_at(words, 1, "an address")));
     const auto length = static_cast<uint32_t>(number_of(word_at(words, 2, "a length")));
-    if (!controller_.flash().contains(address, length))
-        throw ControlError("there is no flash at " + words[1]);
+    if (!controller_.flash().readable(address, length))
+        throw ControlError("there is no memory at " + words[1]);
     return digits_of(controller_.flash().read(address, length)) + "\n";
 }
 
