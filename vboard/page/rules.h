@@ -76,13 +76,14 @@ constexpr PathRule kPathRules[] = {
 
 // Programs of the host that board programs may run: the shell and what stubs are written with.
 constexpr const char *kHostPrograms[] = {
-    "sh",        "dash",     "bash",       "env",       "cat",    "cp",     "mv",       "rm",       "ln",   "mkdir",
-    "rmdir",     "touch",    "chmod",      "chown",     "ls",     "echo",   "printf",   "sed",      "grep", "awk",
-    "gawk",      "mawk",     "head",       "tail",      "sort",   "cut",    "tr",       "wc",       "od",   "xxd",
-    "sleep",     "true",     "false",      "test",      "[",      "expr",   "date",     "dd",       "cmp",  "diff",
-    "stat",      "readlink", "basename",   "dirname",   "tee",    "mktemp", "seq",      "id",       "sync", "kill",
-    "uname",     "find",     "xargs",      "truncate",  "yes",    "flock",  "timeout",  "strace",   "gdb",  "python3",
-    "mkfs.ext4", "mke2fs",   "ssh-keygen", "sha256sum", "md5sum", "nproc",  "valgrind", "mspdebug",
+    "sh",        "dash",   "bash",    "env",      "cat",      "cp",        "mv",        "rm",      "ln",
+    "mkdir",     "rmdir",  "touch",   "chmod",    "chown",    "ls",        "echo",      "printf",  "sed",
+    "grep",      "awk",    "gawk",    "mawk",     "head",     "tail",      "sort",      "cut",     "tr",
+    "wc",        "od",     "xxd",     "sleep",    "true",     "false",     "test",      "[",       "expr",
+    "date",      "dd",     "cmp",     "diff",     "stat",     "readlink",  "basename",  "dirname", "tee",
+    "mktemp",    "seq",    "id",      "sync",     "kill",     "uname",     "find",      "xargs",   "truncate",
+    "yes",       "flock",  "timeout", "strace",   "gdb",      "python3",   "mkfs.ext4", "mke2fs",  "ssh-keygen",
+    "sha256sum", "md5sum", "nproc",   "valgrind", "mspdebug", "pamtester",
 };
 
 } // namespace vboard

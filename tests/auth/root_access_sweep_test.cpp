@@ -1,0 +1,89 @@
+// Restricted root access with every call failing once: it ends enabled, rolled back, or stopped where that is written.
+#include <ddal/auth.h>
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "auth/root_access.h"
+#include "support/sweep.h"
+
+using namespace testing_board;
+
+namespace {
+
+bool has(const Outcome &seen, const std::string &text)
+{
+    return std::any_of(seen.lines.begin(), seen.lines.end(),
+                       [&](const std::string &line) { return line.find(text) != std::string::npos; });
+}
+
+class RootAccessSweep : public RootAccess {
+protected:
+    // The texts that may come out are judged by the real daemon once; for hundreds of tries quick programs will do.
+    void SetUp() override
+    {
+        RootAccess::SetUp();
+        for (const std::string &config : lifted_)
+            ASSERT_TRUE(daemon_accepts(config));
+        put_program("/usr/sbin/sshd", "#!/bin/sh\nexec cat >/dev/null\n");
+        put_program("/bin/systemctl", "#!/bin/sh\n");
+        put_program("/usr/bin/passwd", "#!/bin/sh\n[ \"$1\" = -u ] || lock='!'\n"
+                                       "echo \"toor4qrx:${lock}" +
+                                           unrestricted_.password + ":20000:0:99999:7:::\" >/etc/shadow\n");
+    }
+    // The last line tells how the whole operation ended, and nothing else may follow the first failure but the
+    // rollback.
+    static void check_lines(const Outcome &seen, const std::string &what)
+    {
+        if (seen.result == 0) {
+            EXPECT_EQ(seen.lines, Lines{kRestarting});
+            return;
+        }
+        const std::string ended = what + " error: " + std::to_string(seen.result);
+        const std::string restart = "SSHD service restart error: " + std::to_string(seen.result);
+        EXPECT_TRUE(seen.lines.back() == of_setting("restricted root access " + ended) ||
+                    seen.lines.back() == of_setting(restart));
+        EXPECT_LE(seen.lines.size(), 5u);
+    }
+};
+
+TEST_F(RootAccessSweep, EnablingEndsEnabledOrRolledBack)
+{
+    Sweep("enabling the restriction", [] { return ddal_auth_set_restricted_root_access_state(0); })
+        .before([] { put(unrestricted_); })
+        .watch({"/etc/ssh", "/etc"})
+        .judged_by([](const Injected &, const Outcome &seen) {
+            check_lines(seen, "enable");
+            const bool enabled = seen.result == 0 || has(seen, "SSHD service restart error");
+            EXPECT_EQ(state_now(), enabled ? restricted_ : unrestricted_);
+            EXPECT_FALSE(has(seen, "restricted_root_access_disable")) << "one failure leaves the rollback whole";
+            const int reasons = has(seen, "configuration check") + has(seen, "lock toor4qrx") +
+                                has(seen, "enable SSH forwarding") + has(seen, "flag file create");
+            EXPECT_EQ(reasons, enabled ? 0 : 1);
+            EXPECT_TRUE(is_unlocked(kLiveConfig));
+        })
+        .run();
+}
+
+TEST_F(RootAccessSweep, LiftingStopsWhereItFails)
+{
+    Sweep("lifting the restriction", [] { return ddal_auth_set_restricted_root_access_state(1); })
+        .before([] { put(restricted_); })
+        .watch({"/etc/ssh", "/etc"})
+        .judged_by([](const Injected &, const Outcome &seen) {
+            check_lines(seen, "disable");
+            const State state = state_now();
+            const auto done = std::find(lifted_.begin(), lifted_.end(), state.config);
+            ASSERT_NE(done, lifted_.end()) << "half an edit:\n" << state.config;
+            EXPECT_EQ(state.flag, has(seen, "flag file remove"));
+            EXPECT_EQ(state.password == restricted_.password, state.flag || has(seen, "unlock toor4qrx"));
+            const bool all = seen.result == 0 || has(seen, "SSHD service restart error");
+            EXPECT_EQ(state == unrestricted_, all);
+            EXPECT_EQ(has(seen, "disable SSH forwarding"), !all && state.password == unrestricted_.password);
+            EXPECT_TRUE(is_unlocked(kLiveConfig));
+        })
+        .run();
+}
+
+} // namespace
