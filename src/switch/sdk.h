@@ -125,12 +125,12 @@ DDAL_SDK_CALL int sal_core_init(void);
 DDAL_SDK_CALL int sal_appl_init(void);
 DDAL_SDK_CALL int sal_config_set(char *name, char *value);
 DDAL_SDK_CALL cpudb_s *cpudb_create(void);
-DDAL_SDK_CALL cpudb_entry_s *cpudb_entry_create(cpudb_s *database, const cpudb_key_t key, int is_local);
+DDAL_SDK_CALL cpudb_entry_s *cpudb_entry_create(cpudb_s *db, const cpudb_key_t key, int is_local);
 DDAL_SDK_CALL int atptrans_socket_server_start(void);
 DDAL_SDK_CALL int atptrans_socket_install(cpudb_key_t key, uint32_t address, uint32_t flags);
 DDAL_SDK_CALL int atp_cos_vlan_set(int cos, int vlan);
 DDAL_SDK_CALL int atp_start(uint32_t flags, uint32_t units, uint32_t rco_flags);
-DDAL_SDK_CALL int atp_db_update(cpudb_s *database);
+DDAL_SDK_CALL int atp_db_update(cpudb_s *db);
 DDAL_SDK_CALL int bcm_rpc_start(void);
 DDAL_SDK_CALL int bcm_rlink_start(void);
 DDAL_SDK_CALL int bcm_attach(int unit, char *type, char *subtype, int remote_unit); // the unit, or negative

@@ -342,7 +342,7 @@ SwitchWords Switch::phy_set(const SwitchWords &in)
 
 SwitchWords Switch::phy_modify(const SwitchWords &in)
 {
-    const SwitchWords old = phy_get(in);
+    SwitchWords old = phy_get(in);
     if (old[0] != 0)
         return old;
     SwitchWords change = in;

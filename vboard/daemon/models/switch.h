@@ -21,7 +21,7 @@ public:
     SwitchWords call(const std::string &name, const SwitchWords &in);
 
     // The cable of a port.
-    void plug(uint32_t port, bool partner);
+    void plug(uint32_t number, bool partner);
 
     // show <port>
     // calls                            the calls since the last time this was asked, one a line
