@@ -106,7 +106,8 @@ TEST(Ddalctl, FollowsTheFrame)
     EXPECT_EQ(after.at("bcn").get<uint64_t>() % 4096, after.at("sfn"));
 
     const uint32_t wanted = (after.at("sfn").get<uint32_t>() + 200) % 4096;
-    EXPECT_EQ(ddalctl_json("frame wait " + std::to_string(wanted)).at("sfn"), wanted);
+    const uint32_t reached = ddalctl_json("frame wait " + std::to_string(wanted)).at("sfn");
+    EXPECT_LT((reached - wanted + 4096) % 4096, 100u); // a busy machine wakes up late
 }
 
 // Ctrl-C ends a watch in good order: what was seen is reported.
