@@ -98,7 +98,8 @@ Progress::~Progress()
     if (captured_ >= 0 && saved_errors_ >= 0) {
         fflush(stderr);
         dup2(saved_errors_, STDERR_FILENO);
-        copy_errors(captured_);
+        if (log_wanted_)
+            copy_errors(captured_);
     }
     close(captured_);
     close(saved_errors_);

@@ -23,6 +23,9 @@ public:
 
     uint32_t programmed() const { return programmed_; }
 
+    // What the library logged behind the bar is of no interest: all went well.
+    void drop_log() { log_wanted_ = false; }
+
 private:
     void update(ddal_ext_rfcard_phase phase, uint32_t done, uint32_t total);
     void show_bar(uint32_t done, uint32_t total, const std::string &left);
@@ -33,6 +36,7 @@ private:
     bool terminal_;
     int saved_errors_ = -1; // standard error, while the library's log must not tear the bar
     int captured_ = -1;
+    bool log_wanted_ = true;
     ddal_ext_rfcard_phase phase_ = DDAL_EXT_RFCARD_ENTER;
     struct timespec phase_start_ = {};
     uint32_t shown_tenth_ = 0;

@@ -86,6 +86,8 @@ void upgrade(const Arguments &arguments, Report &report)
             arguments.text("IMAGE").c_str(), static_cast<int>(arguments.number_or("--all", 0)),
             static_cast<int>(arguments.number_or("--verbose", 0)), Progress::report, &progress, &status);
         programmed = progress.programmed();
+        if (result == 0 && status <= BSL_STATUS_SUCCESSFUL)
+            progress.drop_log();
     }
     require_upgrade(result, status);
     if (!application_ready())
