@@ -17,7 +17,9 @@
 #include <unistd.h>
 
 #include "core/cpu_counter.h"
+#include "dsp/cma_driver.h"
 #include "logic/fpga_driver.h"
+#include "logic/rf_fpga_driver.h"
 #include "platform/frame_driver.h"
 #include "platform/sfp_table.h"
 
@@ -26,6 +28,7 @@ using namespace ddal::platform;
 namespace {
 
 constexpr off_t kFpgaSpace = 0x200000;
+constexpr off_t kDmaSpace = 0x800000;
 
 [[noreturn]] void fail(const char *what)
 {
@@ -77,6 +80,8 @@ FramePage *furnish_dev()
 
     const auto page_size = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     close(make_node(ddal::logic::kFpgaNode, kFpgaSpace));
+    close(make_node(ddal::logic::kRfFpgaNode0, kFpgaSpace));
+    close(make_node(ddal::dsp::kCmaNode, kDmaSpace));
     const int frame = make_node(kFrameNode, static_cast<off_t>(page_size));
     void *page = mmap(nullptr, page_size, PROT_READ | PROT_WRITE, MAP_SHARED, frame, 0);
     if (page == MAP_FAILED)
