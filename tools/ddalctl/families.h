@@ -24,13 +24,16 @@ Family frame_family();
 Family laa_family();
 Family led_family();
 Family mem_family();
+Family password_family();
 Family power_meter_family();
 Family ready_family();
 Family reboot_family();
 Family rf_fpga_family();
 Family rfcard_family();
+Family root_access_family();
 Family sfp_family();
 Family slow_measurement_family();
+Family ssh_family();
 Family sysinfo_family();
 Family watchdog_family();
 

@@ -1,0 +1,83 @@
+// ddalctl password: passwords of the service accounts and the rules for them.
+#include <ddal/auth.h>
+
+#include <algorithm>
+
+#include "ddalctl/confirm.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
+#include "ddalctl/report.h"
+#include "ddalctl/secret.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr size_t kExplanationSize = 4096;
+
+// The tool's explanation on one line.
+std::string one_line(std::string text)
+{
+    text.erase(text.find_last_not_of("\r\n ") + 1);
+    for (size_t at; (at = text.find('\n')) != std::string::npos;)
+        text.replace(at, 1, "; ");
+    return text;
+}
+
+void set(const Arguments &arguments, Report &report)
+{
+    const std::string &user = arguments.text("USER");
+    auto *const set_password = DDAL(ddal_auth_set_user_password); // a machine that is no board says so before it asks
+    Secret password;
+    password.read("New password of " + user);
+    char text[kExplanationSize] = "";
+    const int result = set_password(user.c_str(), password.text(), text, sizeof text);
+    const std::string explanation = one_line(text);
+    if (result != 0)
+        throw explanation.empty() ? failure_of(result) : Failure(result, kOperationFailed, explanation);
+    if (!explanation.empty())
+        report.add("message", explanation);
+}
+
+void reset(const Arguments &arguments, Report &)
+{
+    const std::string &user = arguments.text("USER");
+    confirm(arguments, "Give " + user + " its factory password");
+    const OutputAside aside;
+    require(DDAL(ddal_auth_reset_user_password)(user.c_str()));
+}
+
+void history(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_auth_set_password_history_len)(arguments.number("LENGTH")));
+}
+
+void login_delay(const Arguments &arguments, Report &)
+{
+    require(DDAL(ddal_auth_set_login_faildelay)(arguments.number("DELAY")));
+}
+
+} // namespace
+
+Family password_family()
+{
+    const Argument user = {"USER", Kind::text, "toor4qrx or serviceuser"};
+    return {"password",
+            "passwords of the service accounts",
+            {
+                {"set", "set a password, which is asked for on the terminal or read from standard input", {user}, set},
+                {"reset", "put the factory password back", {user, kYes}, reset},
+                {"history",
+                 "set how many earlier passwords may not be used again",
+                 {{"LENGTH", Kind::number, "how many; 0 also forgets those remembered so far"}},
+                 history},
+                {"login-delay",
+                 "set the delay after a failed SSH login",
+                 {{"DELAY", Kind::number, "the delay; what is below 2000000 counts as none of its own"}},
+                 login_delay},
+            }};
+}
+
+} // namespace ddalctl

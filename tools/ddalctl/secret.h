@@ -1,0 +1,32 @@
+// A password from the user. It never is an argument, and is wiped when it is done with.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace ddalctl {
+
+class Secret {
+public:
+    Secret() = default;
+    ~Secret();
+    Secret(const Secret &) = delete;
+    Secret &operator=(const Secret &) = delete;
+
+    // On a terminal: asks for `what` twice, without echo. Otherwise reads standard input to its end; one line end that
+    // closes it does not count. Throws WrongUse when there is no password, or one that cannot be one.
+    void read(const std::string &what);
+
+    const char *text() const { return text_; }
+
+private:
+    static constexpr size_t kSize = 1024;
+
+    void read_line(const std::string &prompt);
+    void read_all();
+    void check(size_t length);
+
+    char text_[kSize] = {};
+};
+
+} // namespace ddalctl

@@ -1,0 +1,77 @@
+// ddalctl ssh: the SSH daemon's options, banner and keys.
+#include <ddal/auth.h>
+#include <ddal/sshd.h>
+
+#include <iostream>
+#include <iterator>
+
+#include "ddalctl/confirm.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr Choice kKeyActions[] = {{"reset", 0}};
+
+void set(const Arguments &arguments, Report &)
+{
+    const OutputAside aside;
+    require(DDAL(ddal_sshd_set_parameter)(arguments.text("NAME").c_str(), arguments.text("VALUE").c_str(),
+                                          arguments.given("--persist") ? DDAL_SSHD_PERSIST : 0));
+}
+
+void banner(const Arguments &arguments, Report &)
+{
+    auto *const set_banner = DDAL(ddal_sshd_set_banner);
+    const std::string text = arguments.given("TEXT") ? arguments.text("TEXT") + "\n"
+                                                     : std::string(std::istreambuf_iterator<char>(std::cin), {});
+    if (text.find('\0') != std::string::npos)
+        throw WrongUse("a banner is text");
+    require(set_banner(text.c_str()));
+}
+
+void restart(const Arguments &, Report &)
+{
+    const OutputAside aside;
+    require(DDAL(ddal_sshd_restart)());
+}
+
+void keys(const Arguments &arguments, Report &)
+{
+    arguments.choice("ACTION", kKeyActions);
+    const std::string &user = arguments.text("USER");
+    confirm(arguments, "Replace the authorized keys of " + user + " by the factory's");
+    require(DDAL(ddal_auth_reset_user_ssh_keys)(user.c_str()));
+}
+
+} // namespace
+
+Family ssh_family()
+{
+    return {"ssh",
+            "options, banner and keys of the SSH daemon",
+            {
+                {"set",
+                 "set an option, which counts from the next restart of the daemon on",
+                 {{"NAME", Kind::text, "ClientAliveInterval (0 to 65535 s) or ClientAliveCountMax (1 to 255)"},
+                  {"VALUE", Kind::text, "the new value"},
+                  {"--persist", Kind::flag, "also after the next start of the board"}},
+                 set},
+                {"banner",
+                 "set the text that is shown before a login",
+                 {{"TEXT", Kind::text, "one line (default: everything on standard input)", true}},
+                 banner},
+                {"restart", "restart the daemon", {}, restart},
+                {"keys",
+                 "put the authorized keys of an account back to the factory's",
+                 {{"ACTION", Kind::text, "reset"}, {"USER", Kind::text, "toor4qrx or serviceuser"}, kYes},
+                 keys},
+            }};
+}
+
+} // namespace ddalctl
