@@ -176,7 +176,7 @@ std::string Phy::control(const Words &words)
     if (verb == "get") {
         const auto page = static_cast<uint32_t>(words.size() > 2 ? number_of(words[2]) : 0);
         const std::string kept = log_;
-        const std::string text = hex_word(read(page, reg)) + "\n";
+        std::string text = hex_word(read(page, reg)) + "\n";
         log_ = kept;
         return text;
     }
