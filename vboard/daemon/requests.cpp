@@ -37,7 +37,8 @@ void serve_switch(Board &board, const Bytes &payload, const Answer &answer)
     }
     const char *name = reinterpret_cast<const char *>(payload.data());
     std::vector<int64_t> in((payload.size() - kSwitchCallName) / sizeof(int64_t));
-    memcpy(in.data(), payload.data() + kSwitchCallName, in.size() * sizeof(int64_t));
+    if (!in.empty())
+        memcpy(in.data(), payload.data() + kSwitchCallName, in.size() * sizeof(int64_t));
     const std::string call(name, strnlen(name, kSwitchCallName));
     const bool external = call.rfind("ex_switch_", 0) == 0 || call.rfind("is_BH3_", 0) == 0;
     if (external ? !multiport : !chip) {

@@ -1,5 +1,6 @@
 #include "daemon/models/rf_card.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -199,7 +200,7 @@ void RfCard::ioctl(const Node &, uint32_t request, Bytes argument, Answer answer
         answer.fail(EIO);
         return;
     }
-    std::memcpy(record.rx, reply->data(), std::min<size_t>(reply->size(), record.rx_len));
+    std::copy_n(reply->begin(), std::min<size_t>(reply->size(), record.rx_len), record.rx);
     answer.reply_with(0, record);
 }
 
