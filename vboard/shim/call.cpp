@@ -65,7 +65,7 @@ Call::Call(const char *name, const char *board_path) : name_(name)
     look();
 }
 
-Call::Call(const char *name, int fd) : name_(name), fd_(fd)
+Call::Call(const char *name, int fd) : name_(name)
 {
     path_[0] = '\0';
     const Page *p = page();

@@ -148,7 +148,6 @@ public:
 private:
     void look();
     const char *name_;
-    int fd_ = -1;
     char path_[160];
     bool watched_ = false;
     bool traced_ = false;
