@@ -9,17 +9,19 @@
 
 #include "auth/accounts.h"
 #include "auth/path.h"
-#include "auth/program.h"
 #include "core/atomic_file.h"
 #include "core/log.h"
+#include "core/program.h"
 #include "core/text.h"
 #include "core/unique_stream.h"
 
+using ddal::core::ArgumentVector;
 using ddal::core::AtomicFile;
 using ddal::core::ddal_common_atomic_close;
 using ddal::core::ddal_common_atomic_open;
 using ddal::core::ddal_common_atomic_writer;
 using ddal::core::ddal_common_strlcpy;
+using ddal::core::run_program;
 using ddal::core::UniqueStream;
 
 namespace ddal::auth {

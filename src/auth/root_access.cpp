@@ -10,13 +10,15 @@
 
 #include "auth/accounts.h"
 #include "auth/path.h"
-#include "auth/program.h"
 #include "auth/sshd_config.h"
 #include "core/atboot.h"
 #include "core/copy.h"
 #include "core/log.h"
+#include "core/program.h"
 #include "core/unique_fd.h"
 
+using ddal::core::code_of;
+using ddal::core::run_program;
 using ddal::core::UniqueFd;
 
 namespace ddal::auth {

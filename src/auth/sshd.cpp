@@ -7,15 +7,17 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "auth/program.h"
 #include "auth/sshd_config.h"
 #include "core/atomic_file.h"
 #include "core/log.h"
+#include "core/program.h"
 
 using ddal::core::AtomicFile;
+using ddal::core::code_of;
 using ddal::core::ddal_common_atomic_close;
 using ddal::core::ddal_common_atomic_open;
 using ddal::core::ddal_common_atomic_writer;
+using ddal::core::run_program;
 
 namespace ddal::auth {
 

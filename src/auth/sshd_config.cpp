@@ -4,12 +4,14 @@
 #include <cstring>
 
 #include "auth/config_lines.h"
-#include "auth/program.h"
 #include "core/atomic_file.h"
 #include "core/copy.h"
 #include "core/log.h"
+#include "core/program.h"
 
+using ddal::core::ArgumentVector;
 using ddal::core::AtomicFile;
+using ddal::core::code_of;
 using ddal::core::ddal_common_atomic_close;
 using ddal::core::ddal_common_atomic_open;
 using ddal::core::ddal_common_atomic_reader;
