@@ -232,6 +232,13 @@ TEST(Board, RunsOneProgramRightAfterTheOther)
     fs::remove_all(folder);
 }
 
+TEST(Board, ListsFilesThatOnlyItHas)
+{
+    const Ran ran = run(kVboard + " run -- ls -l /dev/fpga_usr /etc/version /flash 2>&1 >/dev/null");
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.output, "");
+}
+
 TEST(Board, SaysWhatIsWrongWithACommand)
 {
     const std::pair<const char *, const char *> wrong[] = {

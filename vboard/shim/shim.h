@@ -180,8 +180,16 @@ struct Exchange {
 // One request and its answer. Returns the result (negative: -errno). Interruptible by signals: -EINTR.
 long exchange(Exchange &message);
 
-// --- shared by the wrapper files
-// --------------------------------------------------------------------------------------
+// Such a result as libc gives it: -1 and errno.
+inline long result_of(long value)
+{
+    if (value >= 0)
+        return value;
+    errno = static_cast<int>(-value);
+    return -1;
+}
+
+// --- shared by the wrapper files ------------------------------------------------------------------------------------
 
 int open_path(int directory, const char *path, int flags, mode_t mode);
 bool copy_file(const char *from, const char *to);

@@ -1,0 +1,117 @@
+// Closing, locking, mapping and the other calls on descriptors that move no bytes of a device.
+#include "shim.h"
+
+#include <sys/mman.h>
+
+namespace vboard::shim {
+
+WRAP(int, close, int fd)
+{
+    if (is_own_descriptor(fd)) {
+        errno = EBADF;
+        return -1;
+    }
+    Call around("close", fd);
+    if (around.fails()) {
+        KeepErrno keep;
+        syscall(SYS_close, fd);
+        return -1;
+    }
+    return static_cast<int>(around.done(syscall(SYS_close, fd)));
+}
+
+WRAP(int, flock, int fd, int operation)
+{
+    Call around("flock", fd);
+    if (around.fails())
+        return -1;
+    return static_cast<int>(around.done(syscall(SYS_flock, fd, operation)));
+}
+
+namespace {
+
+void *wrapped_mmap(void *address, size_t length, int protection, int flags, int fd, int64_t offset)
+{
+    // Anonymous memory is the allocator's business: neither watched nor failed.
+    if (flags & MAP_ANONYMOUS)
+#ifdef SYS_mmap2
+        return reinterpret_cast<void *>(syscall(SYS_mmap2, address, length, protection, flags, fd, offset / 4096));
+#else
+        return reinterpret_cast<void *>(syscall(SYS_mmap, address, length, protection, flags, fd, offset));
+#endif
+    Call around("mmap", fd);
+    if (around.fails())
+        return MAP_FAILED;
+    around.about(static_cast<uint64_t>(offset), UINT64_MAX, nullptr, length);
+#ifdef SYS_mmap2
+    const long at = syscall(SYS_mmap2, address, length, protection, flags, fd, offset / 4096);
+#else
+    const long at = syscall(SYS_mmap, address, length, protection, flags, fd, offset);
+#endif
+    around.done(at == -1 ? -1 : 0);
+    return reinterpret_cast<void *>(at);
+}
+
+} // namespace
+
+WRAP(void *, mmap, void *address, size_t length, int protection, int flags, int fd, off_t offset)
+{
+    return wrapped_mmap(address, length, protection, flags, fd, offset);
+}
+
+WRAP(void *, mmap64, void *address, size_t length, int protection, int flags, int fd, int64_t offset)
+{
+    return wrapped_mmap(address, length, protection, flags, fd, offset);
+}
+
+// Calls on descriptors that only need a place for faults.
+#define WRAP_DESCRIPTOR(name, number, parameters, ...)                                                                 \
+    WRAP(int, name, parameters)                                                                                        \
+    {                                                                                                                  \
+        Call around(#name, fd);                                                                                        \
+        return around.fails() ? -1 : static_cast<int>(around.done(syscall(number, __VA_ARGS__)));                      \
+    }
+#define PARAMETERS(...) __VA_ARGS__
+
+WRAP_DESCRIPTOR(fsync, SYS_fsync, int fd, fd)
+WRAP_DESCRIPTOR(fdatasync, SYS_fdatasync, int fd, fd)
+WRAP_DESCRIPTOR(fchmod, SYS_fchmod, PARAMETERS(int fd, mode_t mode), fd, mode)
+WRAP_DESCRIPTOR(fchown, SYS_fchown, PARAMETERS(int fd, uid_t user, gid_t group), fd, user, group)
+
+namespace {
+
+int wrapped_truncate(int fd, int64_t length)
+{
+    Call around("ftruncate", fd);
+    if (around.fails())
+        return -1;
+#if defined(__arm__)
+    const long result =
+        syscall(SYS_ftruncate64, fd, 0, static_cast<uint32_t>(length), static_cast<uint32_t>(length >> 32));
+#else
+    const long result = syscall(SYS_ftruncate, fd, length);
+#endif
+    return static_cast<int>(around.done(result));
+}
+
+} // namespace
+
+WRAP(int, ftruncate, int fd, off_t length)
+{
+    return wrapped_truncate(fd, length);
+}
+
+WRAP(int, ftruncate64, int fd, int64_t length)
+{
+    return wrapped_truncate(fd, length);
+}
+
+WRAP(ssize_t, splice, int from, int64_t *from_offset, int to, int64_t *to_offset, size_t length, unsigned flags)
+{
+    Call around("splice", from);
+    if (around.fails())
+        return -1;
+    return around.done(syscall(SYS_splice, from, from_offset, to, to_offset, length, flags));
+}
+
+} // namespace vboard::shim

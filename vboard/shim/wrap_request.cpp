@@ -1,0 +1,94 @@
+// Requests to devices and to network interfaces.
+#include "shim.h"
+
+#include <net/if.h>
+#include <stdarg.h>
+
+#include "page/protocol.h"
+
+namespace vboard::shim {
+
+namespace {
+
+// Interface requests carry a name and a record; the host's interfaces are never touched.
+bool is_interface_request(uint32_t request)
+{
+    return request >= 0x8910 && request <= 0x89ff;
+}
+
+long interface_request(uint32_t request, ifreq *argument)
+{
+    constexpr uint32_t kEthtool = 0x8946;
+    InterfaceRequest body{};
+    copy_text(body.name, sizeof body.name, argument->ifr_name);
+    body.flags = static_cast<uint16_t>(argument->ifr_flags);
+    size_t record = 0;
+    if (request == kEthtool && argument->ifr_data) {
+        // ETHTOOL_GSET and ETHTOOL_SSET carry 44 bytes, the rest that the models know carry 8.
+        const auto command = *reinterpret_cast<const uint32_t *>(argument->ifr_data);
+        record = command == 1 || command == 2 ? 44 : 8;
+        for (size_t i = 0; i < record; ++i)
+            body.record[i] = static_cast<uint8_t>(argument->ifr_data[i]);
+    }
+    Exchange message{};
+    message.op = static_cast<uint32_t>(Op::kInterface);
+    message.request = request;
+    message.out = &body;
+    message.out_length = sizeof body;
+    message.in = &body;
+    message.in_length = sizeof body;
+    const long result = exchange(message);
+    if (result < 0)
+        return result;
+    argument->ifr_flags = static_cast<short>(body.flags);
+    for (size_t i = 0; i < record; ++i)
+        argument->ifr_data[i] = static_cast<char>(body.record[i]);
+    return 0;
+}
+
+long model_request(const Node &node, uint32_t request, void *argument)
+{
+    const IoctlForm *form = ioctl_form(node, request);
+    if (!form)
+        return -ENOTTY;
+    Exchange message{};
+    message.op = static_cast<uint32_t>(Op::kIoctl);
+    message.node = node.id;
+    message.request = request;
+    const auto word = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(argument));
+    if (form->by_value) {
+        message.out = &word;
+        message.out_length = sizeof word;
+        return exchange(message);
+    }
+    if (!argument && form->size)
+        return -EFAULT;
+    message.out = argument;
+    message.out_length = form->size;
+    message.in = argument;
+    message.in_length = form->size;
+    return exchange(message);
+}
+
+} // namespace
+
+WRAP(int, ioctl, int fd, unsigned long request, ...)
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    const auto number = static_cast<uint32_t>(request); // a negative int arrives sign-extended
+    Call around("ioctl", fd);
+    if (around.fails())
+        return -1;
+    around.about(UINT64_MAX, number, nullptr, 0);
+    const Node *node = node_of(fd);
+    if (node && node->kind != NodeKind::kPlain)
+        return static_cast<int>(around.done(result_of(model_request(*node, number, argument))));
+    if (is_interface_request(number) && !page()->real_net)
+        return static_cast<int>(around.done(result_of(interface_request(number, static_cast<ifreq *>(argument)))));
+    return static_cast<int>(around.done(syscall(SYS_ioctl, fd, request, argument)));
+}
+
+} // namespace vboard::shim
