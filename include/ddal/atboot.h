@@ -16,6 +16,9 @@ DDAL_BEGIN_DECLS
  * Runs every action in a fixed order, whatever the earlier ones returned; each is announced in the log.
  *
  * Returns 0, or the value of the last action that failed.
+ *
+ * @threads one caller at a time: in the whole unit
+ * @blocks programs: those of the actions; some accesses besides
  */
 DDAL_API int ddal_atboot_run(void);
 

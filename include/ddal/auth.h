@@ -37,6 +37,9 @@ DDAL_BEGIN_DECLS
  * DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_PASSWORD_REFUSED: the tool refused; error_msg says why.
  * -ENOSPC or -EFBIG: the tool printed more than error_msg holds; whether it changed the password is then not known.
  * -EPIPE: the tool ended without reading the password. Otherwise the negative errno of starting or feeding the tool.
+ *
+ * @threads safe on different units: accounts
+ * @blocks a program
  */
 DDAL_API int ddal_auth_set_user_password(const char *user, const char *password, char *error_msg,
                                          uint32_t error_msg_len);
@@ -48,6 +51,9 @@ DDAL_API int ddal_auth_set_user_password(const char *user, const char *password,
  *
  * -EINVAL: user is NULL. DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_FAILURE: the tool failed (nothing is
  * deleted then) or the stored hash could not be deleted.
+ *
+ * @threads safe on different units: accounts
+ * @blocks a program
  */
 DDAL_API int ddal_auth_reset_user_password(const char *user);
 
@@ -58,6 +64,9 @@ DDAL_API int ddal_auth_reset_user_password(const char *user);
  *
  * After a failure the stored number is the old one. -ENODATA: the PAM password stack has no pam_pwhistory line with
  * "remember=". Otherwise a negative errno.
+ *
+ * @threads safe
+ * @blocks until other editors of the two files are done
  */
 DDAL_API int ddal_auth_set_password_history_len(uint32_t len);
 
@@ -68,6 +77,9 @@ DDAL_API int ddal_auth_set_password_history_len(uint32_t len);
  *        stored as 0.
  *
  * Returns 0 or a negative errno; after a failure the stored number is the old one.
+ *
+ * @threads safe
+ * @blocks until other editors of the file are done
  */
 DDAL_API int ddal_auth_set_login_faildelay(uint32_t delay);
 
@@ -77,6 +89,9 @@ DDAL_API int ddal_auth_set_login_faildelay(uint32_t delay);
  * state: receives DDAL_ROOT_ACCESS_RESTRICTED (0) or DDAL_ROOT_ACCESS_UNRESTRICTED (1); unchanged after a failure.
  *
  * -EINVAL: state is NULL. Otherwise the negative errno of looking at the flag file.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_auth_get_restricted_root_access_state(uint32_t *state);
 
@@ -94,6 +109,9 @@ DDAL_API int ddal_auth_get_restricted_root_access_state(uint32_t *state);
  *
  * -EINVAL: another state. DDAL_ERR_FAILURE: a program failed, the key check among them. Otherwise a negative errno.
  * A failure of the final daemon restart leaves the new mode in place.
+ *
+ * @threads one caller at a time: in the whole unit
+ * @blocks programs: eight; and until other editors of the files are done
  */
 DDAL_API int ddal_auth_set_restricted_root_access_state(uint32_t state);
 
@@ -104,6 +122,9 @@ DDAL_API int ddal_auth_set_restricted_root_access_state(uint32_t state);
  *
  * -EINVAL: user is NULL. DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_FAILURE: the copy failed; the keys
  * file may then be empty or incomplete.
+ *
+ * @threads safe on different units: accounts
+ * @blocks some accesses
  */
 DDAL_API int ddal_auth_reset_user_ssh_keys(const char *user);
 

@@ -19,7 +19,12 @@ DDAL_BEGIN_DECLS
 struct ddal_eth_switch_multicast_filter;
 struct ddal_eth_switch_translation;
 
-/* S-VLANs. Default: the VLAN of the same number in the switch; ports join tagged. */
+/*
+ * S-VLANs. Default: the VLAN of the same number in the switch; ports join tagged.
+ *
+ * @threads safe: as a product's own has to be, for it is called from any thread
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_bcm_svlan_create(uint32_t svlan);
 DDAL_API int ddal_bcm_svlan_remove(uint32_t svlan);
 DDAL_API int ddal_bcm_svlan_port_add(uint32_t port, uint32_t svlan);
@@ -30,6 +35,9 @@ DDAL_API int ddal_bcm_svlan_port_remove(uint32_t port, uint32_t svlan);
  * of the port class of the port's number that does the reverse; both or none. remove deletes them, get and status walk
  * the ingress entries. enable and disable: -ENOSYS, the switch offers no such call; a port's translation itself must
  * have been enabled by the switch's configuration.
+ *
+ * @threads safe: as a product's own has to be; two changes of one translation may mix
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_vlan_translation_add(uint32_t port, uint32_t cvlan, uint32_t svlan);
 DDAL_API int ddal_bcm_vlan_translation_remove(uint32_t port, uint32_t cvlan, uint32_t svlan);
@@ -43,6 +51,9 @@ DDAL_API int ddal_bcm_vlan_translation_status_on_svlan(uint32_t port, uint32_t s
  * port the port's number, tagged frames the port plus 50, untagged and tagged frames to a certain address the port plus
  * 100 and plus 150. Default: the entries of ports 0 to 49 are noted in the process and nothing is written to the
  * switch.
+ *
+ * @threads one caller at a time: the opening of the switch, once in a process
+ * @blocks none
  */
 DDAL_API int ddal_bcm_ifp_install_default_field_groups(void);
 DDAL_API int ddal_bcm_ifp_install_default_untagged_entries(void);
@@ -57,6 +68,9 @@ DDAL_API int ddal_bcm_ifp_install_default_tunnel_drop_entry(void);
  *
  * exists returns 1 or 0, or a negative code. A list's *size is the number that fits in, the number found out, or with
  * -ENOMEM the number that did not fit.
+ *
+ * @threads safe: as a product's own has to be
+ * @blocks none
  */
 DDAL_API int ddal_bcm_ifp_redirect_frame_action_add(uint32_t port, uint32_t dst_port, uint32_t ethertype);
 DDAL_API int ddal_bcm_ifp_redirect_frame_action_remove(uint32_t port, uint32_t dst_port);
@@ -72,18 +86,31 @@ DDAL_API int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_get(uint32_t por
                                                                     struct ddal_eth_switch_multicast_filter *list,
                                                                     uint32_t *size);
 
-/* Brings the egress masks in line with the redirections. Default: 0. */
+/*
+ * Brings the egress masks in line with the redirections. Default: 0.
+ *
+ * @threads safe: as a product's own has to be
+ * @blocks none
+ */
 DDAL_API int ddal_bcm_ifp_egress_mask_update_all(void);
 
 /*
  * The queue (0 to 7) of a port's frames without a tag. Default: noted in the process for ports 0 to 49; add replaces
  * the queue, removing what is not there succeeds, get is -ENOENT where no queue is set.
+ *
+ * @threads safe: as a product's own has to be
+ * @blocks none
  */
 DDAL_API int ddal_bcm_ifp_cosq_untagged_frame_action_add(uint32_t port, uint32_t queue);
 DDAL_API int ddal_bcm_ifp_cosq_untagged_frame_action_remove(uint32_t port);
 DDAL_API int ddal_bcm_ifp_cosq_untagged_frame_action_get(uint32_t port, uint32_t *queue);
 
-/* Keeps the PCP of a port's tagged frames. Default: noted in the process for ports 0 to 49. */
+/*
+ * Keeps the PCP of a port's tagged frames. Default: noted in the process for ports 0 to 49.
+ *
+ * @threads safe: as a product's own has to be
+ * @blocks none
+ */
 DDAL_API int ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(uint32_t port);
 DDAL_API int ddal_bcm_ifp_preserve_pcp_priority_frame_action_remove(uint32_t port);
 

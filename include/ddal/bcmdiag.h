@@ -29,6 +29,9 @@ DDAL_BEGIN_DECLS
  * -ENETDOWN: the service closed the connection. -ETIMEDOUT: no prompt within 3 s of silence. -EIO: the service took no
  * input for 3 s, or the output could not be written. Otherwise the negative errno of the failed step, -ECONNREFUSED
  * when no service is running.
+ *
+ * @threads safe on different units: streams
+ * @blocks until the command is done; 3 s without data end it
  */
 DDAL_API int telnet_bcmdiag(FILE *out, const char *format, ...) DDAL_PRINTF(2, 3);
 

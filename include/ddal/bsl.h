@@ -37,30 +37,30 @@ DDAL_BEGIN_DECLS
 #define BSL_ERR_PINS 1039u        /* the FPGA write that drives TEST and RST failed */
 
 /* What bsl_codeload decided and how far it came. */
-#define BSL_STATUS_NOT_REQUIRED 0u /* flash already holds the image; also: not yet decided */
-#define BSL_STATUS_SUCCESSFUL 1u
-#define BSL_STATUS_EMPTY 2u /* image file is empty */
-#define BSL_STATUS_NOT_PARSED 4u
-#define BSL_STATUS_NOT_READABLE 5u /* version or CRC of the flash could not be read */
-#define BSL_STATUS_ERASE_FAILED 6u
-#define BSL_STATUS_PROGRAM_FAILED 7u
-#define BSL_STATUS_MISMATCH 8u      /* flash differs from the image after programming; bsl_codeload returns 0 */
-#define BSL_STATUS_NOT_VERIFIED 12u /* CRC of the flash could not be read after programming */
+#define BSL_STATUS_NOT_REQUIRED 0u   /* flash already holds the image; also: not yet decided */
+#define BSL_STATUS_SUCCESSFUL 1u     /* programmed and verified */
+#define BSL_STATUS_EMPTY 2u          /* image file is empty */
+#define BSL_STATUS_NOT_PARSED 4u     /* file is no image, or one without a version block */
+#define BSL_STATUS_NOT_READABLE 5u   /* version or CRC of the flash could not be read */
+#define BSL_STATUS_ERASE_FAILED 6u   /* flash could not be erased */
+#define BSL_STATUS_PROGRAM_FAILED 7u /* flash could not be written */
+#define BSL_STATUS_MISMATCH 8u       /* flash differs from the image after programming; bsl_codeload returns 0 */
+#define BSL_STATUS_NOT_VERIFIED 12u  /* CRC of the flash could not be read after programming */
 
 /* A packet's payload, or a block of flash contents. */
 struct bsl_packet {
     uint16_t length; /* bytes at data */
-    uint8_t *data;
+    uint8_t *data;   /* the caller's */
 };
 
 /* One contiguous block of an image. */
 struct bsl_record {
-    uint32_t address; /* load address of the first byte */
-    uint32_t length;  /* bytes at data */
-    uint16_t crc;     /* CRC of the data, as bsl_crc_calc */
-    uint8_t *data;
+    uint32_t address;        /* load address of the first byte */
+    uint32_t length;         /* bytes at data */
+    uint16_t crc;            /* CRC of the data, as bsl_crc_calc */
+    uint8_t *data;           /* belongs to the image */
     struct bsl_record *next; /* in file order; NULL at the end */
-    struct bsl_record *prev;
+    struct bsl_record *prev; /* NULL at the start */
 };
 
 /* States of the image parser, as printed in its error line. */
@@ -82,16 +82,27 @@ enum bsl_fsm_state {
  * Returns fd itself on success. Every failure CLOSES fd: -ETIMEDOUT for any other rate, -ENETDOWN when the settings
  * cannot be read, -ENETUNREACH or -ENETRESET when a speed is refused, -ECONNABORTED when the settings cannot be
  * written.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks some accesses
  */
 DDAL_API int bsl_set_uart_speed(int fd, uint32_t baud);
 
 /*
  * Starts the loader by its TEST/RST sequence (about 0.3 s) and discards what both UART queues hold. Returns 0 or
  * BSL_ERR_PINS.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks up to 0.3 s: the sequence's pauses
  */
 DDAL_API uint32_t bsl_entry(int fd, int verbose);
 
-/* Restarts the microcontroller into its application by TEST and RST. Returns 0 or BSL_ERR_PINS. */
+/*
+ * Restarts the microcontroller into its application by TEST and RST. Returns 0 or BSL_ERR_PINS.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks up to 0.1 s: the sequence's pauses
+ */
 DDAL_API uint32_t bsl_reset(int fd, int verbose);
 
 /*
@@ -101,6 +112,9 @@ DDAL_API uint32_t bsl_reset(int fd, int verbose);
  *
  * Returns 0, BSL_ERR_WRITE, BSL_ERR_TIMEOUT, BSL_ERR_READ, or BSL_ERR_ACK OR-ed with the acknowledgement (both UART
  * queues are discarded then).
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks up to 10 s: for the acknowledgement, once the packet is in the UART's queue
  */
 DDAL_API uint32_t bsl_tx_pkt(int fd, const struct bsl_packet *packet, int verbose);
 
@@ -111,10 +125,18 @@ DDAL_API uint32_t bsl_tx_pkt(int fd, const struct bsl_packet *packet, int verbos
  *         unspecified after a failure.
  *
  * Returns 0 or a link code; a failure first listens until the line has been silent for 10 s.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_rx_pkt(int fd, struct bsl_packet *packet, int verbose);
 
-/* Receives a packet that must be a message with status 0. Returns 0 or a link code. */
+/*
+ * Receives a packet that must be a message with status 0. Returns 0 or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
+ */
 DDAL_API uint32_t get_bsl_resp(int fd, int verbose);
 
 /*
@@ -124,6 +146,9 @@ DDAL_API uint32_t get_bsl_resp(int fd, int verbose);
  * block:   1 to 250 bytes.
  *
  * Returns 0 or a link code; BSL_ERR_TX_TOO_LONG before anything is sent.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_rx_data_blk(int fd, uint32_t address, const struct bsl_packet *block, int verbose);
 
@@ -132,9 +157,12 @@ DDAL_API uint32_t bsl_rx_data_blk(int fd, uint32_t address, const struct bsl_pac
  *
  * length:      0 to 250 bytes.
  * destination: receives exactly `length` bytes; unchanged after a failure, and when the loader answers with a message
- * of status 0, which counts as success.
+ *              of status 0, which counts as success.
  *
  * Returns 0 or a link code; BSL_ERR_RX_TOO_LONG before anything is sent.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_tx_data_blk(int fd, uint32_t address, uint32_t length, uint8_t *destination, int verbose);
 
@@ -144,10 +172,18 @@ DDAL_API uint32_t bsl_tx_data_blk(int fd, uint32_t address, uint32_t length, uin
  * crc: receives the CRC; unchanged after a failure, and when the loader answers with a message of status 0.
  *
  * Returns 0 or a link code; BSL_ERR_RESPONSE unless exactly two bytes come back.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_crc_check(int fd, uint32_t address, uint16_t length, uint16_t *crc, int verbose);
 
-/* Lets the microcontroller run from `address`. Acknowledgement only. Returns 0 or a link code. */
+/*
+ * Lets the microcontroller run from `address`. Acknowledgement only. Returns 0 or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks up to 10 s: for the acknowledgement
+ */
 DDAL_API uint32_t bsl_load_pc(int fd, uint32_t address, int verbose);
 
 /*
@@ -157,13 +193,26 @@ DDAL_API uint32_t bsl_load_pc(int fd, uint32_t address, int verbose);
  * length: up to 65534 bytes; BSL_ERR_TX_TOO_LONG beyond.
  *
  * Returns 0 or a link code (0x205: wrong password).
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_rx_password(int fd, const uint8_t *bytes, uint16_t length, int verbose);
 
-/* Erases the 512-byte segment that holds `address`. Returns 0 or a link code. */
+/*
+ * Erases the 512-byte segment that holds `address`. Returns 0 or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
+ */
 DDAL_API uint32_t bsl_erase_segment(int fd, uint32_t address, int verbose);
 
-/* Unlocks the information memory, or locks it again. Returns 0 or a link code. */
+/*
+ * Unlocks the information memory, or locks it again. Returns 0 or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
+ */
 DDAL_API uint32_t bsl_toggle_info(int fd, int verbose);
 
 /*
@@ -172,6 +221,9 @@ DDAL_API uint32_t bsl_toggle_info(int fd, int verbose);
  * buffer: at least 256 bytes; receives as many as the loader sends (four are usual).
  *
  * Returns 0 or a link code; BSL_ERR_RESPONSE for more than 256 bytes.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_tx_bsl_version(int fd, uint8_t *buffer, int verbose);
 
@@ -181,6 +233,9 @@ DDAL_API uint32_t bsl_tx_bsl_version(int fd, uint8_t *buffer, int verbose);
  * baud: 19200, 38400, 57600 or 115200; every other value asks for 9600.
  *
  * Returns 0 or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks up to 10 s: for the acknowledgement
  */
 DDAL_API uint32_t bsl_change_baud(int fd, uint32_t baud, int verbose);
 
@@ -188,10 +243,20 @@ DDAL_API uint32_t bsl_change_baud(int fd, uint32_t baud, int verbose);
  * Writes any number of bytes, in blocks of 250.
  *
  * Returns 0 (also for an empty request) or the code of the first block that failed.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until every block is done; each byte of an answer is awaited for up to 10 s, and after a failure 10 s of
+ * silence
  */
 DDAL_API uint32_t bsl_rx_data(int fd, uint32_t address, const struct bsl_packet *block, int verbose);
 
-/* Reads any number of bytes, in blocks of 250. Returns 0 (also for an empty request) or a link code. */
+/*
+ * Reads any number of bytes, in blocks of 250. Returns 0 (also for an empty request) or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until every block is done; each byte of an answer is awaited for up to 10 s, and after a failure 10 s of
+ * silence
+ */
 DDAL_API uint32_t bsl_tx_data(int fd, uint32_t address, uint32_t length, uint8_t *destination, int verbose);
 
 /*
@@ -202,14 +267,28 @@ DDAL_API uint32_t bsl_tx_data(int fd, uint32_t address, uint32_t length, uint8_t
  * last_address:  receives the address of the last byte erased, 0 if none; may be NULL.
  *
  * Returns 0 or the link code of the segment that failed; the outputs then include that segment.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until every block is done; each byte of an answer is awaited for up to 10 s, and after a failure 10 s of
+ * silence
  */
 DDAL_API uint32_t bsl_erase(int fd, uint32_t start, uint32_t length, uint32_t *first_segment, uint32_t *last_address,
                             int verbose);
 
-/* Reads the application's 8-byte version block into `buffer`. Returns 0 or a link code. */
+/*
+ * Reads the application's 8-byte version block into `buffer`. Returns 0 or a link code.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
+ */
 DDAL_API uint32_t bsl_tx_app_ver(int fd, uint8_t *buffer, int verbose);
 
-/* CRC-16/CCITT-FALSE: start value, one byte, the two halves, and a whole buffer. Any thread. */
+/*
+ * CRC-16/CCITT-FALSE: start value, one byte, the two halves, and a whole buffer. Any thread.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API uint16_t bsl_crc_init(void);
 DDAL_API uint16_t bsl_crc_update(uint16_t crc, uint8_t byte);
 DDAL_API uint8_t bsl_crc_get_low_byte(uint16_t crc);
@@ -226,16 +305,34 @@ DDAL_API uint16_t bsl_crc_calc(const uint8_t *buf, uint32_t len);
  *
  * Returns 0, 1 when the image holds no complete version block (list is valid), -1 without memory. A file that cannot be
  * read or is not well-formed is logged, gives 0 as well, and leaves list and version as they were: preset both.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks some accesses: reads the whole file
  */
 DDAL_API int bsl_parse_file(struct bsl_record **list, uint8_t version[8], int fd, uint32_t file_size);
 
-/* Copies the version block out of a list of records. Returns 0, or 1 (version unchanged) when there is none. */
+/*
+ * Copies the version block out of a list of records. Returns 0, or 1 (version unchanged) when there is none.
+ *
+ * @threads safe on different units: lists
+ * @blocks none
+ */
 DDAL_API int bsl_get_file_version(struct bsl_record *list, uint8_t version[8]);
 
-/* Gives back what bsl_parse_file stored; the records become invalid. */
+/*
+ * Gives back what bsl_parse_file stored; the records become invalid.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks none
+ */
 DDAL_API void bsl_parse_release(struct bsl_record *list);
 
-/* Fills a record by hand: address, length, data (not copied) and its CRC; no neighbours. */
+/*
+ * Fills a record by hand: address, length, data (not copied) and its CRC; no neighbours.
+ *
+ * @threads safe on different units: records
+ * @blocks none
+ */
 DDAL_API void bsl_generate_pattern_record(struct bsl_record *record, uint8_t *data, uint32_t address, uint32_t length);
 
 /*
@@ -244,12 +341,15 @@ DDAL_API void bsl_generate_pattern_record(struct bsl_record *record, uint8_t *da
  *
  * path:        image file.
  * upgrade_all: 0: load the application only if version or contents differ; 1: load it in any case and rewrite the
- *              loader; any other value: as 0, and rewrite the loader. A loader whose version cannot be read counts
- * as 1.
+ *              loader; any other value: as 0, and rewrite the loader. A loader whose version cannot be read
+ *              counts as 1.
  *
  * Returns 0, -1001 on any failure (the log has the cause), or the negative errno of a failed change of the UART's
  * speed, which leaves the microcontroller in its loader. 0 also when the flash differs from the image after
  * programming: see ddal_ext_rfcard_upgrade for the verdict.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the procedure is over; minutes, of which no single wait has to be longer than 21 s
  */
 DDAL_API int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose);
 
@@ -260,19 +360,42 @@ DDAL_API int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose
  * force:  exactly 1 skips the comparison.
  *
  * Returns 0 or a positive code. 0 with BSL_STATUS_MISMATCH when the flash differs after programming.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the procedure is over; minutes, with the waits of bsl_rx_data
  */
 DDAL_API uint32_t bsl_codeload(int fd, const char *path, uint32_t *status, int force, int verbose);
 
-/* Address of the application's version block on this board type (a value, not a result). */
+/*
+ * Address of the application's version block on this board type (a value, not a result).
+ *
+ * @threads safe
+ * @blocks none: reads the board type where nobody has asked for it yet
+ */
 DDAL_API uint32_t bsl_get_up_version_addr(void);
 
-/* Largest range for one bsl_crc_check on this board type, in bytes (a value, not a result). */
+/*
+ * Largest range for one bsl_crc_check on this board type, in bytes (a value, not a result).
+ *
+ * @threads safe
+ * @blocks none: reads the board type where nobody has asked for it yet
+ */
 DDAL_API uint32_t bsl_get_crc_max_length(void);
 
-/* Writes a version block in readable form to the system log, after `prefix`. */
+/*
+ * Writes a version block in readable form to the system log, after `prefix`.
+ *
+ * @threads safe
+ * @blocks one access: the system log
+ */
 DDAL_API void bsl_print_file_version(const char *prefix, const uint8_t version[8]);
 
-/* Writes a hex dump to the system log, 16 bytes a line. */
+/*
+ * Writes a hex dump to the system log, 16 bytes a line.
+ *
+ * @threads safe
+ * @blocks some accesses: the system log
+ */
 DDAL_API void bsl_print_memory(const void *buffer, uint32_t length);
 
 DDAL_END_DECLS

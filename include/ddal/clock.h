@@ -23,13 +23,13 @@ DDAL_BEGIN_DECLS
 
 /* What is known of an event; 120 bytes on every target, zero but for the named fields. */
 struct ddal_clk_event {
-    uint32_t event; /* DDAL_CLK_EVENT_PPS */
-    uint32_t reserved1;
-    uint32_t sequence; /* running number of the pulse */
-    uint32_t reserved2[12];
-    uint32_t sec; /* time of the pulse: low 32 bits of the seconds */
-    uint32_t nsec;
-    uint32_t reserved3[13];
+    uint32_t event;         /* DDAL_CLK_EVENT_PPS */
+    uint32_t reserved1;     /* 0 */
+    uint32_t sequence;      /* running number of the pulse */
+    uint32_t reserved2[12]; /* 0 */
+    uint32_t sec;           /* time of the pulse: low 32 bits of the seconds */
+    uint32_t nsec;          /* nanoseconds of that time */
+    uint32_t reserved3[13]; /* 0 */
 };
 
 /*
@@ -40,6 +40,9 @@ struct ddal_clk_event {
  *
  * Every other clock, and these two while there is no frame information, are the system's own. Returns 0, or the
  * negative errno of clock_gettime (not -1).
+ *
+ * @threads safe
+ * @blocks none: spins while the driver is writing; a system call for other clocks
  */
 DDAL_API int ddal_clock_gettime(clockid_t clockid, struct timespec *ts);
 
@@ -52,6 +55,9 @@ DDAL_API int ddal_clock_gettime(clockid_t clockid, struct timespec *ts);
  *
  * Returns 0 on success. -1001: another event. -EOPNOTSUPP: the device has no PPS parameters. -ETIMEDOUT: no pulse in
  * time. -EINTR: a signal came. Otherwise the negative errno of open or of the PPS requests.
+ *
+ * @threads safe
+ * @blocks until the pulse comes or the timeout has passed; a signal ends it
  */
 DDAL_API int ddal_clk_event_wait_until(uint32_t event, const struct timespec *timeout,
                                        struct ddal_clk_event *event_out);

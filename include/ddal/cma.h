@@ -27,6 +27,9 @@ DDAL_BEGIN_DECLS
  * Maps the DMA regions, on the first call of the process; later calls, from any thread, return the first one's result.
  *
  * Returns 0, the negative errno of opening or mapping, or -1001 when the driver lists more than two regions.
+ *
+ * @threads safe
+ * @blocks some accesses; none from the second call on
  */
 DDAL_API int ddal_cma_process_init(void);
 
@@ -35,6 +38,9 @@ DDAL_API int ddal_cma_process_init(void);
  * the radio software; every call reaches the driver.
  *
  * Returns 0, the result of a failed ddal_cma_process_init, or the negative errno of the request.
+ *
+ * @threads safe
+ * @blocks one access; more on the first call
  */
 DDAL_API int ddal_cma_init_once(void);
 
@@ -47,6 +53,9 @@ DDAL_API int ddal_cma_init_once(void);
  *            answer lies in no region.
  *
  * Returns 0. -EINVAL: an argument. -ENOMEM and others: the driver's refusal. -EBADF: the set-up did not succeed.
+ *
+ * @threads safe: once the set-up has returned
+ * @blocks one access
  */
 DDAL_API int ddal_cma_alloc(uint32_t mem_type, uint32_t size, uint32_t *virt_addr);
 
@@ -57,16 +66,27 @@ DDAL_API int ddal_cma_alloc(uint32_t mem_type, uint32_t size, uint32_t *virt_add
  * virt_addr: receives the address; 0 after -EFAULT.
  *
  * Returns 0. -EINVAL: virt_addr is NULL. -EFAULT: the address lies in no region, or the set-up has not succeeded.
+ *
+ * @threads safe: once the set-up has returned
+ * @blocks none
  */
 DDAL_API int ddal_cma_phy_to_virt(uint32_t dma_addr, uint32_t *virt_addr);
 
-/* The other direction; arguments and results as ddal_cma_phy_to_virt. */
+/*
+ * The other direction; arguments and results as ddal_cma_phy_to_virt.
+ *
+ * @threads safe: once the set-up has returned
+ * @blocks none
+ */
 DDAL_API int ddal_cma_virt_to_phy(uint32_t virt_addr, uint32_t *dma_addr);
 
 /*
  * Lets user code of this CPU read the performance monitor's counters.
  *
  * Returns 0 or the negative errno of the request (-EBADF: the set-up did not succeed).
+ *
+ * @threads safe: once the set-up has returned
+ * @blocks one access
  */
 DDAL_API int ddal_cma_enable_user_pmu(void);
 
@@ -74,6 +94,9 @@ DDAL_API int ddal_cma_enable_user_pmu(void);
  * Opens the semaphores of the driver adaptation (Osal_startup, see <ddal/osal.h>).
  *
  * Returns 0, or -1001 when one of them could not be opened.
+ *
+ * @threads safe
+ * @blocks three accesses; none from the second call on
  */
 DDAL_API int ddal_ti_lld_ee_startup(void);
 

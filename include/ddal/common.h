@@ -25,6 +25,9 @@ DDAL_BEGIN_DECLS
  * Writes a text into an existing file, truncating it; neither a newline nor the NUL is written.
  *
  * Returns 0 or a negative errno; -ENOENT: the file does not exist (it is never created).
+ *
+ * @threads safe on different units: files
+ * @blocks one access
  */
 DDAL_API int ddal_common_write_string(const char *str, const char *path);
 
@@ -33,10 +36,18 @@ DDAL_API int ddal_common_write_string(const char *str, const char *path);
  * not changed.
  *
  * Returns 0 or a negative errno; -ENOENT: the file does not exist (it is never created).
+ *
+ * @threads safe on different units: files
+ * @blocks one access
  */
 DDAL_API int ddal_common_write_u32val_array(unsigned n, const uint32_t *vals, const char *path);
 
-/* As ddal_common_write_u32val_array with one value, passed by pointer. */
+/*
+ * As ddal_common_write_u32val_array with one value, passed by pointer.
+ *
+ * @threads safe on different units: files
+ * @blocks one access
+ */
 DDAL_API int ddal_common_write_u32val(const uint32_t *val, const char *path);
 
 /*
@@ -47,6 +58,9 @@ DDAL_API int ddal_common_write_u32val(const uint32_t *val, const char *path);
  * Returns the bytes read, or, when the buffer was filled, the size of the whole file: a result above n means that the
  * file is longer, and n = 0 asks for the size. For a sysfs attribute that size is the one the kernel reports. A
  * negative errno or -1001 after a failure; -EOVERFLOW: the size does not fit an int.
+ *
+ * @threads safe: a reader may meet a file that is just being rewritten
+ * @blocks one access
  */
 DDAL_API int ddal_common_read_file(void *buf, size_t n, const char *path);
 
@@ -58,6 +72,9 @@ DDAL_API int ddal_common_read_file(void *buf, size_t n, const char *path);
  * buf:  receives at most *size - 1 bytes and a NUL; a newline or NUL of the file stays in it.
  *
  * Returns the number of bytes stored before the NUL, or a negative code of ddal_common_read_file.
+ *
+ * @threads safe: a reader may meet a file that is just being rewritten
+ * @blocks one access
  */
 DDAL_API int ddal_kvb_common_read_string_and_size(size_t *size, char *buf, const char *path);
 
@@ -66,6 +83,9 @@ DDAL_API int ddal_kvb_common_read_string_and_size(size_t *size, char *buf, const
  * file stays in the buffer.
  *
  * Returns 0, not the length. -EINVAL: size is 0. Otherwise a negative code of ddal_common_read_file.
+ *
+ * @threads safe: a reader may meet a file that is just being rewritten
+ * @blocks one access
  */
 DDAL_API int ddal_common_read_string(size_t size, char *buf, const char *path);
 
@@ -77,6 +97,9 @@ DDAL_API int ddal_common_read_string(size_t size, char *buf, const char *path);
  *
  * Returns 0. -EFBIG: more than 31 characters. -ENODATA: no digit. -ERANGE: above 64 bits. Otherwise a negative code of
  * ddal_common_read_file.
+ *
+ * @threads safe: a reader may meet a file that is just being rewritten
+ * @blocks one access
  */
 DDAL_API int ddal_kvb_common_read_string_to_u64(uint64_t *out, const char *path, int base);
 
@@ -87,10 +110,18 @@ DDAL_API int ddal_kvb_common_read_string_to_u64(uint64_t *out, const char *path,
  *
  * Returns 0. -ENODATA: the file is shorter or longer than n * 4 bytes. Otherwise a negative code of
  * ddal_common_read_file.
+ *
+ * @threads safe: a reader may meet a file that is just being rewritten
+ * @blocks one access
  */
 DDAL_API int ddal_common_read_u32val_array(unsigned n, uint32_t *vals, const char *path);
 
-/* As ddal_common_read_u32val_array with one value. */
+/*
+ * As ddal_common_read_u32val_array with one value.
+ *
+ * @threads safe: a reader may meet a file that is just being rewritten
+ * @blocks one access
+ */
 DDAL_API int ddal_common_read_u32val(uint32_t *val, const char *path);
 
 /*
@@ -98,11 +129,14 @@ DDAL_API int ddal_common_read_u32val(uint32_t *val, const char *path);
  *
  * path: the program; PATH is not searched.
  * argv: its arguments, ended by NULL. If argv[0] is NULL, the base name of path is stored there (the vector is
- * changed), and the arguments from argv[1] on, again ended by NULL, follow it.
+ *       changed), and the arguments from argv[1] on, again ended by NULL, follow it.
  *
  * Returns the program's exit status, 0 to 255: positive results mean that it ran and failed, 127 that it could not be
  * executed. -EINTR: a signal ended it. -EINVAL: it ended in some other way. Otherwise the negative errno of starting it
  * or waiting for it.
+ *
+ * @threads safe on different units: argument vectors
+ * @blocks a program
  */
 DDAL_API int _ddal_common_shell_command(const char *path, char **argv);
 
@@ -114,6 +148,9 @@ DDAL_API int _ddal_common_shell_command(const char *path, char **argv);
  *       program could not be started.
  *
  * Also returns -ENOBUFS: the output does not fit, whatever the exit status; -EIO: the output could not be read.
+ *
+ * @threads safe on different units: argument vectors
+ * @blocks a program
  */
 DDAL_API int _ddal_common_shell_command_read(size_t size, char *buf, const char *path, char **argv);
 
@@ -125,6 +162,9 @@ DDAL_API int _ddal_common_shell_command_read(size_t size, char *buf, const char 
  *
  * A failure to copy the input is returned in place of the exit status; -EPIPE: the program closed its input (the caller
  * gets no SIGPIPE).
+ *
+ * @threads safe on different units: streams and argument vectors
+ * @blocks a program
  */
 DDAL_API int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const char *path, char **argv);
 
@@ -133,11 +173,19 @@ DDAL_API int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const
  * by a thread of its own. Neither stream may be used by others during the call.
  *
  * A failure of the feeding thread is returned before one of the output, and both before the exit status.
+ *
+ * @threads safe on different units: streams and argument vectors
+ * @blocks a program
  */
 DDAL_API int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out, const char *path,
                                                       char **argv);
 
-/* As _ddal_common_shell_command_read for the shell command line `cmdline`, run by /bin/sh. */
+/*
+ * As _ddal_common_shell_command_read for the shell command line `cmdline`, run by /bin/sh.
+ *
+ * @threads safe
+ * @blocks a program
+ */
 DDAL_API int ddal_common_read_cmd_output(size_t size, char *buf, const char *cmdline);
 
 /*
@@ -147,6 +195,9 @@ DDAL_API int ddal_common_read_cmd_output(size_t size, char *buf, const char *cmd
  *     cannot be read.
  *
  * Returns 0. -EINVAL: id is NULL. -1001: neither 1 nor 2. Otherwise a negative code of ddal_common_read_file.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_common_linux_id_get(uint32_t *id);
 

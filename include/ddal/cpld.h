@@ -24,6 +24,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns 0 on success. -EINVAL (not -EFAULT): the address is not a multiple of 4. -EFAULT: there is no register at
  * this address. Otherwise the negative errno of open or read.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_cpld_read(uint32_t address, uint8_t *value);
 
@@ -35,6 +38,9 @@ DDAL_API int ddal_cpld_read(uint32_t address, uint8_t *value);
  *
  * Returns 0 on success. -EINVAL: the address is not a multiple of 4, or the value is above 255. -EFAULT: there is no
  * register at this address. Otherwise the negative errno of open or write.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_cpld_write(uint32_t address, uint32_t value);
 

@@ -18,6 +18,9 @@ DDAL_BEGIN_DECLS
  * hz: receives the rate in hertz; unchanged after a failure.
  *
  * Returns 0. -ERANGE: the rate does not fit 32 bits. Otherwise a negative code of ddal_kvb_common_read_string_to_u64.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_cpu_get_clk_rate(uint32_t *hz);
 

@@ -26,6 +26,9 @@ DDAL_BEGIN_DECLS
  *       after a failure.
  *
  * Return 0 on success. -EINVAL: size is 0.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_devicetree_get_production_code(uint32_t ignored, size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_serial_number(uint32_t ignored, size_t size, char *buf);
@@ -35,7 +38,13 @@ DDAL_API int ddal_devicetree_get_test_time_stamp(uint32_t ignored, size_t size, 
 DDAL_API int ddal_devicetree_get_manufacturer(uint32_t ignored, size_t size, char *buf);
 /* The tree's "compatible" property: its first string. */
 DDAL_API int ddal_devicetree_get_hwcompat(uint32_t ignored, size_t size, char *buf);
-/* The same four texts of the module that the board belongs to. */
+
+/*
+ * The same four texts of the module that the board belongs to.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_devicetree_get_module_production_code(size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_module_serial_number(size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_module_unit_id(size_t size, char *buf);
@@ -53,6 +62,9 @@ DDAL_API int ddal_devicetree_get_die_id_quality(size_t size, char *buf);
  * buf:  receives at most *size - 1 characters and a terminating NUL; untouched when *size is 0.
  *
  * Return 0 on success, never the length.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_devicetree_sysinfo_get_fpga_type(size_t *size, char *buf);
 DDAL_API int ddal_devicetree_sysinfo_get_rfic_type(size_t *size, char *buf);
@@ -64,6 +76,9 @@ DDAL_API int ddal_devicetree_sysinfo_get_rfic_type(size_t *size, char *buf);
  *        or raw bytes of a property of the wrong length.
  *
  * Return 0 on success. -ENODATA: the property is not exactly one cell of 4 bytes.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_devicetree_get_hw_sw_id(uint32_t ignored, uint32_t *value);
 /* Number of processor cores. */
@@ -76,13 +91,23 @@ DDAL_API int ddal_devicetree_get_hal_minor(uint32_t *value);
 DDAL_API int ddal_devicetree_get_osc_calibration_data(uint32_t *value);
 DDAL_API int ddal_devicetree_get_osc_oscillator_type(uint32_t *value);
 
-/* Radio band class: bits 8 to 15 of a cell of 256 or more, else the whole cell. */
+/*
+ * Radio band class: bits 8 to 15 of a cell of 256 or more, else the whole cell.
+ *
+ * @threads safe
+ * @blocks one access; two for the sub-band's own cell
+ */
 DDAL_API int ddal_devicetree_get_band_class(uint32_t *value);
 /* Radio sub-band: bits 0 to 7 of a band-class cell of 256 or more, else a cell of its own. */
 DDAL_API int ddal_devicetree_get_sub_band(uint32_t *value);
 
 /* Fitting of the backhaul ports, power-sourcing equipment and Bluetooth: the cell shifted left by 12. */
-/* On board type 5 nothing is read and the value is 0x2000. */
+/*
+ * On board type 5 nothing is read and the value is 0x2000.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_devicetree_get_user_defined_a_backhaul_1_type(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_backhaul_2_type(uint32_t *value);
 /* Shifted left by 4, not 12. */
@@ -101,10 +126,18 @@ DDAL_API int ddal_devicetree_get_user_defined_a_wifi_support(uint32_t *value);
  * count: receives the number of entries, which may exceed 32; may be NULL; unchanged after a failure.
  *
  * Returns 0 on success. -ENODATA: the number of entries and their list do not agree. -ENOMEM.
+ *
+ * @threads safe
+ * @blocks two accesses
  */
 DDAL_API int ddal_devicetree_get_dsp_mask(uint32_t ignored, uint32_t *mask, uint32_t *count);
 
-/* Writes the cell that ddal_devicetree_get_isti reads. Lost with the next start unless made permanent. Returns 0. */
+/*
+ * Writes the cell that ddal_devicetree_get_isti reads. Lost with the next start unless made permanent. Returns 0.
+ *
+ * @threads safe: a reader may meet the cell while it is empty (-ENODATA)
+ * @blocks one access
+ */
 DDAL_API int ddal_devicetree_set_isti(uint32_t value);
 
 /*
@@ -113,6 +146,9 @@ DDAL_API int ddal_devicetree_set_isti(uint32_t value);
  * value: receives the low 32 bits of the stored number; unchanged after a failure.
  *
  * Return 0 on success, -1001 on every failure.
+ *
+ * @threads safe
+ * @blocks until a writer of the store is done
  */
 DDAL_API int ddal_devicetree_get_reset_loop_counter_1(uint32_t *value);
 DDAL_API int ddal_devicetree_set_reset_loop_counter_1(uint32_t value);
@@ -121,6 +157,9 @@ DDAL_API int ddal_devicetree_set_reset_loop_counter_1(uint32_t value);
  * Makes a changed device tree permanent in flash. Runs a program and blocks until it ends.
  *
  * Returns the result of ddal_sysinfo_update_devicetree_to_flash unchanged.
+ *
+ * @threads one caller at a time: in the whole unit
+ * @blocks a program: it writes flash
  */
 DDAL_API int ddal_devicetree_write_to_flash(void);
 
@@ -128,9 +167,13 @@ DDAL_API int ddal_devicetree_write_to_flash(void);
  * MAC address of a network interface.
  *
  * ifname: "eth0", "eth1", "eth3", on board type 5 "eth2" as well, or "virt" followed by the name of an entry of the
- * pool of virtual addresses ("virt0"). mac:    receives the 6 bytes in transmission order; untouched after a failure.
+ *         pool of virtual addresses ("virt0").
+ * mac:    receives the 6 bytes in transmission order; untouched after a failure.
  *
  * Returns 0 on success. -ENODEV: no such interface on this board type.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_devicetree_get_mac_addr(uint32_t ignored, const char *ifname, uint8_t mac[6]);
 

@@ -17,7 +17,7 @@
 
 DDAL_BEGIN_DECLS
 
-#define DDAL_DFE_CHIP_ID0 0
+#define DDAL_DFE_CHIP_ID0 0 /* the board's only one */
 
 /*
  * Reads a block.
@@ -28,6 +28,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns 0 on success. -ENODEV: another chip. -1001: the driver moved fewer bytes. Otherwise the negative errno of
  * open, flock or read.
+ *
+ * @threads safe
+ * @blocks until the other transfers of the unit are done; signals do not end it
  */
 DDAL_API int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len);
 
@@ -38,6 +41,9 @@ DDAL_API int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len);
  *
  * Returns 0 on success. -ENODEV: another chip. -1001: the driver moved fewer bytes. Otherwise the negative errno of
  * open, flock or write.
+ *
+ * @threads safe
+ * @blocks until the other transfers of the unit are done; signals do not end it
  */
 DDAL_API int ddal_dfe_write(int chip, uint32_t address, const void *buf, size_t len);
 
@@ -48,6 +54,9 @@ DDAL_API int ddal_dfe_write(int chip, uint32_t address, const void *buf, size_t 
  * value, mask: len bytes each; value comes before mask (ddal_fpga_masked_write takes them the other way round).
  *
  * Returns 0 on success. -ENOMEM: no memory for a copy of the block. Otherwise as ddal_dfe_read and ddal_dfe_write.
+ *
+ * @threads safe: but two changes of one block may undo each other
+ * @blocks until the other transfers of the unit are done; signals do not end it
  */
 DDAL_API int ddal_dfe_masked_write(int chip, uint32_t address, const void *value, const void *mask, size_t len);
 

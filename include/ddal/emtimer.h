@@ -19,10 +19,15 @@ DDAL_BEGIN_DECLS
 
 /* A timer's setting, as the driver takes it; the same on every target. */
 struct ddal_emtimer_setting {
-    uint32_t word[4];
+    uint32_t word[4]; /* meaning: the driver's */
 };
 
-/* Opens the device and configures it. Called again, it opens the device anew; the earlier descriptor is closed. */
+/*
+ * Opens the device and configures it. Called again, it opens the device anew; the earlier descriptor is closed.
+ *
+ * @threads safe
+ * @blocks two accesses
+ */
 DDAL_API int ddal_emtimer_config(uint32_t a0, uint32_t a1, uint32_t a2, uint32_t a3, uint32_t a4, uint32_t a5);
 
 /*
@@ -30,13 +35,26 @@ DDAL_API int ddal_emtimer_config(uint32_t a0, uint32_t a1, uint32_t a2, uint32_t
  *
  * setting: NULL: all zeros.
  * id:      receives the timer's identifier; unchanged after a failure.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_emtimer_create(uint32_t a, uint32_t b, const struct ddal_emtimer_setting *setting, uint32_t *id);
 
-/* Changes a timer's setting; NULL: all zeros. */
+/*
+ * Changes a timer's setting; NULL: all zeros.
+ *
+ * @threads safe on different units: timers
+ * @blocks one access
+ */
 DDAL_API int ddal_emtimer_settime(uint32_t id, const struct ddal_emtimer_setting *setting);
 
-/* Destroys a timer. out1, out2: receive what the driver reports of it; may be NULL; unchanged after a failure. */
+/*
+ * Destroys a timer. out1, out2: receive what the driver reports of it; may be NULL; unchanged after a failure.
+ *
+ * @threads safe on different units: timers
+ * @blocks one access
+ */
 DDAL_API int ddal_emtimer_destroy(uint32_t id, uint32_t *out1, uint32_t *out2);
 
 DDAL_END_DECLS

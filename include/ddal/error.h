@@ -17,6 +17,7 @@ DDAL_BEGIN_DECLS
 #define DDAL_ERR_FAILURE (-1001)
 /* A fault of the system around the library. */
 #define DDAL_ERR_SYSTEM (-1002)
+/* Something did not happen in time. */
 #define DDAL_ERR_TIMEOUT (-1003)
 
 /* FPGA image management. Texts only: no operation of this library returns them. */
@@ -48,6 +49,9 @@ DDAL_BEGIN_DECLS
  * buf:    receives at most buflen - 1 characters and a terminating NUL; with buflen 0 nothing is written.
  *
  * Returns 0 in every case. A text longer than the buffer is cut.
+ *
+ * @threads safe
+ * @blocks none
  */
 DDAL_API int ddal_strerror(int code, char *buf, size_t buflen);
 

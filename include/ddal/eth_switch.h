@@ -29,51 +29,70 @@ DDAL_BEGIN_DECLS
 
 /* Counters of a port since the switch started. Packets are unicast, multicast and broadcast together. 64 bytes. */
 struct ddal_eth_switch_port_stats {
-    uint64_t rx_octets;
-    uint64_t rx_packets;
-    uint64_t rx_errors;
-    uint64_t rx_dropped;
-    uint64_t tx_octets;
-    uint64_t tx_packets;
-    uint64_t tx_errors;
-    uint64_t tx_dropped;
+    uint64_t rx_octets;  /* received */
+    uint64_t rx_packets; /* received */
+    uint64_t rx_errors;  /* received, and found faulty */
+    uint64_t rx_dropped; /* received, and discarded */
+    uint64_t tx_octets;  /* sent */
+    uint64_t tx_packets; /* sent */
+    uint64_t tx_errors;  /* not sent because of a fault */
+    uint64_t tx_dropped; /* discarded instead of sent */
 };
 
 /* An address that a port serves in a VLAN. 8 bytes. */
 struct ddal_eth_switch_mac_entry {
-    uint8_t mac[6];
-    uint16_t vlan;
+    uint8_t mac[6]; /* in transmission order */
+    uint16_t vlan;  /* 0 to 4095 */
 };
 
-/* Frames to `mac` go to dst_port. 12 bytes; reserved is 0. */
+/* Frames to `mac` go to dst_port. 12 bytes. */
 struct ddal_eth_switch_multicast_filter {
-    uint8_t mac[6];
-    uint16_t reserved;
-    uint32_t dst_port;
+    uint8_t mac[6];    /* in transmission order */
+    uint16_t reserved; /* 0 */
+    uint32_t dst_port; /* port of the switch */
 };
 
 /* The customer's VLAN on a port and the service VLAN in the switch that stands for it. 4 bytes. */
 struct ddal_eth_switch_translation {
-    uint16_t cvlan;
-    uint16_t svlan;
+    uint16_t cvlan; /* the customer's */
+    uint16_t svlan; /* in the switch */
 };
 
-/* Rates: limit in kbit/s, burst in kbit, as the switch takes them; limit 0 is no limit. */
+/*
+ * Rates: limit in kbit/s, burst in kbit, as the switch takes them; limit 0 is no limit.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_set_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst);
 DDAL_API int ddal_eth_switch_get_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst);
 DDAL_API int ddal_eth_switch_set_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst);
 DDAL_API int ddal_eth_switch_get_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst);
 
-/* Packets dropped because a queue was full: queues 0 to 5. The second call clears all six. */
+/*
+ * Packets dropped because a queue was full: queues 0 to 5. The second call clears all six.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_get_port_cos_dropped_pkts(uint32_t sw, uint32_t port, uint32_t counters[6]);
 DDAL_API int ddal_eth_switch_set_port_cos_dropped_pkts(uint32_t sw, uint32_t port);
 
+/*
+ * Reads a port's counters.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_get_port_stats(uint32_t sw, uint32_t port, struct ddal_eth_switch_port_stats *stats);
 
 /*
  * S-VLANs: svlan is 0 to 20, checked before the switch is asked. A larger one: -EOPNOTSUPP. The switch knows 0 as no
  * VLAN and refuses it. A port sends the frames of its S-VLANs tagged. The default S-VLAN is that of the frames that
  * come in without a tag.
+ *
+ * @threads safe: but two settings of one port at the same time may mix
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_eth_switch_create_svlan(uint32_t sw, uint32_t svlan);
 DDAL_API int ddal_eth_switch_delete_svlan(uint32_t sw, uint32_t svlan);
@@ -83,7 +102,12 @@ DDAL_API int ddal_eth_switch_set_default_svlan(uint32_t sw, uint32_t port, uint3
 DDAL_API int ddal_eth_switch_get_default_svlan(uint32_t sw, uint32_t port, uint16_t *svlan);
 DDAL_API int ddal_eth_switch_remove_default_svlan(uint32_t sw, uint32_t port);
 
-/* Lists of a port's VLANs. Also -EINVAL: size is NULL. */
+/*
+ * Lists of a port's VLANs. Also -EINVAL: size is NULL.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_get_cvlans(uint32_t sw, uint32_t port, uint16_t *cvlans, uint32_t *size);
 DDAL_API int ddal_eth_switch_get_svlans(uint32_t sw, uint32_t port, uint16_t *svlans, uint32_t *size);
 
@@ -92,6 +116,9 @@ DDAL_API int ddal_eth_switch_get_svlans(uint32_t sw, uint32_t port, uint16_t *sv
  * S-VLAN is checked (0 to 20, -EOPNOTSUPP) when a translation is added. enable and disable are not available: -ENOSYS.
  *
  * status: 1 if any translation of the port leads to the S-VLAN, else 0.
+ *
+ * @threads safe: but two settings of one port at the same time may mix
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_eth_switch_add_vlan_translation(uint32_t sw, uint32_t port, uint32_t cvlan, uint32_t svlan);
 DDAL_API int ddal_eth_switch_remove_vlan_translation(uint32_t sw, uint32_t port, uint32_t cvlan, uint32_t svlan);
@@ -110,6 +137,9 @@ DDAL_API int ddal_eth_switch_get_egress_translations(uint32_t sw, uint32_t port,
  * tunnelling (two ports exchange all frames, or those of one ethertype). They need field rules, which a product may
  * supply (bcm_open.h). Without them adding is -ENOSYS, removing and asking for the peer -ENOENT, the list of filters is
  * empty and the loopback state 0.
+ *
+ * @threads safe: but two settings of one port at the same time may mix
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_eth_switch_add_multicast_filter(uint32_t sw, uint32_t port, uint32_t dst_port, const uint8_t mac[6]);
 DDAL_API int ddal_eth_switch_remove_multicast_filter(uint32_t sw, uint32_t port, uint32_t dst_port,
@@ -128,10 +158,18 @@ DDAL_API int ddal_eth_switch_get_tunneling(uint32_t sw, uint32_t port, uint32_t 
 /*
  * Selects the port whose received clock the switch recovers: 10 to 21 other than 17. Goes through the switch's
  * diagnostic shell (bcmdiag.h), with its waits.
+ *
+ * @threads safe: the last of several callers decides
+ * @blocks until the diagnostic shell has answered; 3 s without data end it
  */
 DDAL_API int ddal_eth_switch_set_synce_source(uint32_t sw, uint32_t port);
 
-/* Weights of the eight queues of a port, served by deficit round robin; 0 is strict priority. */
+/*
+ * Weights of the eight queues of a port, served by deficit round robin; 0 is strict priority.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_set_port_cosq_quanta(uint32_t sw, uint32_t port, const uint32_t quanta[8]);
 DDAL_API int ddal_eth_switch_get_port_cosq_quanta(uint32_t sw, uint32_t port, uint32_t quanta[8]);
 
@@ -139,26 +177,49 @@ DDAL_API int ddal_eth_switch_get_port_cosq_quanta(uint32_t sw, uint32_t port, ui
  * What decides the queue of a frame: mode 1 its DSCP, any other mode its PCP (reported as 0). Setting DSCP mode also
  * puts frames without a tag into queue 7; setting PCP mode takes that back. The mode is known to the process that set
  * it.
+ *
+ * @threads safe: but two settings of one port at the same time may mix
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_eth_switch_set_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t mode);
 DDAL_API int ddal_eth_switch_get_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t *mode);
 
-/* dscp 0 to 63, pcp 0 to 7, queue 0 to 7. The DSCP map can be changed in DSCP mode only, else -1001. */
+/*
+ * dscp 0 to 63, pcp 0 to 7, queue 0 to 7. The DSCP map can be changed in DSCP mode only, else -1001.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_set_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t queue);
 DDAL_API int ddal_eth_switch_get_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t *queue);
 DDAL_API int ddal_eth_switch_set_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t queue);
 DDAL_API int ddal_eth_switch_get_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t *queue);
 
-/* The queue of frames without a tag, 0 to 7. */
+/*
+ * The queue of frames without a tag, 0 to 7.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_set_port_default_cosq(uint32_t sw, uint32_t port, uint32_t queue);
 DDAL_API int ddal_eth_switch_get_port_default_cosq(uint32_t sw, uint32_t port, uint32_t *queue);
 
-/* Whether the port looks at the DSCP of frames at all. status: 1 or 0. */
+/*
+ * Whether the port looks at the DSCP of frames at all. status: 1 or 0.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_enable_qos(uint32_t sw, uint32_t port);
 DDAL_API int ddal_eth_switch_disable_qos(uint32_t sw, uint32_t port);
 DDAL_API int ddal_eth_switch_get_qos_status(uint32_t sw, uint32_t port, uint32_t *status);
 
-/* Addresses: what the switch learned on a port, and what was set (vlan 0 to 4095). Clearing leaves static entries. */
+/*
+ * Addresses: what the switch learned on a port, and what was set (vlan 0 to 4095). Clearing leaves static entries.
+ *
+ * @threads safe
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
+ */
 DDAL_API int ddal_eth_switch_get_port_learned_addrs(uint32_t sw, uint32_t port, struct ddal_eth_switch_mac_entry *list,
                                                     uint32_t *size);
 DDAL_API int ddal_eth_switch_get_static_arl_entries(uint32_t sw, uint32_t port, struct ddal_eth_switch_mac_entry *list,
@@ -170,6 +231,9 @@ DDAL_API int ddal_eth_switch_clear_port_learned_arl_entries(uint32_t sw, uint32_
 /*
  * The S-VLAN of an ethertype and the VLAN learning mode. Not available through the switch's remote calls: -ENOSYS. The
  * board is checked before the switch number here.
+ *
+ * @threads safe
+ * @blocks none
  */
 DDAL_API int ddal_eth_switch_get_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype, uint16_t *svlan);
 DDAL_API int ddal_eth_switch_set_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype, uint32_t svlan);

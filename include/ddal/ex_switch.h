@@ -18,9 +18,20 @@ DDAL_BEGIN_DECLS
 
 struct ddal_phy_copper_status;
 
-/* Returns -1 when no external multiport switch is fitted (the default), else 0 or more. */
+/*
+ * Returns -1 when no external multiport switch is fitted (the default), else 0 or more.
+ *
+ * @threads safe: as a product's own has to be, for phy.h calls it from any thread
+ * @blocks none: the default
+ */
 DDAL_API int is_BH3_type_multiport_switch(void);
 
+/*
+ * Arguments of the ddal_phy_* operation of the same meaning, with the switch's port in place of the device.
+ *
+ * @threads safe: as a product's own has to be, for phy.h calls it from any thread
+ * @blocks none: the defaults
+ */
 DDAL_API int ex_switch_phy_set_autoneg(uint32_t port, uint32_t state);
 DDAL_API int ex_switch_phy_get_autoneg(uint32_t port, uint32_t *state);
 DDAL_API int ex_switch_phy_set_duplex_mode(uint32_t port, uint32_t mode);

@@ -42,6 +42,9 @@ typedef void (*ddal_ext_rfcard_progress)(void *context, enum ddal_ext_rfcard_pha
  *
  * Returns as bsl_upgrade_up_image. 0 alone is not success: it comes with BSL_STATUS_MISMATCH and BSL_STATUS_NOT_PARSED
  * as well.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the procedure is over; minutes, of which no single wait has to be longer than 21 s
  */
 DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
                                      void *context, uint32_t *status);
@@ -53,6 +56,9 @@ DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verb
  *
  * Returns 0, -1001 (also for an image that cannot be parsed), or the negative errno of a failed change of the UART's
  * speed.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the procedure is over; a minute and more, of which no single wait has to be longer than 21 s
  */
 DDAL_API int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfcard_progress progress, void *context,
                                     int *identical);
@@ -63,6 +69,9 @@ DDAL_API int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfca
  * loader, application: receive the version bytes; unspecified after a failure.
  *
  * Returns as ddal_ext_rfcard_verify.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks until the procedure is over; seconds, of which no single wait has to be longer than 21 s
  */
 DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], int verbose);
 
@@ -70,6 +79,9 @@ DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], 
  * Restarts the card into its application and waits until that is ready (up to 21 s).
  *
  * Returns 0, or -1001 when the card could not be restarted or did not become ready.
+ *
+ * @threads one caller at a time: of all that talks to the RF card
+ * @blocks up to 22 s: for the application's readiness
  */
 DDAL_API int ddal_ext_rfcard_restart(int verbose);
 

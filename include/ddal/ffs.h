@@ -20,6 +20,7 @@
 
 DDAL_BEGIN_DECLS
 
+/* Physical ids. */
 #define DDAL_FFS_1 53
 #define DDAL_FFS_2 54
 
@@ -48,6 +49,9 @@ DDAL_BEGIN_DECLS
  *
  * -ENODEV: no such partition. -ENOMEDIUM: nothing recognised on it. -EMEDIUMTYPE: recognised, but without a type.
  * -ENOSPC: a type of more than 16 characters.
+ *
+ * @threads safe on different units: file systems
+ * @blocks a program; then reads the partition
  */
 DDAL_API int ddal_ffs_get_fstype(uint32_t id, char *type);
 
@@ -57,6 +61,9 @@ DDAL_API int ddal_ffs_get_fstype(uint32_t id, char *type);
  * type: receives one of DDAL_FFS_TYPE_*; unchanged after a failure.
  *
  * -EINVAL: type is NULL. -1001: a type that is none of them. Otherwise as ddal_ffs_get_fstype.
+ *
+ * @threads safe on different units: file systems
+ * @blocks a program; then reads the partition
  */
 DDAL_API int ddal_ffs_query_fstype(uint32_t id, uint32_t *type);
 
@@ -66,6 +73,9 @@ DDAL_API int ddal_ffs_query_fstype(uint32_t id, uint32_t *type);
  * state: receives one of DDAL_FFS_NOT_MOUNTED, _READ_ONLY, _READ_WRITE; unchanged after a failure.
  *
  * -1001: no mount table. -ENOMEM: its entry is too long. -EINVAL: the entry names neither "ro" nor "rw".
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_ffs_is_mounted(uint32_t id, uint32_t *state);
 
@@ -76,13 +86,26 @@ DDAL_API int ddal_ffs_is_mounted(uint32_t id, uint32_t *state);
  * flags: 0 or DDAL_FFS_MOUNT_WRITABLE.
  *
  * -EINVAL: another type (tested before the id). -EBUSY: mounted already.
+ *
+ * @threads safe on different units: file systems
+ * @blocks a program
  */
 DDAL_API int ddal_ffs_mount(uint32_t id, uint32_t type, uint32_t flags);
 
-/* Remounts a mounted file system with other flags. -EINVAL: not mounted. */
+/*
+ * Remounts a mounted file system with other flags. -EINVAL: not mounted.
+ *
+ * @threads safe on different units: file systems
+ * @blocks a program
+ */
 DDAL_API int ddal_ffs_remount(uint32_t id, uint32_t flags);
 
-/* Unmounts a file system. Returns 0 without doing anything when it is not mounted. */
+/*
+ * Unmounts a file system. Returns 0 without doing anything when it is not mounted.
+ *
+ * @threads safe on different units: file systems
+ * @blocks a program
+ */
 DDAL_API int ddal_ffs_umount(uint32_t id);
 
 /*
@@ -92,6 +115,9 @@ DDAL_API int ddal_ffs_umount(uint32_t id);
  * type: DDAL_FFS_TYPE_EXT4 or DDAL_FFS_TYPE_LUKS_EXT4.
  *
  * -EINVAL: another type (tested before the id). Otherwise the code of the step that failed.
+ *
+ * @threads safe on different units: file systems
+ * @blocks programs: up to seven, many seconds
  */
 DDAL_API int ddal_ffs_format(uint32_t id, uint32_t type);
 
@@ -100,6 +126,9 @@ DDAL_API int ddal_ffs_format(uint32_t id, uint32_t type);
  * IT IS LOST.
  *
  * -1001: formatting, mounting or a directory failed. Otherwise as ddal_ffs_query_fstype.
+ *
+ * @threads safe on different units: file systems
+ * @blocks programs: up to nine, many seconds
  */
 DDAL_API int ddal_ffs_cleanfs(uint32_t id);
 
@@ -110,6 +139,9 @@ DDAL_API int ddal_ffs_cleanfs(uint32_t id);
  * physical: receives 53 or 54; unchanged after a failure.
  *
  * -EINVAL: another logical id, or physical is NULL. Otherwise the code of ddal_common_linux_id_get.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_ffs_get_physical_by_logical(uint32_t logical, uint32_t *physical);
 

@@ -25,6 +25,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns 1 (not 0) on success. -EINVAL: value is NULL. -EFAULT: the address is not a multiple of 4. -1001: the driver
  * moved fewer than 4 bytes. Otherwise the negative errno of open or read.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_fpga_read(uint32_t address, uint32_t *value);
 
@@ -35,6 +38,9 @@ DDAL_API int ddal_fpga_read(uint32_t address, uint32_t *value);
  *
  * Returns 1 (not 0) on success. -EFAULT: the address is not a multiple of 4. -1001: the driver moved fewer than 4
  * bytes. Otherwise the negative errno of open or write.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_fpga_write(uint32_t address, uint32_t value);
 
@@ -45,13 +51,26 @@ DDAL_API int ddal_fpga_write(uint32_t address, uint32_t value);
  *
  * Returns 0 (not 1) on success. -EFAULT: the address is not a multiple of 4. Otherwise the negative errno of open or of
  * the request.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t value);
 
-/* Reads the version word, register 0. Result and output as ddal_fpga_read: 1 on success. */
+/*
+ * Reads the version word, register 0. Result and output as ddal_fpga_read: 1 on success.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_fpga_get_version(uint32_t *version);
 
-/* This board has no data-path alarm channel: returns -1001 at once. */
+/*
+ * This board has no data-path alarm channel: returns -1001 at once.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int ddal_fpga_wait_datapath_alarm(void);
 
 /*
@@ -61,6 +80,9 @@ DDAL_API int ddal_fpga_wait_datapath_alarm(void);
  *
  * Return 0 on success. The get operations: -EINVAL: NULL pointer. -EOVERFLOW: the attribute holds more than 32 bits.
  * -ENODATA: it holds no number. Otherwise the negative errno of open, read or write.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_fpga_rf_pwr_loop_cnt_set(uint32_t count);
 DDAL_API int ddal_fpga_rf_pwr_loop_cnt_get(uint32_t *count);
@@ -74,6 +96,9 @@ DDAL_API int ddal_fpga_rf_pwr_accum_range_get(uint32_t *range);
  *     after a failure.
  *
  * Returns 0 on success. -EINVAL: NULL pointer. Otherwise the negative errno of open.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_fpga_rf_pwr_open(int *fd);
 
@@ -85,10 +110,18 @@ DDAL_API int ddal_fpga_rf_pwr_open(int *fd);
  *
  * Returns 0 on success. -EINVAL: data is NULL. -EIO: the channel ended within a record. Otherwise the negative errno of
  * read.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks until a record comes, without a time limit; signals do not end it
  */
 DDAL_API int ddal_fpga_rf_pwr_wait(int fd, uint32_t data[11]);
 
-/* Returns 0, or the negative errno of close. Logs nothing. */
+/*
+ * Returns 0, or the negative errno of close. Logs nothing.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks one access
+ */
 DDAL_API int ddal_fpga_rf_pwr_close(int fd);
 
 DDAL_END_DECLS

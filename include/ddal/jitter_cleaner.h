@@ -18,10 +18,20 @@
 
 DDAL_BEGIN_DECLS
 
-/* status: receives the attribute's number; unchanged after a failure. */
+/*
+ * status: receives the attribute's number; unchanged after a failure.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_jitter_cleaner_stat_read(uint32_t device, int32_t *status);
 
-/* value: the low 24 bits are sent, most significant byte first. */
+/*
+ * value: the low 24 bits are sent, most significant byte first.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_jitter_cleaner_write(uint32_t device, uint32_t value);
 
 DDAL_END_DECLS

@@ -19,11 +19,13 @@
 
 DDAL_BEGIN_DECLS
 
+/* The LEDs. */
 #define DDAL_LED_STATUS 0x1000023
 #define DDAL_LED_BACKHAUL 0x1000024
 #define DDAL_LED_RF 0x1000025
 #define DDAL_LED_GLOBAL_STATE 0x1000026 /* not a lamp: DDAL_LED_DISABLED switches all LEDs off */
 
+/* What an LED shows. The last two are for DDAL_LED_GLOBAL_STATE. */
 enum ddal_led_colour {
     DDAL_LED_OFF = 0,
     DDAL_LED_SOLID_GREEN = 1,
@@ -44,6 +46,9 @@ enum ddal_led_colour {
  *
  * -EINVAL: unknown LED. -EFAULT: the attribute shows a text that is no colour. Otherwise the negative errno of open or
  * read.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_led_get(uint32_t led_id, uint32_t *colour);
 
@@ -57,6 +62,9 @@ DDAL_API int ddal_led_get(uint32_t led_id, uint32_t *colour);
  *
  * -EINVAL: unknown LED or colour, or the LED did not take the colour. -EFAULT: as for reading. Otherwise the negative
  * errno of open, read or write, or the result of the PHY access.
+ *
+ * @threads safe on different units: LEDs
+ * @blocks some accesses
  */
 DDAL_API int ddal_led_set(uint32_t led_id, uint32_t colour);
 
@@ -67,6 +75,9 @@ DDAL_API int ddal_led_set(uint32_t led_id, uint32_t colour);
  * persist: non-zero stores the choice in the device tree first, so that it survives a restart.
  *
  * -1001: another state, or the program that stores the choice failed. Otherwise as ddal_led_set.
+ *
+ * @threads one caller at a time: in the whole unit
+ * @blocks some accesses; programs when the choice is to persist: two, which write flash
  */
 DDAL_API int ddal_led_set_global_state(uint32_t state, uint32_t persist);
 

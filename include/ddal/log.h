@@ -21,6 +21,9 @@ DDAL_BEGIN_DECLS
  *           "%s:%u- ...\n" with the calling function's name and source line first.
  *
  * Returns 0 in every case; errno is unchanged.
+ *
+ * @threads safe
+ * @blocks two accesses: standard error and the system log
  */
 DDAL_API int __ddal_log(int priority, const char *format, ...) DDAL_PRINTF(2, 3);
 

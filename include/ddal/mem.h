@@ -18,10 +18,18 @@ DDAL_BEGIN_DECLS
  * returns the same address until ddal_unmap_soc.
  *
  * Returns NULL (and logs why) on failure.
+ *
+ * @threads safe
+ * @blocks one access; none from the second call on
  */
 DDAL_API void *ddal_map_soc(void);
 
-/* Removes that mapping if there is one. Returns 0 in every case. */
+/*
+ * Removes that mapping if there is one. Returns 0 in every case.
+ *
+ * @threads safe: but no thread may still use the mapping
+ * @blocks one access
+ */
 DDAL_API int ddal_unmap_soc(void);
 
 /*
@@ -31,6 +39,9 @@ DDAL_API int ddal_unmap_soc(void);
  * size:     bytes wanted; whole pages around them are mapped.
  *
  * Returns the address of the byte at `physical`, or NULL (and logs why) on failure.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API void *ddal_mem_map_addr(uint64_t physical, uint32_t size);
 
@@ -39,6 +50,9 @@ DDAL_API void *ddal_mem_map_addr(uint64_t physical, uint32_t size);
  *
  * Returns 0. -EINVAL: addr is NULL, or this process never mapped anything with ddal_mem_map_addr. Otherwise the
  * negative errno of munmap.
+ *
+ * @threads safe on different units: mappings
+ * @blocks one access
  */
 DDAL_API int ddal_mem_unmap_addr(void *addr, uint32_t size);
 

@@ -9,10 +9,11 @@
  * Critical sections come in two kinds. None is recursive, none has a time-out, and what Enter returns or stores is of
  * no meaning to Exit.
  *
- *   between processes   Osal_cppiCs*, Osal_qmssCs*, Osal_saMtCs*: named POSIX semaphores "/OSAL-sem_cppi_cs",
- *                       "/OSAL-sem_qmss_cs" and "/OSAL-sem_sa_cs", made with mode 0600 by the first process that
- * starts, so that all users must run as the same account between threads     Osal_qmssMtCs*, Osal_paMtCs*, Osal_saCs*:
- * mutexes of the process
+ * Between processes: Osal_cppiCs*, Osal_qmssCs*, Osal_saMtCs*. They are the named POSIX semaphores "/OSAL-sem_cppi_cs",
+ * "/OSAL-sem_qmss_cs" and "/OSAL-sem_sa_cs", made with mode 0600 by the first process that starts, so that all users
+ * must run as the same account.
+ *
+ * Between threads: Osal_qmssMtCs*, Osal_paMtCs*, Osal_saCs*. They are mutexes of the process.
  *
  * For sa the plain pair is the one between threads and the "Mt" pair the one between processes; for qmss it is the
  * other way round.
@@ -33,12 +34,21 @@
 
 DDAL_BEGIN_DECLS
 
-/* Opens the three semaphores, once per process. Returns 0, or 1 when one of them could not be opened. */
+/*
+ * Opens the three semaphores, once per process. Returns 0, or 1 when one of them could not be opened.
+ *
+ * @threads safe
+ * @blocks three accesses; none from the second call on, and for Osal_shutdown
+ */
 DDAL_API int Osal_startup(void);
 /* Returns 0; the semaphores stay open. */
 DDAL_API int Osal_shutdown(void);
 
-/* Sections between processes. Enter blocks until the section is free; signals do not interrupt it. Enter returns NULL.
+/*
+ * Sections between processes. Enter blocks until the section is free; signals do not interrupt it. Enter returns NULL.
+ *
+ * @threads safe: that is what it is for; once Osal_startup has returned
+ * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
  */
 DDAL_API void *Osal_cppiCsEnter(void);
 DDAL_API void Osal_cppiCsExit(void *handle);
@@ -47,7 +57,12 @@ DDAL_API void Osal_qmssCsExit(void *handle);
 DDAL_API void Osal_saMtCsEnter(uint32_t *key);
 DDAL_API void Osal_saMtCsExit(uint32_t key);
 
-/* Sections between threads of this process. `key` is never touched; Enter returns NULL where it returns something. */
+/*
+ * Sections between threads of this process. `key` is never touched; Enter returns NULL where it returns something.
+ *
+ * @threads safe: that is what it is for; the thread that entered is the one that exits
+ * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
+ */
 DDAL_API void *Osal_qmssMtCsEnter(void);
 DDAL_API void Osal_qmssMtCsExit(void *handle);
 DDAL_API void Osal_paMtCsEnter(uint32_t *key);
@@ -55,19 +70,34 @@ DDAL_API void Osal_paMtCsExit(uint32_t key);
 DDAL_API void Osal_saCsEnter(uint32_t *key);
 DDAL_API void Osal_saCsExit(uint32_t key);
 
-/* Heap blocks, NULL when there is no memory. The packet DMA's have 63 bytes more than asked for, for its alignment. */
+/*
+ * Heap blocks, NULL when there is no memory. The packet DMA's have 63 bytes more than asked for, for its alignment.
+ *
+ * @threads safe on different units: blocks
+ * @blocks none
+ */
 DDAL_API void *Osal_cppiMalloc(uint32_t size);
 DDAL_API void *Osal_qmssMalloc(uint32_t size);
 /* Frees a block of the matching operation above; `size` is ignored. */
 DDAL_API void Osal_cppiFree(void *block, uint32_t size);
 DDAL_API void Osal_qmssFree(void *block, uint32_t size);
 
-/* Lines of the drivers: to the system log at warning priority. */
+/*
+ * Lines of the drivers: to the system log at warning priority.
+ *
+ * @threads safe
+ * @blocks one access: the system log
+ */
 DDAL_API void Osal_cppiLog(char *format, ...) DDAL_PRINTF(1, 2);
 DDAL_API void Osal_qmssLog(char *format, ...) DDAL_PRINTF(1, 2);
 DDAL_API void Osal_saLog(char *format, ...) DDAL_PRINTF(1, 2);
 
-/* Cache hooks. The DMA memory is coherent: they do nothing. */
+/*
+ * Cache hooks. The DMA memory is coherent: they do nothing.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API void Osal_cppiBeginMemAccess(void *block, uint32_t size);
 DDAL_API void Osal_cppiEndMemAccess(void *block, uint32_t size);
 DDAL_API void Osal_qmssBeginMemAccess(void *block, uint32_t size);
@@ -79,13 +109,21 @@ DDAL_API void Osal_saEndMemAccess(void *block, uint32_t size);
 DDAL_API void Osal_saBeginScAccess(void *block, uint32_t size);
 DDAL_API void Osal_saEndScAccess(void *block, uint32_t size);
 
-/* The processor's number, 0, and byte order, 0 for little endian. */
+/*
+ * The processor's number, 0, and byte order, 0 for little endian.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API uint16_t Osal_saGetProcId(void);
 DDAL_API int Osal_saGetSysEndianMode(void);
 
 /*
  * Address conversion within the DMA regions. NULL gives NULL; an address in no region is logged and gives NULL.
  * Osal_saGetSCPhyAddr converts virtual to physical.
+ *
+ * @threads safe: once ddal_cma_process_init has returned
+ * @blocks none
  */
 DDAL_API void *Osal_qmssPhyToVirt(void *addr);
 DDAL_API void *Osal_qmssVirtToPhy(void *addr);
@@ -104,6 +142,9 @@ DDAL_API void *Osal_saGetSCPhyAddr(void *addr);
  * Returns the converted handle; NULL for NULL, and after a pointer that leads out of the regions. Descriptors converted
  * before such a pointer STAY converted. A chain longer than all descriptors that the regions can hold runs in a loop:
  * it ends like an invalid link.
+ *
+ * @threads safe on different units: descriptor chains; once ddal_cma_process_init has returned
+ * @blocks none
  */
 DDAL_API void *Osal_qmssConvertDescPhyToVirt(uint32_t mode, void *desc);
 DDAL_API void *Osal_qmssConvertDescVirtToPhy(uint32_t mode, void *desc);

@@ -17,6 +17,9 @@ DDAL_BEGIN_DECLS
  * Section around the accumulator functions, between the threads of this process. It is the same mutex as
  * Osal_qmssMtCsEnter and Osal_qmssMtCsExit: the two sections exclude each other and cannot be nested. Enter returns
  * NULL; the handle is ignored.
+ *
+ * @threads safe: that is what it is for; the thread that entered is the one that exits
+ * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
  */
 DDAL_API void *Osal_qmssAccCsEnter(void);
 DDAL_API void Osal_qmssAccCsExit(void *handle);
@@ -26,6 +29,9 @@ DDAL_API void Osal_qmssAccCsExit(void *handle);
  *
  * queue_id: ignored.
  * desc:     returned unchanged, so that the operation can stand where the driver expects a descriptor conversion.
+ *
+ * @threads safe
+ * @blocks none
  */
 DDAL_API void *Osal_qmssMemBarrier(uint32_t queue_id, void *desc);
 

@@ -21,6 +21,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns 0 on success. -EINVAL: NULL pointer. -ECONNREFUSED: the daemon is not running. -EAGAIN: no answer within 30
  * s. -EIO: an answer of another size. Otherwise the negative errno of the socket calls.
+ *
+ * @threads safe
+ * @blocks up to 30 s: for the answer, once the daemon has taken the connection
  */
 DDAL_API int ddal_pm_get_runtimeclock(uint32_t *millisec, uint32_t *days);
 

@@ -13,10 +13,20 @@
 
 DDAL_BEGIN_DECLS
 
-/* Does nothing. A weak symbol: an application that defines it supplies its own. */
+/*
+ * Does nothing. A weak symbol: an application that defines it supplies its own.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API void ddal_product_family_set(uint32_t value);
 
-/* Returns 0 in every case. */
+/*
+ * Returns 0 in every case.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int ddal_product_family_get(void);
 
 DDAL_END_DECLS

@@ -17,6 +17,7 @@ DDAL_BEGIN_DECLS
 #define DDAL_RESET_UNIT 0x1010000
 #define DDAL_RESET_UNIT_1 0x1010001
 
+/* What to do with a target. */
 #define DDAL_RESET_ACTION_RESET 1
 
 /*
@@ -26,6 +27,9 @@ DDAL_BEGIN_DECLS
  * action: DDAL_RESET_ACTION_RESET.
  *
  * Returns the result of ddal_watchdog_reboot. -ENOSYS: any other target or action.
+ *
+ * @threads safe
+ * @blocks a program
  */
 DDAL_API int ddal_reset_set(uint32_t target, uint32_t action);
 

@@ -34,6 +34,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns the number of words read. -EINVAL: buf is NULL, or a count that the device does not take. -EFAULT: the
  * address is not a multiple of 4. Otherwise the negative errno of open, read or the request.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rf_fpga_read(uint32_t address, uint32_t count, uint32_t *buf, uint32_t devid);
 
@@ -41,10 +44,18 @@ DDAL_API int ddal_rf_fpga_read(uint32_t address, uint32_t count, uint32_t *buf, 
  * Writes registers; arguments and results as ddal_rf_fpga_read, with the number of words written.
  *
  * buf: count words; for devices 1 to 3 at most 255 (-EINVAL).
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rf_fpga_write(uint32_t address, uint32_t count, const uint32_t *buf, uint32_t devid);
 
-/* Reads the version word of device 0. Returns 1 on success, otherwise as ddal_rf_fpga_read. */
+/*
+ * Reads the version word of device 0. Returns 1 on success, otherwise as ddal_rf_fpga_read.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_get_version(uint32_t *version);
 
 /*
@@ -52,6 +63,9 @@ DDAL_API int ddal_rf_fpga_get_version(uint32_t *version);
  *
  * Returns 0. -ENODEV: devid above 3. -EFAULT: the address is not a multiple of 4 (device 0). -1001: the driver refused.
  * Otherwise the negative errno of open.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rf_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t value, uint32_t devid);
 
@@ -61,6 +75,9 @@ DDAL_API int ddal_rf_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t
  * bit: 0 to 31; 0 to 7 for devices 1 to 3.
  *
  * Return 0. -EFAULT: no such bit. Otherwise as ddal_rf_fpga_masked_write.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rf_fpga_bit_set(uint32_t address, uint32_t bit, uint32_t devid);
 DDAL_API int ddal_rf_fpga_bit_reset(uint32_t address, uint32_t bit, uint32_t devid);
@@ -74,10 +91,18 @@ DDAL_API int ddal_rf_fpga_bit_reset(uint32_t address, uint32_t bit, uint32_t dev
  * fd:    receives the descriptor; -1 after every failure.
  *
  * Returns 0. -ENODEV: devid above 3. -EINVAL: fd is NULL. Otherwise the negative errno of open.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rf_fpga_open(uint32_t devid, int *fd);
 
-/* Returns 0 or the negative errno of close. */
+/*
+ * Returns 0 or the negative errno of close.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_close(int fd);
 
 /*
@@ -87,6 +112,9 @@ DDAL_API int ddal_rf_fpga_close(int fd);
  * free; signals do not interrupt it. Taking it twice on one descriptor does nothing more.
  *
  * Return 0 or a negative errno.
+ *
+ * @threads safe on different units: opened devices (a descriptor and its duplicates are one)
+ * @blocks until the lock is free, without a time limit; signals do not end it; releasing: none
  */
 DDAL_API int ddal_rf_fpga_lock(int fd);
 DDAL_API int ddal_rf_fpga_unlock(int fd);
@@ -100,6 +128,9 @@ DDAL_API int ddal_rf_fpga_unlock(int fd);
  *
  * Return the number of bytes moved, less than len at the end of the device. -EINVAL: buf is NULL. Otherwise a negative
  * errno.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rf_fpga_read_fd(int fd, uint32_t address, uint32_t len, void *buf);
 DDAL_API int ddal_rf_fpga_write_fd(int fd, uint32_t address, uint32_t len, const void *buf);
@@ -115,6 +146,9 @@ DDAL_API int ddal_rf_fpga_write_fd(int fd, uint32_t address, uint32_t len, const
  *
  * Returns len. -EINVAL: NULL pointer. -ENOSPC: the block reaches beyond the device (nothing is written when the read
  * finds it so). Otherwise a negative errno.
+ *
+ * @threads safe on different units: opened devices (a descriptor and its duplicates are one)
+ * @blocks until the lock is free, without a time limit; then two accesses
  */
 DDAL_API int ddal_rf_fpga_masked_write_fd(int fd, uint32_t address, uint32_t len, const uint8_t *clear,
                                           const uint8_t *set);
@@ -131,6 +165,9 @@ struct ddal_rf_fpga_slow_meas; /* a handle */
  *
  * Returns 0. -EINVAL: out is NULL or the period not valid. Otherwise the negative errno of open, or the results of
  * ddal_rf_fpga_slow_meas_report_set_period.
+ *
+ * @threads safe
+ * @blocks some accesses
  */
 DDAL_API int ddal_rf_fpga_slow_meas_report_open(struct ddal_rf_fpga_slow_meas **out, uint32_t period_ms);
 
@@ -142,6 +179,9 @@ DDAL_API int ddal_rf_fpga_slow_meas_report_open(struct ddal_rf_fpga_slow_meas **
  *
  * Returns 32 on success, less when the second block came short. -EINVAL: NULL pointer. -ENODEV: not a handle. -1001:
  * the wait failed or was interrupted by a signal, or a register could not be read.
+ *
+ * @threads safe on different units: handles
+ * @blocks until the next report, without a time limit; a signal ends it
  */
 DDAL_API int ddal_rf_fpga_slow_meas_report_wait(struct ddal_rf_fpga_slow_meas *desc, uint8_t buf[64]);
 
@@ -153,19 +193,33 @@ DDAL_API int ddal_rf_fpga_slow_meas_report_wait(struct ddal_rf_fpga_slow_meas *d
  *
  * Returns 0. -EINVAL: NULL handle or the period. -ENODEV: not a handle. -1001: the FPGA's version could not be read, or
  * the driver took less than the word. Otherwise the negative errno of the write.
+ *
+ * @threads safe on different units: handles
+ * @blocks two accesses
  */
 DDAL_API int ddal_rf_fpga_slow_meas_report_set_period(struct ddal_rf_fpga_slow_meas *desc, uint32_t period_ms);
 
-/* Frees the handle. Returns 0, -EINVAL for NULL, -ENODEV for what is not a handle. */
+/*
+ * Frees the handle. Returns 0, -EINVAL for NULL, -ENODEV for what is not a handle.
+ *
+ * @threads safe on different units: handles
+ * @blocks two accesses
+ */
 DDAL_API int ddal_rf_fpga_slow_meas_report_close(struct ddal_rf_fpga_slow_meas *desc);
 
 /* ---- Licensed-assisted access: record stream ---- */
 
+/* A record of the stream. 52 bytes. */
 struct ddal_rf_fpga_laa_record {
     uint32_t word[13]; /* as the FPGA delivers them */
 };
 
-/* Opens the stream. fd receives a descriptor for poll(2), -1 after a failure. Returns 0 or a negative errno. */
+/*
+ * Opens the stream. fd receives a descriptor for poll(2), -1 after a failure. Returns 0 or a negative errno.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_laa_open(int *fd);
 
 /*
@@ -174,10 +228,18 @@ DDAL_API int ddal_rf_fpga_laa_open(int *fd);
  * record: unchanged after a failure.
  *
  * Returns 0. -EINVAL: record is NULL. -EIO: the stream ended within a record. Otherwise a negative errno.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks until a record comes, without a time limit; signals do not end it
  */
 DDAL_API int ddal_rf_fpga_laa_wait(int fd, struct ddal_rf_fpga_laa_record *record);
 
-/* Returns 0 or the negative errno of close. */
+/*
+ * Returns 0 or the negative errno of close.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_laa_close(int fd);
 
 /*
@@ -191,20 +253,29 @@ DDAL_API int ddal_rf_fpga_laa_close(int fd);
  * when they return the negative errno of close. -EINVAL: one of the two pointers is NULL.
  */
 
+/* A pre-scan channel. */
 struct ddal_rf_fpga_laa_prescan {
-    int32_t fd;
+    int32_t fd;     /* for poll(2) */
     uint32_t index; /* of the channel */
 };
 
+/* A DFS channel. */
 struct ddal_rf_fpga_laa_dfs {
-    int32_t fd;
+    int32_t fd;     /* for poll(2) */
     uint32_t event; /* the last event; the channel's index until there is one */
 };
 
+/* A SAS channel. */
 struct ddal_rf_fpga_laa_sas {
-    int32_t fd;
+    int32_t fd; /* for poll(2) */
 };
 
+/*
+ * Opens the pre-scan channel of an index.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_laa_prescan_open(uint32_t index, struct ddal_rf_fpga_laa_prescan **out);
 
 /*
@@ -213,21 +284,38 @@ DDAL_API int ddal_rf_fpga_laa_prescan_open(uint32_t index, struct ddal_rf_fpga_l
  * frame_index: receives the event's byte; unchanged after a failure.
  *
  * Returns 0. -EINVAL: NULL pointer. -1001: the channel has ended. Otherwise a negative errno.
+ *
+ * @threads safe on different units: channels
+ * @blocks until the event comes, without a time limit; signals do not end it; closing: one access
  */
 DDAL_API int ddal_rf_fpga_laa_prescan_wait(struct ddal_rf_fpga_laa_prescan *desc, uint8_t *frame_index);
 DDAL_API int ddal_rf_fpga_laa_prescan_close(struct ddal_rf_fpga_laa_prescan **desc);
 
+/*
+ * Opens the DFS (radar detection) channel of an index.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_laa_dfs_open(uint32_t index, struct ddal_rf_fpga_laa_dfs **out);
 
 /*
  * Waits for a DFS event and stores it in desc->event, which a failure leaves as it was; signals do not interrupt it.
  *
  * Returns 0. -EINVAL: desc is NULL. -1001: the channel has ended, or within an event. Otherwise a negative errno.
+ *
+ * @threads safe on different units: channels
+ * @blocks until the event comes, without a time limit; signals do not end it; closing: one access
  */
 DDAL_API int ddal_rf_fpga_laa_dfs_wait(struct ddal_rf_fpga_laa_dfs *desc);
 DDAL_API int ddal_rf_fpga_laa_dfs_close(struct ddal_rf_fpga_laa_dfs **desc);
 
-/* SAS events of one index, and of any received total wideband power. */
+/*
+ * SAS events of one index, and of any received total wideband power.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_rf_fpga_laa_sas_open(uint32_t index, struct ddal_rf_fpga_laa_sas **out);
 DDAL_API int ddal_rf_fpga_laa_sas_open_any_rtwp(struct ddal_rf_fpga_laa_sas **out);
 
@@ -237,6 +325,9 @@ DDAL_API int ddal_rf_fpga_laa_sas_open_any_rtwp(struct ddal_rf_fpga_laa_sas **ou
  *
  * Returns 0. -EINVAL: desc is NULL. -EBADF: its descriptor is not open. -EIO: the channel has ended. Otherwise a
  * negative errno.
+ *
+ * @threads safe on different units: channels
+ * @blocks until the event comes, without a time limit; signals do not end it; closing: one access
  */
 DDAL_API int ddal_rf_fpga_laa_sas_wait(struct ddal_rf_fpga_laa_sas *desc);
 DDAL_API int ddal_rf_fpga_laa_sas_close(struct ddal_rf_fpga_laa_sas **desc);

@@ -24,6 +24,9 @@ DDAL_BEGIN_DECLS
  *         Unchanged when the call is refused or the device cannot be opened.
  *
  * Returns 0 or -1001.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_rfup_msg(uint8_t opcode, uint8_t tx_len, const void *tx, uint8_t rx_len, void *rx);
 

@@ -22,6 +22,9 @@ DDAL_BEGIN_DECLS
  * Sets the RP3 alarm mask.
  *
  * Returns 0 (not 1) on success, -1001 on every failure.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_set_rp3_alarm_mask(uint32_t mask);
 
@@ -31,6 +34,9 @@ DDAL_API int ddal_set_rp3_alarm_mask(uint32_t mask);
  * mask: receives the register; unspecified after a failure.
  *
  * Returns 0 (not 1) on success, -1001 on every failure; a NULL pointer is not logged.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_get_rp3_alarm_mask(uint32_t *mask);
 
@@ -43,6 +49,9 @@ DDAL_API int ddal_get_rp3_alarm_mask(uint32_t *mask);
  *
  * Return 0 on success. -1002: the attribute could not be opened. -1001: NULL pointer (not logged), or the alarm mask
  * could not be read or written.
+ *
+ * @threads safe
+ * @blocks three accesses; the reference alarm: one
  */
 DDAL_API int ddal_rp3_alarm_event_open(int *fd);
 DDAL_API int ddal_refab_alarm_event_open(int *fd);
@@ -53,6 +62,9 @@ DDAL_API int ddal_refab_alarm_event_open(int *fd);
  *
  * Return 0 on success. -1001: the descriptor is that of another file and stays open. -1002: the name of its file could
  * not be found.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks some accesses
  */
 DDAL_API int ddal_rp3_alarm_event_close(int fd);
 DDAL_API int ddal_refab_alarm_event_close(int fd);
@@ -64,15 +76,20 @@ DDAL_API int ddal_refab_alarm_event_close(int fd);
  *
  * event:     label of the log entry; NULL counts as empty.
  * write_log: not 0: append the text, with the local time and the label, to /var/log/kvbinit.log. All processes share
- * the log; where an entry would take it beyond 102,400 bytes (not counting the time stamp), its oldest bytes are cut
- * off first. text:      receives the text, at most text_len - 1 characters of it and a NUL; 2048 bytes hold it all. May
- * be NULL. Unchanged with text_len 0, and when not even the first register can be read.
+ *            the log; where an entry would take it beyond 102,400 bytes (not counting the time stamp), its oldest
+ *            bytes are cut off first.
+ * text:      receives the text, at most text_len - 1 characters of it and a NUL; 2048 bytes hold it all. May be NULL.
+ *            Unchanged with text_len 0, and when not even the first register can be read.
+ * text_len:  size of text in bytes.
  *
  * Returns 0, or -1001 when a register could not be read or a check failed. With write_log the result is that of the
  * logging ALONE: 0 when the entry was written, however the checks went, and -1001 when it was not. (Where the first
  * register cannot be read, nothing is logged and the result is -1001 in either case.)
  *
  * A signal that interrupts the wait for the log gives -1001.
+ *
+ * @threads safe
+ * @blocks some accesses; with write_log until other processes have written their entries, and a signal ends that
  */
 DDAL_API int ddal_rp3_validate_aif(const char *event, int write_log, char *text, size_t text_len);
 

@@ -20,6 +20,9 @@ DDAL_BEGIN_DECLS
  * value:   receives the word, 0 if it was never set; unspecified after a failure.
  *
  * Returns 0 or a negative code of ddal_common_read_u32val.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_kvb_rpram_get_isti(uint32_t ignored, uint32_t *value);
 
@@ -27,6 +30,9 @@ DDAL_API int ddal_kvb_rpram_get_isti(uint32_t ignored, uint32_t *value);
  * Writes the word, creating directory and file as needed.
  *
  * Returns 0 or a negative errno.
+ *
+ * @threads safe
+ * @blocks some accesses
  */
 DDAL_API int ddal_kvb_rpram_set_isti(uint32_t value);
 

@@ -19,6 +19,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns 0. -EINVAL: secure is NULL. -EFAULT: the property holds neither "0" nor "1". Otherwise a negative code of
  * ddal_common_read_file.
+ *
+ * @threads safe
+ * @blocks one access; none after the first good answer
  */
 DDAL_API int ddal_security_is_secure_env(uint32_t *secure);
 
@@ -28,6 +31,9 @@ DDAL_API int ddal_security_is_secure_env(uint32_t *secure);
  * has: receives 1 in every case.
  *
  * Returns 0. -EINVAL: has is NULL.
+ *
+ * @threads safe
+ * @blocks none
  */
 DDAL_API int ddal_security_has_cryptoagent(uint8_t *has);
 

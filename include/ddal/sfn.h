@@ -33,6 +33,9 @@ DDAL_BEGIN_DECLS
  * ts:     receives the monotonic time of the frame start.
  *
  * While the driver stands still, frames are counted on from the processor's counter for up to 3.49 s.
+ *
+ * @threads safe
+ * @blocks none: spins while the driver is writing
  */
 DDAL_API int ddal_sfn_get_bcn(uint64_t *bcn, uint32_t *offset, struct timespec *ts);
 
@@ -43,10 +46,18 @@ DDAL_API int ddal_sfn_get_bcn(uint64_t *bcn, uint32_t *offset, struct timespec *
  * ts:  receives the monotonic time of the frame start.
  *
  * -EINVAL: sfn is NULL.
+ *
+ * @threads safe
+ * @blocks none: spins while the driver is writing
  */
 DDAL_API int ddal_sfn_get(uint32_t *sfn, struct timespec *ts);
 
-/* Setting is not supported: returns -ENOSYS, or -EINVAL for a number above 4095. */
+/*
+ * Setting is not supported: returns -ENOSYS, or -EINVAL for a number above 4095.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int ddal_sfn_set(uint32_t sfn);
 
 /*
@@ -57,6 +68,10 @@ DDAL_API int ddal_sfn_set(uint32_t sfn);
  * arg: passed to the driver as it is.
  *
  * Otherwise the negative errno of the driver's request (-EINTR: a signal came).
+ *
+ * @threads safe
+ * @blocks until the frame starts: a frame lasts 10 ms, but without a time limit where the driver stands still; a signal
+ * ends it
  */
 DDAL_API int ddal_sfn_wait_next(uint32_t *sfn, struct timespec *ts, unsigned long arg);
 
@@ -67,6 +82,10 @@ DDAL_API int ddal_sfn_wait_next(uint32_t *sfn, struct timespec *ts, unsigned lon
  * ts:  receives the monotonic time of the frame start.
  *
  * -EINVAL: sfn is NULL. Otherwise the negative errno of the driver's request (-EINTR: a signal came).
+ *
+ * @threads safe
+ * @blocks until the frame starts: up to 41 s (4096 frames), but without a time limit where the driver stands still; a
+ * signal ends it
  */
 DDAL_API int ddal_sfn_wait_for(uint32_t *sfn, struct timespec *ts);
 
@@ -78,6 +97,10 @@ DDAL_API int ddal_sfn_wait_for(uint32_t *sfn, struct timespec *ts);
  * arg: passed to the driver as it is.
  *
  * Otherwise the negative errno of the driver's request (-EINTR: a signal came).
+ *
+ * @threads safe
+ * @blocks until the frame starts: a frame lasts 10 ms, but without a time limit where the driver stands still; a signal
+ * ends it
  */
 DDAL_API int ddal_sfn_wait_btsrtc_bcn_pair_at_frame(struct timespec *ts, uint64_t *bcn, unsigned long arg);
 

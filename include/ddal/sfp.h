@@ -47,6 +47,7 @@ DDAL_BEGIN_DECLS
 #define DDAL_SFP_CTRL_SOFT_RATE_SELECT 4   /* 10, 11 */
 #define DDAL_SFP_CTRL_SOFT_RATE_SELECT_1 5 /* 10, 11 */
 
+/* The values of the rate-select controls. */
 #define DDAL_SFP_RATE_SELECT_LOW 10
 #define DDAL_SFP_RATE_SELECT_HIGH 11
 
@@ -60,6 +61,9 @@ DDAL_BEGIN_DECLS
  *
  * -EINVAL: unknown cage or memory. -EFAULT: the memory ends before offset + length. Otherwise the negative errno of
  * open or read (an empty cage typically gives -ENXIO or -EIO). Logs nothing.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_memory_read(uint32_t sfpId, uint32_t memory, uint32_t offset, void *buffer, uint32_t length);
 
@@ -68,6 +72,9 @@ DDAL_API int ddal_sfp_memory_read(uint32_t sfpId, uint32_t memory, uint32_t offs
  *
  * -EROFS: memory is DDAL_SFP_MEMORY_ID (whatever the cage). -EINVAL: unknown cage or memory. -EFAULT: fewer than length
  * bytes were taken. Otherwise the negative errno of open or write. Logs nothing.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t offset, const void *buffer,
                                    uint32_t length);
@@ -75,6 +82,9 @@ DDAL_API int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t off
 /*
  * Texts of the identification memory: as stored, with the padding spaces, and a terminating NUL. The NUL is written
  * even when the read fails; the text before it then means nothing. Errors are those of ddal_sfp_memory_read.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_vendor_name_get(uint32_t sfpId, char name[17]);
 DDAL_API int ddal_sfp_part_number_get(uint32_t sfpId, char number[17]);
@@ -88,13 +98,21 @@ DDAL_API int ddal_sfp_date_code_get(uint32_t sfpId, char date[9]); /* "YYMMDD" a
  *
  * bitrate: nominal rate in units of 100 MBd. Upper and lower limit: margin above and below it, in percent.
  * sff_8472_compliance_code: revision of the diagnostics interface; 0 without diagnostics.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_bitrate_get(uint32_t sfpId, uint32_t *value);
 DDAL_API int ddal_sfp_bitrate_upper_rate_limit_get(uint32_t sfpId, uint32_t *value);
 DDAL_API int ddal_sfp_bitrate_lower_rate_limit_get(uint32_t sfpId, uint32_t *value);
 DDAL_API int ddal_sfp_sff_8472_compliance_code_get(uint32_t sfpId, uint32_t *value);
 
-/* Laser wavelength in nanometres. *value is unchanged after a failure; errors are those of ddal_sfp_memory_read. */
+/*
+ * Laser wavelength in nanometres. *value is unchanged after a failure; errors are those of ddal_sfp_memory_read.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_sfp_wavelength_get(uint32_t sfpId, uint32_t *value);
 
 /*
@@ -102,10 +120,18 @@ DDAL_API int ddal_sfp_wavelength_get(uint32_t sfpId, uint32_t *value);
  * vendor-specific code (80h and above) as 16, all others as 0.
  *
  * *value is unchanged after a failure; errors are those of ddal_sfp_memory_read.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_connector_value_get(uint32_t sfpId, uint32_t *value);
 
-/* The eight transceiver compliance bytes, raw. Errors are those of ddal_sfp_memory_read. */
+/*
+ * The eight transceiver compliance bytes, raw. Errors are those of ddal_sfp_memory_read.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_sfp_compliance_code_get(uint32_t sfpId, uint8_t codes[8]);
 
 /*
@@ -116,10 +142,18 @@ DDAL_API int ddal_sfp_compliance_code_get(uint32_t sfpId, uint8_t codes[8]);
  * count: receives how many were stored; unchanged after a failure.
  *
  * Returns -1 (not -1001) when more than max bits are set; list then holds the first max of them.
+ *
+ * @threads safe
+ * @blocks none
  */
 DDAL_API int ddal_sfp_interpret_compliance_codes(const uint8_t codes[8], uint32_t *list, int32_t max, uint32_t *count);
 
-/* Returns 1 when bit is set in the compliance bytes, else 0 (also for bits above 63): a value, not a result code. */
+/*
+ * Returns 1 when bit is set in the compliance bytes, else 0 (also for bits above 63): a value, not a result code.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int ddal_sfp_is_compliance_code_set(const uint8_t codes[8], uint8_t bit);
 
 /*
@@ -129,6 +163,9 @@ DDAL_API int ddal_sfp_is_compliance_code_set(const uint8_t codes[8], uint8_t bit
  * value: receives the bits of an IEEE-754 single-precision number (copy them into a float); unchanged after a failure.
  *
  * -1001: the module has no diagnostics, names no calibration, or diag is unknown. Otherwise as ddal_sfp_memory_read.
+ *
+ * @threads safe
+ * @blocks some accesses
  */
 DDAL_API int ddal_sfp_diagnostic_get(uint32_t sfpId, uint32_t diag, uint32_t *value);
 
@@ -139,6 +176,9 @@ DDAL_API int ddal_sfp_diagnostic_get(uint32_t sfpId, uint32_t diag, uint32_t *va
  *
  * *alarms is written even when its read fails; the warnings are not read then and *warnings is unchanged. Errors are
  * those of ddal_sfp_memory_read.
+ *
+ * @threads safe
+ * @blocks two accesses
  */
 DDAL_API int ddal_sfp_get_alarm_warning_flags(uint32_t sfpId, uint16_t *alarms, uint16_t *warnings);
 
@@ -150,6 +190,9 @@ DDAL_API int ddal_sfp_get_alarm_warning_flags(uint32_t sfpId, uint16_t *alarms, 
  *
  * -ENOSYS: unknown control or cage line. -1001: unknown cage, or the line could not be read. -ENODATA, -ERANGE: the
  * line reads as no number, or as 256 or more.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_ctrl_get(uint32_t sfpId, uint32_t ctrl, uint32_t *value);
 
@@ -160,6 +203,9 @@ DDAL_API int ddal_sfp_ctrl_get(uint32_t sfpId, uint32_t ctrl, uint32_t *value);
  * value: one of the two values listed with the control.
  *
  * -ENOSYS: a control that cannot be set. -EINVAL: another value. -1001: unknown cage, or the line could not be written.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_ctrl_set(uint32_t sfpId, uint32_t ctrl, uint32_t value);
 
@@ -170,6 +216,9 @@ DDAL_API int ddal_sfp_ctrl_set(uint32_t sfpId, uint32_t ctrl, uint32_t value);
  * value:  receives the number that the line reads as (0 to 255; the drivers give 0 or 1); 0 after a failure.
  *
  * -1001: unknown status or cage, or the line could not be read. -ENODATA, -ERANGE: as ddal_sfp_ctrl_get.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_status_get(uint32_t sfpId, uint32_t status, uint32_t *value);
 
@@ -181,6 +230,9 @@ DDAL_API int ddal_sfp_status_get(uint32_t sfpId, uint32_t status, uint32_t *valu
  * fd: receives the descriptor; give it back with ddal_sfp_status_event_close. Unchanged after a failure.
  *
  * -1001: unknown status or cage. -1002: the line cannot be opened.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_status_event_open(uint32_t sfpId, uint32_t status, int32_t *fd);
 
@@ -188,10 +240,18 @@ DDAL_API int ddal_sfp_status_event_open(uint32_t sfpId, uint32_t status, int32_t
  * Reads the current value of an opened status line: 0 or 1. Does not wait. *value is unchanged after a failure.
  *
  * -1001: the line is empty. -ENODATA: not a number. -ERANGE: neither 0 nor 1. Otherwise the negative errno of the read.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_sfp_status_event_get(int fd, uint32_t *value);
 
-/* Closes the descriptor. The negative errno of close. */
+/*
+ * Closes the descriptor. The negative errno of close.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks one access
+ */
 DDAL_API int ddal_sfp_status_event_close(int fd);
 
 DDAL_END_DECLS

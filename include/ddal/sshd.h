@@ -29,6 +29,9 @@ DDAL_BEGIN_DECLS
  * DDAL_ERR_UNKNOWN_PARAMETER: name is NULL or another option. -EINVAL: value is NULL, not a number or out of range.
  * DDAL_ERR_FAILURE: the live configuration could not be replaced (it is the old one then), or the persistent copy could
  * not (the live one is changed then).
+ *
+ * @threads safe
+ * @blocks a program for each file: it checks the new configuration; and until other editors of the file are done
  */
 DDAL_API int ddal_sshd_set_parameter(const char *name, const char *value, uint32_t flags);
 
@@ -38,6 +41,9 @@ DDAL_API int ddal_sshd_set_parameter(const char *name, const char *value, uint32
  * banner_text: the whole text, written as it stands; no newline is added.
  *
  * -EINVAL: banner_text is NULL. DDAL_ERR_FAILURE: the file could not be replaced; it is the old one then.
+ *
+ * @threads safe
+ * @blocks until other editors of the file are done
  */
 DDAL_API int ddal_sshd_set_banner(const char *banner_text);
 
@@ -46,6 +52,9 @@ DDAL_API int ddal_sshd_set_banner(const char *banner_text);
  *
  * DDAL_ERR_FAILURE: systemctl failed; when clearing fails the restart is not tried. Otherwise the negative errno of
  * running systemctl.
+ *
+ * @threads safe
+ * @blocks programs: two
  */
 DDAL_API int ddal_sshd_restart(void);
 

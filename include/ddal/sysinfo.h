@@ -34,6 +34,9 @@ DDAL_BEGIN_DECLS
  *
  * Returns 0. -EINVAL: value is NULL. -ENOENT: there is no such item (which is not logged). Otherwise the negative errno
  * of reading the file.
+ *
+ * @threads safe: as an application's own has to be
+ * @blocks until a writer of the store is done
  */
 DDAL_API int ddal_sysinfo_get_uint(uint32_t category, uint32_t key, uint32_t key2, uint64_t *value);
 
@@ -41,6 +44,9 @@ DDAL_API int ddal_sysinfo_get_uint(uint32_t category, uint32_t key, uint32_t key
  * Sets one item, adding it if it is missing.
  *
  * Returns 0 or the negative errno of rewriting the file, which is then unchanged.
+ *
+ * @threads safe: as an application's own has to be
+ * @blocks until the other users of the store are done
  */
 DDAL_API int ddal_sysinfo_set_uint(uint32_t category, uint32_t key, uint32_t key2, uint64_t value);
 
@@ -49,6 +55,9 @@ DDAL_API int ddal_sysinfo_set_uint(uint32_t category, uint32_t key, uint32_t key
  * root.
  *
  * Returns 0. DDAL_ERR_FAILURE: the program failed. Otherwise a negative code of _ddal_common_shell_command.
+ *
+ * @threads one caller at a time: in the whole unit
+ * @blocks a program: it writes flash
  */
 DDAL_API int ddal_sysinfo_update_devicetree_to_flash(void);
 

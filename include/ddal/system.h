@@ -11,7 +11,12 @@
 
 DDAL_BEGIN_DECLS
 
-/* Tells the service manager that the unit is ready. -1001: no notification socket. -1002: it cannot be reached. */
+/*
+ * Tells the service manager that the unit is ready. -1001: no notification socket. -1002: it cannot be reached.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_system_notify_ready(void);
 
 DDAL_END_DECLS

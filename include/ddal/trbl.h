@@ -11,7 +11,12 @@
 
 DDAL_BEGIN_DECLS
 
-/* Nothing has to be prepared on this board. Returns 0 in every case. */
+/*
+ * Nothing has to be prepared on this board. Returns 0 in every case.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int ddal_trbl_prepare(void);
 
 /*
@@ -20,6 +25,9 @@ DDAL_API int ddal_trbl_prepare(void);
  * name: argument of the program.
  *
  * Returns 0. DDAL_ERR_TRBL_STORE: the program could not be run or failed.
+ *
+ * @threads safe
+ * @blocks a program
  */
 DDAL_API int ddal_trbl_store(const char *name);
 
@@ -29,6 +37,9 @@ DDAL_API int ddal_trbl_store(const char *name);
  * path: the file.
  *
  * Returns 0 or the negative errno of unlink.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_trbl_delete(const char *path);
 

@@ -21,6 +21,9 @@ DDAL_BEGIN_DECLS
  *       buf. Unchanged after a failure.
  *
  * Returns 0, also when the text was cut, or a negative code of ddal_common_read_file.
+ *
+ * @threads safe
+ * @blocks one access
  */
 DDAL_API int ddal_version_get_lfs_version(char *buf, size_t *size);
 

@@ -20,10 +20,18 @@ DDAL_BEGIN_DECLS
  * service; while that fails, every ping tries again.
  *
  * -1001: the service did not start, there is no notification socket, or the notification could not be sent.
+ *
+ * @threads safe
+ * @blocks one access; the first ping of a process: a program
  */
 DDAL_API int ddal_watchdog_ping(void);
 
-/* Does nothing: the watchdog service owns the period. period is ignored. Returns 0. */
+/*
+ * Does nothing: the watchdog service owns the period. period is ignored. Returns 0.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int ddal_watchdog_set_period(uint32_t period);
 
 /*
@@ -31,6 +39,9 @@ DDAL_API int ddal_watchdog_set_period(uint32_t period);
  *
  * -1 (not -1001): there is no /sbin/reboot; nothing was started. -1001: the shutdown program failed. Otherwise the
  * negative errno of running it.
+ *
+ * @threads safe
+ * @blocks a program
  */
 DDAL_API int ddal_watchdog_reboot(void);
 

@@ -10,7 +10,12 @@
 
 DDAL_BEGIN_DECLS
 
-/* Returns 0 if the board has Wi-Fi, -1 (a plain "no", not an errno) if it has not or if that cannot be told. */
+/*
+ * Returns 0 if the board has Wi-Fi, -1 (a plain "no", not an errno) if it has not or if that cannot be told.
+ *
+ * @threads safe
+ * @blocks until a writer of the store is done
+ */
 DDAL_API int ddal_is_wifi_supported(void);
 
 DDAL_END_DECLS
