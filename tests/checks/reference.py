@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""The built reference has every exported operation, with its two classes; links between the documents lead somewhere.
+
+usage: reference.py SOURCE_DIR DOCS_DIR
+"""
+import pathlib
+import re
+import sys
+import xml.etree.ElementTree as xml
+
+HEADINGS = ("Thread safety", "Blocking")
+
+
+def exported(source):
+    for name in ("exports.txt", "extensions.txt"):
+        for line in (source / "abi" / name).read_text().split("\n"):
+            if line and not line.startswith("#"):
+                yield line.strip()
+
+
+def functions(docs):
+    """Name and page of each function in the reference."""
+    for compound in xml.parse(docs / "libddal.tag").getroot().iter("compound"):
+        if compound.get("kind") == "file":
+            for member in compound.iter("member"):
+                if member.get("kind") == "function":
+                    yield member.findtext("name"), member.findtext("anchorfile"), member.findtext("anchor")
+
+
+def reference_faults(source, docs):
+    wanted = set(exported(source))
+    pages = {}
+    for name, page, anchor in functions(docs):
+        wanted.discard(name)
+        text = pages.setdefault(page, (docs / "html" / page).read_text())
+        entry = text.partition(f'id="{anchor}"')[2].split('class="memtitle"', 2)[1]
+        yield from (f"{page}: {name}: no entry '{heading}'" for heading in HEADINGS if heading not in entry)
+    yield from (f"{name}: not in the reference" for name in sorted(wanted))
+
+
+def documents(source):
+    yield from source.glob("*.md")
+    yield source / "tests" / "GUIDE.md"
+    yield from (source / "docs").rglob("*.md")
+
+
+def link_faults(source):
+    for document in documents(source):
+        for target in re.findall(r"\]\(([^)\s]+)\)", document.read_text()):
+            path = target.partition("#")[0]
+            if path and not re.match(r"[a-z]+:", path) and not (document.parent / path).exists():
+                yield f"{document}: leads nowhere: {target}"
+
+
+def main(source_dir, docs_dir):
+    source, docs = pathlib.Path(source_dir), pathlib.Path(docs_dir)
+    faults = [*reference_faults(source, docs), *link_faults(source)]
+    print("\n".join(faults) or "the reference has every exported operation; every link leads somewhere")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
