@@ -62,7 +62,7 @@ std::string preload_entry(const std::string &library)
     const fs::path native = own_prefix() / VBOARD_LIBDIR / library;
     if (!fs::exists(native))
         throw ClientError("this installation lacks " + native.string() + "; nothing is run without it");
-    return (own_prefix() / "$LIB" / library).string();
+    return (own_prefix() / "$LIB" / "vboard" / library).string();
 }
 
 std::string preload_list(const fs::path &directory, const RunOptions &options)

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "cli/launch.h"
+#include "cli/manual.h"
 #include "daemon/board_file.h"
 
 namespace {
@@ -121,6 +122,17 @@ void add_types(CLI::App &app)
     });
 }
 
+// For the packages; neither is of use to who reads --help.
+void add_documents(CLI::App &app)
+{
+    const auto print = [&app](std::string (*document)(const CLI::App &)) {
+        std::cout << document(app);
+        throw CLI::Success();
+    };
+    app.add_flag_callback("--man", [print] { print(vboard::manual_page); })->group("");
+    app.add_flag_callback("--bash-completion", [print] { print(vboard::bash_completion); })->group("");
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -133,6 +145,7 @@ int main(int argc, char **argv)
     add_ctl(app);
     add_trace(app);
     add_types(app);
+    add_documents(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -83,7 +83,7 @@ constexpr const char *kHostPrograms[] = {
     "date",      "dd",     "cmp",     "diff",     "stat",     "readlink",  "basename",  "dirname", "tee",
     "mktemp",    "seq",    "id",      "sync",     "kill",     "uname",     "find",      "xargs",   "truncate",
     "yes",       "flock",  "timeout", "strace",   "gdb",      "python3",   "mkfs.ext4", "mke2fs",  "ssh-keygen",
-    "sha256sum", "md5sum", "nproc",   "valgrind", "mspdebug", "pamtester",
+    "sha256sum", "md5sum", "nproc",   "valgrind", "mspdebug", "pamtester", "ddalctl",   "vboard",
 };
 
 } // namespace vboard

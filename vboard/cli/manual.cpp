@@ -1,0 +1,151 @@
+#include "cli/manual.h"
+
+namespace vboard {
+
+namespace {
+
+constexpr const char *kOpening =
+    R"(.TH VBOARD 1
+.SH NAME
+vboard \- virtual radio board to run applications without the hardware
+.SH SYNOPSIS
+.B vboard run
+[OPTION]... \-\- PROGRAM [ARGUMENT]...
+.br
+.B vboard
+COMMAND [OPTION]... [ARGUMENT]...
+.SH DESCRIPTION
+Runs an unchanged application that uses libddal on a machine that is no radio board.
+A board is a directory: board.conf says which path is served by which model of a device, root/ holds its files, .vboard/
+what runs it.
+A preload library leads the board's paths into that directory and keeps the program away from the machine; a daemon holds
+the models and ends with the last program.
+.SH COMMANDS
+)";
+
+constexpr const char *kClosing =
+    R"(.SH CONTROL
+.TP
+.B vboard ctl models
+what this board has
+.TP
+.BI "vboard ctl " MODEL
+the commands that a model knows
+.TP
+.BI "vboard ctl fault add " CALL : PATH " \fR[\fPnth=" N "\fR] [\fPcount=" N "\fR] [\fPerrno=" NAME "\fR] [\fPshort=" N "\fR] [\fPdelay=" TIME "\fR] [\fPpid=" N \fR]
+makes the matching calls fail, move fewer bytes or wait; CALL may be *, and PATH may end in *
+.TP
+.BR "vboard ctl fault list" ", " "vboard ctl fault clear"
+the faults that wait, and none any more
+.TP
+.BR "vboard ctl trace on" ", " "vboard ctl trace off"
+go on with the trace, or stop it
+.SH ENVIRONMENT
+.TP
+.B LD_PRELOAD
+set for every program of the board
+.TP
+.B VBOARD_PAGE
+set for every program of the board: how it and
+.B vboard ctl
+find the board
+.SH FILES
+.TP
+.I /usr/share/vboard/boards
+descriptions of the kinds of board
+.TP
+.IR BOARD /.vboard/trace.jsonl
+what the board's programs did, one JSON object a line
+.TP
+.IR BOARD /.vboard/daemon.log
+what the daemon has to say
+.SH EXIT STATUS
+That of the program;
+.B 126
+for one that cannot be held on the board (static, setuid, or of a processor without a preload library) and is not run;
+.B 127
+for one that is not there;
+.B 1
+when the board cannot start;
+.B 2
+for wrong use.
+.SH EXAMPLES
+.nf
+vboard run \-\-type mbo \-\- ./application
+vboard run \-\-board my\-board \-\- ./application
+vboard ctl \-\-board my\-board fpga set 0x100 1
+vboard ctl \-\-board my\-board fault add pread:/dev/fpga_usr nth=2 errno=EIO
+.fi
+.SH SEE ALSO
+.BR ddalctl (1)
+)";
+
+std::string roff(const std::string &text)
+{
+    std::string escaped;
+    for (const char c : text)
+        escaped += c == '\\' ? std::string("\\e") : c == '-' ? std::string("\\-") : std::string(1, c);
+    return escaped;
+}
+
+std::vector<const CLI::App *> commands_of(const CLI::App &app)
+{
+    return app.get_subcommands([](const CLI::App *) { return true; });
+}
+
+std::vector<const CLI::Option *> options_of(const CLI::App &app)
+{
+    return app.get_options(
+        [](const CLI::Option *option) { return !option->get_positional() && option->get_name() != "--help"; });
+}
+
+// "--board TEXT"
+std::string form_of(const CLI::Option &option)
+{
+    std::string form = ".B " + roff(option.get_name(false, true));
+    if (option.get_items_expected_max() != 0)
+        form += " \\fI" + roff(option.get_type_name()) + "\\fP";
+    return form;
+}
+
+} // namespace
+
+std::string manual_page(const CLI::App &app)
+{
+    std::string page = kOpening;
+    for (const CLI::App *command : commands_of(app)) {
+        page += ".SS " + roff(command->get_name()) + "\n" + roff(command->get_description()) + ".\n";
+        for (const CLI::Option *option : options_of(*command))
+            page += ".TP\n" + form_of(*option) + "\n" + roff(option->get_description()) + "\n";
+    }
+    return page + kClosing;
+}
+
+std::string bash_completion(const CLI::App &app)
+{
+    std::string names;
+    std::string rows;
+    for (const CLI::App *command : commands_of(app)) {
+        names += command->get_name() + " ";
+        std::string words;
+        for (const CLI::Option *option : options_of(*command))
+            words += "--" + option->get_lnames().front() + " ";
+        rows += "    " + command->get_name() + ") words=\"" + words + "--help\" ;;\n";
+    }
+    return "_vboard()\n{\n"
+           "    local at words=\"" +
+           names +
+           "--help\"\n"
+           "    # What follows \"--\" is a command of its own.\n"
+           "    for ((at = 1; at < COMP_CWORD; ++at)); do\n"
+           "        [ \"${COMP_WORDS[at]}\" != -- ] || { _command_offset $((at + 1)); return; }\n"
+           "    done\n"
+           "    [ \"$COMP_CWORD\" = 1 ] || case ${COMP_WORDS[1]} in\n" +
+           rows +
+           "    *) words=\"\" ;;\n"
+           "    esac\n"
+           "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"
+           "}\ncomplete -o default -F _vboard vboard\n";
+}
+
+} // namespace vboard
