@@ -1,0 +1,267 @@
+// The shell client against shells of all manners. Time passes ten times as fast: three seconds take 0.3.
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <ctime>
+#include <functional>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <regex>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+#include <ddal/bcmdiag.h>
+
+#include "support/board.h"
+#include "support/log_watch.h"
+#include "support/resources.h"
+
+using namespace testing_board;
+
+namespace {
+
+constexpr uint16_t kShellPort = 5342;
+
+vboard::PortMap &shell_port()
+{
+    vboard::Page &page = board().page();
+    for (uint32_t i = 0; i < page.port_count; ++i)
+        if (page.ports[i].board == kShellPort)
+            return page.ports[i];
+    throw std::runtime_error("this board maps no shell port");
+}
+
+// A shell of the test's own in place of the board's. `talk` has the connection.
+class Shell {
+public:
+    explicit Shell(std::function<void(int)> talk)
+    {
+        listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        bind(listener_, reinterpret_cast<sockaddr *>(&address), sizeof address);
+        listen(listener_, 4);
+        getsockname(listener_, reinterpret_cast<sockaddr *>(&address), &length);
+        shell_port().host = ntohs(address.sin_port);
+        thread_ = std::thread([this, talk] {
+            const int fd = accept(listener_, nullptr, nullptr);
+            if (fd >= 0) {
+                talk(fd);
+                close(fd);
+            }
+        });
+    }
+    ~Shell()
+    {
+        shutdown(listener_, SHUT_RDWR);
+        thread_.join();
+        close(listener_);
+        shell_port().host = original_;
+    }
+    Shell(const Shell &) = delete;
+    Shell &operator=(const Shell &) = delete;
+
+private:
+    const uint16_t original_ = shell_port().host;
+    int listener_;
+    std::thread thread_;
+};
+
+void say(int fd, const std::string &text)
+{
+    static_cast<void>(!send(fd, text.data(), text.size(), MSG_NOSIGNAL));
+}
+
+std::string read_line(int fd)
+{
+    std::string line;
+    for (char byte; line.empty() || line.back() != '\n'; line += byte)
+        if (recv(fd, &byte, 1, 0) != 1)
+            break;
+    return line;
+}
+
+// A well-behaved shell: `output` is what a command prints, `result` what "echo $?" does.
+std::function<void(int)> good_shell(std::string output, std::string result)
+{
+    return [=](int fd) {
+        say(fd, "BCM.0> ");
+        for (int i = 0; i < 3; ++i) {
+            const std::string line = read_line(fd);
+            if (line.empty())
+                return;
+            say(fd, line + (line == "echo $?\n" ? result + "\r\n" : line == "exit;\n" ? "" : output) + "BCM.0> ");
+        }
+        read_line(fd);
+    };
+}
+
+struct Outcome {
+    int result;
+    std::string out;
+    double seconds; // of the board
+};
+
+std::atomic<bool> call_is_over;
+
+Outcome run(const std::function<void(int)> &talk, const std::string &command = "show c")
+{
+    board(); // the connection to it stays open
+    const Resources before;
+    char *text = nullptr;
+    size_t length = 0;
+    FILE *out = open_memstream(&text, &length);
+    Outcome outcome{};
+    {
+        const Shell shell(talk);
+        timespec begin{}, end{};
+        clock_gettime(CLOCK_MONOTONIC, &begin);
+        call_is_over = false;
+        outcome.result = telnet_bcmdiag(out, "%s", command.c_str());
+        call_is_over = true;
+        clock_gettime(CLOCK_MONOTONIC, &end);
+        outcome.seconds = double(end.tv_sec - begin.tv_sec) + double(end.tv_nsec - begin.tv_nsec) / 1e9;
+    }
+    fclose(out);
+    outcome.out.assign(text, length);
+    free(text);
+    EXPECT_EQ(before.difference(), "");
+    return outcome;
+}
+
+} // namespace
+
+TEST(Bcmdiag, GivesTheCommandsOwnResult)
+{
+    for (const auto &[printed, result] : {std::pair{"0", 0},
+                                          {"7", 7},
+                                          {"-5", -5},
+                                          {"  12  ", 12},
+                                          {"99999999999999999999", INT_MAX},
+                                          {"-99999999999999999999", INT_MIN}}) {
+        const Outcome outcome = run(good_shell("a\r\nb\r\n", printed));
+        EXPECT_EQ(outcome.result, result) << printed;
+        EXPECT_EQ(outcome.out, "a\nb\n");
+    }
+}
+
+TEST(Bcmdiag, SendsExitCommandAndStatus)
+{
+    std::string seen;
+    EXPECT_EQ(run(
+                  [&](int fd) {
+                      say(fd, "BCM.0> ");
+                      for (int i = 0; i < 3; ++i) {
+                          const std::string line = read_line(fd);
+                          seen += line;
+                          say(fd, line + (i == 2 ? "0\n" : "") + "BCM.0> ");
+                      }
+                  },
+                  "modreg a b=1")
+                  .result,
+              0);
+    EXPECT_EQ(seen, "exit;\nmodreg a b=1\necho $?\n");
+    EXPECT_EQ(ctl("switch-shell log"), "");
+    EXPECT_EQ(telnet_bcmdiag(nullptr, "with %d and %s", 5, "text"), 0) << "the board's own shell, output dropped";
+    EXPECT_EQ(ctl("switch-shell log"), "with 5 and text\n");
+}
+
+TEST(Bcmdiag, WaitsThreeSecondsForASilentShell)
+{
+    struct Manner {
+        const char *what;
+        std::function<void(int)> talk;
+    };
+    const auto silent = [](int fd) {
+        while (!read_line(fd).empty())
+            ;
+    };
+    for (const Manner &each : {
+             Manner{"says nothing", silent},
+             Manner{"echoes and says nothing", [&](int fd) { say(fd, read_line(fd)), silent(fd); }},
+             Manner{"says no prompt", [&](int fd) { say(fd, read_line(fd) + "BCM.1> "), silent(fd); }},
+             Manner{"says half a prompt", [&](int fd) { say(fd, read_line(fd) + "BCM.0>"), silent(fd); }},
+             Manner{"says a prompt and more", [&](int fd) { say(fd, read_line(fd) + "BCM.0> x"), silent(fd); }},
+         }) {
+        const Outcome outcome = run(each.talk);
+        EXPECT_EQ(outcome.result, -ETIMEDOUT) << each.what;
+        EXPECT_GE(outcome.seconds, 2.9) << each.what;
+        EXPECT_LT(outcome.seconds, 40) << each.what;
+    }
+    // A shell that takes no input: nothing of a large command can be sent.
+    const Outcome outcome = run(
+        [](int fd) {
+            say(fd, "BCM.0> ");
+            say(fd, read_line(fd) + "BCM.0> ");
+            while (!call_is_over)
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        },
+        std::string(20'000'000, 'c'));
+    EXPECT_EQ(outcome.result, -EIO);
+}
+
+// The shell closes after so many bytes of its part of the conversation.
+TEST(Bcmdiag, SurvivesAShellThatClosesAnywhere)
+{
+    signal(SIGPIPE, SIG_DFL); // as where nobody takes care of it: one would end this process
+    const std::string conversation = "BCM.0> exit;\r\nBCM.0> show c\r\nline\r\nBCM.0> echo $?\r\n0\r\nBCM.0> ";
+    for (const bool reset : {false, true}) {
+        for (size_t bytes = 0; bytes < conversation.size(); ++bytes) {
+            const int result = run([&](int fd) {
+                                   size_t said = 0;
+                                   const auto go_on = [&](size_t until) {
+                                       const size_t end = std::min(until, bytes);
+                                       if (end > said)
+                                           say(fd, conversation.substr(said, end - said));
+                                       said = std::max(said, end);
+                                       return end == until;
+                                   };
+                                   // Each answer comes after its line, as from a real shell.
+                                   const bool all = go_on(7) && !read_line(fd).empty() && go_on(21) &&
+                                                    !read_line(fd).empty() && go_on(42) && !read_line(fd).empty();
+                                   go_on(conversation.size());
+                                   if (reset) {
+                                       const linger hard{1, 0};
+                                       setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+                                   }
+                                   static_cast<void>(all);
+                               }).result;
+            EXPECT_TRUE(result == -ENETDOWN || result == -EPIPE || result == -ECONNRESET)
+                << bytes << (reset ? " bytes, reset: " : " bytes, closed: ") << result;
+        }
+    }
+}
+
+TEST(Bcmdiag, TellsWhatTheSystemRefuses)
+{
+    const Fault socket_fault("socket:* errno=EMFILE");
+    LogWatch log;
+    EXPECT_EQ(telnet_bcmdiag(nullptr, "x"), -EMFILE);
+    EXPECT_NE(log.take().at(0).find("ERROR: socket Too many open files"), std::string::npos);
+
+    const uint16_t original = shell_port().host;
+    shell_port().host = 1; // nobody listens there
+    EXPECT_EQ(telnet_bcmdiag(nullptr, "x"), -ECONNREFUSED);
+    EXPECT_NE(log.take().at(0).find("ERROR: connect Connection refused"), std::string::npos);
+    shell_port().host = original;
+}
+
+// The lines go to the system log alone, with a prefix of their own and as messages of a user's program.
+TEST(Bcmdiag, LogsInItsOwnForm)
+{
+    ctl("switch-shell answer 3");
+    testing::internal::CaptureStderr();
+    LogWatch log;
+    EXPECT_EQ(telnet_bcmdiag(nullptr, "x"), 3);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    const std::vector<std::string> lines = log.take();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(std::regex_match(lines[0], std::regex("(3|11) command_result:\\d+:ERROR: diag command returned: 3")))
+        << lines[0];
+    ctl("switch-shell answer 0");
+}
