@@ -1,12 +1,13 @@
 # Test programs. Each is one ctest entry; its cases are counted from the report it writes to test-results/<name>.xml.
 
-# AddressSanitizer's runtime must be the first library of a process, before the board's. ThreadSanitizer's need not, and must
-# not: it ends programs that were built without it, such as the shell.
-set(board_preload "")
+# AddressSanitizer's runtime must be the first library of a program that was built with it, before the board's. The others,
+# such as the shell and its tools, are not its business: it refuses what some of them ask of the allocator.
+# ThreadSanitizer's need not come first.
+set(board_runtime "")
 if(DDAL_SANITIZE MATCHES "address")
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so OUTPUT_VARIABLE runtime
                     OUTPUT_STRIP_TRAILING_WHITESPACE)
-    set(board_preload --preload ${runtime})
+    set(board_runtime --runtime ${runtime})
 endif()
 
 # Programs of another processor run under an emulator, on a board of this machine's own build.
@@ -46,12 +47,11 @@ function(add_board_test name)
     endif()
     string(REPLACE "." "_" target test_${name})
     add_executable(${target} ${arg_SOURCES})
-    target_sources(${target} PRIVATE $<$<BOOL:${board_preload}>:${CMAKE_SOURCE_DIR}/tests/support/sanitized_children.cpp>)
     target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
     target_link_libraries(${target} PRIVATE $<IF:$<BOOL:${arg_HIDDEN}>,ddal_objects,ddal> board_testing ${arg_LIBRARIES})
     add_dependencies(${target} vboard vboard_boards)
     add_test(NAME ${name}
-             COMMAND ${board_run} --type ${arg_TYPE} --speed ${arg_SPEED} ${board_preload} ${arg_OPTIONS} --
+             COMMAND ${board_run} --type ${arg_TYPE} --speed ${arg_SPEED} ${board_runtime} ${arg_OPTIONS} --
                      $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml
              WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${board_environment}")

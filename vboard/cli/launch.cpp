@@ -15,6 +15,7 @@
 #include "daemon/board.h"
 #include "daemon/server.h"
 #include "page/escapes.h"
+#include "page/needed.h"
 
 namespace vboard {
 
@@ -83,7 +84,10 @@ void write_page(const fs::path &directory, const RunOptions &options)
     page->version = kPageVersion;
     put(page->root, directory / "root");
     put(page->private_dir, directory / ".vboard");
-    put(page->environment[0], "LD_PRELOAD=" + preload_list(directory, options));
+    const std::string preload = preload_list(directory, options);
+    put(page->environment[0], "LD_PRELOAD=" + preload);
+    put(page->runtime, fs::path(options.runtime).filename());
+    put(page->runtime_preload, "LD_PRELOAD=" + options.runtime + ":" + preload);
     put(page->environment[1], "VBOARD_PAGE=" + (directory / ".vboard/page").string());
     page->environment_count = 2;
     page->speed = options.speed;
@@ -269,6 +273,8 @@ int run_program(Client &board, const RunOptions &options)
     Words environment;
     if (options.emulator.empty())
         environment.assign(page.environment, page.environment + page.environment_count);
+    if (options.emulator.empty() && page.runtime[0] && needs_library(path.c_str(), page.runtime))
+        environment[0] = page.runtime_preload;
     return run_command(command_of(page, options, path), environment);
 }
 
@@ -289,6 +295,8 @@ int run_fenced(const fs::path &directory, const RunOptions &options)
         words.insert(words.end(), {"--writable", fs::absolute(place)});
     for (const std::string &library : options.preload)
         words.insert(words.end(), {"--preload", library});
+    if (!options.runtime.empty())
+        words.insert(words.end(), {"--runtime", options.runtime});
     if (!options.emulator.empty())
         words.insert(words.end(), {"--emulator", options.emulator});
     if (options.real_net)

@@ -15,6 +15,7 @@ struct RunOptions {
     std::string board;                // directory; empty: a new one, taken away afterwards
     std::string type = "mbo";         // description of a new board
     std::vector<std::string> preload; // libraries in front of the board's own
+    std::string runtime;              // library in front of these, for programs that are linked with it
     std::vector<std::string> writable;
     std::vector<std::string> program;
     std::string emulator; // user-mode emulator and its options, for programs of another processor

@@ -24,8 +24,9 @@ void add_run(CLI::App &app, int &status)
                     "Board directory, made when it is not there (default: a new one that goes afterwards)");
     run->add_option("--type", options->type, "Kind of a new board; \"vboard types\" lists them")->capture_default_str();
     run->add_option("--speed", options->speed, "Board seconds that pass in a second")->check(CLI::Range(1, 1000));
-    run->add_option("--preload", options->preload,
-                    "Library to load in front of the board's own, such as a sanitizer's");
+    run->add_option("--preload", options->preload, "Library to load in front of the board's own");
+    run->add_option("--runtime", options->runtime,
+                    "Library that programs linked with it must load first, such as a sanitizer's");
     run->add_option("--writable", options->writable, "Further folder of this machine where the program may write");
     run->add_option("--emulator", options->emulator,
                     "User-mode emulator for a program of another processor, such as \"qemu-arm -L SYSROOT\"");

@@ -10,7 +10,7 @@
 namespace vboard {
 
 constexpr uint32_t kPageMagic = 0x56424F44;
-constexpr uint32_t kPageVersion = 1;
+constexpr uint32_t kPageVersion = 2;
 
 enum class NodeKind : uint32_t {
     kPlain = 1,     // a real file; listed so that traces and faults know its name
@@ -91,8 +91,10 @@ struct Page {
     uint32_t real_net;                       // interface requests may reach the kernel
     char environment[kMaxEnvironment][1024]; // NAME=value, put back into every environment
     uint32_t environment_count;
-    uint32_t speed;      // board seconds per host second
-    int64_t epoch_ns[2]; // real time and monotonic time at which scaling started
+    char runtime[64];           // start of the name of a library for the programs linked with it; may be empty
+    char runtime_preload[1024]; // what those have in place of the first entry of `environment`
+    uint32_t speed;             // board seconds per host second
+    int64_t epoch_ns[2];        // real time and monotonic time at which scaling started
     std::atomic<uint32_t> trace;
     std::atomic<uint32_t> fault_count; // rules in use
     std::atomic<uint64_t> trace_bytes;

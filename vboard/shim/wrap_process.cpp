@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 
 #include "page/escapes.h"
+#include "page/needed.h"
 
 namespace vboard::shim {
 
@@ -36,8 +37,8 @@ bool is_board_entry(const char *entry)
     return false;
 }
 
-// Copies an environment and puts the board's own variables back into it.
-bool complete_environment(char *const *from, char **to)
+// Copies an environment and puts the board's own variables back into it, as the program needs them.
+bool complete_environment(const char *host_path, char *const *from, char **to)
 {
     Page &p = *page();
     size_t n = 0;
@@ -50,7 +51,11 @@ bool complete_environment(char *const *from, char **to)
         }
         to[n++] = *from;
     }
-    for (uint32_t i = 0; i < p.environment_count; ++i)
+    if (p.runtime[0] && needs_library(host_path, p.runtime))
+        to[n++] = p.runtime_preload;
+    else
+        to[n++] = p.environment[0];
+    for (uint32_t i = 1; i < p.environment_count; ++i)
         to[n++] = p.environment[i];
     to[n] = nullptr;
     return true;
@@ -101,7 +106,7 @@ int run(const char *path, char *const *arguments, char *const *environment)
     if (around.fails())
         return -1;
     char *complete[kMaxEnvironmentEntries];
-    if (!complete_environment(environment, complete))
+    if (!complete_environment(where.host, environment, complete))
         return -1;
     around.done(0); // nothing comes back from a good exec
     return static_cast<int>(syscall(SYS_execve, where.host, arguments, complete));
@@ -281,7 +286,7 @@ int spawn(Spawn *real, pid_t *pid, const char *path, const posix_spawn_file_acti
     if (around.fails())
         return errno;
     char *complete[kMaxEnvironmentEntries];
-    if (!complete_environment(environment, complete))
+    if (!complete_environment(where.host, environment, complete))
         return errno;
     around.done(0);
     return real(pid, where.host, actions, attributes, arguments, complete);
