@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""The built reference has every exported operation, with its two classes; links between the documents lead somewhere.
+"""The built reference has every exported operation, with its two classes; every public header belongs to one family page,
+which shows its example; links between the documents lead somewhere.
 
 usage: reference.py SOURCE_DIR DOCS_DIR
 """
@@ -38,6 +39,19 @@ def reference_faults(source, docs):
     yield from (f"{name}: not in the reference" for name in sorted(wanted))
 
 
+def family_faults(source):
+    owners = {header.name: [] for header in (source / "include" / "ddal").glob("*.h") if header.name != "export.h"}
+    for page in sorted((source / "docs" / "families").glob("*.md")):
+        if page.name == "README.md":
+            continue
+        text = page.read_text()
+        for header in re.search(r"^Headers: (.*)$", text, re.MULTILINE)[1].split(", "):
+            owners.setdefault(header, ["no such header"]).append(page.name)
+        if f"@include families/{page.stem}.c" not in text:
+            yield f"{page}: does not show examples/families/{page.stem}.c"
+    yield from (f"{header}: on the pages {pages}" for header, pages in owners.items() if len(pages) != 1)
+
+
 def documents(source):
     yield from source.glob("*.md")
     yield source / "tests" / "GUIDE.md"
@@ -54,7 +68,7 @@ def link_faults(source):
 
 def main(source_dir, docs_dir):
     source, docs = pathlib.Path(source_dir), pathlib.Path(docs_dir)
-    faults = [*reference_faults(source, docs), *link_faults(source)]
+    faults = [*reference_faults(source, docs), *family_faults(source), *link_faults(source)]
     print("\n".join(faults) or "the reference has every exported operation; every link leads somewhere")
     return 1 if faults else 0
 
