@@ -1,19 +1,17 @@
-/* Reads a cell of the device tree, and the output of a program. */
-#include <inttypes.h>
+/* Reads a text from a file, and the output of a program. */
 #include <stdio.h>
 
 #include <ddal/common.h>
 
 int main(void)
 {
-    uint32_t cores = 0;
-    char line[64];
+    char name[64], line[64];
 
-    if (ddal_common_read_u32val(&cores, "/proc/device-tree/cpus/numcores") != 0)
+    if (ddal_common_read_string(sizeof name, name, "/etc/hostname") != 0) /* a newline stays in the text */
         return 1;
-    /* 0: the program succeeded; above 0: its own exit status; below: it could not be run or did not end well */
+    /* 0: the program succeeded; above 0: its own exit status; below: it could not be run or did not end by itself */
     if (ddal_common_read_cmd_output(sizeof line, line, "echo from a program") != 0)
         return 1;
-    printf("%" PRIu32 " cores, and a line %s", cores, line);
+    printf("%sand a line %s", name, line);
     return 0;
 }

@@ -33,7 +33,7 @@ constexpr Example kExamples[] = {
     {"dfe", "", "1f 22 33 44\n"},
     {"dma", "", "a block at 0xa0000000\n"},
     {"eth_switch", "", "port 14: 100000 kbit/s, S-VLAN 7\n"},
-    {"files_and_programs", "", "4 cores, and a line from a program\n"},
+    {"files_and_programs", "", "board\nand a line from a program\n"},
     {"flash", "", "file system 54 is mounted for writing\n"},
     {"fpga", "fpga set 0x0 0x17010203", "FPGA version 0x17010203, register 0x1254\n"},
     {"frame", "", "frame number agrees, time goes on\n"},
