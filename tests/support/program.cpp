@@ -13,6 +13,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include "page/escapes.h"
+
 namespace testing_board {
 
 namespace {
@@ -38,11 +40,21 @@ std::string content_of(FILE *stream)
     return content;
 }
 
+// The emulator and its options where this test runs under one and the program would have to as well.
+std::vector<std::string> emulation_of(const std::string &program)
+{
+    const char *emulator = getenv("VBOARD_EMULATOR");
+    const bool needed = emulator && vboard::machine_of(program.c_str()) == vboard::machine_of("/proc/self/exe");
+    return needed ? words_of(emulator) : std::vector<std::string>{};
+}
+
 pid_t start(const std::vector<std::string> &words, FILE *out, FILE *err)
 {
+    std::vector<std::string> all = emulation_of(words[0]);
+    all.insert(all.end(), words.begin(), words.end());
     std::vector<char *> argv;
-    for (const std::string &word : words)
-        argv.push_back(const_cast<char *>(word.c_str()));
+    for (std::string &word : all)
+        argv.push_back(word.data());
     argv.push_back(nullptr);
 
     posix_spawn_file_actions_t actions;
@@ -51,7 +63,7 @@ pid_t start(const std::vector<std::string> &words, FILE *out, FILE *err)
     posix_spawn_file_actions_adddup2(&actions, fileno(out), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fileno(err), STDERR_FILENO);
     pid_t pid = -1;
-    const int error = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    const int error = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
         throw std::runtime_error("cannot start " + words[0]);

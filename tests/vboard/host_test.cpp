@@ -11,6 +11,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -57,6 +58,13 @@ std::map<std::string, std::string> picture(const fs::path &folder)
     return seen;
 }
 
+// In front of a program of another processor; vboard has the same from the environment.
+std::string emulator()
+{
+    const char *line = getenv("VBOARD_EMULATOR");
+    return line ? std::string(line) + " " : "";
+}
+
 // A small host: its own /etc, /rom, /var, /sbin and /dev over the machine's read-only /usr.
 class Stage {
 public:
@@ -85,12 +93,18 @@ public:
     // Runs a shell line on the stage.
     Ran play(const std::string &line) const
     {
-        const std::string build = DDAL_BUILD_DIR;
         std::string command =
             "bwrap --unshare-user --uid 0 --gid 0 --unshare-net --unshare-pid --unshare-uts --die-with-parent "
             "--ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/lib /lib "
             "--symlink usr/lib64 /lib64 --proc /proc --dev /dev --bind " +
-            (root_ / "tmp").string() + " /tmp --ro-bind " + build + " " + build;
+            (root_ / "tmp").string() + " /tmp";
+        std::vector<std::string> needed{DDAL_BUILD_DIR, fs::path(VBOARD_PROGRAM).parent_path().parent_path()};
+        std::istringstream words(emulator());
+        for (std::string word; words >> word;)
+            if (word.starts_with('/')) // its folder of libraries is one of links to the one beside
+                needed.push_back(fs::path(word).parent_path());
+        for (const std::string &folder : needed)
+            command += " --ro-bind " + folder + " " + folder;
         for (const char *folder : {"etc", "rom", "var", "opt", "srv", "sbin"})
             command += " --bind " + (host() / folder).string() + " /" + folder;
         return run(command + " --chdir /tmp sh -c '" + line + "' </dev/null");
@@ -109,9 +123,9 @@ TEST(Host, StaysAsItWas)
 {
     const Stage stage;
     const auto before = picture(stage.host());
-    const Ran flags = stage.play(kIntruder + " --flags");
-    const Ran ran = stage.play("exec 9</etc; " + kVboard + " run -- " + kIntruder + " 9; echo status $?; " + kIntruder +
-                               " --flags");
+    const Ran flags = stage.play(emulator() + kIntruder + " --flags");
+    const Ran ran = stage.play("exec 9</etc; " + kVboard + " run -- " + kIntruder + " 9; echo status $?; " +
+                               emulator() + kIntruder + " --flags");
     EXPECT_EQ(ran.output.substr(0, 5), "done\n") << ran.output;
     EXPECT_NE(ran.output.find("status 0\n" + flags.output), std::string::npos) << ran.output;
     EXPECT_EQ(picture(stage.host()), before);
@@ -122,7 +136,7 @@ TEST(Host, WouldHaveBeenChangedWithoutTheBoard)
 {
     const Stage stage;
     const auto before = picture(stage.host());
-    stage.play("exec 9</etc; timeout 20 " + kIntruder + " 9");
+    stage.play("exec 9</etc; timeout 20 " + emulator() + kIntruder + " 9");
     EXPECT_NE(picture(stage.host()), before);
     EXPECT_TRUE(fs::exists(stage.host() / "opt/ran"));
 }

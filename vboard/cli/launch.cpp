@@ -76,6 +76,40 @@ std::string preload_list(const fs::path &directory, const RunOptions &options)
     return list + preload_entry("libvboard.so");
 }
 
+std::string find_program(const std::string &name)
+{
+    if (name.find('/') != std::string::npos)
+        return name;
+    const char *path = std::getenv("PATH");
+    std::string rest = path ? path : "/usr/bin:/bin";
+    for (size_t at = 0; at <= rest.size();) {
+        const size_t end = std::min(rest.find(':', at), rest.size());
+        std::string candidate = rest.substr(at, end - at) + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0)
+            return candidate;
+        at = end + 1;
+    }
+    return name;
+}
+
+Words split(const std::string &text)
+{
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
+}
+
+// The emulator's path and options, each closed by NUL.
+std::string emulator_list(const std::string &line)
+{
+    Words words = split(line);
+    if (!words.empty())
+        words[0] = find_program(words[0]);
+    std::string list;
+    for (const std::string &word : words)
+        list += word + '\0';
+    return list;
+}
+
 // Writes the page that every process of the board maps.
 void write_page(const fs::path &directory, const RunOptions &options)
 {
@@ -90,6 +124,8 @@ void write_page(const fs::path &directory, const RunOptions &options)
     put(page->runtime_preload, "LD_PRELOAD=" + options.runtime + ":" + preload);
     put(page->environment[1], "VBOARD_PAGE=" + (directory / ".vboard/page").string());
     page->environment_count = 2;
+    put(page->emulator, emulator_list(options.emulator));
+    page->native_machine = machine_of("/proc/self/exe");
     page->speed = options.speed;
     page->real_net = options.real_net;
     page->epoch_ns[0] = now_ns(CLOCK_REALTIME);
@@ -190,34 +226,12 @@ std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &option
     return client;
 }
 
-std::string find_program(const std::string &name)
-{
-    if (name.find('/') != std::string::npos)
-        return name;
-    const char *path = std::getenv("PATH");
-    std::string rest = path ? path : "/usr/bin:/bin";
-    for (size_t at = 0; at <= rest.size();) {
-        const size_t end = std::min(rest.find(':', at), rest.size());
-        std::string candidate = rest.substr(at, end - at) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0)
-            return candidate;
-        at = end + 1;
-    }
-    return name;
-}
-
-Words split(const std::string &text)
-{
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), {}};
-}
-
 // What to execute. An emulator's guest gets its environment by the emulator's own option: the emulator itself is a
 // program of this machine, in front of which no library of the board may stand.
-Words command_of(const Page &page, const RunOptions &options, const std::string &path)
+Words command_of(const Page &page, const Words &emulator, const RunOptions &options, const std::string &path)
 {
-    Words words = split(options.emulator);
-    for (uint32_t i = 0; i < page.environment_count && !options.emulator.empty(); ++i)
+    Words words = emulator;
+    for (uint32_t i = 0; i < page.environment_count && !emulator.empty(); ++i)
         words.insert(words.end(), {"-E", page.environment[i]});
     words.push_back(path);
     words.insert(words.end(), options.program.begin() + 1, options.program.end());
@@ -270,12 +284,15 @@ int run_program(Client &board, const RunOptions &options)
         return 126;
     }
     const Page &page = board.page();
+    Words emulator;
+    if (const uint16_t machine = machine_of(path.c_str()); machine != EM_NONE && machine != page.native_machine)
+        emulator = split(options.emulator);
     Words environment;
-    if (options.emulator.empty())
+    if (emulator.empty())
         environment.assign(page.environment, page.environment + page.environment_count);
-    if (options.emulator.empty() && page.runtime[0] && needs_library(path.c_str(), page.runtime))
+    if (emulator.empty() && page.runtime[0] && needs_library(path.c_str(), page.runtime))
         environment[0] = page.runtime_preload;
-    return run_command(command_of(page, options, path), environment);
+    return run_command(command_of(page, emulator, options, path), environment);
 }
 
 // The same command again, inside a fence of namespaces.

@@ -29,7 +29,8 @@ void add_run(CLI::App &app, int &status)
                     "Library that programs linked with it must load first, such as a sanitizer's");
     run->add_option("--writable", options->writable, "Further folder of this machine where the program may write");
     run->add_option("--emulator", options->emulator,
-                    "User-mode emulator for a program of another processor, such as \"qemu-arm -L SYSROOT\"");
+                    "User-mode emulator for programs of another processor, such as \"qemu-arm -L SYSROOT\"")
+        ->envname("VBOARD_EMULATOR");
     run->add_flag("--keep", options->keep, "Keep the directory of a new board");
     run->add_flag("--fence", options->fence, "Put namespaces around it as a second wall (needs bubblewrap)");
     run->add_flag("--real-net", options->real_net,

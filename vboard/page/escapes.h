@@ -25,19 +25,47 @@ bool has_interpreter(const char *head, size_t length)
     return false;
 }
 
+// The beginning of a program file, as far as there is one. Raw calls only: it runs inside the preload library too.
+struct ProgramHead {
+    explicit ProgramHead(const char *host_path)
+    {
+        const long fd = syscall(SYS_openat, AT_FDCWD, host_path, O_RDONLY | O_CLOEXEC, 0);
+        if (fd < 0)
+            return;
+        const long n = syscall(SYS_read, fd, bytes, sizeof bytes);
+        syscall(SYS_close, fd);
+        length = n > 0 ? static_cast<size_t>(n) : 0;
+    }
+    bool is_elf() const
+    {
+        return length >= SELFMAG && bytes[0] == 0x7f && bytes[1] == 'E' && bytes[2] == 'L' && bytes[3] == 'F';
+    }
+
+    alignas(8) char bytes[4096];
+    size_t length = 0;
+};
+
+// As in an ELF header; EM_NONE of anything else.
+inline uint16_t machine_of(const char *host_path)
+{
+    const ProgramHead head(host_path);
+    if (!head.is_elf() || head.length < sizeof(Elf32_Ehdr))
+        return EM_NONE;
+    return reinterpret_cast<const Elf32_Ehdr *>(head.bytes)->e_machine; // in the same place in both classes
+}
+
 // The loader ignores a preload library of another processor, and runs the program without it.
-inline bool is_served_machine(const char *head)
+inline bool is_served_machine(const ProgramHead &head)
 {
     constexpr uint16_t kServed[] = {EM_X86_64, EM_AARCH64, EM_ARM};
-    const uint16_t machine = reinterpret_cast<const Elf32_Ehdr *>(head)->e_machine; // in the same place in both classes
+    const uint16_t machine = reinterpret_cast<const Elf32_Ehdr *>(head.bytes)->e_machine;
     for (const uint16_t served : kServed)
         if (machine == served)
             return true;
     return false;
 }
 
-// True for static and for setuid programs, and for those of a processor that has no preload library. Raw calls only: it
-// runs inside the preload library too.
+// True for static and for setuid programs, and for those of a processor that has no preload library.
 inline bool escapes_preload(const char *host_path)
 {
     struct statx info;
@@ -45,19 +73,13 @@ inline bool escapes_preload(const char *host_path)
         return false;
     if (info.stx_mode & (S_ISUID | S_ISGID))
         return true;
-    const long fd = syscall(SYS_openat, AT_FDCWD, host_path, O_RDONLY | O_CLOEXEC, 0);
-    if (fd < 0)
-        return false;
-    alignas(8) char head[4096];
-    const long n = syscall(SYS_read, fd, head, sizeof head);
-    syscall(SYS_close, fd);
-    if (n < SELFMAG || head[0] != 0x7f || head[1] != 'E' || head[2] != 'L' || head[3] != 'F')
+    const ProgramHead head(host_path);
+    if (!head.is_elf())
         return false; // a script: its interpreter is looked at when it is started
-    if (n < static_cast<long>(sizeof(Elf64_Ehdr)) || !is_served_machine(head))
+    if (head.length < sizeof(Elf64_Ehdr) || !is_served_machine(head))
         return true;
-    const auto length = static_cast<size_t>(n);
-    return head[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head, length)
-                                        : !has_interpreter<Elf32_Ehdr, Elf32_Phdr>(head, length);
+    return head.bytes[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head.bytes, head.length)
+                                              : !has_interpreter<Elf32_Ehdr, Elf32_Phdr>(head.bytes, head.length);
 }
 
 } // namespace vboard

@@ -10,7 +10,7 @@
 namespace vboard {
 
 constexpr uint32_t kPageMagic = 0x56424F44;
-constexpr uint32_t kPageVersion = 2;
+constexpr uint32_t kPageVersion = 3;
 
 enum class NodeKind : uint32_t {
     kPlain = 1,     // a real file; listed so that traces and faults know its name
@@ -93,6 +93,8 @@ struct Page {
     uint32_t environment_count;
     char runtime[64];           // start of the name of a library for the programs linked with it; may be empty
     char runtime_preload[1024]; // what those have in place of the first entry of `environment`
+    char emulator[512];         // of other processors' programs: path and options, each closed by NUL; "" without one
+    uint32_t native_machine;    // as in an ELF header: what runs without the emulator
     uint32_t speed;             // board seconds per host second
     int64_t epoch_ns[2];        // real time and monotonic time at which scaling started
     std::atomic<uint32_t> trace;

@@ -1,4 +1,5 @@
 // Starting programs. A program of the board runs only if the board has it; every program gets the board's environment.
+#include "command.h"
 #include "shim.h"
 
 #include <fcntl.h>
@@ -11,55 +12,10 @@
 #include <sys/wait.h>
 
 #include "page/escapes.h"
-#include "page/needed.h"
 
 namespace vboard::shim {
 
 namespace {
-
-constexpr size_t kMaxEnvironmentEntries = 4096;
-
-bool same_name(const char *entry, const char *wanted)
-{
-    while (*wanted && *wanted != '=' && *entry == *wanted) {
-        ++entry;
-        ++wanted;
-    }
-    return *entry == '=' && *wanted == '=';
-}
-
-bool is_board_entry(const char *entry)
-{
-    const Page &p = *page();
-    for (uint32_t i = 0; i < p.environment_count; ++i)
-        if (same_name(entry, p.environment[i]))
-            return true;
-    return false;
-}
-
-// Copies an environment and puts the board's own variables back into it, as the program needs them.
-bool complete_environment(const char *host_path, char *const *from, char **to)
-{
-    Page &p = *page();
-    size_t n = 0;
-    for (; from && *from; ++from) {
-        if (is_board_entry(*from))
-            continue;
-        if (n + kMaxEnvironment + 1 >= kMaxEnvironmentEntries) {
-            errno = E2BIG;
-            return false;
-        }
-        to[n++] = *from;
-    }
-    if (p.runtime[0] && needs_library(host_path, p.runtime))
-        to[n++] = p.runtime_preload;
-    else
-        to[n++] = p.environment[0];
-    for (uint32_t i = 1; i < p.environment_count; ++i)
-        to[n++] = p.environment[i];
-    to[n] = nullptr;
-    return true;
-}
 
 bool find_program(const char *path, Path &where)
 {
@@ -105,11 +61,11 @@ int run(const char *path, char *const *arguments, char *const *environment)
     around.about(UINT64_MAX, UINT64_MAX, text, length_of(text));
     if (around.fails())
         return -1;
-    char *complete[kMaxEnvironmentEntries];
-    if (!complete_environment(where.host, environment, complete))
+    Command command;
+    if (!command.make(where.host, arguments, environment))
         return -1;
     around.done(0); // nothing comes back from a good exec
-    return static_cast<int>(syscall(SYS_execve, where.host, arguments, complete));
+    return static_cast<int>(syscall(SYS_execve, command.program, command.arguments, command.environment));
 }
 
 const char *search_path()
@@ -155,8 +111,6 @@ int run_found(const char *name, char *const *arguments, char *const *environment
     char found[PATH_MAX];
     return search(name, found, sizeof found) ? run(found, arguments, environment) : -1;
 }
-
-constexpr size_t kMaxArguments = 1024;
 
 // Collects the arguments of the execl family; returns what follows the closing NULL for execle.
 bool collect(char **vector, const char *first, va_list arguments)
@@ -285,11 +239,11 @@ int spawn(Spawn *real, pid_t *pid, const char *path, const posix_spawn_file_acti
     around.about(UINT64_MAX, UINT64_MAX, text, length_of(text));
     if (around.fails())
         return errno;
-    char *complete[kMaxEnvironmentEntries];
-    if (!complete_environment(where.host, environment, complete))
+    Command command;
+    if (!command.make(where.host, arguments, environment))
         return errno;
     around.done(0);
-    return real(pid, where.host, actions, attributes, arguments, complete);
+    return real(pid, command.program, actions, attributes, command.arguments, command.environment);
 }
 
 } // namespace

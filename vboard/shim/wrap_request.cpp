@@ -1,8 +1,10 @@
 // Requests to devices and to network interfaces.
 #include "shim.h"
 
+#include <fcntl.h>
 #include <net/if.h>
 #include <stdarg.h>
+#include <sys/stat.h>
 
 #include "page/protocol.h"
 
@@ -70,6 +72,21 @@ long model_request(const Node &node, uint32_t request, void *argument)
     return exchange(message);
 }
 
+bool is_open(int fd)
+{
+    struct statx info;
+    return syscall(SYS_statx, fd, "", AT_EMPTY_PATH, STATX_TYPE, &info) == 0 || errno != EBADF;
+}
+
+// An emulator answers a request that it does not know before it looks at the descriptor.
+long kernel_request(int fd, unsigned long request, void *argument)
+{
+    const long result = syscall(SYS_ioctl, fd, request, argument);
+    if (result == -1 && errno == ENOSYS)
+        errno = is_open(fd) ? ENOTTY : EBADF;
+    return result;
+}
+
 } // namespace
 
 WRAP(int, ioctl, int fd, unsigned long request, ...)
@@ -88,7 +105,7 @@ WRAP(int, ioctl, int fd, unsigned long request, ...)
         return static_cast<int>(around.done(result_of(model_request(*node, number, argument))));
     if (is_interface_request(number) && !page()->real_net)
         return static_cast<int>(around.done(result_of(interface_request(number, static_cast<ifreq *>(argument)))));
-    return static_cast<int>(around.done(syscall(SYS_ioctl, fd, request, argument)));
+    return static_cast<int>(around.done(kernel_request(fd, request, argument)));
 }
 
 } // namespace vboard::shim
