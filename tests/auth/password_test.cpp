@@ -210,7 +210,7 @@ public:
     {
         std::vector<uintptr_t> found;
         std::ifstream maps("/proc/self/maps");
-        const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+        const int memory = memfd_create("copy", MFD_CLOEXEC); // takes what can be read and refuses the rest
         for (std::string line; std::getline(maps, line);) {
             uintptr_t from = 0, to = 0;
             char dash = 0;
@@ -233,7 +233,9 @@ private:
     void scan(int memory, uintptr_t from, uintptr_t to, std::vector<uintptr_t> &found)
     {
         for (uintptr_t at = from; at < to; at += kWindow - sizeof masked_) {
-            const ssize_t n = pread(memory, window_, std::min<size_t>(kWindow, to - at), static_cast<off_t>(at));
+            ssize_t n = pwrite(memory, reinterpret_cast<const void *>(at), std::min<size_t>(kWindow, to - at), 0);
+            if (n > 0)
+                n = pread(memory, window_, static_cast<size_t>(n), 0);
             for (ssize_t i = 0; i + static_cast<ssize_t>(size_) <= n; ++i)
                 if (fits(window_ + i) && (found.empty() || found.back() != at + static_cast<size_t>(i)))
                     found.push_back(at + static_cast<size_t>(i));

@@ -20,18 +20,18 @@ def cases_of(report):
         yield f"{case.get('classname')}.{case.get('name')}", ran and case.find("failure") is None
 
 
-def main(build):
-    entries = list(xml.parse(build / "test-results.ctest").iter("testcase"))
-    passed = 0
+def collect(build):
+    """All cases of a run: a list of (entry, case, passed), and a list of what failed."""
+    cases = []
     failed = []
-    for entry in entries:
+    for entry in xml.parse(build / "test-results.ctest").iter("testcase"):
         name = entry.get("name")
         entry_passed = entry.get("status") == "run"
         if name.startswith(("check.", "setup.")):
             if not entry_passed:
                 failed.append(name)
-            elif name.startswith("check."):
-                passed += 1
+            if name.startswith("check."):
+                cases.append((name, name, entry_passed))
             continue
         report = build / "test-results" / f"{name}.xml"
         try:
@@ -39,14 +39,19 @@ def main(build):
         except (OSError, xml.ParseError) as error:
             failed.append(f"{name}: no results ({error})")
             continue
+        cases += [(name, case, case_passed) for case, case_passed in results]
         bad = [case for case, case_passed in results if not case_passed]
-        passed += len(results) - len(bad)
         failed += [f"{name}: {case}" for case in bad]
         if not results:
             failed.append(f"{name}: no case ran")
         elif not entry_passed and not bad:
             failed.append(f"{name}: ended badly outside its cases")
+    return cases, failed
 
+
+def main(build):
+    cases, failed = collect(build)
+    passed = sum(case_passed for _, _, case_passed in cases)
     for line in failed:
         print(f"failed: {line}")
     print(f"{passed} passed, {len(failed)} failed")
