@@ -134,8 +134,9 @@ void publish(FramePage &page, uint64_t frame)
 
 void wait_for_next_frame()
 {
-    const auto counts_left = static_cast<long>(kCountsPerFrame - ddal::core::cpu_counter() % kCountsPerFrame);
-    const timespec pause{.tv_sec = 0, .tv_nsec = counts_left * (kFrameNanoseconds / 1000) / (kCountsPerFrame / 1000)};
+    const uint64_t counts_left = kCountsPerFrame - ddal::core::cpu_counter() % kCountsPerFrame;
+    const auto nanoseconds = counts_left * kFrameNanoseconds / kCountsPerFrame;
+    const timespec pause{.tv_sec = 0, .tv_nsec = static_cast<long>(nanoseconds)};
     nanosleep(&pause, nullptr);
 }
 
