@@ -372,11 +372,15 @@ TEST_F(LinkEvents, TenThousandChanges)
 TEST_F(LinkEvents, NeverWriteToAReusedNumber)
 {
     constexpr int kRounds = 500;
-    std::atomic<bool> done{false};
+    constexpr int kChangesARound = 8; // a slow reader of the bus would find its answers behind ever more signals
+    std::atomic<int> rounds{0};
     std::thread changes([&] {
         vboard::Client board;
-        for (bool up = false; !done; up = !up)
-            board.run(std::string("link state broadcom 20 ") + (up ? "routable" : "no-carrier"));
+        for (int i = 0; rounds < kRounds; ++i) {
+            while (i >= kChangesARound * (rounds + 1) && rounds < kRounds)
+                std::this_thread::sleep_for(std::chrono::microseconds(50));
+            board.run(std::string("link state broadcom 20 ") + (i % 2 ? "routable" : "no-carrier"));
+        }
     });
     int touched = 0;
     int reused = 0;
@@ -390,8 +394,8 @@ TEST_F(LinkEvents, NeverWriteToAReusedNumber)
         eventfd_t value = 0;
         touched += eventfd_read(other, &value) == 0;
         close(other);
+        rounds = i + 1;
     }
-    done = true;
     changes.join();
     std::cout << kRounds << " rounds, " << reused << " with the same number\n";
     EXPECT_GT(reused, kRounds / 2) << "the test did not meet what it is about";
