@@ -116,7 +116,7 @@ DDAL_API int ddal_boot_get_lmt(uint32_t *on);
  * Change them: 0 = off, anything else = on. Only ddal_boot_set_lmt makes the change permanent; its result is then that
  * of ddal_sysinfo_update_devicetree_to_flash.
  *
- * @threads safe on different units: settings
+ * @threads safe on different units: settings; ddal_boot_set_lmt: one caller at a time in the whole unit
  * @blocks one access; ddal_boot_set_lmt: a program, which writes flash
  */
 DDAL_API int ddal_boot_set_lmp_netboot(uint32_t on);
@@ -126,7 +126,7 @@ DDAL_API int ddal_boot_set_lmt(uint32_t on);
 /*
  * Mask of the CPUs kept free of the scheduler. Setting it makes it permanent, as ddal_boot_set_lmt does.
  *
- * @threads safe
+ * @threads safe; ddal_boot_set_isolcpus: one caller at a time in the whole unit
  * @blocks one access; ddal_boot_set_isolcpus: a program, which writes flash
  */
 DDAL_API int ddal_boot_get_isolcpus(uint32_t *value);

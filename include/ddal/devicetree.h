@@ -95,28 +95,39 @@ DDAL_API int ddal_devicetree_get_osc_oscillator_type(uint32_t *value);
  * Radio band class: bits 8 to 15 of a cell of 256 or more, else the whole cell.
  *
  * @threads safe
- * @blocks one access; two for the sub-band's own cell
+ * @blocks one access
  */
 DDAL_API int ddal_devicetree_get_band_class(uint32_t *value);
-/* Radio sub-band: bits 0 to 7 of a band-class cell of 256 or more, else a cell of its own. */
+
+/*
+ * Radio sub-band: bits 0 to 7 of a band-class cell of 256 or more, else a cell of its own.
+ *
+ * @threads safe
+ * @blocks one access; two for the cell of its own
+ */
 DDAL_API int ddal_devicetree_get_sub_band(uint32_t *value);
 
-/* Fitting of the backhaul ports, power-sourcing equipment and Bluetooth: the cell shifted left by 12. */
 /*
- * On board type 5 nothing is read and the value is 0x2000.
+ * Fitting of the backhaul ports, power-sourcing equipment and Bluetooth: the cell shifted left by 12, that of backhaul
+ * port 3 by 4. On board type 5 the fitting of backhaul port 1 is 0x2000, and nothing is read.
  *
  * @threads safe
  * @blocks one access
  */
 DDAL_API int ddal_devicetree_get_user_defined_a_backhaul_1_type(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_backhaul_2_type(uint32_t *value);
-/* Shifted left by 4, not 12. */
 DDAL_API int ddal_devicetree_get_user_defined_a_backhaul_3_type(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_pse_status(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_pse_config(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_bt_status(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_bt_config(uint32_t *value);
-/* The cell as it is. Every failure gives -1022 instead of the reader's code. */
+
+/*
+ * Fitting of Wi-Fi: the cell as it is. Every failure gives -1022 instead of the reader's code.
+ *
+ * @threads safe
+ * @blocks one access
+ */
 DDAL_API int ddal_devicetree_get_user_defined_a_wifi_support(uint32_t *value);
 
 /*

@@ -38,10 +38,16 @@ DDAL_BEGIN_DECLS
  * Opens the three semaphores, once per process. Returns 0, or 1 when one of them could not be opened.
  *
  * @threads safe
- * @blocks three accesses; none from the second call on, and for Osal_shutdown
+ * @blocks three accesses; none from the second call on
  */
 DDAL_API int Osal_startup(void);
-/* Returns 0; the semaphores stay open. */
+
+/*
+ * Returns 0; the semaphores stay open.
+ *
+ * @threads safe
+ * @blocks none
+ */
 DDAL_API int Osal_shutdown(void);
 
 /*
@@ -73,12 +79,18 @@ DDAL_API void Osal_saCsExit(uint32_t key);
 /*
  * Heap blocks, NULL when there is no memory. The packet DMA's have 63 bytes more than asked for, for its alignment.
  *
- * @threads safe on different units: blocks
+ * @threads safe
  * @blocks none
  */
 DDAL_API void *Osal_cppiMalloc(uint32_t size);
 DDAL_API void *Osal_qmssMalloc(uint32_t size);
-/* Frees a block of the matching operation above; `size` is ignored. */
+
+/*
+ * Frees a block of the matching operation above; `size` is ignored.
+ *
+ * @threads safe on different units: blocks
+ * @blocks none
+ */
 DDAL_API void Osal_cppiFree(void *block, uint32_t size);
 DDAL_API void Osal_qmssFree(void *block, uint32_t size);
 

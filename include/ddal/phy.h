@@ -179,7 +179,7 @@ DDAL_API int ddal_phy_set_rclk_freq(uint32_t phy_dev, uint16_t code);
  * fd:    receives the descriptor. NULL: -EINVAL.
  *
  * @threads safe on different units: descriptors
- * @blocks up to 26 s: opening, where the service does not answer; the others: none
+ * @blocks up to 26 s: opening, where the service does not answer; the others: one access
  */
 DDAL_API int ddal_phy_copper_event_open(uint32_t phy_dev, uint32_t event, int *fd);
 DDAL_API int ddal_phy_copper_event_get(int fd, uint16_t *state);
@@ -201,10 +201,16 @@ DDAL_API int ddal_phy_event_register_marvell_switch(uint32_t port);
  * -ENOENT: not a descriptor of this family. -EIO: it cannot be read, or the service does not tell the state.
  *
  * @threads safe on different units: descriptors
- * @blocks none
+ * @blocks one access
  */
 DDAL_API int ddal_phy_event_retrieve(int fd, uint16_t *state);
-/* Closes the descriptor. -ENOENT as above. */
+
+/*
+ * Closes the descriptor. -ENOENT: not a descriptor of this family.
+ *
+ * @threads safe on different units: descriptors
+ * @blocks one access
+ */
 DDAL_API int ddal_phy_event_unregister(int fd);
 
 DDAL_END_DECLS

@@ -19,7 +19,7 @@ def literals(source):
         for literal in re.findall(r'"(/[a-z][^" ]*)"', path.read_text()):
             relative = str(path.relative_to(source)) in RELATIVE and not literal.startswith(("/proc", "/sys"))
             if not relative and not OTHERS.fullmatch(literal):
-                yield path, literal
+                yield path, literal.replace("%u", "N").replace("%s", "NAME")
 
 
 def main(source_dir):
