@@ -271,6 +271,51 @@ TEST(Board, SaysWhatIsWrongWithACommand)
     }
 }
 
+// With --real-net interface requests go to the kernel, in the run's own network: never in this machine's.
+TEST(RealNetwork, IsNotTheHosts)
+{
+    const std::string probe =
+        "import fcntl,socket,struct\n"
+        "s=socket.socket()\n"
+        "for name in \"lo\",\"eth0\":\n"
+        "  try: print(fcntl.ioctl(s,0x8913,struct.pack(\"16sh22x\",name.encode(),0))[16]&1)\n"
+        "  except OSError as e: print(e.strerror)\n"
+        "try: print(len(socket.if_nameindex()),socket.socket(socket.AF_NETLINK,socket.SOCK_RAW).fileno()>0)\n"
+        "except OSError as e: print(e.strerror)\n";
+    char folder[] = "/tmp/network-XXXXXX";
+    put(std::string(mkdtemp(folder)) + "/probe.py", probe);
+    const std::string python = "/usr/bin/python3 " + std::string(folder) + "/probe.py";
+
+    const Ran usual = run(kVboard + " run -- " + python);
+    EXPECT_EQ(usual.output.substr(0, 17), "No such device\n1\n") << "the models' interfaces";
+    EXPECT_EQ(usual.output.find("True"), std::string::npos) << usual.output;
+    const Ran real = run(kVboard + " run --real-net -- " + python);
+    EXPECT_EQ(real.output.substr(0, 17), "1\nNo such device\n") << real.output;
+    EXPECT_NE(real.output.find("True"), std::string::npos) << real.output;
+
+    // A program that joins the board from the host's network reaches neither network's interfaces.
+    const std::string board = std::string(folder) + "/board";
+    const Ran joined = run("{ " + kVboard + " run --board " + board +
+                           " --real-net -- /bin/sh -c 'exec sleep 60' & for i in $(seq "
+                           "100); do " +
+                           kVboard + " ctl --board " + board + " models >/dev/null 2>&1 && break; sleep 0.1; done; " +
+                           kVboard + " run --board " + board + " -- " + python + "; " + kVboard + " run --board " +
+                           board + " --real-net -- true; echo status $?; kill $!; wait; }");
+    EXPECT_EQ(joined.output.substr(0, 48), "Operation not permitted\nOperation not permitted\n") << joined.output;
+    EXPECT_NE(joined.output.find("runs already"), std::string::npos) << joined.output;
+    EXPECT_NE(joined.output.find("status 1"), std::string::npos) << joined.output;
+    fs::remove_all(folder);
+}
+
+TEST(RealNetwork, IsRefusedWhereNoneCanBeMade)
+{
+    const Ran ran = run(std::string(DDAL_BUILD_DIR) + "/tests/vboard/without_unshare " + kVboard +
+                        " run --real-net -- /bin/echo ran");
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_NE(ran.output.find("no network namespace of its own for --real-net"), std::string::npos) << ran.output;
+    EXPECT_EQ(ran.output.find("ran\n"), std::string::npos) << ran.output;
+}
+
 TEST(Trace, IsOneJsonObjectALine)
 {
     char folder[] = "/tmp/traced-XXXXXX";

@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <system_error>
 
+#include "cli/network.h"
 #include "daemon/board.h"
 #include "daemon/server.h"
 #include "page/escapes.h"
@@ -31,6 +32,12 @@ namespace {
 fs::path own_prefix()
 {
     return fs::read_symlink("/proc/self/exe").parent_path().parent_path();
+}
+
+// "net:[4026531840]"
+std::string own_network()
+{
+    return fs::read_symlink("/proc/self/ns/net");
 }
 
 template <size_t N>
@@ -127,7 +134,8 @@ void write_page(const fs::path &directory, const RunOptions &options)
     put(page->emulator, emulator_list(options.emulator));
     page->native_machine = machine_of("/proc/self/exe");
     page->speed = options.speed;
-    page->real_net = options.real_net;
+    if (options.real_net)
+        put(page->network, own_network());
     page->epoch_ns[0] = now_ns(CLOCK_REALTIME);
     page->epoch_ns[1] = now_ns(CLOCK_MONOTONIC);
     page->trace.store(options.trace);
@@ -372,7 +380,11 @@ int run(const RunOptions &options)
     if (options.fence) {
         status = run_fenced(directory.path(), options);
     } else {
+        if (options.real_net)
+            enter_own_network();
         const auto board = join(directory.path(), options);
+        if (options.real_net && board->page().network != own_network())
+            throw ClientError("the board runs already, outside of the network of this --real-net");
         status = run_program(*board, options);
     }
     if (options.keep)

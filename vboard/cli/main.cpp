@@ -33,8 +33,10 @@ void add_run(CLI::App &app, int &status)
         ->envname("VBOARD_EMULATOR");
     run->add_flag("--keep", options->keep, "Keep the directory of a new board");
     run->add_flag("--fence", options->fence, "Put namespaces around it as a second wall (needs bubblewrap)");
-    run->add_flag("--real-net", options->real_net,
-                  "Let interface requests reach the kernel, inside a network namespace of your own");
+    run->add_flag(
+        "--real-net", options->real_net,
+        "Make a network namespace for the board, with \"lo\" alone, and let interface requests reach the kernel "
+        "there (needs root or user namespaces)");
     run->add_flag("--no-trace", *no_trace, "Write no trace");
     run->add_option("program", options->program, "Program and its arguments, after \"--\"")->required();
     run->positionals_at_end();

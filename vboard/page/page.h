@@ -10,7 +10,7 @@
 namespace vboard {
 
 constexpr uint32_t kPageMagic = 0x56424F44;
-constexpr uint32_t kPageVersion = 3;
+constexpr uint32_t kPageVersion = 4;
 
 enum class NodeKind : uint32_t {
     kPlain = 1,     // a real file; listed so that traces and faults know its name
@@ -88,7 +88,7 @@ struct Page {
     char private_dir[256];            // <board directory>/.vboard
     char writable[kMaxWritable][256]; // places of the host where the board's programs may write
     uint32_t writable_count;
-    uint32_t real_net;                       // interface requests may reach the kernel
+    char network[60];                        // the namespace where interface requests go to the kernel; "": nowhere
     char environment[kMaxEnvironment][1024]; // NAME=value, put back into every environment
     uint32_t environment_count;
     char runtime[64];           // start of the name of a library for the programs linked with it; may be empty

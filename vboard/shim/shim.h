@@ -120,6 +120,11 @@ const IoctlForm *ioctl_form(const Node &node, uint32_t request);
 // Takes the priority input of a notifying node, if there is one.
 void take_signal(int fd);
 
+// --- network --------------------------------------------------------------------------------------------------------
+
+// Whether the board has a real network and the process is in it: only there may requests go to the kernel.
+bool is_in_network_of_board();
+
 // --- one call -------------------------------------------------------------------------------------------------------
 
 // Life of one wrapped call: looks for a fault, limits the transfer, writes the trace. Costs two loads when there is

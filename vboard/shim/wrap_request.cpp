@@ -12,10 +12,10 @@ namespace vboard::shim {
 
 namespace {
 
-// Interface requests carry a name and a record; the host's interfaces are never touched.
+// Requests of routes and interfaces, most of which carry a name and a record; the host's are never touched.
 bool is_interface_request(uint32_t request)
 {
-    return request >= 0x8910 && request <= 0x89ff;
+    return request >= 0x890b && request <= 0x89ff;
 }
 
 long interface_request(uint32_t request, ifreq *argument)
@@ -103,8 +103,10 @@ WRAP(int, ioctl, int fd, unsigned long request, ...)
     const Node *node = node_of(fd);
     if (node && node->kind != NodeKind::kPlain)
         return static_cast<int>(around.done(result_of(model_request(*node, number, argument))));
-    if (is_interface_request(number) && !page()->real_net)
+    if (is_interface_request(number) && !page()->network[0])
         return static_cast<int>(around.done(result_of(interface_request(number, static_cast<ifreq *>(argument)))));
+    if (is_interface_request(number) && !is_in_network_of_board())
+        return static_cast<int>(around.done(result_of(-EPERM)));
     return static_cast<int>(around.done(kernel_request(fd, request, argument)));
 }
 

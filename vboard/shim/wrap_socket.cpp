@@ -1,6 +1,7 @@
 // Sockets: names and ports that are global on a host are private to a board.
 #include "shim.h"
 
+#include <linux/netlink.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -113,9 +114,26 @@ long at_place(const sockaddr *address, socklen_t length, bool binding, Call call
 
 } // namespace
 
+bool is_in_network_of_board()
+{
+    const KeepErrno keep;
+    char here[sizeof page()->network];
+    const long n = syscall(SYS_readlinkat, -100 /* AT_FDCWD */, "/proc/self/ns/net", here, sizeof here - 1);
+    if (n <= 0)
+        return false;
+    here[n] = '\0';
+    return same(page()->network, here);
+}
+
 WRAP(int, socket, int domain, int type, int protocol)
 {
     Call around("socket", "");
+    // Such sockets configure the machine's network, and know no other.
+    const bool is_of_machine = domain == AF_PACKET || (domain == AF_NETLINK && protocol == NETLINK_ROUTE);
+    if (is_of_machine && !is_in_network_of_board()) {
+        errno = EPERM;
+        return -1;
+    }
     return around.fails() ? -1 : static_cast<int>(syscall(SYS_socket, domain, type, protocol));
 }
 
@@ -207,7 +225,7 @@ WRAP(int, eventfd, unsigned value, int flags)
 // The board's interfaces are not the host's.
 WRAP(unsigned, if_nametoindex, const char *name)
 {
-    if (page()->real_net)
+    if (is_in_network_of_board())
         return NEXT(unsigned(const char *), if_nametoindex)(name);
     if (starts_with(name, "eth") && name[3] >= '0' && name[3] <= '3' && !name[4])
         return static_cast<unsigned>(2 + name[3] - '0');
