@@ -1,29 +1,18 @@
 // Tables of the switch model: VLANs, translations, addresses.
 #include <algorithm>
 
-#include "daemon/models/switch.h"
-#include "switch/sdk.h"
+#include "daemon/models/switch_words.h"
 
 namespace vboard {
 
 namespace {
 
-constexpr int kParameter = -4;
-constexpr int kNotFound = -7;
-constexpr int kExists = -8;
-constexpr int kPort = -18;
 constexpr int64_t kHighestVlan = 4095;
 constexpr size_t kActionWords = 20;
-constexpr int64_t kLocalPort = 0x08000000;
 
 bool is_vlan(int64_t vlan)
 {
     return vlan >= 1 && vlan <= kHighestVlan; // 0 is no VLAN
-}
-
-int64_t local_port(int64_t gport)
-{
-    return gport & kLocalPort ? gport & ~kLocalPort : gport;
 }
 
 } // namespace
