@@ -40,6 +40,14 @@ uint32_t advertised_bit(uint32_t speed, uint32_t mode)
     return 0;
 }
 
+// 0, or -1001 with its text on standard error.
+int read_settings(InterfaceControl *control, ethtool_cmd *settings)
+{
+    if (!*control)
+        return print_failure("Unable to create socket");
+    return control->get_settings(settings) == 0 ? 0 : print_failure("Unable to get settings via ethtool.");
+}
+
 } // namespace
 
 int ddal_phy_copper_set_config_advert(uint32_t phy_dev, uint32_t speed, uint32_t mode, uint32_t enable)
@@ -67,11 +75,9 @@ int ddal_phy_copper_set_config_advert(uint32_t phy_dev, uint32_t speed, uint32_t
         return log_error(-EINVAL, "wrong speed value\n");
 
     InterfaceControl control{route.interface().name};
-    if (!control)
-        return print_failure("Unable to create socket");
     ethtool_cmd settings{};
-    if (control.get_settings(&settings) != 0)
-        return print_failure("Unable to get settings via ethtool.");
+    if (read_settings(&control, &settings) != 0)
+        return DDAL_ERR_FAILURE;
     settings.advertising = enable ? settings.advertising | bit : settings.advertising & ~bit;
     return control.set_settings(&settings) == 0 ? 0 : print_failure("ioctl failure for ETHTOOL_SSET");
 }
@@ -99,11 +105,9 @@ int ddal_phy_copper_get_config_advert(uint32_t phy_dev, uint32_t speed, uint32_t
         return log_error(-EINVAL, "wrong speed value\n");
 
     InterfaceControl control{route.interface().name};
-    if (!control)
-        return print_failure("Unable to create socket");
     ethtool_cmd settings{};
-    if (control.get_settings(&settings) != 0)
-        return print_failure("Unable to get settings via ethtool.");
+    if (read_settings(&control, &settings) != 0)
+        return DDAL_ERR_FAILURE;
     *enabled = (settings.advertising & bit) != 0;
     return 0;
 }

@@ -44,11 +44,7 @@ int ddal_bcm_loopback_remove(uint32_t port)
 
 int ddal_bcm_loopback_get(uint32_t port, uint32_t *state)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!state)
-        return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, state, "state is NULL") != 0)
         return DDAL_ERR_FAILURE;
     const int rc = ddal_bcm_ifp_redirect_frame_action_exists(port, port);
     if (rc < 0)
@@ -86,11 +82,7 @@ int ddal_bcm_tunneling_remove(uint32_t port1, uint32_t port2)
 
 int ddal_bcm_tunneling_get(uint32_t port, uint32_t *peer_port)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!peer_port)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, peer_port, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
     const int rc = ddal_bcm_ifp_redirect_frame_action_get(port, peer_port);
     return rc == 0 ? 0 : log_error(rc, "Getting tunneling failed on port %u\n", port);

@@ -156,11 +156,7 @@ int ddal_bcm_set_phy_loopback(uint32_t port, uint32_t enable)
 
 int ddal_bcm_get_phy_loopback(uint32_t port, uint32_t *state)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!state)
-        return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, state, "state is NULL") != 0)
         return DDAL_ERR_FAILURE;
 
     int loopback = 0;
@@ -188,11 +184,7 @@ int ddal_bcm_set_mdix(uint32_t port, uint32_t mode)
 
 int ddal_bcm_get_mdix(uint32_t port, uint16_t *mode)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!mode)
-        return log_error(DDAL_ERR_FAILURE, "mode is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, mode, "mode is NULL") != 0)
         return DDAL_ERR_FAILURE;
 
     bcm_port_mdix_t sdk = BCM_PORT_MDIX_AUTO;
@@ -227,11 +219,7 @@ int ddal_bcm_set_master_slave(uint32_t port, uint32_t mode)
 
 int ddal_bcm_get_master_slave(uint32_t port, uint16_t *is_master)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!is_master)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, is_master, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     uint32_t status = 0;
@@ -246,11 +234,7 @@ int ddal_bcm_get_master_slave(uint32_t port, uint16_t *is_master)
 
 int ddal_bcm_get_master_slave_configuration(uint32_t port, uint16_t *config, uint16_t *port_type)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!config || !port_type)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, config && port_type, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     int master = 0;

@@ -72,11 +72,7 @@ int ddal_bcm_set_autoneg(uint32_t port, uint32_t state)
 
 int ddal_bcm_get_autoneg(uint32_t port, uint32_t *state)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!state)
-        return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, state, "state is NULL") != 0)
         return DDAL_ERR_FAILURE;
 
     uint32_t control = 0;
@@ -115,11 +111,7 @@ int ddal_bcm_set_duplex_mode(uint32_t port, uint32_t mode)
 
 int ddal_bcm_get_duplex_mode(uint32_t port, uint32_t *mode)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!mode)
-        return log_error(DDAL_ERR_FAILURE, "mode is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, mode, "mode is NULL") != 0)
         return DDAL_ERR_FAILURE;
 
     uint32_t control = 0;
@@ -149,11 +141,7 @@ int ddal_bcm_set_speed(uint32_t port, uint32_t speed)
 
 int ddal_bcm_get_speed(uint32_t port, uint32_t *speed)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!speed)
-        return log_error(DDAL_ERR_FAILURE, "speed is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, speed, "speed is NULL") != 0)
         return DDAL_ERR_FAILURE;
 
     if (is_copper(port)) {
@@ -228,11 +216,7 @@ int read_duplex(uint32_t port, uint32_t *duplex)
 
 int ddal_bcm_copper_get_status(uint32_t port, struct ddal_phy_copper_status *status)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!status)
-        return log_error(DDAL_ERR_FAILURE, "status cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, status, "status cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     int link = 0;

@@ -65,11 +65,7 @@ int ddal_bcm_set_mapping_mode(uint32_t port, uint32_t mode)
 
 int ddal_bcm_get_mapping_mode(uint32_t port, uint32_t *mode)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!mode)
-        return log_error(DDAL_ERR_FAILURE, "mode is NULL\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, mode, "mode is NULL") != 0)
         return DDAL_ERR_FAILURE;
     *mode = is_dscp_mode(port) ? kDscpMode : kPcpMode;
     return 0;
@@ -144,11 +140,7 @@ int ddal_bcm_set_default_queue(uint32_t port, uint32_t queue)
 
 int ddal_bcm_get_default_queue(uint32_t port, uint32_t *queue)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!queue)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, queue, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
     if (ddal_bcm_ifp_cosq_untagged_frame_action_get(port, queue) == 0)
         return 0;
@@ -180,11 +172,7 @@ int ddal_bcm_qos_disable(uint32_t port)
 
 int ddal_bcm_qos_status(uint32_t port, uint32_t *status)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!status)
-        return log_error(DDAL_ERR_FAILURE, "status cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, status, "status cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     int mode = BCM_PORT_DSCP_MAP_NONE;

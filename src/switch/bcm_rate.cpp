@@ -52,11 +52,7 @@ int ddal_bcm_port_egress_shaping_set(uint32_t port, uint32_t limit, uint32_t bur
 
 int ddal_bcm_port_egress_shaping_get(uint32_t port, uint32_t *limit, uint32_t *burst)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!limit || !burst)
-        return log_error(DDAL_ERR_FAILURE, "pointers to limit or burst cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, limit && burst, "pointers to limit or burst cannot be null") != 0)
         return DDAL_ERR_FAILURE;
     if (sdk_on_port(port, bcm_port_rate_egress_get, limit, burst) != 0)
         return log_error(DDAL_ERR_FAILURE, "Getting egress shaping failed on port %u\n", port);
@@ -74,11 +70,7 @@ int ddal_bcm_port_ingress_limiting_set(uint32_t port, uint32_t limit, uint32_t b
 
 int ddal_bcm_port_ingress_limiting_get(uint32_t port, uint32_t *limit, uint32_t *burst)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!limit || !burst)
-        return log_error(DDAL_ERR_FAILURE, "pointers to limit or burst cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, limit && burst, "pointers to limit or burst cannot be null") != 0)
         return DDAL_ERR_FAILURE;
     if (sdk_on_port(port, bcm_port_rate_ingress_get, limit, burst) != 0)
         return log_error(DDAL_ERR_FAILURE, "Getting ingress limiting failed on port %u\n", port);
@@ -87,11 +79,7 @@ int ddal_bcm_port_ingress_limiting_get(uint32_t port, uint32_t *limit, uint32_t 
 
 int ddal_bcm_cos_dropped_pkts_get(uint32_t port, uint32_t counters[6])
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!counters)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, counters, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     int gport = 0;
@@ -115,11 +103,7 @@ int ddal_bcm_cos_dropped_pkts_set(uint32_t port)
 
 int ddal_bcm_port_stats_get(uint32_t port, struct ddal_eth_switch_port_stats *stats)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!stats)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, stats, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     bcm_stat_val_t counters[kCounters];
@@ -157,11 +141,7 @@ int ddal_bcm_set_port_cosq_quanta(uint32_t port, const uint32_t quanta[8])
 
 int ddal_bcm_get_port_cosq_quanta(uint32_t port, uint32_t quanta[8])
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!quanta)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, quanta, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     int mode = 0;

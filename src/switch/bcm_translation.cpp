@@ -149,11 +149,7 @@ DDAL_WEAK int ddal_bcm_vlan_translation_disable(uint32_t port, uint32_t svlan)
 
 DDAL_WEAK int ddal_bcm_vlan_translation_status_on_svlan(uint32_t port, uint32_t svlan, uint32_t *status)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!status)
-        return log_error(DDAL_ERR_FAILURE, "status cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, status, "status cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     bool found = false;

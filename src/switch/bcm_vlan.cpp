@@ -109,11 +109,7 @@ int ddal_bcm_default_svlan_set(uint32_t port, uint32_t svlan)
 
 int ddal_bcm_default_svlan_get(uint32_t port, uint16_t *svlan)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!svlan)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (open_port_for(__func__, port, svlan, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
 
     bcm_vlan_action_set_t action{};

@@ -24,6 +24,19 @@ constexpr uint32_t kControlLoadSpeed1000 = 0x0040;
 // 0, or -1001 logged under the caller's name.
 int check_port(const char *caller, uint32_t port);
 
+// The checks of an operation with outputs, and the switch opened: 0, or -1001 logged under the caller's name. `missing`
+// is the text for a null pointer among the outputs.
+inline int open_port_for(const char *caller, uint32_t port, bool has_outputs, const char *missing)
+{
+    if (check_port(caller, port) != 0)
+        return DDAL_ERR_FAILURE;
+    if (!has_outputs) {
+        log_line_as(LOG_ERR, caller, "%s\n", missing);
+        return DDAL_ERR_FAILURE;
+    }
+    return open_bcm_switch();
+}
+
 // The MDIO address of the port's PHY, or -1 for a fibre port.
 int mdio_address(uint32_t port);
 inline bool is_copper(uint32_t port)
