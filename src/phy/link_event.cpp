@@ -77,10 +77,9 @@ void notify_entry(void *key, void *, void *)
     notify(GPOINTER_TO_INT(key));
 }
 
-// Unless the registration has ended meanwhile, and the number is another file's.
+// Unless the registration has ended meanwhile, and the number is another file's. The registry's lock is held.
 void notify_if_registered(GDBusProxy *proxy, int fd)
 {
-    const RegistryLock lock;
     const auto *const record =
         static_cast<const Registration *>(loaded_gio()->hash_table_lookup(event_registry(), GINT_TO_POINTER(fd)));
     if (record && record->proxy == proxy)
@@ -114,6 +113,7 @@ struct Refresh {
 // On the event thread, in the order in which replies and signals came in.
 void on_state_read(GObject *connection, GAsyncResult *result, void *user_data)
 {
+    const RegistryLock lock; // the registration that asked for it is over then
     const Gio *const gio = loaded_gio();
     const std::unique_ptr<Refresh> refresh{static_cast<Refresh *>(user_data)};
     GVariant *const reply =
