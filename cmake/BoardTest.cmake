@@ -30,7 +30,8 @@ endif()
 set(board_environment "")
 set(plain_environment "")
 if(DDAL_SANITIZE)
-    set(board_environment ASAN_OPTIONS=allocator_may_return_null=1 TSAN_OPTIONS=allocator_may_return_null=1)
+    set(board_environment ASAN_OPTIONS=allocator_may_return_null=1
+        TSAN_OPTIONS=allocator_may_return_null=1:suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan-glib.supp)
     set(plain_environment ASAN_OPTIONS=allocator_may_return_null=1:verify_asan_link_order=0)
 endif()
 if(CMAKE_CROSSCOMPILING) # for the boards and programs that they start themselves

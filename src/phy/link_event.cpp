@@ -2,6 +2,7 @@
 
 #include <ddal/phy.h>
 
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -43,6 +44,10 @@ std::mutex gone_mutex;
 std::condition_variable gone_condition;
 int gone_fd = -1;
 
+// What a handler did comes before its descriptor is closed: GLib's locks see to that, and this says so to the compiler
+// and to whoever checks.
+std::atomic<unsigned> handled{0};
+
 void on_handler_gone(void *user_data, GClosure *)
 {
     const std::lock_guard lock(gone_mutex);
@@ -58,6 +63,7 @@ Registration::~Registration()
         std::unique_lock lock(gone_mutex);
         gone_condition.wait(lock, [this] { return gone_fd == fd; });
         gone_fd = -1;
+        handled.load(std::memory_order_acquire);
     }
     if (proxy)
         gio->object_unref(proxy);
@@ -194,6 +200,7 @@ void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *,
         if (notify(fd) != 0)
             log_line(LOG_ERR, "error writing to eventfd %d: %d\n", fd, errno);
     }
+    handled.fetch_add(1, std::memory_order_release);
 }
 
 int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path)
