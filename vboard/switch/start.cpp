@@ -2,13 +2,12 @@
 #include "switch/release.h"
 
 #include <cstring>
+#include <dlfcn.h>
 
 #include "switch/exchange.h"
 #include "switch/sdk.h"
 
 using vboard::client_library::call;
-
-extern "C" __attribute__((weak)) void sal_config_init_defaults(void);
 
 struct cpudb_s {
     cpudb_entry_s *local;
@@ -25,6 +24,18 @@ constexpr int kParameter = -4;
 constexpr int kExists = -8;
 constexpr int kBusy = -10;
 constexpr int kNotInitialized = -17;
+
+// The library's hook. A program that loads the library itself, after this one, has it in a scope of its own.
+void (*configuration_hook())()
+{
+    constexpr const char *kName = "sal_config_init_defaults";
+    void *hook = dlsym(RTLD_DEFAULT, kName);
+    if (!hook) {
+        void *const library = dlopen("libddal.so.1", RTLD_LAZY | RTLD_NOLOAD);
+        hook = library ? dlsym(library, kName) : nullptr;
+    }
+    return reinterpret_cast<void (*)()>(hook);
+}
 
 // How far this process has come.
 enum class Stage { kNothing, kCore, kSal, kAtp, kRpc, kLink, kAttached };
@@ -89,8 +100,8 @@ int sal_core_init(void)
     if (answer.result != 0)
         return answer.result;
     vboard::client_library::release = static_cast<vboard::client_library::Release>(answer.word(0));
-    if (sal_config_init_defaults)
-        sal_config_init_defaults();
+    if (const auto hook = configuration_hook())
+        hook();
     stage = Stage::kCore;
     return configured ? 0 : kNotInitialized;
 }
