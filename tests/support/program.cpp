@@ -99,6 +99,18 @@ Finished run_and_signal(const std::vector<std::string> &words, std::chrono::mill
     return {status, content_of(out.get()), content_of(err.get())};
 }
 
+int run_and_answer(const std::string &line, const std::function<void(const std::string &line)> &answer)
+{
+    FILE *out = popen(line.c_str(), "r");
+    if (!out)
+        return -1;
+    char text[512];
+    while (fgets(text, sizeof text, out))
+        answer(text);
+    const int status = pclose(out);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 std::vector<std::string> words_of(const std::string &line)
 {
     std::istringstream in(line);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ Finished run_program(const std::vector<std::string> &words);
 
 // The same, and sends it a signal after a while.
 Finished run_and_signal(const std::vector<std::string> &words, std::chrono::milliseconds after, int signal);
+
+// Runs a shell line and calls `answer` for each line of its output as it comes. The exit status.
+int run_and_answer(const std::string &line, const std::function<void(const std::string &line)> &answer);
 
 // "a b c" as three words.
 std::vector<std::string> words_of(const std::string &line);

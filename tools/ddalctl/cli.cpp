@@ -88,6 +88,37 @@ bool asks_for_json(int argc, char **argv)
     return std::find(argv + 1, argv + argc, std::string("--json")) != argv + argc;
 }
 
+bool is_verb_of(const Family &family, const std::string &word)
+{
+    return std::any_of(family.commands.begin(), family.commands.end(),
+                       [&](const Command &command) { return word == command.verb; });
+}
+
+// Why the parser refused the words, and where to read on.
+WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
+{
+    std::vector<std::string> words;
+    std::copy_if(argv + 1, argv + argc, std::back_inserter(words),
+                 [](const std::string &word) { return !word.starts_with("-"); });
+    const std::vector<Family> &all = families();
+    const auto family = std::find_if(all.begin(), all.end(),
+                                     [&](const Family &each) { return !words.empty() && words[0] == each.name; });
+    if (family == all.end())
+        return WrongUse((words.empty() ? error.what() : "no command \"" + words[0] + "\"") + "; see ddalctl --help");
+
+    const std::string help = std::string("; see ddalctl ") + family->name;
+    if (is_verb_of(*family, ""))
+        return WrongUse(error.what() + help + " --help");
+    const std::string verb = words.size() > 1 ? words[1] : "";
+    if (is_verb_of(*family, verb))
+        return WrongUse(error.what() + help + " " + verb + " --help");
+    std::string verbs;
+    for (const Command &command : family->commands)
+        verbs += (verbs.empty() ? "" : ", ") + std::string(command.verb);
+    const std::string what = verb.empty() ? " needs to know what to do" : " does not do \"" + verb + "\"";
+    return WrongUse(family->name + what + ": one of " + verbs + help + " --help");
+}
+
 int run_command(const Invocation &invocation)
 {
     Report report(invocation.json);
@@ -127,7 +158,7 @@ int run(int argc, char **argv)
         print_help(root.help(), asks_for_json(argc, argv));
         return kDone;
     } catch (const CLI::ParseError &error) {
-        const WrongUse failure(std::string(error.what()) + "; see ddalctl --help");
+        const WrongUse failure = refusal(error, argc, argv);
         print_failure(failure, invocation.name, asks_for_json(argc, argv));
         return failure.status();
     } catch (const Failure &failure) {

@@ -31,6 +31,7 @@ struct EventKind {
     const char *summary;
     bool has_index; // one channel per index, "prescan:2"
     std::unique_ptr<EventSource> (*open)(uint32_t index);
+    uint32_t followed = 1; // of an indexed kind: how many channels, from 0, where nobody names one
 };
 
 // Waits for the next event of one of the sources; null when the user stopped the command first. The library's own waits
@@ -40,6 +41,7 @@ bool next_event(EventSource &source);
 
 std::vector<EventKind> alarm_events();
 std::vector<EventKind> laa_events();
+std::vector<EventKind> link_events();
 std::vector<EventKind> sfp_events();
 
 } // namespace ddalctl

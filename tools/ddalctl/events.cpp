@@ -10,6 +10,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/interrupt.h"
+#include "ddalctl/library.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -19,7 +20,7 @@ namespace {
 std::vector<EventKind> all_kinds()
 {
     std::vector<EventKind> kinds;
-    for (const auto &of_family : {alarm_events, laa_events, sfp_events})
+    for (const auto &of_family : {alarm_events, laa_events, sfp_events, link_events})
         for (const EventKind &kind : of_family())
             kinds.push_back(kind);
     return kinds;
@@ -61,17 +62,25 @@ Sources open_chosen(const std::string &list)
     return sources;
 }
 
-// Every kind that this board has; of indexed channels the first.
-Sources open_all(const Report &report)
+void open_kind(Sources &sources, const EventKind &kind, const Report &report)
 {
-    Sources sources;
-    for (const EventKind &kind : all_kinds()) {
+    for (uint32_t index = 0; index < kind.followed; index++) {
         try {
-            sources.push_back(kind.open(0));
+            sources.push_back(kind.open(index));
         } catch (const Failure &failure) {
-            report.line(std::string(kind.name) + ": not available (" + failure.what() + ")");
+            const std::string which = kind.followed > 1 ? " " + std::to_string(index) : "";
+            report.line(kind.name + which + ": not available (" + failure.what() + ")");
         }
     }
+}
+
+// Every kind that this board has; of indexed channels the first, or as many as a board has.
+Sources open_all(const Report &report)
+{
+    library_symbol("ddal_unit_get_board"); // where this is no board, that is said once
+    Sources sources;
+    for (const EventKind &kind : all_kinds())
+        open_kind(sources, kind, report);
     if (sources.empty())
         throw Failure(-ENODEV, kNothingThere, "this board has no event channels");
     return sources;

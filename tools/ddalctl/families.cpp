@@ -9,6 +9,7 @@ const std::vector<Family> &families()
         fpga_family(),        cpld_family(),        dfe_family(),
         power_meter_family(), rf_fpga_family(),     slow_measurement_family(),
         laa_family(),         rfcard_family(),      sfp_family(),
+        phy_family(),         link_family(),        switch_family(),
         alarm_family(),       events_family(),      aif_family(),
         frame_family(),       clock_family(),       led_family(),
         ffs_family(),         boot_family(),        watchdog_family(),

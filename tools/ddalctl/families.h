@@ -23,8 +23,10 @@ Family fpga_family();
 Family frame_family();
 Family laa_family();
 Family led_family();
+Family link_family();
 Family mem_family();
 Family password_family();
+Family phy_family();
 Family power_meter_family();
 Family ready_family();
 Family reboot_family();
@@ -34,6 +36,7 @@ Family root_access_family();
 Family sfp_family();
 Family slow_measurement_family();
 Family ssh_family();
+Family switch_family();
 Family sysinfo_family();
 Family watchdog_family();
 

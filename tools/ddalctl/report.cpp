@@ -61,15 +61,23 @@ void Report::repeat(const std::string &name, uint64_t value)
     entries_.push_back({name, value, "", true, {}, false});
 }
 
+Report::Entry &Report::table_named(const std::string &name)
+{
+    const auto table =
+        std::find_if(entries_.begin(), entries_.end(), [&](const Entry &entry) { return entry.name == name; });
+    return table != entries_.end() ? *table : entries_.emplace_back(Entry{name, nullptr, "", false, {}, true});
+}
+
+void Report::table(const std::string &name)
+{
+    table_named(name);
+}
+
 Report &Report::row(const std::string &name)
 {
-    auto table = std::find_if(entries_.begin(), entries_.end(), [&](const Entry &entry) { return entry.name == name; });
-    if (table == entries_.end()) {
-        entries_.push_back({name, nullptr, "", false, {}, true});
-        table = entries_.end() - 1;
-    }
-    table->rows.push_back(std::make_unique<Report>(json_));
-    return *table->rows.back();
+    Entry &table = table_named(name);
+    table.rows.push_back(std::make_unique<Report>(json_));
+    return *table.rows.back();
 }
 
 void Report::line(const std::string &text) const

@@ -32,6 +32,8 @@ public:
     // A value that the user gave or that people need not read again: in the document only.
     void repeat(const std::string &name, uint64_t value);
 
+    // A table, which may stay empty.
+    void table(const std::string &name);
     // A new row of the table `name`.
     Report &row(const std::string &name);
 
@@ -51,6 +53,7 @@ private:
         bool is_table = false;
     };
 
+    Entry &table_named(const std::string &name);
     void print_text(FILE *out) const;
     static void print_table(FILE *out, const Entry &table);
 

@@ -1,0 +1,252 @@
+// ddalctl link: whether the links of the backhaul ports are up, and changes as they happen.
+#include <ddal/error.h>
+#include <ddal/phy.h>
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <net/if.h>
+#include <poll.h>
+#include <string>
+
+#include "ddalctl/event_source.h"
+#include "ddalctl/failure.h"
+#include "ddalctl/families.h"
+#include "ddalctl/interrupt.h"
+#include "ddalctl/library.h"
+#include "ddalctl/phy_device.h"
+#include "ddalctl/report.h"
+
+namespace ddalctl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uint32_t kLinkEvent = 0;
+constexpr uint64_t kLongestWait = 86'400'000; // ms
+
+const char *state_name(bool up)
+{
+    return up ? "up" : "down";
+}
+
+int open_device(const std::string &name)
+{
+    int fd = -1;
+    const int result = DDAL(ddal_phy_copper_event_open)(static_cast<uint32_t>(name[0] - '0'), kLinkEvent, &fd);
+    if (result == DDAL_ERR_FAILURE)
+        throw Failure(result, kOperationFailed,
+                      "cannot follow link " + name +
+                          ": the device is not on this board (see ddalctl phy list), or the system's message bus does "
+                          "not answer; the library's log, on standard error, tells which");
+    require_phy(result);
+    return fd;
+}
+
+int open_interface(const std::string &name)
+{
+    const auto open = DDAL(ddal_phy_event_register_linux_interface); // where this is no board, that is what to say
+    if (if_nametoindex(name.c_str()) == 0)
+        throw Failure(-ENODEV, kNothingThere,
+                      "LINK: there is no network interface \"" + name +
+                          "\" here; give one that \"ip link\" lists, or a PHY device from 0 to 4");
+    const int fd = open(name.c_str());
+    if (fd < 0)
+        throw Failure(DDAL_ERR_FAILURE, kOperationFailed,
+                      "cannot follow " + name + ": the system's message bus does not answer");
+    return fd;
+}
+
+bool is_device(const std::string &name)
+{
+    return name.size() == 1 && name[0] >= '0' && name[0] < static_cast<char>('0' + kPhyDevices);
+}
+
+// An open link event descriptor: of a PHY device, "3", or of a network interface, "eth0".
+class OpenLink {
+public:
+    explicit OpenLink(const std::string &name)
+        : name_(name), fd_(is_device(name) ? open_device(name) : open_interface(name))
+    {
+    }
+    ~OpenLink() { DDAL(ddal_phy_event_unregister)(fd_); }
+    OpenLink(const OpenLink &) = delete;
+    OpenLink &operator=(const OpenLink &) = delete;
+
+    int fd() const { return fd_; }
+
+    // Takes the event if there is one.
+    bool is_up() const
+    {
+        uint16_t state = 0;
+        if (DDAL(ddal_phy_event_retrieve)(fd_, &state) != 0)
+            throw Failure(-EIO, kOperationFailed,
+                          "the service that tells about link " + name_ +
+                              " does not answer, or the message bus is gone");
+        return state != 0;
+    }
+
+private:
+    std::string name_;
+    int fd_;
+};
+
+class LinkSource : public EventSource {
+public:
+    explicit LinkSource(uint32_t device)
+        : name_("link " + std::to_string(device)), link_(std::to_string(device)), was_up_(link_.is_up())
+    {
+    }
+
+    std::string name() const override { return name_; }
+    int descriptor() const override { return link_.fd(); }
+    short condition() const override { return POLLIN; }
+    std::string take() override
+    {
+        const bool up = link_.is_up();
+        std::string text = std::string(up == was_up_ ? "changed, now " : "") + state_name(up);
+        was_up_ = up;
+        return text;
+    }
+
+private:
+    std::string name_;
+    OpenLink link_;
+    bool was_up_; // a link may have changed twice before it is asked
+};
+
+// Until the link is in that state. False when the time is over or the user stopped the command.
+bool wait_for(const OpenLink &link, bool up, Clock::time_point end)
+{
+    while (!StopOnSignal::stopped()) {
+        if (link.is_up() == up)
+            return true;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+        if (left.count() <= 0)
+            return false;
+        pollfd waiting = {link.fd(), POLLIN, 0};
+        if (poll(&waiting, 1, static_cast<int>(left.count())) < 0 && errno != EINTR)
+            throw failure_of(-errno);
+    }
+    return false;
+}
+
+bool wanted_state(const Arguments &arguments)
+{
+    constexpr Choice kStates[] = {{"down", 0}, {"up", 1}};
+    return arguments.choice("STATE", kStates) != 0;
+}
+
+void check_link_name(const Arguments &arguments)
+{
+    const std::string &name = arguments.text("LINK");
+    if (name.empty() || name.size() >= IF_NAMESIZE ||
+        (name.find_first_not_of("0123456789") == std::string::npos && !is_device(name)))
+        throw WrongUse("LINK: \"" + name + "\" is neither a PHY device from 0 to 4 nor a network interface");
+}
+
+void wait_until(const std::string &name, bool up, const Arguments &arguments)
+{
+    const uint64_t limit = arguments.given("--timeout") ? arguments.number64("--timeout") : kLongestWait;
+    const StopOnSignal stop;
+    const OpenLink link(name);
+    if (wait_for(link, up, Clock::now() + std::chrono::milliseconds(limit)))
+        return;
+    if (StopOnSignal::stopped())
+        throw Failure(-EINTR, kOperationFailed, "interrupted before link " + name + " was " + state_name(up));
+    throw Failure(-ETIMEDOUT, kOperationFailed,
+                  "link " + name + " is still " + state_name(!up) + " after " + std::to_string(limit) + " ms");
+}
+
+// Adds the link's state; the reason if it cannot be told.
+std::unique_ptr<Failure> add_state(Report &row, uint32_t device)
+{
+    try {
+        row.add("link", state_name(OpenLink(std::to_string(device)).is_up()));
+        return nullptr;
+    } catch (const Failure &failure) {
+        row.add_missing("link");
+        return std::make_unique<Failure>(failure);
+    }
+}
+
+void show_all(Report &report)
+{
+    std::unique_ptr<Failure> reason;
+    bool told = false;
+    for (uint32_t device = 0; device < kPhyDevices; device++) {
+        ddal_phy_association place = {};
+        if (DDAL(ddal_phy_get_association)(device, &place) != 0)
+            continue; // not on this board
+        Report &row = report.row("links");
+        row.add("device", device);
+        row.add("at", place.ifname[0] ? std::string(place.ifname) : "switch port " + std::to_string(place.switch_port));
+        auto failure = add_state(row, device);
+        told = told || !failure;
+        if (failure)
+            reason = std::move(failure);
+    }
+    if (!told)
+        throw reason ? *reason : Failure(-ENODEV, kNothingThere, "this board has no link that the library can place");
+}
+
+void show(const Arguments &arguments, Report &report)
+{
+    if (!arguments.given("LINK"))
+        return show_all(report);
+    check_link_name(arguments);
+    report.add("link", state_name(OpenLink(arguments.text("LINK")).is_up()));
+}
+
+void wait(const Arguments &arguments, Report &report)
+{
+    check_link_name(arguments);
+    const bool up = wanted_state(arguments);
+    wait_until(arguments.text("LINK"), up, arguments);
+    report.add("link", state_name(up));
+}
+
+void set(const Arguments &arguments, Report &)
+{
+    const bool up = wanted_state(arguments);
+    const uint32_t device = arguments.number("DEVICE");
+    require_phy(up ? DDAL(ddal_phy_copper_power_up)(device) : DDAL(ddal_phy_copper_power_down)(device));
+    if (arguments.given("--timeout"))
+        wait_until(std::to_string(device), up, arguments);
+}
+
+} // namespace
+
+std::vector<EventKind> link_events()
+{
+    return {{"link", "a backhaul link comes or goes", true,
+             [](uint32_t device) -> std::unique_ptr<EventSource> {
+                 if (device >= kPhyDevices)
+                     throw WrongUse("--only: link:" + std::to_string(device) + " is none of link:0 to link:4");
+                 return std::make_unique<LinkSource>(device);
+             },
+             kPhyDevices}};
+}
+
+Family link_family()
+{
+    const Argument link = {"LINK", Kind::text, "PHY device, 0 to 4, or a network interface such as eth0"};
+    const Argument state = {"STATE", Kind::text, "up or down"};
+    const Argument timeout = {"--timeout", Kind::number, "give up after so many milliseconds", true, kLongestWait, 1};
+    return {"link",
+            "links of the backhaul ports (ddalctl events --only link:3 follows one)",
+            {
+                {"show",
+                 "show whether a link is up; without LINK all links",
+                 {{link.name, link.kind, link.help, true}},
+                 show},
+                {"wait", "wait until a link is up or down, and say so", {link, state, timeout}, wait},
+                {"set",
+                 "switch the port of a PHY device off or on again; with --timeout, wait until its link has followed",
+                 {kPhyDevice, state, timeout},
+                 set},
+            }};
+}
+
+} // namespace ddalctl

@@ -1,0 +1,216 @@
+// ddalctl switch: the Ethernet switch behind the backhaul ports: its ports, rates, counters and its own shell.
+#include <ddal/bcmdiag.h>
+#include <ddal/error.h>
+#include <ddal/eth_switch.h>
+#include <ddal/phy.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "ddalctl/families.h"
+#include "ddalctl/library.h"
+#include "ddalctl/phy_device.h"
+#include "ddalctl/report.h"
+#include "ddalctl/switch_commands.h"
+
+namespace ddalctl {
+
+namespace {
+
+constexpr uint32_t kDroppingQueues = 6;
+
+struct Rate {
+    uint32_t limit;
+    uint32_t burst;
+};
+
+void add_rate(Report &report, const std::string &name, const Rate &rate)
+{
+    report.add(name + "-limit", uint64_t{rate.limit},
+               rate.limit ? std::to_string(rate.limit) + " kbit/s" : std::string("none"));
+    report.add(name + "-burst", uint64_t{rate.burst}, std::to_string(rate.burst) + " kbit");
+}
+
+// Which PHY devices a port of the switch serves.
+std::map<uint32_t, std::string> ports_in_use()
+{
+    std::map<uint32_t, std::string> ports;
+    for (uint32_t device = 0; device < kPhyDevices; device++) {
+        ddal_phy_association place = {};
+        if (DDAL(ddal_phy_get_association)(device, &place) != 0 || place.switch_port < 0)
+            continue;
+        std::string &devices = ports[static_cast<uint32_t>(place.switch_port)];
+        devices += (devices.empty() ? "" : ", ") + std::to_string(device);
+    }
+    return ports;
+}
+
+void ports(const Arguments &, Report &report)
+{
+    const auto in_use = ports_in_use();
+    if (in_use.empty())
+        throw Failure(-ENODEV, kNothingThere, "no PHY device of this board is behind a switch; see ddalctl phy list");
+    for (const auto &[port, devices] : in_use) {
+        ddal_eth_switch_port_stats stats = {};
+        ddal_phy_copper_status status = {};
+        require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &stats));
+        const auto device = static_cast<uint32_t>(devices[0] - '0');
+        const bool told = DDAL(ddal_phy_copper_get_status)(device, &status) == 0;
+        Report &row = report.row("ports");
+        row.add("port", port);
+        row.add("phy-device", devices);
+        row.add("link", !told ? "-" : status.link ? "up" : "down");
+        if (told && status.link)
+            row.add("speed", uint64_t{status.speed}, std::to_string(status.speed) + " Mb/s");
+        else
+            row.add_missing("speed");
+        row.add("rx-packets", stats.rx_packets);
+        row.add("tx-packets", stats.tx_packets);
+    }
+}
+
+void show(const Arguments &arguments, Report &report)
+{
+    const uint32_t port = arguments.number("PORT");
+    Rate egress = {};
+    Rate ingress = {};
+    require_switch(DDAL(ddal_eth_switch_get_port_egress_shaping)(kSwitch, port, &egress.limit, &egress.burst));
+    require_switch(DDAL(ddal_eth_switch_get_port_ingress_limiting)(kSwitch, port, &ingress.limit, &ingress.burst));
+    add_rate(report, "egress", egress);
+    add_rate(report, "ingress", ingress);
+
+    uint16_t svlan = 0;
+    if (DDAL(ddal_eth_switch_get_default_svlan)(kSwitch, port, &svlan) == 0)
+        report.add("default-svlan", uint64_t{svlan});
+    else
+        report.add_missing("default-svlan"); // none was set
+}
+
+void counters(const Arguments &arguments, Report &report)
+{
+    const uint32_t port = arguments.number("PORT");
+    ddal_eth_switch_port_stats stats = {};
+    require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &stats));
+    const struct {
+        const char *name;
+        uint64_t value;
+    } rows[] = {
+        {"rx-octets", stats.rx_octets},   {"rx-packets", stats.rx_packets}, {"rx-errors", stats.rx_errors},
+        {"rx-dropped", stats.rx_dropped}, {"tx-octets", stats.tx_octets},   {"tx-packets", stats.tx_packets},
+        {"tx-errors", stats.tx_errors},   {"tx-dropped", stats.tx_dropped},
+    };
+    for (const auto &row : rows)
+        report.add(row.name, row.value);
+
+    uint32_t drops[kDroppingQueues] = {};
+    require_switch(DDAL(ddal_eth_switch_get_port_cos_dropped_pkts)(kSwitch, port, drops));
+    for (uint32_t queue = 0; queue < kDroppingQueues; queue++)
+        report.add("queue-" + std::to_string(queue) + "-dropped", uint64_t{drops[queue]});
+}
+
+void clear_drops(const Arguments &arguments, Report &)
+{
+    require_switch(DDAL(ddal_eth_switch_set_port_cos_dropped_pkts)(kSwitch, arguments.number("PORT")));
+}
+
+void shape(const Arguments &arguments, Report &)
+{
+    require_switch(DDAL(ddal_eth_switch_set_port_egress_shaping)(kSwitch, arguments.number("PORT"),
+                                                                 arguments.number("LIMIT"), arguments.number("BURST")));
+}
+
+void limit(const Arguments &arguments, Report &)
+{
+    require_switch(DDAL(ddal_eth_switch_set_port_ingress_limiting)(
+        kSwitch, arguments.number("PORT"), arguments.number("LIMIT"), arguments.number("BURST")));
+}
+
+void synce(const Arguments &arguments, Report &)
+{
+    require_switch(DDAL(ddal_eth_switch_set_synce_source)(kSwitch, arguments.number("PORT")));
+}
+
+// The result of a command of the switch's shell; what the command prints goes to `out`.
+void run_in_shell(FILE *out, const std::string &command)
+{
+    const int result = DDAL(telnet_bcmdiag)(out, "%s", command.c_str());
+    if (result == -ECONNREFUSED)
+        throw Failure(result, kNothingThere,
+                      "no diagnostic shell of a switch is running on this board (TCP port 5342)");
+    if (result != 0)
+        throw Failure(result, kOperationFailed,
+                      "the command, or the session with the switch's shell, ended with " + std::to_string(result) +
+                          "; the system log tells of a broken session");
+}
+
+void shell(const Arguments &arguments, Report &report)
+{
+    const std::string &command = arguments.text("COMMAND");
+    if (command.empty() || command.find_first_of("\r\n") != std::string::npos)
+        throw WrongUse("COMMAND: one line for the switch's shell, in quotes if it has blanks");
+    if (!report.json())
+        return run_in_shell(stdout, command);
+
+    char *text = nullptr;
+    size_t size = 0;
+    const std::unique_ptr<FILE, int (*)(FILE *)> out(open_memstream(&text, &size), fclose);
+    if (!out)
+        throw failure_of(-errno);
+    run_in_shell(out.get(), command);
+    fflush(out.get());
+    report.add("output", std::string(text, size));
+}
+
+std::vector<Command> port_commands()
+{
+    const Argument limit_argument = {"LIMIT", Kind::number, "kbit/s; 0 is no limit"};
+    const Argument burst = {"BURST", Kind::number, "kbit"};
+    return {
+        {"ports", "show the ports that serve PHY devices, with link and traffic", {}, ports},
+        {"show", "show the rates and settings of a port", {kPort}, show},
+        {"counters", "show what a port counted, and what its queues dropped", {kPort}, counters},
+        {"clear-drops", "set the counters of dropped packets of a port's queues to 0", {kPort}, clear_drops},
+        {"shape", "limit what a port sends", {kPort, limit_argument, burst}, shape},
+        {"limit", "limit what a port receives", {kPort, limit_argument, burst}, limit},
+        {"synce",
+         "take the recovered clock of synchronous Ethernet from a port (10 to 21 other than 17)",
+         {kPort},
+         synce},
+        {"shell",
+         "run one command in the switch's own diagnostic shell",
+         {{"COMMAND", Kind::text, "one line, in quotes"}},
+         shell},
+    };
+}
+
+} // namespace
+
+void require_switch(int result)
+{
+    const Failure failure = failure_of(result);
+    if (result == -ENOSYS)
+        throw Failure(
+            result, failure.status(),
+            "not available: this board has no Broadcom switch (only board type 9 has one; see ddalctl board), "
+            "or its switch does not offer it");
+    if (result == -EOPNOTSUPP)
+        throw Failure(result, failure.status(), "S-VLANs are numbered from 0 to 20");
+    if (result == DDAL_ERR_FAILURE)
+        throw Failure(result, failure.status(),
+                      "the switch cannot be reached or refused; the library's log, on standard error, has its words");
+    require(result);
+}
+
+Family switch_family()
+{
+    std::vector<Command> commands = port_commands();
+    for (const auto &of_part : {switch_qos_commands, switch_vlan_commands})
+        for (const Command &command : of_part())
+            commands.push_back(command);
+    return {"switch", "the Ethernet switch behind the backhaul ports", commands};
+}
+
+} // namespace ddalctl

@@ -1,0 +1,40 @@
+// What the parts of `ddalctl switch` share.
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <vector>
+
+#include "ddalctl/command.h"
+#include "ddalctl/failure.h"
+
+namespace ddalctl {
+
+inline constexpr uint32_t kSwitch = 2; // the only one that a board has
+inline const Argument kPort = {"PORT", Kind::number, "port of the switch; \"ddalctl switch ports\" names those in use",
+                               false, 255};
+
+// Throws a Failure that says what to do next, unless the result is 0.
+void require_switch(int result);
+
+// A whole list of the switch, however long: get(entries, &size) as the library's list operations do.
+template <typename Entry, typename Get>
+std::vector<Entry> switch_list(Get get)
+{
+    std::vector<Entry> entries(1024);
+    auto size = static_cast<uint32_t>(entries.size());
+    int result = get(entries.data(), &size);
+    while (result == -ENOMEM && size > 0) { // what did not fit
+        entries.resize(entries.size() + size);
+        size = static_cast<uint32_t>(entries.size());
+        result = get(entries.data(), &size);
+    }
+    require_switch(result);
+    entries.resize(size);
+    return entries;
+}
+
+std::vector<Command> switch_qos_commands();
+std::vector<Command> switch_vlan_commands();
+
+} // namespace ddalctl
