@@ -42,3 +42,26 @@ TEST(FrameMeter, EndsWithTheReasonWhenTheFrameStops)
     EXPECT_THAT(run.err, HasSubstr("frame_meter: Input/output error (-5)"));
     EXPECT_EQ(run_program({FRAME_METER_PROGRAM, "0"}).status, 2);
 }
+
+TEST(LinkWatch, TellsALinkThatGoesDownAndComesBack)
+{
+    std::string told;
+    EXPECT_EQ(run_and_answer(LINK_WATCH_PROGRAM " 3 2 20",
+                             [&](const std::string &line) {
+                                 told += line;
+                                 ctl(line.find("down") == std::string::npos ? "link 3 down" : "link 3 up");
+                             }),
+              0);
+    EXPECT_EQ(told, "link 3 is up\nlink 3 went down\nlink 3 went up\n");
+    ctl("link 3 up");
+}
+
+TEST(LinkWatch, DoesNotWaitForEver)
+{
+    const Finished run = run_program({LINK_WATCH_PROGRAM, "3", "1", "1"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "link 3 is up\n");
+    EXPECT_THAT(run.err, HasSubstr("link 3 did not change for 1 s"));
+    for (const char *wrong : {"5", "eth0", ""})
+        EXPECT_EQ(run_program({LINK_WATCH_PROGRAM, wrong}).status, 2) << wrong;
+}
