@@ -90,7 +90,15 @@ FramePage *furnish_dev()
     return static_cast<FramePage *>(page);
 }
 
-// A /sys with an internally and an externally calibrated SFP module.
+// A node below folders that need not be there yet.
+void make_file(const char *path, const std::string &content, off_t size)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    close(make_node(path, size));
+    write_text(path, content);
+}
+
+// A /sys with an internally and an externally calibrated SFP module, and a PHY behind the interface eth0.
 void furnish_sys()
 {
     constexpr off_t kMemorySize = 256;
@@ -107,6 +115,8 @@ void furnish_sys()
             close(fd);
         }
     }
+    make_file("/sys/class/net/eth0/dev_id", "0x0\n", 0);
+    make_file("/sys/bus/mdio_bus/devices/2090300.mdio:00/phy_regs", std::string("\0\0\0\0\x41\x01\xd0\x0d", 8), 64);
 }
 
 void set(uint32_t &word, uint64_t value)
