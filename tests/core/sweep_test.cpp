@@ -26,21 +26,6 @@ using namespace testing_board;
 
 namespace {
 
-// One line of the helper that failed, then those of its callers, in which "%d" is the negative errno.
-Expectation fails_through(std::string line, std::vector<std::string> callers, std::optional<long> result = {})
-{
-    return [=](const Injected &injected, const Outcome &success) {
-        Outcome outcome = fails_with_errno(line)(injected, success);
-        for (std::string caller : callers) {
-            if (const size_t at = caller.find("%d"); at != std::string::npos)
-                caller.replace(at, 2, std::to_string(-injected.error));
-            outcome.lines.push_back(caller);
-        }
-        outcome.result = result.value_or(outcome.result);
-        return outcome;
-    };
-}
-
 // An operation that reads one file with ddal_common_read_file.
 struct Reading {
     const char *name;

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "storage/program_sweep.h"
 #include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
@@ -201,4 +202,28 @@ TEST(LedGlobalState, StopsAtTheProgramThatFails)
         EXPECT_EQ(ctl("leds tokens"), "") << "the mode is untouched";
         unlink(order.c_str());
     }
+}
+
+TEST(LedGlobalState, SurvivesEveryFailure)
+{
+    reset();
+    const std::string led = "/sys/class/cpld-usr/cpld-usr/off_led";
+    const std::string no_open = "3 open_ddal_led: unable to open LED device '" + led + "': %m";
+    const std::string no_read = "3 ddal_led_get: unable to read LED device with 'id' 0x01000026 (16777254): %m";
+    const std::string no_write = "3 write_ddal_led: unable to write LED device with 'id' 16777254: ";
+    const std::string tool = "/usr/bin/l2u-dtb";
+    Sweep sweep("ddal_led_set_global_state", [] { return ddal_led_set_global_state(0, 1); });
+    with_programs(sweep, {{"l2u-dtb set_led 1", tool, ends_with({})}, {"l2u-dtb update", tool, ends_with({})}})
+        .before([] {
+            ctl("leds set off_led e");
+            put_file("/run/stub/log", "");
+        })
+        .when("open:" + led, fails_with_errno(no_open))
+        .when("read/EIO:" + led, fails_with_errno(no_read))
+        .when("read/end:" + led,
+              in_turn({fails(-EFAULT, {}), changes_nothing(), fails(-EFAULT, {}), changes_nothing()}))
+        .when("write/EIO:" + led, fails_with_errno(no_write + "%m"))
+        .when("write/end:" + led, fails(-EIO, {no_write + "*"}))
+        .when("opendir", changes_nothing())
+        .run();
 }

@@ -8,10 +8,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/led.h"
 #include "platform/phy_led.h"
 #include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
+#include "support/sweep.h"
 
 using namespace testing_board;
 using testing::Contains;
@@ -124,4 +126,60 @@ TEST(PhyLed, IsRestoredAtSystemStart)
     ddal_atboot_run();
     EXPECT_THAT(log.take(), Contains("3 ddal_atboot_run: 'Restore LEDs global state settings' returned -14"));
     bring_into("0x7700", "e");
+}
+
+TEST(PhyLed, TellsOfAFailedScan)
+{
+    bring_into("0x1200", "e");
+    const Fault fault("readdir:/run/config/has/phy_leds nth=1 errno=EIO");
+    EXPECT_EQ(ddal_led_set_global_state(0, 0), -EIO);
+    EXPECT_EQ(fault.fired(), 1u);
+    EXPECT_EQ(led_registers(), "0x1200\n0x1200\n");
+    EXPECT_EQ(file_content("/sys/class/cpld-usr/cpld-usr/off_led"), "disabled\n");
+}
+
+// Each PHY is read, then written; after a failure of the one the other is still served.
+TEST(PhyLed, SurvivesEveryFailure)
+{
+    const std::string led = "/sys/class/cpld-usr/cpld-usr/off_led";
+    const auto failing = [](const char *how, const char *what) {
+        return fails(-1001, {std::string("3 ddal_phy_") + how + "_direct: " + what + " *"});
+    };
+    const auto read_and_write = [&](const char *what) {
+        return in_turn({failing("read", what), failing("write", what), failing("read", what), failing("write", what)});
+    };
+    const std::string no_dev_id[] = {"3 find_name_and_dev_id: couldn't find dev_id *",
+                                     "3 find_interface: couldn't find name & dev_id *", "3 ddal_phy_*"};
+    const auto no_interface = [&](const std::string &what) {
+        return fails(-1001, {"3 ddal_common_read_file: " + what, no_dev_id[0], no_dev_id[1], no_dev_id[2]});
+    };
+    const Expectation unread = failing("read", "Cannot open file");
+    const Expectation unwritten = failing("write", "Cannot open file");
+    bring_into("0x1200", "d");
+    EXPECT_EQ(ddal::platform::mv88e1510_set_phy_led(DDAL_LED_ENABLED), 0);
+    const std::pair<const char *, long (*)()> operations[] = {
+        {"mv88e1510_set_phy_led", [] { return long{ddal::platform::mv88e1510_set_phy_led(DDAL_LED_DISABLED)}; }},
+        {"restore_led_global_state", [] { return long{ddal::platform::restore_led_global_state()}; }}};
+    for (const auto &[name, operation] : operations)
+        Sweep(name, operation)
+            .before([] { bring_into("0x1200", "d"); })
+            .when("open:" + led, fails_with_errno("3 open_ddal_led: unable to open LED device '" + led + "': %m"))
+            .when("read/EIO:" + led,
+                  fails_with_errno("3 ddal_led_get: unable to read LED device with 'id' 0x01000026 (16777254): %m"))
+            .when("read/end:" + led, in_turn({fails(-EFAULT, {}), changes_nothing()}))
+            .when("opendir", changes_nothing()) // no PHY has such LEDs
+            .when("readdir", fails_with_errno_or(0, {}))
+            .when("fopen", no_interface("error open *"))
+            .when("fread/EIO", no_interface("error read *"))
+            .when("fread", fails(-1001, {no_dev_id[0], no_dev_id[1], no_dev_id[2]}))
+            .when("fclose", changes_nothing())
+            .when("open", in_turn({unread, unread, unwritten, unwritten, unread, unread, unwritten, unwritten}))
+            .when("pread/EIO", failing("read", "Unable to pread"))
+            .when("pread/end", failing("read", "Unable to pread"))
+            .when("pread/short", failing("read", "Unable to pread")) // the driver has no halves of registers
+            .when("pwrite/EIO", failing("write", "Unable to pwrite"))
+            .when("pwrite/end", failing("write", "Unable to pwrite"))
+            .when("pwrite/short", failing("write", "Unable to pwrite"))
+            .when("close:/sys/bus/mdio_bus/*", read_and_write("Unable to close"))
+            .run();
 }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "storage/program_sweep.h"
 #include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
@@ -148,6 +149,22 @@ TEST(Reboot, AsksForAShutdown)
         EXPECT_EQ(log.take(), row.lines) << row.what;
         EXPECT_EQ(runs(), row.runs) << row.what;
         unlink("/run/stub/fail/shutdown");
+    }
+}
+
+TEST(Reboot, SurvivesEveryFailure)
+{
+    const std::string name = "ddal_watchdog_reboot: ";
+    const std::string begins = "6 " + name + "initialize a system reboot (graceful shutdown)";
+    ProgramStep shutdown = {"shutdown -r +0 sec", "/sbin/shutdown",
+                            ends_with({"3 " + name + "/sbin/shutdown returned: %d"})};
+    shutdown.earlier = {begins};
+    const std::pair<const char *, long (*)()> operations[] = {
+        {"ddal_watchdog_reboot", [] { return long{ddal_watchdog_reboot()}; }},
+        {"ddal_reset_set", [] { return long{ddal_reset_set(DDAL_RESET_UNIT, DDAL_RESET_ACTION_RESET)}; }}};
+    for (const auto &[operation, call] : operations) {
+        Sweep sweep(operation, call);
+        with_programs(sweep, {shutdown}).succeeds(0, {begins}).when("access", changes_nothing()).run();
     }
 }
 

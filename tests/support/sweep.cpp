@@ -162,6 +162,20 @@ Expectation fails_with_errno_or(long when_zero, std::vector<std::string> lines)
     };
 }
 
+Expectation fails_through(std::string line, std::vector<std::string> callers, std::optional<long> result)
+{
+    return [=](const Injected &injected, const Outcome &success) {
+        Outcome outcome = fails_with_errno(line)(injected, success);
+        for (std::string caller : callers) {
+            if (const size_t at = caller.find("%d"); at != std::string::npos)
+                caller.replace(at, 2, std::to_string(-injected.error));
+            outcome.lines.push_back(caller);
+        }
+        outcome.result = result.value_or(outcome.result);
+        return outcome;
+    };
+}
+
 Expectation fails(long result, std::vector<std::string> lines)
 {
     return [=](const Injected &injected, const Outcome &) {

@@ -69,6 +69,7 @@ constexpr CallFailures kCallFailures[] = {
     {"tcsetattr", {EIO, 0}, false},
     {"tcgetattr", {ENOTTY, 0}, false},
     {"opendir", {EMFILE, 0}, false},
+    {"readdir", {EIO, 0}, false},
     {"clock_gettime", {EINVAL, 0}, false},
 };
 

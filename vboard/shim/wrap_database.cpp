@@ -231,6 +231,9 @@ WRAP(ssize_t, getdents64, int fd, void *buffer, size_t length)
 #define WRAP_READDIR(tag, entry)                                                                                       \
     WRAP_AS(entry *, tag, #tag, DIR *directory)                                                                        \
     {                                                                                                                  \
+        Call around("readdir", dirfd(directory));                                                                      \
+        if (around.fails())                                                                                            \
+            return nullptr;                                                                                            \
         auto *real = NEXT(entry * (DIR *), tag);                                                                       \
         entry *found = real(directory);                                                                                \
         while (found && is_own_descriptor(number_of(found->d_name)) && lists_descriptors(dirfd(directory)))            \
