@@ -270,3 +270,56 @@ TEST(SfpMemory, SurvivesEveryFailure)
         .when("pwrite/end", fails(-EFAULT, {}))
         .run();
 }
+
+// Texts are closed and bytes written even after a failed read; the rest is left as it was.
+TEST(SfpIdentity, SurvivesEveryFailure)
+{
+    plug(1, "sx-850nm");
+    static char text[17];
+    static uint8_t codes[8];
+    static uint32_t value;
+    constexpr uint32_t kUntouched = 777;
+    struct {
+        const char *name;
+        long (*operation)();
+        int closing_nul; // of a text, else -1
+        bool is_byte;
+    } const cases[] = {
+        {"ddal_sfp_vendor_name_get", [] { return long{ddal_sfp_vendor_name_get(DDAL_SFP_1, text)}; }, 16, false},
+        {"ddal_sfp_part_number_get", [] { return long{ddal_sfp_part_number_get(DDAL_SFP_1, text)}; }, 16, false},
+        {"ddal_sfp_revision_get", [] { return long{ddal_sfp_revision_get(DDAL_SFP_1, text)}; }, 4, false},
+        {"ddal_sfp_serial_number_get", [] { return long{ddal_sfp_serial_number_get(DDAL_SFP_1, text)}; }, 16, false},
+        {"ddal_sfp_date_code_get", [] { return long{ddal_sfp_date_code_get(DDAL_SFP_1, text)}; }, 8, false},
+        {"ddal_sfp_compliance_code_get", [] { return long{ddal_sfp_compliance_code_get(DDAL_SFP_1, codes)}; }, -1,
+         false},
+        {"ddal_sfp_bitrate_get", [] { return long{ddal_sfp_bitrate_get(DDAL_SFP_1, &value)}; }, -1, true},
+        {"ddal_sfp_bitrate_upper_rate_limit_get",
+         [] { return long{ddal_sfp_bitrate_upper_rate_limit_get(DDAL_SFP_1, &value)}; }, -1, true},
+        {"ddal_sfp_bitrate_lower_rate_limit_get",
+         [] { return long{ddal_sfp_bitrate_lower_rate_limit_get(DDAL_SFP_1, &value)}; }, -1, true},
+        {"ddal_sfp_sff_8472_compliance_code_get",
+         [] { return long{ddal_sfp_sff_8472_compliance_code_get(DDAL_SFP_1, &value)}; }, -1, true},
+        {"ddal_sfp_wavelength_get", [] { return long{ddal_sfp_wavelength_get(DDAL_SFP_1, &value)}; }, -1, false},
+        {"ddal_sfp_connector_value_get", [] { return long{ddal_sfp_connector_value_get(DDAL_SFP_1, &value)}; }, -1,
+         false},
+    };
+    EXPECT_EQ(cases[0].operation(), 0); // the board type is read only once
+    for (const auto &row : cases)
+        Sweep(row.name, row.operation)
+            .before([] {
+                memset(text, '#', sizeof text);
+                value = kUntouched;
+            })
+            .after([&](const Outcome &seen) {
+                if (row.closing_nul >= 0) {
+                    EXPECT_EQ(text[row.closing_nul], '\0') << row.name;
+                }
+                if (seen.result != 0) {
+                    EXPECT_EQ(value != kUntouched, row.is_byte) << row.name;
+                }
+            })
+            .when("open", fails_with_errno_or(0, {}))
+            .when("pread/EIO", fails_with_errno_or(0, {}))
+            .when("pread/end", fails(-EFAULT, {}))
+            .run();
+}

@@ -172,6 +172,19 @@ TEST(SfpStatus, FollowsTheModule)
     EXPECT_EQ(lines(), "110"); // the lines of an empty cage are pulled up
 }
 
+TEST(SfpStatus, SurvivesEveryFailure)
+{
+    plug(1, "sx-850nm");
+    static uint32_t value;
+    Sweep("ddal_sfp_status_get", [] { return ddal_sfp_status_get(DDAL_SFP_1, DDAL_SFP_STATUS_PRESENCE, &value); })
+        .before([] { value = 99; })
+        .after([](const Outcome &seen) { EXPECT_EQ(value, seen.result == 0 ? 1u : 0u); })
+        .when("open", fails(-1001, {}))
+        .when("read/EIO", fails(-1001, {"3 ddal_sfp_read_file: could not read from file: " + kLines + "/presence"}))
+        .when("read/end", in_turn({fails(-ENODATA, {}), changes_nothing()})) // the second is the end of the text
+        .run();
+}
+
 TEST(SfpEvent, WakesAPollAndReadsTheNewValue)
 {
     plug(1, "sx-850nm");
