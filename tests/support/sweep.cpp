@@ -55,9 +55,13 @@ private:
 
 class SweepRule {
 public:
-    SweepRule(unsigned nth, unsigned variant) : rule_(board().page().faults[kSweepRule])
+    SweepRule(const std::string &place, unsigned nth, unsigned variant) : rule_(board().page().faults[kSweepRule])
     {
         std::memset(static_cast<void *>(&rule_), 0, sizeof rule_);
+        const size_t colon = place.find(':');
+        place.copy(rule_.call, std::min(colon, sizeof rule_.call - 1));
+        if (colon != std::string::npos)
+            place.copy(rule_.path, sizeof rule_.path - 1, colon + 1);
         rule_.nth = nth;
         rule_.count = 1;
         rule_.error = -1;
@@ -238,6 +242,12 @@ Sweep &Sweep::watch(std::vector<std::string> folders)
     return *this;
 }
 
+Sweep &Sweep::only(std::string place)
+{
+    only_ = std::move(place);
+    return *this;
+}
+
 Outcome Sweep::expected(const Injected &injected, bool *known) const
 {
     *known = true;
@@ -267,7 +277,7 @@ bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
     const Resources resources(folders_);
     LogWatch log;
     QuietStandardError quiet;
-    SweepRule rule(nth, variant);
+    SweepRule rule(only_, nth, variant);
     Outcome seen{operation_(), {}};
     rule.disarm();
     quiet.end();
@@ -302,7 +312,7 @@ int Sweep::run()
             break;
     }
     EXPECT_GT(points_, 0) << name_ << ": the sweep found nothing to fail";
-    std::cout << "sweep " << name_ << ": " << points_ << " points" << std::endl;
+    std::cout << "sweep " << name_ << (only_.empty() ? "" : ", " + only_) << ": " << points_ << " points" << std::endl;
     return points_;
 }
 

@@ -64,6 +64,9 @@ public:
     // Judges each try instead of the table, for operations that make the same call in several steps. Without a failure
     // `injected.call` is empty.
     Sweep &judged_by(std::function<void(const Injected &injected, const Outcome &seen)> judge);
+    // Fails this call only ("rename", or "open:/ffs/*" on a path): for operations that are too slow to be swept whole,
+    // and for "exec", each program that the operation starts.
+    Sweep &only(std::string place);
     // Folders of the board in which no file may be left behind.
     Sweep &watch(std::vector<std::string> folders);
 
@@ -87,6 +90,7 @@ private:
     Outcome success_{0, {}};
     std::vector<Row> rows_;
     std::vector<std::string> folders_;
+    std::string only_;
     std::function<void(const Injected &, const Outcome &)> judge_;
     int points_ = 0;
 };

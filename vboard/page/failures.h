@@ -56,6 +56,7 @@ constexpr CallFailures kCallFailures[] = {
     {"pipe", {EMFILE, 0}, false},
     {"fork", {EAGAIN, 0}, false},
     {"waitpid", {EINTR, 0}, false},
+    {"exec", {EACCES, 0}, false}, // only for who asks for it by name
     {"poll", {EINTR, ENOMEM, 0}, false},
     {"select", {EINTR, ENOMEM, 0}, false},
     {"socket", {EMFILE, 0}, false},

@@ -94,8 +94,8 @@ void Call::look()
             continue;
         int error = rule.error;
         uint32_t limit = rule.limit;
-        if (error < 0 && !plausible(name_, 0, &error, &limit))
-            continue; // a sweep counts only calls that can fail
+        if (error < 0 && (!plausible(name_, 0, &error, &limit) || (!rule.call[0] && same(name_, "exec"))))
+            continue; // a sweep counts only calls that can fail, and programs only where it asks for them
         const uint32_t number = rule.seen.fetch_add(1) + 1;
         if (number < rule.nth || (rule.count && number >= rule.nth + rule.count))
             continue;

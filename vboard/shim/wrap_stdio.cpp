@@ -85,6 +85,14 @@ WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream
 WRAP_FPRINTF(fprintf, "fprintf", FILE *stream)
 WRAP_FPRINTF(fprintf_chk, "__fprintf_chk", FILE *stream, int)
 
+// Where fprintf comes by when a sanitizer's runtime stands in front.
+WRAP(int, vfprintf, FILE *stream, const char *format, va_list arguments)
+{
+    if (watched(stream) && fails("fwrite", stream))
+        return -1;
+    return NEXT(int(FILE *, const char *, va_list), vfprintf)(stream, format, arguments);
+}
+
 WRAP(int, fputs, const char *text, FILE *stream)
 {
     if (watched(stream) && fails("fwrite", stream))
