@@ -1,6 +1,7 @@
 // Restricted root access on the board: the states that it can be in, and the fixture that puts the board into one.
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <ostream>
 #include <string>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "auth/service_accounts.h"
+#include "support/sweep.h"
 
 namespace testing_board {
 
@@ -69,6 +71,7 @@ protected:
     static void put(const State &state)
     {
         put_file(kLiveConfig, state.config);
+        give_own_attributes(kLiveConfig);
         const std::string hash = state.password;
         std::string shadow = "root:*:20000:0:99999:7:::\ntoor4qrx:" + hash + ":20000:0:99999:7:::\n";
         put_file("/etc/shadow", shadow + "serviceuser:factory:20000:0:99999:7:::\n");
@@ -76,6 +79,15 @@ protected:
         if (state.flag)
             put_file(kFlagFile, "");
         std::filesystem::remove("/run/stub/log");
+    }
+
+    // Tries by the hundred take programs that are quick; the daemon and the key tool stay the real ones.
+    static void use_quick_programs()
+    {
+        put_program("/bin/systemctl", "#!/bin/sh\n");
+        put_program("/usr/bin/passwd", "#!/bin/sh\n[ \"$1\" = -u ] || lock='!'\n"
+                                       "echo \"toor4qrx:${lock}" +
+                                           unrestricted_.password + ":20000:0:99999:7:::\" >/etc/shadow\n");
     }
 
     static inline State unrestricted_;
@@ -87,6 +99,15 @@ inline std::string of_setting(const std::string &text)
 {
     return "3 ddal_auth_set_restricted_root_access_state: " + text;
 }
+
+inline bool has(const Outcome &seen, const std::string &text)
+{
+    return std::any_of(seen.lines.begin(), seen.lines.end(),
+                       [&](const std::string &line) { return line.find(text) != std::string::npos; });
+}
+
+// Where a change of the mode can fail for a reason of its own: the programs, the flag file, each edit taking effect.
+inline constexpr const char *kTellingCalls[] = {"exec", "fork", "open:/ffs/*", "close:/ffs/*", "fdatasync", "rename"};
 
 inline constexpr const char *kRestarting = "6 ddal_sshd_restart: Calling ddal_sshd_restart";
 

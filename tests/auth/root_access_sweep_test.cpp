@@ -12,25 +12,19 @@ using namespace testing_board;
 
 namespace {
 
-bool has(const Outcome &seen, const std::string &text)
-{
-    return std::any_of(seen.lines.begin(), seen.lines.end(),
-                       [&](const std::string &line) { return line.find(text) != std::string::npos; });
-}
-
 class RootAccessSweep : public RootAccess {
 protected:
-    // The texts that may come out are judged by the real daemon once; for hundreds of tries quick programs will do.
     void SetUp() override
     {
         RootAccess::SetUp();
+        use_quick_programs();
+    }
+    // The texts that may come out are judged by the real daemon once; where every call fails, a quick one will do.
+    static void use_quick_daemon()
+    {
         for (const std::string &config : lifted_)
             ASSERT_TRUE(daemon_accepts(config));
-        put_program("/usr/sbin/sshd", "#!/bin/sh\nexec cat >/dev/null\n");
-        put_program("/bin/systemctl", "#!/bin/sh\n");
-        put_program("/usr/bin/passwd", "#!/bin/sh\n[ \"$1\" = -u ] || lock='!'\n"
-                                       "echo \"toor4qrx:${lock}" +
-                                           unrestricted_.password + ":20000:0:99999:7:::\" >/etc/shadow\n");
+        put_program("/usr/sbin/sshd", "#!/bin/sh\nwhile read -r line; do :; done\n");
     }
     // The last line tells how the whole operation ended, and nothing else may follow the first failure but the
     // rollback.
@@ -46,14 +40,12 @@ protected:
                     seen.lines.back() == of_setting(restart));
         EXPECT_LE(seen.lines.size(), 5u);
     }
-};
 
-TEST_F(RootAccessSweep, EnablingEndsEnabledOrRolledBack)
-{
-    Sweep("enabling the restriction", [] { return ddal_auth_set_restricted_root_access_state(0); })
-        .before([] { put(unrestricted_); })
-        .watch({"/etc/ssh", "/etc"})
-        .judged_by([](const Injected &, const Outcome &seen) {
+    static Sweep enabling()
+    {
+        Sweep sweep("enabling the restriction", [] { return ddal_auth_set_restricted_root_access_state(0); });
+        sweep.before([] { put(unrestricted_); }).watch({"/etc/ssh", "/etc"});
+        sweep.judged_by([](const Injected &, const Outcome &seen) {
             check_lines(seen, "enable");
             const bool enabled = seen.result == 0 || has(seen, "SSHD service restart error");
             EXPECT_EQ(state_now(), enabled ? restricted_ : unrestricted_);
@@ -61,17 +53,16 @@ TEST_F(RootAccessSweep, EnablingEndsEnabledOrRolledBack)
             const int reasons = has(seen, "configuration check") + has(seen, "lock toor4qrx") +
                                 has(seen, "enable SSH forwarding") + has(seen, "flag file create");
             EXPECT_EQ(reasons, enabled ? 0 : 1);
+            EXPECT_EQ(attributes(kLiveConfig), kOwnAttributes);
             EXPECT_TRUE(is_unlocked(kLiveConfig));
-        })
-        .run();
-}
-
-TEST_F(RootAccessSweep, LiftingStopsWhereItFails)
-{
-    Sweep("lifting the restriction", [] { return ddal_auth_set_restricted_root_access_state(1); })
-        .before([] { put(restricted_); })
-        .watch({"/etc/ssh", "/etc"})
-        .judged_by([](const Injected &, const Outcome &seen) {
+        });
+        return sweep;
+    }
+    static Sweep lifting()
+    {
+        Sweep sweep("lifting the restriction", [] { return ddal_auth_set_restricted_root_access_state(1); });
+        sweep.before([] { put(restricted_); }).watch({"/etc/ssh", "/etc"});
+        sweep.judged_by([](const Injected &, const Outcome &seen) {
             check_lines(seen, "disable");
             const State state = state_now();
             const auto done = std::find(lifted_.begin(), lifted_.end(), state.config);
@@ -81,9 +72,31 @@ TEST_F(RootAccessSweep, LiftingStopsWhereItFails)
             const bool all = seen.result == 0 || has(seen, "SSHD service restart error");
             EXPECT_EQ(state == unrestricted_, all);
             EXPECT_EQ(has(seen, "disable SSH forwarding"), !all && state.password == unrestricted_.password);
+            EXPECT_EQ(attributes(kLiveConfig), kOwnAttributes);
             EXPECT_TRUE(is_unlocked(kLiveConfig));
-        })
-        .run();
+        });
+        return sweep;
+    }
+};
+
+TEST_F(RootAccessSweep, WithTheRealDaemonEveryStepEndsWhereItMay)
+{
+    for (const char *place : kTellingCalls)
+        enabling().only(place).run();
+    for (const char *place : {"exec", "fork", "unlink", "fdatasync", "rename"})
+        lifting().only(place).run();
+}
+
+TEST_F(RootAccessSweep, EnablingEndsEnabledOrRolledBack)
+{
+    use_quick_daemon();
+    enabling().run();
+}
+
+TEST_F(RootAccessSweep, LiftingStopsWhereItFails)
+{
+    use_quick_daemon();
+    lifting().run();
 }
 
 } // namespace

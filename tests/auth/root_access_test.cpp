@@ -375,43 +375,4 @@ TEST_F(RootAccess, BootHookMakesTheRunDirectory)
     std::filesystem::create_directory("/var/run/sshd");
 }
 
-// --- keys
-// -------------------------------------------------------------------------------------------------------------
-
-TEST_F(RootAccess, ResetsKeysToTheFactorys)
-{
-    constexpr const char *kKeys = "/user/serviceuser/.ssh/authorized_keys";
-    constexpr const char *kDefault = "/etc/default/serviceuser/ssh/authorized_keys";
-    put_file(kKeys, "ssh-ed25519 old\n");
-    chmod(kKeys, 0644);
-    put_file(kDefault, "ssh-ed25519 factory\n");
-    ASSERT_EQ(chmod(kDefault, 0600), 0);
-    ASSERT_EQ(chown(kDefault, 12, 34), 0);
-    LogWatch log;
-    EXPECT_EQ(ddal_auth_reset_user_ssh_keys("serviceuser"), 0);
-    EXPECT_EQ(file_content(kKeys), "ssh-ed25519 factory\n");
-    struct stat status = {};
-    ASSERT_EQ(stat(kKeys, &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600u);
-    EXPECT_EQ(status.st_uid, 12u);
-    EXPECT_EQ(status.st_gid, 34u);
-
-    EXPECT_EQ(ddal_auth_reset_user_ssh_keys(nullptr), -EINVAL);
-    EXPECT_EQ(ddal_auth_reset_user_ssh_keys("root"), -1027);
-    EXPECT_EQ(ddal_auth_reset_user_ssh_keys("../../etc"), -1027);
-    std::filesystem::remove(kDefault);
-    EXPECT_EQ(ddal_auth_reset_user_ssh_keys("serviceuser"), -1001);
-    EXPECT_EQ(file_content(kKeys), "ssh-ed25519 factory\n");
-    {
-        const Fault fault("chown errno=EPERM"); // its helper then returns +1
-        EXPECT_EQ(ddal_auth_reset_user_ssh_keys("toor4qrx"), -1001);
-    }
-    EXPECT_THAT(log.take(),
-                ElementsAreArray({"3 ddal_auth_reset_user_ssh_keys: username is null",
-                                  "3 ddal_auth_reset_user_ssh_keys: user root is not supported",
-                                  "3 ddal_auth_reset_user_ssh_keys: user ../../etc is not supported",
-                                  "3 ddal_auth_reset_user_ssh_keys: serviceuser authorized keys override error: -2",
-                                  "3 ddal_auth_reset_user_ssh_keys: toor4qrx authorized keys override error: 1"}));
-}
-
 } // namespace

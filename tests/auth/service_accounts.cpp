@@ -100,6 +100,22 @@ std::string with(std::string text, const std::string &old_part, const std::strin
     return text.replace(at, old_part.size(), new_part);
 }
 
+void give_own_attributes(const std::string &path)
+{
+    if (chmod(path.c_str(), 0640) != 0 || chown(path.c_str(), 12, 34) != 0)
+        throw std::runtime_error("cannot give " + path + " away");
+}
+
+std::string attributes(const std::string &path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0)
+        return "no " + path;
+    std::ostringstream text;
+    text << std::oct << (status.st_mode & 07777) << std::dec << ' ' << status.st_uid << ':' << status.st_gid;
+    return text.str();
+}
+
 bool exists(const std::string &path)
 {
     return access(path.c_str(), F_OK) == 0;

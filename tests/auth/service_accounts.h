@@ -40,6 +40,11 @@ std::string with(std::string text, const std::string &old_part, const std::strin
 
 bool exists(const std::string &path);
 
+// Mode, owner and group that no file gets by itself, and those that a file has.
+constexpr const char *kOwnAttributes = "640 12:34";
+void give_own_attributes(const std::string &path);
+std::string attributes(const std::string &path);
+
 // Whether another process could lock the file now.
 bool is_unlocked(const std::string &path);
 

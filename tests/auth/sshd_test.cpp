@@ -54,6 +54,7 @@ TEST_F(Sshd, TakesAndRefusesValues)
         {kInterval, "0", 0, ""},
         {kInterval, "65535", 0, ""},
         {kInterval, "+60", 0, ""},
+        {kInterval, "000000000000000000000000000060", 0, ""},
         {kCount, "1", 0, ""},
         {kCount, "255", 0, ""},
         {kInterval, "65536", -EINVAL, "out of bounds"},
@@ -66,8 +67,14 @@ TEST_F(Sshd, TakesAndRefusesValues)
         {kInterval, "5 ", -EINVAL, "not long"},
         {kInterval, "5m", -EINVAL, "not long"},
         {kInterval, "0x10", -EINVAL, "not long"},
+        {kInterval, "1e3", -EINVAL, "not long"},
+        {kInterval, "--5", -EINVAL, "not long"},
+        {kInterval, "- 5", -EINVAL, "not long"},
+        {kInterval, "\t5", -EINVAL, "not long"},
+        {kInterval, "5\n", -EINVAL, "not long"},
         {kInterval, "5\nPermitRootLogin yes", -EINVAL, "not long"},
         {kInterval, "100000000000000000000000000000", -EINVAL, "not long"},
+        {kInterval, "-100000000000000000000000000000", -EINVAL, "not long"},
         {kInterval, nullptr, -EINVAL, ""},
         {nullptr, "5", -1023, ""},
         {nullptr, nullptr, -1023, ""},
@@ -141,19 +148,6 @@ TEST_F(Sshd, KeepsAFileThatTheDaemonWouldRefuse)
     EXPECT_EQ(file_content(kLiveConfig), bad);
     EXPECT_FALSE(exists(kPersistentConfig)) << "the live file comes first";
     EXPECT_THAT(log.take(), ElementsAre("3 ddal_sshd_update_config: Unable to validate new sshd config: 255"));
-}
-
-TEST_F(Sshd, KeepsModeOwnerAndGroup)
-{
-    ASSERT_EQ(chmod(kLiveConfig, 0640), 0);
-    ASSERT_EQ(chown(kLiveConfig, 12, 34), 0);
-    EXPECT_EQ(ddal_sshd_set_parameter("ClientAliveInterval", "5", 0), 0);
-    struct stat status = {};
-    ASSERT_EQ(stat(kLiveConfig, &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0640u);
-    EXPECT_EQ(status.st_uid, 12u);
-    EXPECT_EQ(status.st_gid, 34u);
-    chmod(kLiveConfig, 0644);
 }
 
 TEST_F(Sshd, PersistsWhenAsked)
@@ -242,6 +236,7 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
     const std::string live_after = "Port 22\nClientAliveInterval 42\nUsePAM yes\n";
     const std::string persistent_before = "ClientAliveCountMax 9\nClientAliveInterval 1\n# rest\n";
     const std::string persistent_after = "ClientAliveCountMax 9\nClientAliveInterval 42\n# rest\n";
+    ASSERT_TRUE(daemon_accepts(live_before) && daemon_accepts(live_after));
     const Expectation write_failed = fails(-1001, {update_line("write new sshd config: -5")});
     const Expectation persistent_failed =
         fails(-1001, {"3 update_persistent_file: Unable to write persistent sshd config: -5"});
@@ -250,6 +245,8 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
         .before([&] {
             put_file(kLiveConfig, live_before);
             put_file(kPersistentConfig, persistent_before);
+            give_own_attributes(kLiveConfig);
+            give_own_attributes(kPersistentConfig);
         })
         .watch({"/etc/ssh", "/ffs/run/etc/ssh"})
         .after([&](const Outcome &seen) {
@@ -263,9 +260,8 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
                 EXPECT_EQ(persistent, persistent_after);
             }
             EXPECT_TRUE(is_unlocked(kLiveConfig) && is_unlocked(kPersistentConfig));
-            struct stat status = {};
-            EXPECT_EQ(stat(kLiveConfig, &status), 0);
-            EXPECT_EQ(status.st_mode & 07777, 0644u);
+            EXPECT_EQ(attributes(kLiveConfig), kOwnAttributes);
+            EXPECT_EQ(attributes(kPersistentConfig), kOwnAttributes);
         })
         // Opening and locking; the last two are the ways to a child's descriptors.
         .when("open:/dev/null", fails(-1001, {update_line("validate new sshd config: 127")}))
@@ -324,10 +320,14 @@ TEST_F(Sshd, WritingTheBannerSurvivesEveryFailure)
             {"3 ddal_sshd_set_banner: Error writing to file=/etc/ssh/sshd-banner: " + std::to_string(-injected.error)}};
     };
     Sweep("ddal_sshd_set_banner", [] { return ddal_sshd_set_banner("new\n"); })
-        .before([] { put_file("/etc/ssh/sshd-banner", "old\n"); })
+        .before([] {
+            put_file("/etc/ssh/sshd-banner", "old\n");
+            give_own_attributes("/etc/ssh/sshd-banner");
+        })
         .watch({"/etc/ssh"})
         .after([](const Outcome &seen) {
             EXPECT_EQ(file_content("/etc/ssh/sshd-banner"), seen.result == 0 ? "new\n" : "old\n");
+            EXPECT_EQ(attributes("/etc/ssh/sshd-banner"), kOwnAttributes);
             EXPECT_TRUE(is_unlocked("/etc/ssh/sshd-banner"));
         })
         .when("open", not_opened)
@@ -369,6 +369,11 @@ TEST_F(Sshd, RestartingSurvivesEveryFailure)
         .when("fork", in_turn({not_run(reset), not_run(restart)}))
         .when("open:/dev/null", child)
         .when("open:/proc/*", in_turn({child_failed(reset), child_failed(reset), child_failed(restart)}))
+        .run();
+    Sweep("ddal_sshd_restart", [] { return ddal_sshd_restart(); })
+        .only("exec")
+        .succeeds(0, {calling})
+        .when("exec", in_turn({child_failed(reset), child_failed(restart)}))
         .run();
 }
 
