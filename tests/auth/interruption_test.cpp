@@ -183,4 +183,24 @@ TEST(Interruption, TwoEditorsLoseNothingAndReadersSeeWholeFiles)
     expect_both_edits(before);
 }
 
+// The number that survives a restart and the one in the PAM file are two files; whoever comes last sets both.
+TEST(Interruption, TwoSettersOfTheHistoryLengthAgree)
+{
+    constexpr const char *kStored = "/rom/etc/security/pwhistory_remember";
+    const std::string line = "password required pam_pwhistory.so remember=";
+    put_file(kPamFile, line + "0 use_authtok\n");
+    for (const uint32_t first : {100u, 200u})
+        if (fork() == 0) {
+            for (uint32_t i = first; i < first + kEdits; ++i)
+                if (ddal_auth_set_password_history_len(i) != 0)
+                    _exit(1);
+            _exit(0);
+        }
+    for (int status = 0; waitpid(-1, &status, 0) > 0;)
+        EXPECT_EQ(status, 0);
+    const std::string stored = file_content(kStored);
+    EXPECT_TRUE(stored == "124\n" || stored == "224\n") << stored;
+    EXPECT_EQ(file_content(kPamFile), line + stored.substr(0, 3) + " use_authtok\n");
+}
+
 } // namespace
