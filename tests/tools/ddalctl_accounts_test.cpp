@@ -66,6 +66,7 @@ TEST(DdalctlAccounts, OptionsReachTheConfiguration)
 TEST(DdalctlAccounts, FactoryStateComesBackOnlyWhenThatIsConfirmed)
 {
     constexpr const char *kKeys = "/user/serviceuser/.ssh/authorized_keys";
+    const KeptFile accounts("/etc/shadow");
     put_file("/etc/shadow", "serviceuser:changed:20000:0:99999:7:::\n");
     put_file(kKeys, "ssh-ed25519 old\n");
     for (const char *line : {"password reset serviceuser", "ssh keys reset serviceuser"}) {
