@@ -30,7 +30,9 @@ def listed_by(entry):
         return [(name, name)]
     command = [word for word in entry["command"] if not word.startswith("--gtest_")] + ["--gtest_list_tests"]
     properties = {p["name"]: p["value"] for p in entry.get("properties", [])}
-    environment = dict(os.environ, **dict(line.split("=", 1) for line in properties.get("ENVIRONMENT", []) if "=" in line))
+    settings = dict(line.split("=", 1) for line in properties.get("ENVIRONMENT", []) if "=" in line)
+    changes = dict(line.split("=set:", 1) for line in properties.get("ENVIRONMENT_MODIFICATION", []) if "=set:" in line)
+    environment = dict(os.environ, **settings)
     done = subprocess.run(command, check=True, capture_output=True, text=True, env=environment, stdin=subprocess.DEVNULL,
                           cwd=properties.get("WORKING_DIRECTORY"))
     cases = []
@@ -41,7 +43,8 @@ def listed_by(entry):
             cases.append((name, suite + found.group(1)))
     if not cases:
         sys.exit(f"{name}: lists no case")
-    return cases
+    # A program lists all of its cases, also those that run in the other entries it is divided into.
+    return cases[int(changes.get("GTEST_SHARD_INDEX", 0))::int(changes.get("GTEST_TOTAL_SHARDS", 1))]
 
 
 def native_cases(build):
