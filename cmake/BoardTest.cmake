@@ -106,3 +106,13 @@ function(add_plain_test name)
              WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${plain_environment}")
 endfunction()
+
+# mark_thread_tests(<name>...): these run under the thread sanitizer too; its preset builds no others.
+add_custom_target(thread_tests)
+function(mark_thread_tests)
+    set_tests_properties(${ARGN} PROPERTIES LABELS threads)
+    foreach(name IN LISTS ARGN)
+        string(REPLACE "." "_" target test_${name})
+        add_dependencies(thread_tests ${target})
+    endforeach()
+endfunction()
