@@ -253,14 +253,15 @@ bool cached_state(const Gio *gio, const Registration &record, uint16_t *state)
     return is_text;
 }
 
-// Reads the counter back to 0. Nothing pending is fine.
+// Reads the counter back to 0. Nothing pending is fine. A short read, of what is no eventfd, leaves errno as it was.
 int clear_event(int fd)
 {
     eventfd_t count = 0;
     int rc = 0;
-    do
+    do {
+        errno = 0;
         rc = eventfd_read(fd, &count);
-    while (rc != 0 && errno == EINTR);
+    } while (rc != 0 && errno == EINTR);
     return rc == 0 || errno == EAGAIN ? 0 : -1;
 }
 
