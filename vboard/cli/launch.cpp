@@ -282,6 +282,16 @@ int run_command(const Words &words, const Words &environment)
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+// For a program of another processor: what this command names, else what the board was made with.
+Words emulator_of(const Page &page, const RunOptions &options)
+{
+    Words words = split(options.emulator);
+    if (words.empty())
+        for (const char *word = page.emulator; *word; word += words.back().size() + 1)
+            words.emplace_back(word);
+    return words;
+}
+
 int run_program(Client &board, const RunOptions &options)
 {
     const std::string path = find_program(options.program[0]);
@@ -294,7 +304,7 @@ int run_program(Client &board, const RunOptions &options)
     const Page &page = board.page();
     Words emulator;
     if (const uint16_t machine = machine_of(path.c_str()); machine != EM_NONE && machine != page.native_machine)
-        emulator = split(options.emulator);
+        emulator = emulator_of(page, options);
     Words environment;
     if (emulator.empty())
         environment.assign(page.environment, page.environment + page.environment_count);

@@ -49,6 +49,11 @@ set for every program of the board
 set for every program of the board: how it and
 .B vboard ctl
 find the board
+.TP
+.B VBOARD_EMULATOR
+what starts programs of another processor where
+.B \-\-emulator
+is not given
 .SH FILES
 .TP
 .I /usr/share/vboard/boards
