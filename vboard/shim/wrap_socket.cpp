@@ -125,12 +125,23 @@ bool is_in_network_of_board()
     return same(page()->network, here);
 }
 
+namespace {
+
+// Such sockets see or configure the machine's network, and know no other. Generic netlink has its ethtool requests.
+bool is_of_machine(int domain, int type, int protocol)
+{
+    if (domain == AF_NETLINK)
+        return protocol == NETLINK_ROUTE || protocol == NETLINK_NETFILTER || protocol == NETLINK_XFRM ||
+               protocol == NETLINK_GENERIC;
+    return domain == AF_PACKET || (domain == AF_INET && (type & 0xf) == SOCK_PACKET); // the kernel takes both for one
+}
+
+} // namespace
+
 WRAP(int, socket, int domain, int type, int protocol)
 {
     Call around("socket", "");
-    // Such sockets configure the machine's network, and know no other.
-    const bool is_of_machine = domain == AF_PACKET || (domain == AF_NETLINK && protocol == NETLINK_ROUTE);
-    if (is_of_machine && !is_in_network_of_board()) {
+    if (is_of_machine(domain, type, protocol) && !is_in_network_of_board()) {
         errno = EPERM;
         return -1;
     }
