@@ -197,7 +197,7 @@ void require_switch(int result)
             "not available: this board has no Broadcom switch (only board type 9 has one; see ddalctl board), "
             "or its switch does not offer it");
     if (result == -EOPNOTSUPP)
-        throw Failure(result, failure.status(), "S-VLANs are numbered from 0 to 20");
+        throw Failure(result, failure.status(), "S-VLANs are numbered from 1 to 20");
     if (result == DDAL_ERR_FAILURE)
         throw Failure(result, failure.status(),
                       "the switch cannot be reached or refused; the library's log, on standard error, has its words");
