@@ -1,8 +1,9 @@
 /*
  * Prints the state of a backhaul link, and every change of it as it happens.
  *
- *     link_watch DEVICE [CHANGES [SECONDS]]    PHY device from 0 to 4; ends after so many changes, or with status 1
- * when none comes for so many seconds
+ *     link_watch DEVICE [CHANGES [SECONDS]]
+ *
+ * DEVICE is a PHY device from 0 to 4. Ends after so many changes, or with status 1 when none comes for so many seconds.
  */
 #include <errno.h>
 #include <inttypes.h>
