@@ -13,7 +13,7 @@ constexpr const char *kReleases[] = {"current", "wide", "old"};
 
 void Switch::count_traffic(const Words &words)
 {
-    const auto number = static_cast<uint32_t>(number_of(word_at(words, 1, "a port")));
+    const auto number = static_cast<uint32_t>(local_port(static_cast<int64_t>(number_of(word_at(words, 1, "a port")))));
     Port *port = port_of(number);
     if (!port)
         throw ControlError("the switch has no such port");

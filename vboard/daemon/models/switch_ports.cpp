@@ -26,13 +26,13 @@ SwitchWords Switch::enable_set(const SwitchWords &in)
     if (!port)
         return failed(kPort);
     port->enabled = in[2] != 0;
-    settle(static_cast<uint32_t>(in[1]));
+    settle(static_cast<uint32_t>(local_port(in[1])));
     return done();
 }
 
 SwitchWords Switch::link_status_get(const SwitchWords &in)
 {
-    return port_of(in[1]) ? done({has_link(static_cast<uint32_t>(in[1]))}) : failed(kPort);
+    return port_of(in[1]) ? done({has_link(static_cast<uint32_t>(local_port(in[1])))}) : failed(kPort);
 }
 
 SwitchWords Switch::ability_get(const SwitchWords &in)
