@@ -270,6 +270,7 @@ int run_command(int sock, FILE *out, const char *format, va_list arguments)
         diag_error("open_memstream %m\n");
         return rc;
     }
+    errno = 0;
     const bool formatted = vfprintf(command.get(), format, arguments) >= 0 && fputc('\n', command.get()) != EOF;
     if (!command.close() || !formatted) {
         const int rc = errno != 0 ? -errno : -EIO;
@@ -306,6 +307,7 @@ int command_result(int sock)
         diag_error("receiving command return output: %d\n\n", rc);
         return rc;
     }
+    errno = 0;
     if (!answer.close()) {
         rc = errno != 0 ? -errno : -EIO;
         diag_error("fclose %m\n");

@@ -48,8 +48,10 @@ int calls_of(const std::string &name)
 
 void wait_for_nanoseconds_between(long first, long last)
 {
-    for (timespec now{}; now.tv_nsec < first || now.tv_nsec > last;)
+    timespec now{};
+    do
         clock_gettime(CLOCK_MONOTONIC, &now);
+    while (now.tv_nsec < first || now.tv_nsec > last);
 }
 
 } // namespace

@@ -184,7 +184,7 @@ TEST(DdalctlNetwork, SaysWhatToDoNext)
         {"phy read 1 0", 1, "log"},
         {"phy", 2, "one of list, show"},
         {"phy nosuch", 2, "does not do \"nosuch\""},
-        {"switch create-svlan 21", 1, "0 to 20"},
+        {"switch create-svlan 21", 1, "1 to 20"},
         {"switch weights 20 1,2", 2, "2 weights for 8 queues"},
         {"switch add-address 20 02:00:5e:10:00 1", 2, "02:00:5e"},
         {"nosuch", 2, "no command \"nosuch\""},

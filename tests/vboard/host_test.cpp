@@ -281,6 +281,8 @@ TEST(RealNetwork, IsNotTheHosts)
         "  try: print(fcntl.ioctl(s,0x8913,struct.pack(\"16sh22x\",name.encode(),0))[16]&1)\n"
         "  except OSError as e: print(e.strerror)\n"
         "try: print(len(socket.if_nameindex()),socket.socket(socket.AF_NETLINK,socket.SOCK_RAW).fileno()>0)\n"
+        "except OSError as e: print(e.strerror)\n"
+        "try: socket.socket(socket.AF_INET,socket.SOCK_RAW,1); print(\"raw\")\n"
         "except OSError as e: print(e.strerror)\n";
     char folder[] = "/tmp/network-XXXXXX";
     put(std::string(mkdtemp(folder)) + "/probe.py", probe);
@@ -289,9 +291,11 @@ TEST(RealNetwork, IsNotTheHosts)
     const Ran usual = run(kVboard + " run -- " + python);
     EXPECT_EQ(usual.output.substr(0, 17), "No such device\n1\n") << "the models' interfaces";
     EXPECT_EQ(usual.output.find("True"), std::string::npos) << usual.output;
+    EXPECT_EQ(usual.output.find("raw"), std::string::npos) << usual.output;
     const Ran real = run(kVboard + " run --real-net -- " + python);
     EXPECT_EQ(real.output.substr(0, 17), "1\nNo such device\n") << real.output;
     EXPECT_NE(real.output.find("True"), std::string::npos) << real.output;
+    EXPECT_NE(real.output.find("raw"), std::string::npos) << real.output;
 
     // A program that joins the board from the host's network reaches neither network's interfaces.
     const std::string board = std::string(folder) + "/board";

@@ -20,7 +20,12 @@ bool is_interface_request(uint32_t request)
 
 long interface_request(uint32_t request, ifreq *argument)
 {
+    constexpr uint32_t kListOfInterfaces = 0x8912; // its argument is another record, and no model answers it
     constexpr uint32_t kEthtool = 0x8946;
+    if (request == kListOfInterfaces)
+        return -EOPNOTSUPP;
+    if (!argument)
+        return -EFAULT;
     InterfaceRequest body{};
     copy_text(body.name, sizeof body.name, argument->ifr_name);
     body.flags = static_cast<uint16_t>(argument->ifr_flags);

@@ -133,7 +133,10 @@ bool is_of_machine(int domain, int type, int protocol)
     if (domain == AF_NETLINK)
         return protocol == NETLINK_ROUTE || protocol == NETLINK_NETFILTER || protocol == NETLINK_XFRM ||
                protocol == NETLINK_GENERIC;
-    return domain == AF_PACKET || (domain == AF_INET && (type & 0xf) == SOCK_PACKET); // the kernel takes both for one
+    const int kind = type & 0xf; // SOCK_NONBLOCK and the like are above it
+    if (domain == AF_INET || domain == AF_INET6)
+        return kind == SOCK_RAW || kind == SOCK_PACKET;
+    return domain == AF_PACKET;
 }
 
 } // namespace
