@@ -1,7 +1,6 @@
 // Settings and diagnostics of the boot loader, and its update.
 #include <cerrno>
 #include <cstring>
-#include <functional>
 
 #include <ddal/boot.h>
 #include <gmock/gmock.h>
@@ -10,11 +9,9 @@
 #include "storage/flash_disk.h"
 #include "support/board.h"
 #include "support/log_watch.h"
-#include "support/sweep.h"
 
 using namespace testing_board;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -108,72 +105,6 @@ TEST(Boot, ReadsCells)
     }
 }
 
-TEST(Boot, LogsOneLineOfItsOwnForAPropertyThatCannotBeRead)
-{
-    char text[128];
-    struct {
-        const char *name;
-        const char *path;
-        std::function<int()> call;
-    } const cases[] = {
-        {"ddal_boot_get_uboot_id", "post/uboot_id",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_uboot_id(&v);
-         }},
-        {"ddal_boot_get_uboot_version", "uboot/version", [&] { return ddal_boot_get_uboot_version(text); }},
-        {"ddal_boot_get_uboot_version", "uboot/version", [&] { return ddal_boot_get_flashed_uboot_version(text); }},
-        {"ddal_boot_get_uboot_err", "post/uboot_err_code",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_uboot_err(&v);
-         }},
-        {"ddal_boot_get_linux_err", "post/boot_error",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_linux_err(&v);
-         }},
-        {"ddal_boot_get_linux_active", "uboot/linux_active_partition",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_linux_active(&v);
-         }},
-        {"ddal_boot_get_linux_id", "uboot/linux_active_partition",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_linux_id(&v);
-         }},
-        {"ddal_boot_get_lmp_netboot", "uboot/netboot",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_lmp_netboot(&v);
-         }},
-        {"ddal_boot_get_uart", "uboot/uart",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_uart(&v);
-         }},
-        {"ddal_boot_get_lmt", "uboot/lmt",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_lmt(&v);
-         }},
-        {"ddal_boot_get_isolcpus", "uboot/isolcpus",
-         [] {
-             uint32_t v;
-             return ddal_boot_get_isolcpus(&v);
-         }},
-    };
-    for (const auto &row : cases) {
-        const Fault fault("fopen:" + kTree + row.path + " errno=EACCES");
-        LogWatch log;
-        EXPECT_EQ(row.call(), -EACCES) << row.name;
-        EXPECT_THAT(log.take(),
-                    ElementsAre("3 ddal_common_read_file: error open " + kTree + row.path + ": Permission denied",
-                                std::string("3 ") + row.name + ": error"));
-    }
-}
-
 TEST(Boot, ComparesTheRunningLinuxWithTheActiveOne)
 {
     const KeptFile kept_running(kTree + "post/linuxid");
@@ -219,8 +150,6 @@ TEST(Boot, WritesCellsAndMakesSomePermanent)
         EXPECT_EQ(row.set(row.value), -EROFS);
         EXPECT_EQ(program_runs(), "") << "nothing becomes permanent that was not written";
     }
-    const FailingProgram tool("l2u-dtb", "9");
-    EXPECT_EQ(ddal_boot_set_lmt(0), -1001);
 }
 
 TEST(Boot, KeepsTheResetLoopCountInARegister)
@@ -302,10 +231,4 @@ TEST(BootUpdate, SaysWhatIsWrong)
         EXPECT_THAT(log.take(), ElementsAre("3 ddal_boot_update_uboot: " + row.line));
     }
     EXPECT_EQ(program_runs(), "");
-    for (const auto &[how, result] : {std::pair{"7", -1001}, {"signal KILL", -EINTR}}) {
-        const FailingProgram script("update_u-boot.sh", how);
-        LogWatch log;
-        EXPECT_EQ(ddal_boot_update_uboot("/ffs/images/u.img"), result);
-        EXPECT_EQ(log.take().back(), "3 ddal_boot_update_uboot: update uboot failed: " + std::to_string(result));
-    }
 }
