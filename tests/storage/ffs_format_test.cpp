@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "storage/flash_disk.h"
-#include "support/board.h"
 #include "support/log_watch.h"
 
 using namespace testing_board;
@@ -133,13 +132,6 @@ TEST(FlashFormat, StopsAtTheStepThatFails)
 TEST(FlashFormat, DoesNothingWhenTypeOrMountCannotBeSettled)
 {
     bring_into(1, DDAL_FFS_TYPE_EXT4);
-    {
-        const FailingProgram umount("umount", "32");
-        LogWatch log;
-        EXPECT_EQ(ddal_ffs_format(53, 3), -1001);
-        EXPECT_EQ(program_runs(), head_of(1));
-        EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_format: Unmounting 53 failed"));
-    }
     const KeptFile kept("/dev/sda1");
     put_file("/dev/sda1", std::string(1 << 20, '\0'));
     LogWatch log;
@@ -164,37 +156,4 @@ TEST(FlashClean, LeavesTheStandardFolders)
     uint32_t state = 0;
     EXPECT_EQ(ddal_ffs_is_mounted(54, &state), 0);
     EXPECT_EQ(state, 2u);
-}
-
-TEST(FlashClean, SaysWhereItStopped)
-{
-    struct {
-        const char *what;
-        const char *fails;
-        std::string line;
-    } const cases[] = {
-        {"format", "mkfs.ext4", "3 ddal_ffs_cleanfs: Unable to format /dev/mapper/decrypted1"},
-        {"mount", "mount", "3 ddal_ffs_cleanfs: Unable to mount /ffs/fs1"},
-    };
-    for (const auto &row : cases) {
-        bring_into(1, DDAL_FFS_TYPE_EXT4);
-        const FailingProgram failing(row.fails, "1");
-        LogWatch log;
-        EXPECT_EQ(ddal_ffs_cleanfs(53), -1001) << row.what;
-        EXPECT_THAT(log.take(), ElementsAre(row.line));
-    }
-    // The mount program makes folders as well; how many, a good run tells.
-    bring_into(1, DDAL_FFS_TYPE_EXT4);
-    unsigned of_mount = 0;
-    {
-        const Fault count("mkdir:/ffs/.held*");
-        ASSERT_EQ(ddal_ffs_cleanfs(53), 0);
-        of_mount = count.seen() - 10;
-    }
-    const Fault third("mkdir:/ffs/.held* errno=EEXIST nth=" + std::to_string(of_mount + 3));
-    LogWatch log;
-    EXPECT_EQ(ddal_ffs_cleanfs(53), -1001);
-    EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_cleanfs: Could not create /ffs/fs1/boot"));
-    shell("ls /ffs/fs1/ | tr '\\n' ' ' >/run/names");
-    EXPECT_EQ(file_content("/run/names"), "addons apps ");
 }

@@ -90,7 +90,9 @@ TEST_F(FlashSweep, Type)
         {"ddal_ffs_get_fstype",
          [] {
              char type[17] = {};
-             return ddal_ffs_get_fstype(DDAL_FFS_1, type);
+             const int result = ddal_ffs_get_fstype(DDAL_FFS_1, type);
+             EXPECT_EQ(type[0] != '\0', result == 0) << "a failure leaves it as it was";
+             return long{result};
          },
          {}},
         {"ddal_ffs_query_fstype",
@@ -198,6 +200,14 @@ TEST_F(FlashSweep, Clean)
             for (const char *name : kFolders)
                 rmdir((std::string("/ffs/fs1/") + name).c_str());
             put_file("/run/stub/log", "");
+        })
+        .after([](const Outcome &seen) { // folders are made one after the other, and at last
+            const std::string last = seen.lines.empty() ? "" : seen.lines.back();
+            bool made = seen.result == 0 || last.find("Could not create") != std::string::npos;
+            for (const char *name : kFolders) {
+                made = made && !last.ends_with(std::string("/") + name);
+                EXPECT_EQ(access((std::string("/ffs/fs1/") + name).c_str(), F_OK) == 0, made) << name;
+            }
         })
         .when("fopen", in_turn({no_table_to_unmount, no_table_to_unmount, no_table_to_mount}))
         .when("fclose", changes_nothing())

@@ -1,15 +1,14 @@
 // Type, mount state and mounts of the flash file systems.
 #include <cerrno>
 #include <cstring>
+#include <functional>
 
 #include <ddal/ffs.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "storage/flash_disk.h"
-#include "support/board.h"
 #include "support/log_watch.h"
-#include "support/sweep.h"
 
 using namespace testing_board;
 using testing::ElementsAre;
@@ -107,14 +106,6 @@ TEST(FlashType, IsProbedWhenTheToolCannotTell)
     EXPECT_EQ(type_of(DDAL_FFS_1, 0), "ext4");
 }
 
-TEST(FlashType, NeedsThePartition)
-{
-    const Fault none("open:/dev/sda1 errno=ENOENT count=0");
-    LogWatch log;
-    EXPECT_EQ(type_of(DDAL_FFS_1, -ENODEV), "");
-    EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_get_fstype: cannot open /dev/sda1"));
-}
-
 TEST(FlashIds, AreCheckedBeforeAnythingRuns)
 {
     program_runs();
@@ -189,11 +180,6 @@ TEST(FlashMountState, IsThatOfTheFirstEntry)
         EXPECT_EQ(state, row.state) << row.table;
         EXPECT_EQ(log.take(), row.lines) << row.table;
     }
-    const Fault none("fopen:/etc/mtab errno=ENOENT");
-    LogWatch log;
-    uint32_t state = 99;
-    EXPECT_EQ(ddal_ffs_is_mounted(DDAL_FFS_1, &state), -1001);
-    EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_is_mounted: error opening /etc/mtab"));
 }
 
 TEST(FlashMount, RunsTheProgramsWithTheirArguments)
@@ -216,26 +202,6 @@ TEST(FlashMount, RunsTheProgramsWithTheirArguments)
                               "mount /dev/mapper/decrypted2 -oremount -o rw,relatime,data=ordered\n"
                               "umount /ffs/fs2\n");
     EXPECT_THAT(log.take(), IsEmpty());
-}
-
-TEST(FlashMount, TellsAFailingProgramFromOneThatDoesNotStart)
-{
-    ASSERT_EQ(ddal_ffs_mount(DDAL_FFS_1, DDAL_FFS_TYPE_EXT4, 1), 0);
-    const std::function<int()> calls[] = {[] { return ddal_ffs_mount(DDAL_FFS_2, DDAL_FFS_TYPE_EXT4, 1); },
-                                          [] { return ddal_ffs_remount(DDAL_FFS_1, 1); },
-                                          [] { return ddal_ffs_umount(DDAL_FFS_1); }};
-    for (const auto &call : calls) {
-        {
-            const FailingProgram mount("mount", "32");
-            const FailingProgram umount("umount", "32");
-            LogWatch log;
-            EXPECT_EQ(call(), -1001);
-            EXPECT_THAT(log.take(), IsEmpty());
-        }
-        const Fault fork("fork: errno=EAGAIN");
-        EXPECT_EQ(call(), -EAGAIN);
-    }
-    EXPECT_EQ(ddal_ffs_umount(DDAL_FFS_1), 0);
 }
 
 TEST(FlashLogicalId, DependsOnTheRunningLinux)
