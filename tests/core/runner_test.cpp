@@ -14,9 +14,12 @@
 #include <unistd.h>
 
 #include "core/process.h"
+#include "support/in_child.h"
 #include "temporary_directory.h"
 
 using namespace std::chrono_literals;
+using testing_board::start_child;
+using testing_board::wait_for_child;
 
 namespace {
 
@@ -68,17 +71,6 @@ std::string output_of(const char *command)
     char text[4096];
     EXPECT_EQ(ddal_common_read_cmd_output(sizeof text, text, command), 0) << command;
     return text;
-}
-
-// Runs `body` in a process of its own, whose state it may spoil.
-int in_child(const std::function<int()> &body)
-{
-    const pid_t pid = fork();
-    if (pid == 0)
-        _exit(body());
-    int status = 0;
-    EXPECT_EQ(waitpid(pid, &status, 0), pid);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 TEST(Runner, MapsTheEndOfTheChild)
@@ -177,7 +169,7 @@ TEST(Runner, SurvivesAChildThatIgnoresItsInput)
 {
     const std::string text(1 << 20, 'x');
     for (const bool pending : {false, true}) {
-        EXPECT_EQ(in_child([&] {
+        EXPECT_EQ(wait_for_child(start_child([&] {
                       signal(SIGPIPE, SIG_DFL);
                       sigset_t sigpipe;
                       sigset_t before;
@@ -208,7 +200,7 @@ TEST(Runner, SurvivesAChildThatIgnoresItsInput)
                       }
                       sigpending(&after);
                       return sigismember(&after, SIGPIPE) == pending ? 0 : 4;
-                  }),
+                  })),
                   0)
             << (pending ? "with" : "without") << " a signal pending";
     }
@@ -262,7 +254,7 @@ TEST(Runner, GivesTheChildNothingOfTheCaller)
 TEST(Runner, WorksWithoutStandardStreams)
 {
     for (int closed = 1; closed < 8; ++closed) {
-        const int result = in_child([closed] {
+        const int result = wait_for_child(start_child([closed] {
             for (int fd = 0; fd < 3; ++fd) {
                 if (closed & 1 << fd)
                     close(fd);
@@ -278,7 +270,7 @@ TEST(Runner, WorksWithoutStandardStreams)
                 return 2;
             fclose(out);
             return strcmp(text, "fed") == 0 ? 0 : 3;
-        });
+        }));
         EXPECT_EQ(result, 0) << "closed: " << closed;
     }
 }

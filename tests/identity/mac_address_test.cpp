@@ -1,6 +1,4 @@
 #include <cerrno>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <ddal/devicetree.h>
 #include <ddal/unit.h>
@@ -8,6 +6,7 @@
 
 #include "support/board.h"
 #include "support/board_file.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 #include "support/sweep.h"
 
@@ -19,17 +18,7 @@ const std::string kIdentity = "/proc/device-tree/board-identity/";
 const std::string kNetcp = "/sys/class/net/eth1/device/of_node/netcp-interfaces/interface-";
 const std::string kPool = "/proc/device-tree/virtual-mac-pool/virtual-mac";
 
-// A test runs in a child, because a process asks for its board type once.
-int in_child(const std::function<int()> &code)
-{
-    const pid_t pid = fork();
-    if (pid == 0)
-        _exit(code());
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
+// A case runs in a child, because a process asks for its board type once.
 struct Case {
     uint32_t board;
     uint32_t backhaul_3;
@@ -74,12 +63,12 @@ TEST(MacAddress, ComesFromTheSourceOfTheInterface)
     for (const Case &c : cases) {
         put_cells(kIdentity + "board-type", {c.board - 1});
         put_cells(kIdentity + "user-defined-a/backhaul-3-type", {c.backhaul_3});
-        EXPECT_EQ(in_child([&] {
+        EXPECT_EQ(wait_for_child(start_child([&] {
                       std::string mac = kUntouched;
                       const int result =
                           ddal_devicetree_get_mac_addr(0, c.ifname, reinterpret_cast<uint8_t *>(mac.data()));
                       return (result == c.result ? 0 : 1) + (mac == c.mac ? 0 : 2);
-                  }),
+                  })),
                   0)
             << "board " << c.board << ", backhaul " << c.backhaul_3 << ", " << c.ifname;
     }
@@ -89,12 +78,12 @@ TEST(MacAddress, OfBoard5WrapsAround)
 {
     put_cells(kIdentity + "board-type", {4});
     put_file(kIdentity + "local-mac-address", "\xff\xff\xff\xff\xff\xff");
-    EXPECT_EQ(in_child([] {
+    EXPECT_EQ(wait_for_child(start_child([] {
                   uint8_t mac[6] = {9, 9, 9, 9, 9, 9};
                   const int result = ddal_devicetree_get_mac_addr(0, "eth3", mac);
                   const uint8_t expected[6] = {0, 0, 0, 0, 0, 1};
                   return result == 0 && std::equal(mac, mac + 6, expected) ? 0 : 1;
-              }),
+              })),
               0);
 }
 

@@ -16,7 +16,7 @@
 #include <ddal/phy.h>
 
 #include "support/board.h"
-#include "support/child.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 #include "support/resources.h"
 

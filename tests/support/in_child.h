@@ -1,8 +1,9 @@
 // A piece of a test in a process of its own: for what a process can do only once, and for several processes at work.
 #pragma once
 
-#include <cstdint>
+#include <exception>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,31 +31,52 @@ inline int wait_for_child(pid_t pid)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-// What `code` returns in a child: texts without newlines.
-inline std::vector<std::string> in_child(const std::function<std::vector<std::string>()> &code)
+// What `code` returns in a child, and how the child ended if it did not get that far. The library's caches are empty
+// there, and what it keeps goes with it.
+inline std::string in_child(const std::function<std::string()> &code)
 {
     int ends[2];
     if (pipe(ends) != 0)
-        return {"no pipe"};
+        return "no pipe";
     const pid_t pid = start_child([&] {
-        for (const std::string &text : code()) {
-            const std::string line = text + "\n";
-            if (write(ends[1], line.data(), line.size()) != static_cast<ssize_t>(line.size()))
-                return 1;
+        std::string text;
+        try {
+            text = code();
+        } catch (const std::exception &error) {
+            text = std::string("exception: ") + error.what();
+        }
+        for (size_t at = 0; at < text.size();) {
+            const ssize_t n = write(ends[1], text.data() + at, text.size() - at);
+            if (n <= 0)
+                return 2;
+            at += static_cast<size_t>(n);
         }
         return 0;
     });
     close(ends[1]);
-    std::string all;
+    std::string text;
     char buffer[4096];
     for (ssize_t n; (n = read(ends[0], buffer, sizeof buffer)) > 0;)
-        all.append(buffer, static_cast<size_t>(n));
+        text.append(buffer, static_cast<size_t>(n));
     close(ends[0]);
-    std::vector<std::string> lines;
-    for (size_t at = 0, end; (end = all.find('\n', at)) != std::string::npos; at = end + 1)
-        lines.push_back(all.substr(at, end - at));
     if (const int status = wait_for_child(pid); status != 0)
-        lines.push_back("child ended with " + std::to_string(status));
+        text += "child ended with " + std::to_string(status);
+    return text;
+}
+
+// The same of texts without newlines.
+inline std::vector<std::string> in_child(const std::function<std::vector<std::string>()> &code)
+{
+    const std::function<std::string()> joined = [&code] {
+        std::string text;
+        for (const std::string &line : code())
+            text += line + "\n";
+        return text;
+    };
+    std::istringstream text(in_child(joined));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
     return lines;
 }
 

@@ -8,7 +8,7 @@
 
 #include "support/board.h"
 #include "support/board_file.h"
-#include "support/child.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 
 using namespace testing_board;

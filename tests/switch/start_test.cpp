@@ -10,7 +10,7 @@
 #include <ddal/bcm_open.h>
 
 #include "support/board.h"
-#include "support/child.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 
 using namespace testing_board;
