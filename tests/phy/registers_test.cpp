@@ -4,6 +4,7 @@
 #include <ddal/phy.h>
 #include <ddal/unit.h>
 
+#include "phy/lookup.h"
 #include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
@@ -33,8 +34,8 @@ struct Row {
     const char *what;
     const char *before; // registers set first: "reg value [page]; ..."
     std::function<int()> call;
-    int result;
     const char *writes; // to the PHY, in order
+    int result = 0;
 };
 
 void set_registers(const std::string &list)
@@ -61,40 +62,39 @@ std::string writes_of_log()
 TEST_F(DirectPhy, OperationsChangeTheirBitsOnly)
 {
     const Row kRows[] = {
-        {"loopback on", "0 0x1140", [] { return ddal_phy_copper_loopback_enable(kDevice); }, 0, "0.0 = 0x5140"},
-        {"loopback off", "0 0x5140", [] { return ddal_phy_copper_loopback_disable(kDevice); }, 0, "0.0 = 0x1140"},
-        {"restart clears the register first", "0 0x1140", [] { return ddal_phy_copper_restart_autoneg(kDevice); }, 0,
+        {"loopback on", "0 0x1140", [] { return ddal_phy_copper_loopback_enable(kDevice); }, "0.0 = 0x5140"},
+        {"loopback off", "0 0x5140", [] { return ddal_phy_copper_loopback_disable(kDevice); }, "0.0 = 0x1140"},
+        {"restart clears the register first", "0 0x1140", [] { return ddal_phy_copper_restart_autoneg(kDevice); },
          "0.0 = 0x0000; 0.0 = 0x1200"},
-        {"reset", "0 0x1140", [] { return ddal_phy_copper_reset(kDevice); }, 0, "0.0 = 0x8000"},
-        {"crossover straight", "16 0xff7f", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 0); }, 0,
+        {"reset", "0 0x1140", [] { return ddal_phy_copper_reset(kDevice); }, "0.0 = 0x8000"},
+        {"crossover straight", "16 0xff7f", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 0); },
          "0.16 = 0xff1f"},
-        {"crossover crossed", "16 0xff1f", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 1); }, 0,
+        {"crossover crossed", "16 0xff1f", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 1); },
          "0.16 = 0xff3f"},
-        {"crossover automatic", "16 0", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 2); }, 0,
-         "0.16 = 0x0060"},
-        {"no crossover mode 3", "16 0", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 3); }, -EINVAL, ""},
-        {"no pause", "4 0x0de1", [] { return ddal_phy_copper_set_config_advert_pause_frames(kDevice, 0, 0); }, 0,
+        {"crossover automatic", "16 0", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 2); }, "0.16 = 0x0060"},
+        {"no crossover mode 3", "16 0", [] { return ddal_phy_copper_set_crossover_mode(kDevice, 3); }, "", -EINVAL},
+        {"no pause", "4 0x0de1", [] { return ddal_phy_copper_set_config_advert_pause_frames(kDevice, 0, 0); },
          "0.4 = 0x01e1"},
-        {"pause", "4 0x09e1", [] { return ddal_phy_copper_set_config_advert_pause_frames(kDevice, 1, 0); }, 0,
+        {"pause", "4 0x09e1", [] { return ddal_phy_copper_set_config_advert_pause_frames(kDevice, 1, 0); },
          "0.4 = 0x05e1"},
         {"asymmetric pause wins", "4 0x05e1",
-         [] { return ddal_phy_copper_set_config_advert_pause_frames(kDevice, 1, 1); }, 0, "0.4 = 0x09e1"},
-        {"slave", "9 0x0f00; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 0); }, 0,
+         [] { return ddal_phy_copper_set_config_advert_pause_frames(kDevice, 1, 1); }, "0.4 = 0x09e1"},
+        {"slave", "9 0x0f00; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 0); },
          "0.9 = 0x1700; 0.0 = 0x9140"},
-        {"master", "9 0x0300; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 1); }, 0,
+        {"master", "9 0x0300; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 1); },
          "0.9 = 0x1b00; 0.0 = 0x9140"},
-        {"automatic", "9 0x1b00; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 2); }, 0,
+        {"automatic", "9 0x1b00; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 2); },
          "0.9 = 0x0b00; 0.0 = 0x9140"},
-        {"multi-port", "9 0x0300; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 4); }, 0,
+        {"multi-port", "9 0x0300; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 4); },
          "0.9 = 0x0700; 0.0 = 0x9140"},
-        {"single-port", "9 0x0700; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 8); }, 0,
+        {"single-port", "9 0x0700; 0 0x1140", [] { return ddal_phy_copper_set_master_slave(kDevice, 8); },
          "0.9 = 0x0300; 0.0 = 0x9140"},
-        {"no role 3", "9 0x0300", [] { return ddal_phy_copper_set_master_slave(kDevice, 3); }, -EINVAL, ""},
-        {"power down", "0 0x1140", [] { return ddal_phy_copper_power_down(kDevice); }, 0, "0.0 = 0x1940"},
-        {"power down when it is", "0 0x1940", [] { return ddal_phy_copper_power_down(kDevice); }, 0, ""},
-        {"power up", "0 0x1940", [] { return ddal_phy_copper_power_up(kDevice); }, 0, "0.0 = 0x1140"},
-        {"power up when it is", "0 0x1140", [] { return ddal_phy_copper_power_up(kDevice); }, 0, ""},
-        {"a page of its own", "16 0 3", [] { return ddal_phy_write(kDevice, 16, 3, 0xabcd); }, 0, "3.16 = 0xabcd"},
+        {"no role 3", "9 0x0300", [] { return ddal_phy_copper_set_master_slave(kDevice, 3); }, "", -EINVAL},
+        {"power down", "0 0x1140", [] { return ddal_phy_copper_power_down(kDevice); }, "0.0 = 0x1940"},
+        {"power down when it is", "0 0x1940", [] { return ddal_phy_copper_power_down(kDevice); }, ""},
+        {"power up", "0 0x1940", [] { return ddal_phy_copper_power_up(kDevice); }, "0.0 = 0x1140"},
+        {"power up when it is", "0 0x1140", [] { return ddal_phy_copper_power_up(kDevice); }, ""},
+        {"a page of its own", "16 0 3", [] { return ddal_phy_write(kDevice, 16, 3, 0xabcd); }, "3.16 = 0xabcd"},
     };
     for (const Row &row : kRows) {
         SetUp();
@@ -275,33 +275,6 @@ TEST_F(DirectPhy, NullOutputsAreRefused)
 }
 
 // --- every call that fails ------------------------------------------------------------------------------------------
-
-namespace {
-
-// The lookup of name and number comes first in every operation on a direct PHY.
-std::vector<std::string> lookup_failed(const std::string &operation, const std::string &first)
-{
-    return {first, "3 find_name_and_dev_id: couldn't find dev_id for interface: 0x1(eth0)",
-            "3 find_interface: couldn't find name & dev_id for interface: 0x1",
-            "3 " + operation + ": couldn't find name & dev_id for phy dev: 1"};
-}
-
-Sweep &with_lookup(Sweep &sweep, const std::string &operation)
-{
-    const std::string path = "/sys/class/net/eth0/dev_id";
-    return sweep.when("fclose", changes_nothing())
-        .when("fopen:" + path,
-              fails(-1001, lookup_failed(operation, "3 ddal_common_read_file: error open " + path + ": %m")))
-        .when("fread/EIO:" + path,
-              fails(-1001, lookup_failed(operation, "3 ddal_common_read_file: error read " + path + ": %m")))
-        .when("fread/end:" + path, [operation](const Injected &, const Outcome &) {
-            std::vector<std::string> lines = lookup_failed(operation, "");
-            lines.erase(lines.begin()); // an empty file is no failure of reading it
-            return Outcome{-1001, lines};
-        });
-}
-
-} // namespace
 
 TEST_F(DirectPhy, ReadAndWriteSurviveEveryFailure)
 {

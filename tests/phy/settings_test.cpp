@@ -4,6 +4,7 @@
 #include <ddal/phy.h>
 #include <ddal/unit.h>
 
+#include "phy/lookup.h"
 #include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
@@ -131,32 +132,6 @@ TEST_F(Settings, StatusOfASwitchPortNeedsAnInterfaceThatIsUp)
     EXPECT_EQ(status.speed, 1000u);
     EXPECT_EQ(ctl("multiport calls"), "ex_switch_phy_copper_get_status 4\n");
 }
-
-namespace {
-
-Expectation and_lookup(const char *operation, const char *first)
-{
-    return fails(-1001, {first, "3 find_name_and_dev_id: couldn't find dev_id for interface: 0x1(eth0)",
-                         "3 find_interface: couldn't find name & dev_id for interface: 0x1",
-                         std::string("3 ") + operation + ": couldn't find name & dev_id for phy dev: 1"});
-}
-
-Expectation empty_number(const char *operation)
-{
-    return fails(-1001, {"3 find_name_and_dev_id: couldn't find dev_id for interface: 0x1(eth0)",
-                         "3 find_interface: couldn't find name & dev_id for interface: 0x1",
-                         std::string("3 ") + operation + ": couldn't find name & dev_id for phy dev: 1"});
-}
-
-Sweep &with_lookup(Sweep &sweep, const char *operation)
-{
-    return sweep.when("fclose", changes_nothing())
-        .when("fopen", and_lookup(operation, "3 ddal_common_read_file: error open /sys/class/net/eth0/dev_id: %m"))
-        .when("fread/EIO", and_lookup(operation, "3 ddal_common_read_file: error read /sys/class/net/eth0/dev_id: %m"))
-        .when("fread/end", empty_number(operation));
-}
-
-} // namespace
 
 TEST_F(Settings, SurviveEveryFailure)
 {
