@@ -8,7 +8,7 @@
 #include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
-#include "support/sweep.h"
+#include "support/property_rows.h"
 
 using namespace testing_board;
 
@@ -75,16 +75,6 @@ const NumberGetter kNumbers[] = {
     {nullptr, ddal_devicetree_get_user_defined_a_bt_config, kUserDefined + "bt-config", 0xFFFFFFFF, 0xFFFFF000},
     {nullptr, ddal_devicetree_get_user_defined_a_wifi_support, kUserDefined + "wifisupport", 1, 1},
 };
-
-// What the file reader says of each failing call.
-Sweep &expect_reader_failures(Sweep &sweep, const std::string &path)
-{
-    return sweep.when("fopen:" + path, fails_with_errno("3 ddal_common_read_file: error open " + path + ": %m"))
-        .when("fread/EIO:" + path, fails_with_errno("3 ddal_common_read_file: error read " + path + ": %m"))
-        .when("fseek:" + path, fails_with_errno("3 ddal_common_read_file: error seek " + path + ": %m"))
-        .when("ftell:" + path, fails_with_errno("3 ddal_common_read_file: error tell " + path + ": %m"))
-        .when("fclose:" + path, changes_nothing());
-}
 
 TEST(DevicetreeText, IsReadFromItsPropertyAndCutToTheBuffer)
 {
@@ -157,25 +147,17 @@ TEST(DevicetreeSweep, EveryGetterSurvivesEveryFailure)
             char text[100];
             return getter(sizeof text, text);
         });
-        expect_reader_failures(sweep, getter.property).when("fread/end", changes_nothing()).run();
+        add_reading(sweep, getter.property).when("fread/end", changes_nothing()).run();
     }
     for (const NumberGetter &getter : kNumbers) {
         Sweep sweep(getter.property, [&] {
             uint32_t value;
             return getter(&value);
         });
-        if (getter.property.ends_with("wifisupport")) { // one code for every failure
-            const std::string reader = "3 ddal_common_read_file: error ";
-            sweep.when("fopen", fails(-1022, {reader + "open " + getter.property + ": %m"}))
-                .when("fread/EIO", fails(-1022, {reader + "read " + getter.property + ": %m"}))
-                .when("fseek", fails(-1022, {reader + "seek " + getter.property + ": %m"}))
-                .when("ftell", fails(-1022, {reader + "tell " + getter.property + ": %m"}))
-                .when("fread/short", fails(-1022, {}))
-                .when("fread/end", fails(-1022, {}));
-        }
-        expect_reader_failures(sweep, getter.property)
-            .when("fread/short", fails(-ENODATA, {}))
-            .when("fread/end", fails(-ENODATA, {}))
+        const bool one_code = getter.property.ends_with("wifisupport"); // for every failure
+        add_reading(sweep, getter.property, {}, one_code ? std::optional{-1022L} : std::nullopt)
+            .when("fread/short", fails(one_code ? -1022 : -ENODATA, {}))
+            .when("fread/end", fails(one_code ? -1022 : -ENODATA, {}))
             .run();
     }
 }
@@ -214,7 +196,6 @@ TEST(DevicetreeDspMask, HasABitForEveryCellThatIsSet)
 
 TEST(DevicetreeSweep, DspMaskSubBandAndSettersSurviveEveryFailure)
 {
-    const std::string reader = "3 ddal_common_read_file: error ";
     for (const auto &[name, operation, line] :
          {std::tuple<std::string, std::function<long()>, std::string>{"ddal_devicetree_get_dsp_mask",
                                                                       [] {
@@ -231,24 +212,16 @@ TEST(DevicetreeSweep, DspMaskSubBandAndSettersSurviveEveryFailure)
            "3 ddal_devicetree_get_sub_band: failed to retrieve band-class during retrieval of sub-band"}}) {
         const KeptFile kept(kIdentity + "band-class");
         put_cells(kIdentity + "band-class", {0x0312});
-        Sweep(name, operation)
-            .when("fopen", fails_with_errno_or(0, {reader + "open *", line}))
-            .when("fread/EIO", fails_with_errno_or(0, {reader + "read *", line}))
-            .when("fseek", fails_with_errno_or(0, {reader + "seek *", line}))
-            .when("ftell", fails_with_errno_or(0, {reader + "tell *", line}))
+        Sweep sweep(name, operation);
+        add_reading(sweep, kTree + "*", {line})
             .when("fread/short", fails(-ENODATA, {line}))
             .when("fread/end", fails(-ENODATA, {line}))
-            .when("fclose", changes_nothing())
             .run();
     }
 
     const std::string isti = kTree + "life-time-data/isti";
-    Sweep("ddal_devicetree_set_isti", [] { return ddal_devicetree_set_isti(5); })
-        .when("open", fails_with_errno_or(0, {"3 ddal_common_write_*"}))
-        .when("write/EIO", fails_with_errno_or(0, {"3 ddal_common_write_*"}))
-        .when("write/end", fails(-EIO, {"3 ddal_common_write_*"}))
-        .when("close", fails_with_errno_or(0, {"3 ddal_common_write_*"}))
-        .run();
+    Sweep set_isti("ddal_devicetree_set_isti", [] { return ddal_devicetree_set_isti(5); });
+    add_writing(set_isti, isti, "ddal_common_write_u32val_array").run();
     EXPECT_EQ(file_content(isti), std::string("\0\0\0\5", 4));
 }
 

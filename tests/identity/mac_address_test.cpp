@@ -8,7 +8,7 @@
 #include "support/board_file.h"
 #include "support/in_child.h"
 #include "support/log_watch.h"
-#include "support/sweep.h"
+#include "support/property_rows.h"
 
 using namespace testing_board;
 
@@ -107,27 +107,16 @@ TEST(MacAddress, SurvivesEveryFailure)
 {
     put_cells(kIdentity + "board-type", {8});
     ddal_unit_get_board(); // asked once in the life of a process
-    const std::string reader = "3 ddal_common_read_file: error ";
     const std::string line = "3 ddal_devicetree_get_mac_addr: "
                              "ddal_devicetree_get_user_defined_a_backhaul_3_type failed:*";
-    const std::string first = ":" + kIdentity + "*", second = ":" + kNetcp + "*";
-    Sweep("ddal_devicetree_get_mac_addr",
-          [] {
-              uint8_t mac[6];
-              return ddal_devicetree_get_mac_addr(0, "eth0", mac);
-          })
-        .when("fopen" + first, fails_with_errno_or(0, {reader + "open *", line}))
-        .when("fread/EIO" + first, fails_with_errno_or(0, {reader + "read *", line}))
-        .when("fseek" + first, fails_with_errno_or(0, {reader + "seek *", line}))
-        .when("ftell" + first, fails_with_errno_or(0, {reader + "tell *", line}))
-        .when("fread/short" + first, fails(-ENODATA, {line}))
-        .when("fread/end" + first, fails(-ENODATA, {line}))
-        .when("fopen" + second, fails_with_errno(reader + "open *"))
-        .when("fread/EIO" + second, fails_with_errno(reader + "read *"))
-        .when("fseek" + second, fails_with_errno(reader + "seek *"))
-        .when("ftell" + second, fails_with_errno(reader + "tell *"))
-        .when("fread/end" + second, changes_nothing())
-        .when("fclose", changes_nothing())
+    Sweep sweep("ddal_devicetree_get_mac_addr", [] {
+        uint8_t mac[6];
+        return ddal_devicetree_get_mac_addr(0, "eth0", mac);
+    });
+    add_reading(sweep, kNetcp + "*").when("fread/end:" + kNetcp + "*", changes_nothing());
+    add_reading(sweep, kIdentity + "*", {line})
+        .when("fread/short:" + kIdentity + "*", fails(-ENODATA, {line}))
+        .when("fread/end:" + kIdentity + "*", fails(-ENODATA, {line}))
         .run();
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "storage/program_sweep.h"
+#include "support/property_rows.h"
 
 using namespace testing_board;
 
@@ -16,30 +17,6 @@ const std::string kActive = kTree + "uboot/linux_active_partition";
 const std::string kRunning = kTree + "post/linuxid";
 const std::string kCount = "/sys/class/cpld-usr/cpld-usr/scr1";
 const std::string kNext = "/sys/class/cpld-usr/cpld-usr/next_reset";
-
-// Rows of a file that is read whole, whose readers log through these lines.
-void add_reading(Sweep &sweep, const std::string &path, const std::vector<std::string> &callers)
-{
-    for (const auto &[place, what] :
-         {std::pair{"fopen:", "open"}, {"fread/EIO:", "read"}, {"fseek:", "seek"}, {"ftell:", "tell"}})
-        sweep.when(place + path,
-                   fails_through(std::string("3 ddal_common_read_file: error ") + what + " " + path + ": %m", callers));
-    sweep.when("fclose:" + path, changes_nothing());
-}
-
-// Rows of a file that is written, by a helper that logs under its name.
-void add_writing(Sweep &sweep, const std::string &path, const std::string &helper,
-                 const std::vector<std::string> &callers)
-{
-    const auto line = [&](const char *what) { return "3 " + helper + ": error " + what + " " + path + ": %m"; };
-    std::vector<std::string> unwritten = {line("write") + "*"};
-    for (std::string caller : callers)
-        unwritten.push_back(caller.replace(std::min(caller.find("%d"), caller.size()), 2, "-5"));
-    sweep.when("open:" + path, fails_through(line("open"), callers))
-        .when("write/EIO:" + path, fails_through(line("write"), callers))
-        .when("write/end:" + path, fails(-EIO, unwritten))
-        .when("close:" + path, fails_through(line("close"), callers));
-}
 
 const std::string kToFlash = "3 ddal_sysinfo_update_devicetree_to_flash: l2u-dtb update failed: %d";
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "storage/program_sweep.h"
+#include "support/property_rows.h"
 
 using namespace testing_board;
 
@@ -219,21 +220,13 @@ TEST_F(FlashSweep, LogicalId)
 {
     const std::string caller = "3 ddal_ffs_get_physical_by_logical: get running linux FS error: %d";
     const std::string linux_id = "3 ddal_common_linux_id_get: ";
-    const auto line = [&](const char *what) {
-        return fails_through(std::string("3 ddal_common_read_file: error ") + what +
-                                 " /proc/device-tree/post/linuxid: %m",
-                             {linux_id + "linux ID get error: %d", caller});
-    };
     const Expectation no_id =
         fails(-1001, {linux_id + "*", "3 ddal_ffs_get_physical_by_logical: get running linux FS error: -1001"});
     uint32_t id;
-    Sweep("ddal_ffs_get_physical_by_logical", [&] { return ddal_ffs_get_physical_by_logical(DDAL_FFS_OWN, &id); })
-        .when("fopen", line("open"))
-        .when("fread/EIO", line("read"))
+    Sweep sweep("ddal_ffs_get_physical_by_logical",
+                [&] { return ddal_ffs_get_physical_by_logical(DDAL_FFS_OWN, &id); });
+    add_reading(sweep, "/proc/device-tree/post/linuxid", {linux_id + "linux ID get error: %d", caller})
         .when("fread", no_id)
         .when("fread/short", no_id)
-        .when("fseek", line("seek"))
-        .when("ftell", line("tell"))
-        .when("fclose", changes_nothing())
         .run();
 }
