@@ -108,7 +108,6 @@ TEST_F(PasswordHistory, BootHookBringsPamBackInLine)
         bool applied;
     } cases[] = {
         {"12\n", 0, true},
-
         {"12 and more", 0, true},
         {"0\n", 0, false},
         {nullptr, 0, false},

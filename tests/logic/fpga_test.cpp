@@ -1,6 +1,4 @@
 #include <cerrno>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 #include <ddal/fpga.h>
@@ -8,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "support/board.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 #include "support/sweep.h"
 
@@ -91,22 +90,16 @@ TEST(FpgaMaskedWrite, OfSeveralProcessesLosesNothing)
     constexpr uint32_t kRegister = 0x140908, kProcesses = 8, kRounds = 2000, kBits = 4;
     ASSERT_EQ(ddal_fpga_write(kRegister, 0), 1);
     std::vector<pid_t> children;
-    for (uint32_t i = 0; i < kProcesses; ++i) {
-        children.push_back(fork());
-        if (children.back() != 0)
-            continue;
-        for (uint32_t round = 1, value = 0; round <= kRounds; ++round) {
-            if (ddal_fpga_masked_write(kRegister, 0xFu << i * kBits, round << i * kBits) != 0 ||
-                ddal_fpga_read(kRegister, &value) != 1 || (value >> i * kBits & 0xF) != (round & 0xF))
-                _exit(1);
-        }
-        _exit(0);
-    }
-    for (const pid_t child : children) {
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0) << "a process missed its own bits";
-    }
+    for (uint32_t i = 0; i < kProcesses; ++i)
+        children.push_back(start_child([i] {
+            for (uint32_t round = 1, value = 0; round <= kRounds; ++round)
+                if (ddal_fpga_masked_write(kRegister, 0xFu << i * kBits, round << i * kBits) != 0 ||
+                    ddal_fpga_read(kRegister, &value) != 1 || (value >> i * kBits & 0xF) != (round & 0xF))
+                    return 1;
+            return 0;
+        }));
+    for (const pid_t child : children)
+        EXPECT_EQ(wait_for_child(child), 0) << "a process missed its own bits";
     EXPECT_EQ(ctl("fpga get 0x140908"), "0x00000000\n"); // 2000 ends in four zero bits
 }
 

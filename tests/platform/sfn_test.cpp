@@ -1,7 +1,6 @@
 // Frame numbers and waits with the board's frame driver running.
 #include <cerrno>
 #include <csignal>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "support/board.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 #include "support/sweep.h"
 
@@ -120,14 +120,8 @@ TEST(Sfn, ConstructorAborts)
 {
     for (const char *rule : {"open:/dev/fpga_frame errno=ENODEV", "mmap:/dev/fpga_frame errno=ENODEV"}) {
         const Fault fault(rule);
-        const pid_t pid = fork();
-        if (pid == 0) {
-            execl("/proc/self/exe", "sfn", "--gtest_filter=nothing", nullptr);
-            _exit(1);
-        }
-        int status = 0;
-        waitpid(pid, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) << rule << ", status " << status;
+        const pid_t pid = start_child([] { return execl("/proc/self/exe", "sfn", "--gtest_filter=nothing", nullptr); });
+        EXPECT_EQ(wait_for_child(pid), -SIGABRT) << rule;
         EXPECT_EQ(fault.fired(), 1u);
     }
 }
