@@ -41,7 +41,8 @@ using Expectation = std::function<Outcome(const Injected &, const Outcome &succe
 Expectation fails_with_errno(std::string line);
 // -errno, or `when_zero` for a transfer that ended early without an error, and these lines.
 Expectation fails_with_errno_or(long when_zero, std::vector<std::string> lines);
-// One line of the helper that failed, then those of its callers, in which "%d" is the negative errno. -errno, or `result`.
+// One line of the helper that failed, then those of its callers, in which "%d" is the negative errno. -errno, or
+// `result`.
 Expectation fails_through(std::string line, std::vector<std::string> callers, std::optional<long> result = {});
 // A fixed result and these lines ("%m" as above).
 Expectation fails(long result, std::vector<std::string> lines);
