@@ -28,17 +28,18 @@ constexpr int kLow = 0;
 #endif
 constexpr uint32_t kMsm = 0x0C000000, kMsmSize = 0x00600000, kDdr = 0xA0000000, kDdrSize = 0x04000000;
 
-// The set-up's result, asked for twice, what it leaves open and its log lines, in a fresh process.
-Lines setup_in_child(int (*setup)() = ddal_cma_process_init)
+// The set-up's result, asked for twice, what it leaves open, whether it made `inside` valid, and its log lines, in a
+// fresh process.
+Lines setup_in_child(int (*setup)() = ddal_cma_process_init, uint32_t inside = kMsm)
 {
-    return in_child([setup] {
+    return in_child([setup, inside] {
         LogWatch log;
         const size_t before = open_descriptors().size();
         const int first = setup();
         Lines lines{std::to_string(first) + " " + std::to_string(ddal_cma_process_init()) + " " +
                     std::to_string(open_descriptors().size() - before)};
         uint32_t address = 1;
-        const int converted = ddal_cma_phy_to_virt(kMsm, &address);
+        const int converted = ddal_cma_phy_to_virt(inside, &address);
         lines.push_back(std::to_string(converted) + " " + std::to_string(address != 0));
         for (const std::string &line : log.take())
             if (!line.starts_with("3 ddal_cma_phy_to_virt"))
@@ -87,6 +88,7 @@ TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
     const struct {
         std::string list;
         Lines expected;
+        uint32_t inside = kMsm;
     } cases[] = {
         {"", {"-5 -5 0", "-14 0", kSetup + "Unable to parse /proc/cma"}},
         {header, {"0 0 1", "-14 0"}},
@@ -96,16 +98,17 @@ TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
          {"-1001 -1001 0", "-14 0", kSetup + "More than 2 entries in /proc/cma"}},
         {header + "0c000000 MSM 00000000 -\n",
          {"-22 -22 0", "-14 0", kSetup + "Unable to mmap DMA address 0c000000 +0, Invalid argument"}},
+        {header + "fffff000 X 1000 -\n", {"0 0 1", "0 1"}, 0xFFFFFFFF}, // ends with the addresses
         // What does not fit 32 bits cannot be a region.
         {header + "fffff000 X 2000 -\n", {"-75 -75 0", "-14 0", too_wide + "fffff000 +2000" + why}},
         {header + "800000000 X 1000 -\n", {"-75 -75 0", "-14 0", too_wide + "00000000 +1000" + why}},
         {header + "0 X 100000000 -\n", {"-75 -75 0", "-14 0", too_wide + "00000000 +0" + why}},
         {header + "none at all\n", {"0 0 1", "-14 0"}},
     };
-    for (const auto &[list, expected] : cases) {
+    for (const auto &[list, expected, inside] : cases) {
         const KeptFile kept(kList);
         put_file(kList, list);
-        EXPECT_EQ(setup_in_child(), expected) << list;
+        EXPECT_EQ(setup_in_child(ddal_cma_process_init, inside), expected) << list;
     }
 }
 

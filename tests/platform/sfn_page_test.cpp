@@ -83,6 +83,25 @@ TEST(FramePage, IsExtrapolatedOverAStoppedDriver)
         });
 }
 
+// A clock that reaches exactly one second of nanoseconds keeps them. The page's counter is low by 2^32, so that each
+// call reads the page anew, and a second begins 1,000 ns after the page: few tries are needed for a call to meet its
+// start.
+TEST(FramePage, KeepsTheNanosecondsOfExactlyOneSecond)
+{
+    OwnFramePage page;
+    timespec now{};
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    do {
+        page.publish({1, cpu_counter() - (uint64_t{1} << 32), 100, 999'999'000, 0, 0});
+        do
+            ASSERT_EQ(ddal_clock_gettime(CLOCK_MONOTONIC, &now), 0);
+        while (now.tv_sec == 100 && now.tv_nsec < 1'000'000'000);
+        ASSERT_NE(now.tv_nsec, 0) << "of second " << now.tv_sec;
+    } while (now.tv_sec != 100 && std::chrono::steady_clock::now() < patience);
+    EXPECT_EQ(now.tv_sec, 100);
+    EXPECT_EQ(now.tv_nsec, 1'000'000'000);
+}
+
 TEST(FramePage, IsLeftAloneWithinTheFrameOfTheSnapshot)
 {
     OwnFramePage page;

@@ -42,24 +42,25 @@ int open_event(uint32_t status)
 
 } // namespace
 
-TEST(SfpControl, ReadsLinesAndMemoryBits)
+TEST(SfpControl, ReadsOneBitOfTheMemory)
 {
-    // status byte 110 and extended control byte 118: base-t 80h, FFh; lx 08h, 00h; cwdm 0Ah, 0Bh
+    plug(1, "lx-1310nm-external"); // keeps its status byte as it is
     struct {
-        const char *module;
-        uint32_t values[6];
-    } const cases[] = {
-        {"sx-850nm", {0, 2, 10, 10, 10, 10}},
-        {"base-t-2500", {0, 3, 10, 10, 10, 11}},
-        {"lx-1310nm-external", {0, 2, 10, 10, 11, 10}},
-        {"cwdm-1571nm-both", {0, 3, 10, 10, 11, 11}},
-    };
-    for (const auto &row : cases) {
-        plug(1, row.module);
-        for (uint32_t ctrl = 0; ctrl < 6; ctrl++) {
-            uint32_t value = 99;
-            EXPECT_EQ(ddal_sfp_ctrl_get(DDAL_SFP_1, ctrl, &value), 0);
-            EXPECT_EQ(value, row.values[ctrl]) << row.module << ", control " << ctrl;
+        uint32_t ctrl;
+        std::string bit; // byte and bit
+        uint32_t clear, set;
+    } const cases[] = {{1, "118 02", 2, 3}, {4, "110 08", 10, 11}, {5, "118 08", 10, 11}};
+    for (const std::string byte : {"110 ", "118 "}) {
+        for (const char *digits : {"01", "02", "04", "08", "10", "20", "40", "80"}) {
+            ctl("sfp poke 1 diag 110 00");
+            ctl("sfp poke 1 diag 118 0000");
+            ctl("sfp poke 1 diag " + byte + digits);
+            for (const auto &row : cases) {
+                uint32_t value = 99;
+                EXPECT_EQ(ddal_sfp_ctrl_get(DDAL_SFP_1, row.ctrl, &value), 0);
+                EXPECT_EQ(value, byte + digits == row.bit ? row.set : row.clear)
+                    << "control " << row.ctrl << ", " << byte << digits;
+            }
         }
     }
 }
