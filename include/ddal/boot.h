@@ -27,8 +27,8 @@ DDAL_BEGIN_DECLS
  *
  * file: path of the image, not NULL. A path that does not begin with "/ffs" is taken below /ffs.
  *
- * -ENAMETOOLONG: 128 characters or more. -1001: the update script failed. Otherwise the negative errno of reaching the
- * file or of starting the script.
+ * -ENAMETOOLONG: 128 characters or more. DDAL_ERR_FAILURE: the update script failed. Otherwise the negative errno of
+ * reaching the file or of starting the script.
  *
  * @threads one caller at a time: updates and switches together, in the whole unit
  * @blocks a program: it writes flash, many seconds
@@ -36,7 +36,7 @@ DDAL_BEGIN_DECLS
 DDAL_API int ddal_boot_update_uboot(const char *file);
 
 /*
- * Which copy of the boot loader ran: 0, 1 or 2. -EFAULT: the device tree names none of them.
+ * Reads which copy of the boot loader ran: 0, 1 or 2. -EFAULT: the device tree names another copy.
  *
  * @threads safe
  * @blocks one access
@@ -44,7 +44,7 @@ DDAL_API int ddal_boot_update_uboot(const char *file);
 DDAL_API int ddal_boot_get_uboot_id(uint32_t *id);
 
 /*
- * Version of the boot loader. Both operations are the same.
+ * Reads the version of the boot loader. Both operations are the same.
  *
  * buf: at least 128 bytes; a longer text is cut. Unspecified after a failure.
  *
@@ -55,7 +55,7 @@ DDAL_API int ddal_boot_get_uboot_version(char *buf);
 DDAL_API int ddal_boot_get_flashed_uboot_version(char *buf);
 
 /*
- * 0 (not an id) when the running Linux installation is the active one, else 1.
+ * Stores 0 (not an id) when the running Linux installation is the active one, else 1.
  *
  * @threads safe
  * @blocks two accesses
@@ -63,7 +63,7 @@ DDAL_API int ddal_boot_get_flashed_uboot_version(char *buf);
 DDAL_API int ddal_boot_get_linux_id(uint32_t *value);
 
 /*
- * Error code of the boot loader's, and of Linux', last start. -EINVAL: not a number.
+ * Reads the error code of the last start of the boot loader, or of Linux. -EINVAL: not a number.
  *
  * @threads safe
  * @blocks one access
@@ -72,7 +72,8 @@ DDAL_API int ddal_boot_get_uboot_err(uint32_t *code);
 DDAL_API int ddal_boot_get_linux_err(uint32_t *code);
 
 /*
- * Partition of the active Linux installation, the one that a normal reset boots: 53 or 54.
+ * Reads the partition of the active Linux installation, which a normal reset boots: DDAL_FFS_1 or DDAL_FFS_2 of
+ * <ddal/ffs.h>.
  *
  * @threads safe
  * @blocks one access
@@ -85,8 +86,8 @@ DDAL_API int ddal_boot_get_linux_active(uint32_t *partition);
  *
  * partition: 53 or 54.
  *
- * -EINVAL: another partition, or a boot header that cannot be understood. -1001: a program failed. When the headers or
- * the switch fail, the previous choice is put back; later failures undo nothing.
+ * -EINVAL: another partition, or a boot header that cannot be understood. DDAL_ERR_FAILURE: a program failed. When the
+ * headers or the switch fail, the previous choice is put back; later failures undo nothing.
  *
  * @threads one caller at a time: updates and switches together, in the whole unit
  * @blocks programs: four, which write flash, many seconds
@@ -94,7 +95,8 @@ DDAL_API int ddal_boot_get_linux_active(uint32_t *partition);
 DDAL_API int ddal_boot_set_linux_active(uint32_t partition);
 
 /*
- * Resets in a row without a good start. get: -EINVAL when the register shows no number.
+ * Reads or writes the number of resets in a row without a good start. The reader gives -EINVAL when the register does
+ * not hold a number.
  *
  * @threads safe
  * @blocks one access
@@ -103,7 +105,7 @@ DDAL_API int ddal_boot_get_reset_loop_count(uint32_t *count);
 DDAL_API int ddal_boot_set_reset_loop_count(uint32_t count); /* 0 to 255; -EINVAL above */
 
 /*
- * Boot from the network, serial console, local management port: 0 or 1.
+ * Reads a setting, 0 or 1: boot from the network, serial console, local management port.
  *
  * @threads safe
  * @blocks one access
@@ -113,8 +115,8 @@ DDAL_API int ddal_boot_get_uart(uint32_t *on);
 DDAL_API int ddal_boot_get_lmt(uint32_t *on);
 
 /*
- * Change them: 0 = off, anything else = on. Only ddal_boot_set_lmt makes the change permanent; its result is then that
- * of ddal_sysinfo_update_devicetree_to_flash.
+ * Changes a setting: 0 is off, any other value is on. Only ddal_boot_set_lmt makes the change permanent, and then
+ * returns the result of ddal_sysinfo_update_devicetree_to_flash.
  *
  * @threads safe on different units: settings; ddal_boot_set_lmt: one caller at a time in the whole unit
  * @blocks one access; ddal_boot_set_lmt: a program, which writes flash
@@ -124,7 +126,8 @@ DDAL_API int ddal_boot_set_uart(uint32_t on);
 DDAL_API int ddal_boot_set_lmt(uint32_t on);
 
 /*
- * Mask of the CPUs kept free of the scheduler. Setting it makes it permanent, as ddal_boot_set_lmt does.
+ * Reads or writes the mask of CPUs that the scheduler leaves alone. Writing makes it permanent, as ddal_boot_set_lmt
+ * does.
  *
  * @threads safe; ddal_boot_set_isolcpus: one caller at a time in the whole unit
  * @blocks one access; ddal_boot_set_isolcpus: a program, which writes flash
@@ -133,7 +136,7 @@ DDAL_API int ddal_boot_get_isolcpus(uint32_t *value);
 DDAL_API int ddal_boot_set_isolcpus(uint32_t value);
 
 /*
- * File names of the images of an installation: "uImage" (buf: 7 bytes) and "u-boot.img" (11 bytes).
+ * Copies the file name of an image of an installation: "uImage" (buf: 7 bytes) or "u-boot.img" (11 bytes).
  *
  * @threads safe
  * @blocks none

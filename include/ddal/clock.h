@@ -21,7 +21,7 @@ DDAL_BEGIN_DECLS
 /* The only event of this board: the FPGA's pulse per second. */
 #define DDAL_CLK_EVENT_PPS 14
 
-/* What is known of an event; 120 bytes on every target, zero but for the named fields. */
+/* An event, as the wait returns it; 120 bytes on every target, zero but for the named fields. */
 struct ddal_clk_event {
     uint32_t event;         /* DDAL_CLK_EVENT_PPS */
     uint32_t reserved1;     /* 0 */
@@ -33,12 +33,12 @@ struct ddal_clk_event {
 };
 
 /*
- * As clock_gettime(2), but CLOCK_MONOTONIC and CLOCK_REALTIME advance with the radio frame: the driver's time of the
- * frame start plus the processor's count since then.
+ * Reads a clock, as clock_gettime(2) does, but CLOCK_MONOTONIC and CLOCK_REALTIME advance with the radio frame: they
+ * are the driver's time of the frame start plus the processor's count since then.
  *
  * ts: receives the time; unspecified after a failure. tv_nsec may be exactly 1,000,000,000.
  *
- * Every other clock, and these two while there is no frame information, are the system's own. Returns 0, or the
+ * Every other clock, and these two while the driver gives no frame information, come from the system. Returns 0, or the
  * negative errno of clock_gettime (not -1).
  *
  * @threads safe
@@ -53,8 +53,8 @@ DDAL_API int ddal_clock_gettime(clockid_t clockid, struct timespec *ts);
  * timeout:   longest time to wait, from now; NULL: no limit. Less than 10 ms is taken as 10 ms.
  * event_out: receives the event; may be NULL; unchanged after a failure.
  *
- * Returns 0 on success. -1001: another event. -EOPNOTSUPP: the device has no PPS parameters. -ETIMEDOUT: no pulse in
- * time. -EINTR: a signal came. Otherwise the negative errno of open or of the PPS requests.
+ * Returns 0 on success. DDAL_ERR_FAILURE: another event. -EOPNOTSUPP: the device has no PPS parameters. -ETIMEDOUT: no
+ * pulse in time. -EINTR: a signal came. Otherwise the negative errno of open or of the PPS requests.
  *
  * @threads safe
  * @blocks until the pulse comes or the timeout has passed; a signal ends it

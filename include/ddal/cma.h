@@ -3,7 +3,7 @@
  *
  * Reaches /dev/cma and /proc/cma: needs read and write permission on the device. The memory regions are mapped into the
  * process once, by ddal_cma_process_init or ddal_cma_init_once, and stay mapped for its life. Every process of the unit
- * maps the same regions, at virtual addresses of its own; exchange physical addresses between processes.
+ * maps the same regions, at its own virtual addresses; exchange physical addresses between processes.
  *
  * All addresses here are 32-bit words on every host: on a 64-bit one the regions are mapped below 4 GiB.
  *
@@ -26,7 +26,7 @@ DDAL_BEGIN_DECLS
 /*
  * Maps the DMA regions, on the first call of the process; later calls, from any thread, return the first one's result.
  *
- * Returns 0, the negative errno of opening or mapping, or -1001 when the driver lists more than two regions.
+ * Returns 0, the negative errno of opening or mapping, or DDAL_ERR_FAILURE when the driver lists more than two regions.
  *
  * @threads safe
  * @blocks some accesses; none from the second call on
@@ -34,8 +34,8 @@ DDAL_BEGIN_DECLS
 DDAL_API int ddal_cma_process_init(void);
 
 /*
- * As ddal_cma_process_init, then has the driver initialise its allocator. For the one process of the unit that starts
- * the radio software; every call reaches the driver.
+ * Maps the DMA regions as ddal_cma_process_init does, then has the driver initialise its allocator. Meant for the one
+ * process of the unit that starts the radio software: every call reaches the driver.
  *
  * Returns 0, the result of a failed ddal_cma_process_init, or the negative errno of the request.
  *
@@ -45,7 +45,7 @@ DDAL_API int ddal_cma_process_init(void);
 DDAL_API int ddal_cma_init_once(void);
 
 /*
- * Allocates contiguous memory. There is no operation to free it.
+ * Allocates contiguous memory. No operation frees it.
  *
  * mem_type:  DDAL_CMA_MSM or DDAL_CMA_DDR.
  * size:      bytes, not 0. The driver aligns the block.
@@ -73,7 +73,8 @@ DDAL_API int ddal_cma_alloc(uint32_t mem_type, uint32_t size, uint32_t *virt_add
 DDAL_API int ddal_cma_phy_to_virt(uint32_t dma_addr, uint32_t *virt_addr);
 
 /*
- * The other direction; arguments and results as ddal_cma_phy_to_virt.
+ * Converts a virtual address of this process to the physical one. Arguments and results are those of
+ * ddal_cma_phy_to_virt.
  *
  * @threads safe: once the set-up has returned
  * @blocks none
@@ -93,7 +94,7 @@ DDAL_API int ddal_cma_enable_user_pmu(void);
 /*
  * Opens the semaphores of the driver adaptation (Osal_startup, see <ddal/osal.h>).
  *
- * Returns 0, or -1001 when one of them could not be opened.
+ * Returns 0, or DDAL_ERR_FAILURE when one of them could not be opened.
  *
  * @threads safe
  * @blocks three accesses; none from the second call on

@@ -1,14 +1,14 @@
 /*
  * Files of the board as values, and programs as calls.
  *
- * What reaches the hardware through a file (a sysfs attribute, a device-tree property, a settings file) is read and
- * written here as text or as big-endian 32-bit cells; programs are run with their output captured or their input fed.
- * Every call opens what it needs and closes it again; no state is kept, so calls may run in parallel from any thread.
- * File calls need the permission of the file and block as long as its driver does. Program calls block until the
- * program has ended; their children see no descriptor of the caller beyond the three standard streams, start with no
- * signal blocked or ignored, and are sent SIGTERM when the thread that started them ends.
+ * The operations read and write a file that reaches the hardware (a sysfs attribute, a device-tree property, a settings
+ * file) as text or as big-endian 32-bit cells, and run programs with their output captured or their input fed. Every
+ * call opens what it needs and closes it again; no state is kept, so calls may run in parallel from any thread. File
+ * calls need the permission of the file and block as long as its driver does. Program calls block until the program has
+ * ended; their children see no descriptor of the caller beyond the three standard streams, start with no signal blocked
+ * or ignored, and are sent SIGTERM when the thread that started them ends.
  *
- * Failures are logged once, here; a caller only passes the code on.
+ * The operations log their failures; a caller only passes the code on.
  */
 #ifndef DDAL_COMMON_H
 #define DDAL_COMMON_H
@@ -43,7 +43,7 @@ DDAL_API int ddal_common_write_string(const char *str, const char *path);
 DDAL_API int ddal_common_write_u32val_array(unsigned n, const uint32_t *vals, const char *path);
 
 /*
- * As ddal_common_write_u32val_array with one value, passed by pointer.
+ * Writes one value, passed by pointer, as ddal_common_write_u32val_array does.
  *
  * @threads safe on different units: files
  * @blocks one access
@@ -57,7 +57,7 @@ DDAL_API int ddal_common_write_u32val(const uint32_t *val, const char *path);
  *
  * Returns the bytes read, or, when the buffer was filled, the size of the whole file: a result above n means that the
  * file is longer, and n = 0 asks for the size. For a sysfs attribute that size is the one the kernel reports. A
- * negative errno or -1001 after a failure; -EOVERFLOW: the size does not fit an int.
+ * negative errno or DDAL_ERR_FAILURE after a failure; -EOVERFLOW: the size does not fit an int.
  *
  * @threads safe: a reader may meet a file that is just being rewritten
  * @blocks one access
@@ -65,7 +65,7 @@ DDAL_API int ddal_common_write_u32val(const uint32_t *val, const char *path);
 DDAL_API int ddal_common_read_file(void *buf, size_t n, const char *path);
 
 /*
- * Reads a text and tells how much of it did not fit.
+ * Reads a text and reports how much of it did not fit.
  *
  * size: in, the size of buf in bytes; out, the bytes that did not fit, 0 if all did. With *size 0 nothing is read and
  *       *size becomes the size of the buffer needed. Unchanged after a failure.
@@ -117,7 +117,7 @@ DDAL_API int ddal_kvb_common_read_string_to_u64(uint64_t *out, const char *path,
 DDAL_API int ddal_common_read_u32val_array(unsigned n, uint32_t *vals, const char *path);
 
 /*
- * As ddal_common_read_u32val_array with one value.
+ * Reads exactly one cell, as ddal_common_read_u32val_array does.
  *
  * @threads safe: a reader may meet a file that is just being rewritten
  * @blocks one access
@@ -131,9 +131,9 @@ DDAL_API int ddal_common_read_u32val(uint32_t *val, const char *path);
  * argv: its arguments, ended by NULL. If argv[0] is NULL, the base name of path is stored there (the vector is
  *       changed), and the arguments from argv[1] on, again ended by NULL, follow it.
  *
- * Returns the program's exit status, 0 to 255: positive results mean that it ran and failed, 127 that it could not be
- * executed. -EINTR: a signal ended it. -EINVAL: it ended in some other way. Otherwise the negative errno of starting it
- * or waiting for it.
+ * Returns the program's exit status, 0 to 255: a positive result means that it ran and failed, 127 that it could not be
+ * executed. -EINTR: a signal ended it. -EINVAL: it ended in another way. Otherwise the negative errno of starting it or
+ * waiting for it.
  *
  * @threads safe on different units: argument vectors
  * @blocks a program
@@ -141,7 +141,7 @@ DDAL_API int ddal_common_read_u32val(uint32_t *val, const char *path);
 DDAL_API int _ddal_common_shell_command(const char *path, char **argv);
 
 /*
- * As _ddal_common_shell_command, with the program's output captured.
+ * Runs a program as _ddal_common_shell_command does and captures its output.
  *
  * size: size of buf in bytes; with 0 nothing is captured and the call is _ddal_common_shell_command.
  * buf:  receives at most size - 1 bytes of output and a NUL, also after a failure of the program. Unchanged if the
@@ -155,7 +155,7 @@ DDAL_API int _ddal_common_shell_command(const char *path, char **argv);
 DDAL_API int _ddal_common_shell_command_read(size_t size, char *buf, const char *path, char **argv);
 
 /*
- * As _ddal_common_shell_command, with the program's input fed from a stream and its output thrown away.
+ * Runs a program as _ddal_common_shell_command does, feeds its input from a stream and discards its output.
  *
  * in:    read from its present position to its end.
  * flags: bit 0: send one newline after the input.
@@ -169,8 +169,8 @@ DDAL_API int _ddal_common_shell_command_read(size_t size, char *buf, const char 
 DDAL_API int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const char *path, char **argv);
 
 /*
- * As _ddal_common_shell_command_write_fp, with the program's output copied to the stream `out` while the input is fed
- * by a thread of its own. Neither stream may be used by others during the call.
+ * Runs a program as _ddal_common_shell_command_write_fp does and copies its output to the stream `out`. A thread feeds
+ * the input meanwhile: nothing else may use either stream during the call.
  *
  * A failure of the feeding thread is returned before one of the output, and both before the exit status.
  *
@@ -181,7 +181,7 @@ DDAL_API int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, 
                                                       char **argv);
 
 /*
- * As _ddal_common_shell_command_read for the shell command line `cmdline`, run by /bin/sh.
+ * Runs the shell command line `cmdline` with /bin/sh and captures its output as _ddal_common_shell_command_read does.
  *
  * @threads safe
  * @blocks a program
@@ -191,10 +191,11 @@ DDAL_API int ddal_common_read_cmd_output(size_t size, char *buf, const char *cmd
 /*
  * Tells which of the two Linux installations is running.
  *
- * id: receives 1 or 2; also stored, with -1001, when the device tree holds something else. Unchanged if the device tree
- *     cannot be read.
+ * id: receives 1 or 2; also stored, with DDAL_ERR_FAILURE, when the device tree holds something else. Unchanged if the
+ *     device tree cannot be read.
  *
- * Returns 0. -EINVAL: id is NULL. -1001: neither 1 nor 2. Otherwise a negative code of ddal_common_read_file.
+ * Returns 0. -EINVAL: id is NULL. DDAL_ERR_FAILURE: neither 1 nor 2. Otherwise a negative code of
+ * ddal_common_read_file.
  *
  * @threads safe
  * @blocks one access

@@ -1,5 +1,5 @@
 /*
- * Identity of the board: what manufacturing wrote into the device tree.
+ * Identity of the board, as manufacturing wrote it into the device tree.
  *
  * Every getter reads one property under /proc/device-tree (the MAC addresses of network ports under
  * /sys/class/net/eth1/device/of_node), keeps no state and does not block. Reading needs read permission on those files,
@@ -19,11 +19,11 @@
 DDAL_BEGIN_DECLS
 
 /*
- * Texts.
+ * Reads an identity text of the board.
  *
  * size: size of buf in bytes, at least 1.
- * buf:  receives at most size - 1 characters and a terminating NUL; a longer text is cut without notice. Unspecified
- *       after a failure.
+ * buf:  receives at most size - 1 characters and a terminating NUL; a longer text is cut and still reported as success.
+ *       Unspecified after a failure.
  *
  * Return 0 on success. -EINVAL: size is 0.
  *
@@ -33,14 +33,14 @@ DDAL_BEGIN_DECLS
 DDAL_API int ddal_devicetree_get_production_code(uint32_t ignored, size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_serial_number(uint32_t ignored, size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_unit_id(uint32_t ignored, size_t size, char *buf);
-/* When the board passed its production test. */
+/* The date of the board's production test. */
 DDAL_API int ddal_devicetree_get_test_time_stamp(uint32_t ignored, size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_manufacturer(uint32_t ignored, size_t size, char *buf);
 /* The tree's "compatible" property: its first string. */
 DDAL_API int ddal_devicetree_get_hwcompat(uint32_t ignored, size_t size, char *buf);
 
 /*
- * The same four texts of the module that the board belongs to.
+ * Reads a text of the module that the board belongs to, as the operations above do.
  *
  * @threads safe
  * @blocks one access
@@ -55,7 +55,7 @@ DDAL_API int ddal_devicetree_get_die_id(size_t size, char *buf);
 DDAL_API int ddal_devicetree_get_die_id_quality(size_t size, char *buf);
 
 /*
- * Texts with a size report.
+ * Reads a text and reports how much of it did not fit.
  *
  * size: in: size of buf in bytes, or 0 to ask for the size needed. Out: the number of bytes that did not fit (0: all
  *       fitted), or the size needed when it was 0. Unchanged after a failure.
@@ -70,7 +70,7 @@ DDAL_API int ddal_devicetree_sysinfo_get_fpga_type(size_t *size, char *buf);
 DDAL_API int ddal_devicetree_sysinfo_get_rfic_type(size_t *size, char *buf);
 
 /*
- * Numbers.
+ * Reads a number.
  *
  * value: receives the cell, converted as described. After a failure it holds what the reader left there: the old value,
  *        or raw bytes of a property of the wrong length.
@@ -92,7 +92,7 @@ DDAL_API int ddal_devicetree_get_osc_calibration_data(uint32_t *value);
 DDAL_API int ddal_devicetree_get_osc_oscillator_type(uint32_t *value);
 
 /*
- * Radio band class: bits 8 to 15 of a cell of 256 or more, else the whole cell.
+ * Reads the radio band class: bits 8 to 15 of a cell of 256 or more, else the whole cell.
  *
  * @threads safe
  * @blocks one access
@@ -100,16 +100,16 @@ DDAL_API int ddal_devicetree_get_osc_oscillator_type(uint32_t *value);
 DDAL_API int ddal_devicetree_get_band_class(uint32_t *value);
 
 /*
- * Radio sub-band: bits 0 to 7 of a band-class cell of 256 or more, else a cell of its own.
+ * Reads the radio sub-band: bits 0 to 7 of a band-class cell of 256 or more, else the separate sub-band cell.
  *
  * @threads safe
- * @blocks one access; two for the cell of its own
+ * @blocks one access; two for the separate cell
  */
 DDAL_API int ddal_devicetree_get_sub_band(uint32_t *value);
 
 /*
- * Fitting of the backhaul ports, power-sourcing equipment and Bluetooth: the cell shifted left by 12, that of backhaul
- * port 3 by 4. On board type 5 the fitting of backhaul port 1 is 0x2000, and nothing is read.
+ * Reads how the backhaul ports, power-sourcing equipment and Bluetooth are fitted: the cell shifted left by 12, the
+ * cell of backhaul port 3 by 4. On board type 5 the value for backhaul port 1 is 0x2000, without a read.
  *
  * @threads safe
  * @blocks one access
@@ -123,7 +123,8 @@ DDAL_API int ddal_devicetree_get_user_defined_a_bt_status(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_bt_config(uint32_t *value);
 
 /*
- * Fitting of Wi-Fi: the cell as it is. Every failure gives -1022 instead of the reader's code.
+ * Reads how Wi-Fi is fitted: the unchanged cell. Every failure gives DDAL_ERR_WIFI_SUPPORT instead of the reader's
+ * code.
  *
  * @threads safe
  * @blocks one access
@@ -131,7 +132,7 @@ DDAL_API int ddal_devicetree_get_user_defined_a_bt_config(uint32_t *value);
 DDAL_API int ddal_devicetree_get_user_defined_a_wifi_support(uint32_t *value);
 
 /*
- * Which DSP cores the board has.
+ * Reads which DSP cores the board has.
  *
  * mask:  bit i is set if core i (0 to 31) is fitted; unchanged after a failure.
  * count: receives the number of entries, which may exceed 32; may be NULL; unchanged after a failure.
@@ -152,11 +153,11 @@ DDAL_API int ddal_devicetree_get_dsp_mask(uint32_t ignored, uint32_t *mask, uint
 DDAL_API int ddal_devicetree_set_isti(uint32_t value);
 
 /*
- * First reset-loop counter, an item of the system-information store.
+ * Reads or writes the first reset-loop counter, an item of the system-information store.
  *
  * value: receives the low 32 bits of the stored number; unchanged after a failure.
  *
- * Return 0 on success, -1001 on every failure.
+ * Return 0 on success, DDAL_ERR_FAILURE on every failure.
  *
  * @threads safe
  * @blocks until a writer of the store is done
@@ -175,7 +176,7 @@ DDAL_API int ddal_devicetree_set_reset_loop_counter_1(uint32_t value);
 DDAL_API int ddal_devicetree_write_to_flash(void);
 
 /*
- * MAC address of a network interface.
+ * Reads the MAC address of a network interface.
  *
  * ifname: "eth0", "eth1", "eth3", on board type 5 "eth2" as well, or "virt" followed by the name of an entry of the
  *         pool of virtual addresses ("virt0").

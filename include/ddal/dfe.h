@@ -1,9 +1,9 @@
 /*
  * Digital front end: a byte-addressed register space behind /dev/dfe.
  *
- * Every call opens the device, locks it, does one transfer and closes it; no state is kept. The lock (flock) is
- * exclusive across processes and threads: a call blocks while another transfer is under way. Needs read (or read and
- * write) permission on the device file.
+ * Every call opens the device, locks it, does one transfer and closes it; no state is kept. The lock (flock) excludes
+ * all other processes and threads: a call blocks during another transfer. Needs read (or read and write) permission on
+ * the device file.
  *
  * chip: DDAL_DFE_CHIP_ID0, the only one of this board.
  */
@@ -26,8 +26,8 @@ DDAL_BEGIN_DECLS
  * buf:     receives len bytes; unspecified after a failure.
  * len:     0 touches nothing and succeeds, after the chip was checked.
  *
- * Returns 0 on success. -ENODEV: another chip. -1001: the driver moved fewer bytes. Otherwise the negative errno of
- * open, flock or read.
+ * Returns 0 on success. -ENODEV: another chip. DDAL_ERR_FAILURE: the driver moved fewer bytes. Otherwise the negative
+ * errno of open, flock or read.
  *
  * @threads safe
  * @blocks until the other transfers of the unit are done; signals do not end it
@@ -39,8 +39,8 @@ DDAL_API int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len);
  *
  * len: 0 touches nothing and succeeds, whatever the chip (unlike ddal_dfe_read).
  *
- * Returns 0 on success. -ENODEV: another chip. -1001: the driver moved fewer bytes. Otherwise the negative errno of
- * open, flock or write.
+ * Returns 0 on success. -ENODEV: another chip. DDAL_ERR_FAILURE: the driver moved fewer bytes. Otherwise the negative
+ * errno of open, flock or write.
  *
  * @threads safe
  * @blocks until the other transfers of the unit are done; signals do not end it
@@ -48,8 +48,8 @@ DDAL_API int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len);
 DDAL_API int ddal_dfe_write(int chip, uint32_t address, const void *buf, size_t len);
 
 /*
- * Changes single bits of a block: reads it, replaces the bits that are set in mask, writes it back. Not atomic: the
- * lock is released between the read and the write.
+ * Changes bits of a block: reads it, replaces the bits that are set in mask, writes it back. Not atomic: the lock is
+ * released between the read and the write.
  *
  * value, mask: len bytes each; value comes before mask (ddal_fpga_masked_write takes them the other way round).
  *

@@ -14,7 +14,7 @@
 
 DDAL_BEGIN_DECLS
 
-/* Where an operation on the RF card is. Bytes are counted in the phases that have some. */
+/* The phase of an operation on the RF card. Phases without a byte count say so. */
 enum ddal_ext_rfcard_phase {
     DDAL_EXT_RFCARD_ENTER = 0,   /* power, UART, loader entry, unlocking; no bytes */
     DDAL_EXT_RFCARD_COMPARE = 1, /* flash against image, before a decision */
@@ -26,7 +26,7 @@ enum ddal_ext_rfcard_phase {
 };
 
 /*
- * Called on the caller's thread when a phase begins (done 0) and whenever bytes have been dealt with. Must not call the
+ * Reports progress, on the caller's thread, when a phase begins (done 0) and after every transfer. Must not call the
  * library. From the start of DDAL_EXT_RFCARD_ERASE to the end of DDAL_EXT_RFCARD_VERIFY the card holds no complete
  * application: do not end the process there.
  */
@@ -34,11 +34,13 @@ typedef void (*ddal_ext_rfcard_progress)(void *context, enum ddal_ext_rfcard_pha
                                          uint32_t total);
 
 /*
- * bsl_upgrade_up_image with progress and verdict; the same procedure and the same results.
+ * Upgrades the card as bsl_upgrade_up_image does, with the same procedure and results, and reports progress and
+ * verdict.
  *
  * progress: may be NULL; context is passed on to it.
  * status:   receives the code-load's verdict, one of BSL_STATUS_*; BSL_STATUS_NOT_REQUIRED when the procedure ended
- *           before it, BSL_STATUS_NOT_PARSED also for a file that is no image and left the card as it was. May be NULL.
+ *           before it, BSL_STATUS_NOT_PARSED also for a file that is not an image, which leaves the card unchanged. May
+ *           be NULL.
  *
  * Returns as bsl_upgrade_up_image. 0 alone is not success: it comes with BSL_STATUS_MISMATCH and BSL_STATUS_NOT_PARSED
  * as well.
@@ -50,12 +52,12 @@ DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verb
                                      void *context, uint32_t *status);
 
 /*
- * Compares the flash with an image file; nothing is written. The card is restarted into its application afterwards.
+ * Compares the flash with an image file without writing to it. The card is restarted into its application afterwards.
  *
  * identical: receives 1 or 0; unchanged after a failure.
  *
- * Returns 0, -1001 (also for an image that cannot be parsed), or the negative errno of a failed change of the UART's
- * speed.
+ * Returns 0, DDAL_ERR_FAILURE (also for an image that cannot be parsed), or the negative errno of a failed change of
+ * the UART's speed.
  *
  * @threads one caller at a time: of all that talks to the RF card
  * @blocks until the procedure is over; a minute and more, of which no single wait has to be longer than 21 s
@@ -78,7 +80,7 @@ DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], 
 /*
  * Restarts the card into its application and waits until that is ready (up to 21 s).
  *
- * Returns 0, or -1001 when the card could not be restarted or did not become ready.
+ * Returns 0, or DDAL_ERR_FAILURE when the card could not be restarted or did not become ready.
  *
  * @threads one caller at a time: of all that talks to the RF card
  * @blocks up to 22 s: for the application's readiness

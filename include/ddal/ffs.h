@@ -9,7 +9,8 @@
  * A file system is named by its physical id, 53 or 54: partition /dev/sda1 or 2, mapper device /dev/mapper/decrypted1
  * or 2, mount point /ffs/fs1 or 2. For any other id every operation returns -EINVAL.
  *
- * Errors of all operations: -1001 when a program ran and failed; a negative errno when one could not be started.
+ * Errors of all operations: DDAL_ERR_FAILURE when a program ran and failed; a negative errno when one could not be
+ * started.
  */
 #ifndef DDAL_FFS_H
 #define DDAL_FFS_H
@@ -42,7 +43,7 @@ DDAL_BEGIN_DECLS
 #define DDAL_FFS_MOUNT_WRITABLE 1u
 
 /*
- * Tells the type of a file system as text: "luks_ext4" for an encrypted one, otherwise what its partition holds
+ * Reads the type of a file system as text: "luks_ext4" for an encrypted one, otherwise the type found on its partition
  * ("ext4").
  *
  * type: at least 17 bytes, zero-filled by the caller; unchanged after a failure.
@@ -56,11 +57,11 @@ DDAL_BEGIN_DECLS
 DDAL_API int ddal_ffs_get_fstype(uint32_t id, char *type);
 
 /*
- * As ddal_ffs_get_fstype, as a number.
+ * Reads the type of a file system as a number.
  *
  * type: receives one of DDAL_FFS_TYPE_*; unchanged after a failure.
  *
- * -EINVAL: type is NULL. -1001: a type that is none of them. Otherwise as ddal_ffs_get_fstype.
+ * -EINVAL: type is NULL. DDAL_ERR_FAILURE: the type has no number. Otherwise as ddal_ffs_get_fstype.
  *
  * @threads safe on different units: file systems
  * @blocks a program; then reads the partition
@@ -68,11 +69,11 @@ DDAL_API int ddal_ffs_get_fstype(uint32_t id, char *type);
 DDAL_API int ddal_ffs_query_fstype(uint32_t id, uint32_t *type);
 
 /*
- * Tells whether and how a file system is mounted.
+ * Reports whether a file system is mounted, and whether read-only or writable.
  *
  * state: receives one of DDAL_FFS_NOT_MOUNTED, _READ_ONLY, _READ_WRITE; unchanged after a failure.
  *
- * -1001: no mount table. -ENOMEM: its entry is too long. -EINVAL: the entry names neither "ro" nor "rw".
+ * DDAL_ERR_FAILURE: no mount table. -ENOMEM: its entry is too long. -EINVAL: the entry names neither "ro" nor "rw".
  *
  * @threads safe
  * @blocks one access
@@ -125,7 +126,7 @@ DDAL_API int ddal_ffs_format(uint32_t id, uint32_t type);
  * Formats a file system with its present type, mounts it read-write and creates the standard directories. EVERYTHING ON
  * IT IS LOST.
  *
- * -1001: formatting, mounting or a directory failed. Otherwise as ddal_ffs_query_fstype.
+ * DDAL_ERR_FAILURE: formatting, mounting or a directory failed. Otherwise as ddal_ffs_query_fstype.
  *
  * @threads safe on different units: file systems
  * @blocks programs: up to nine, many seconds

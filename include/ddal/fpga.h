@@ -23,8 +23,8 @@ DDAL_BEGIN_DECLS
  * address: byte offset of the register, a multiple of 4.
  * value:   receives the register; unspecified after a failure.
  *
- * Returns 1 (not 0) on success. -EINVAL: value is NULL. -EFAULT: the address is not a multiple of 4. -1001: the driver
- * moved fewer than 4 bytes. Otherwise the negative errno of open or read.
+ * Returns 1 (not 0) on success. -EINVAL: value is NULL. -EFAULT: the address is not a multiple of 4. DDAL_ERR_FAILURE:
+ * the driver moved fewer than 4 bytes. Otherwise the negative errno of open or read.
  *
  * @threads safe
  * @blocks one access
@@ -36,8 +36,8 @@ DDAL_API int ddal_fpga_read(uint32_t address, uint32_t *value);
  *
  * address: byte offset of the register, a multiple of 4.
  *
- * Returns 1 (not 0) on success. -EFAULT: the address is not a multiple of 4. -1001: the driver moved fewer than 4
- * bytes. Otherwise the negative errno of open or write.
+ * Returns 1 (not 0) on success. -EFAULT: the address is not a multiple of 4. DDAL_ERR_FAILURE: the driver moved fewer
+ * than 4 bytes. Otherwise the negative errno of open or write.
  *
  * @threads safe
  * @blocks one access
@@ -45,7 +45,7 @@ DDAL_API int ddal_fpga_read(uint32_t address, uint32_t *value);
 DDAL_API int ddal_fpga_write(uint32_t address, uint32_t value);
 
 /*
- * Changes single bits of a register, atomically in the driver: register = (register & ~mask) | (value & mask).
+ * Changes bits of a register, atomically in the driver: register = (register & ~mask) | (value & mask).
  *
  * address: byte offset of the register, a multiple of 4.
  *
@@ -66,7 +66,7 @@ DDAL_API int ddal_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t va
 DDAL_API int ddal_fpga_get_version(uint32_t *version);
 
 /*
- * This board has no data-path alarm channel: returns -1001 at once.
+ * Refuses to wait, as this board lacks a data-path alarm channel: returns DDAL_ERR_FAILURE at once.
  *
  * @threads safe
  * @blocks none
@@ -74,12 +74,12 @@ DDAL_API int ddal_fpga_get_version(uint32_t *version);
 DDAL_API int ddal_fpga_wait_datapath_alarm(void);
 
 /*
- * Settings of the RF power meter: the number of measurement loops and the accumulator range.
+ * Reads or writes a setting of the RF power meter: the number of measurement loops or the accumulator range.
  *
  * count, range: the get operations store the number; unchanged after a failure.
  *
  * Return 0 on success. The get operations: -EINVAL: NULL pointer. -EOVERFLOW: the attribute holds more than 32 bits.
- * -ENODATA: it holds no number. Otherwise the negative errno of open, read or write.
+ * -ENODATA: it does not hold a number. Otherwise the negative errno of open, read or write.
  *
  * @threads safe
  * @blocks one access
@@ -117,7 +117,7 @@ DDAL_API int ddal_fpga_rf_pwr_open(int *fd);
 DDAL_API int ddal_fpga_rf_pwr_wait(int fd, uint32_t data[11]);
 
 /*
- * Returns 0, or the negative errno of close. Logs nothing.
+ * Closes the channel. Returns 0 or the negative errno of close, and logs nothing.
  *
  * @threads safe on different units: descriptors
  * @blocks one access

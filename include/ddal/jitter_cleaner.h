@@ -7,7 +7,7 @@
  *
  * device: 0, the only one of this board.
  *
- * Return 0 on success, -1001 on every failure.
+ * Return 0 on success, DDAL_ERR_FAILURE on every failure.
  */
 #ifndef DDAL_JITTER_CLEANER_H
 #define DDAL_JITTER_CLEANER_H
@@ -19,6 +19,8 @@
 DDAL_BEGIN_DECLS
 
 /*
+ * Reads the PLL's status.
+ *
  * status: receives the attribute's number; unchanged after a failure.
  *
  * @threads safe
@@ -27,6 +29,8 @@ DDAL_BEGIN_DECLS
 DDAL_API int ddal_jitter_cleaner_stat_read(uint32_t device, int32_t *status);
 
 /*
+ * Writes a register of the PLL.
+ *
  * value: the low 24 bits are sent, most significant byte first.
  *
  * @threads safe

@@ -25,7 +25,7 @@ DDAL_BEGIN_DECLS
 #define DDAL_LED_RF 0x1000025
 #define DDAL_LED_GLOBAL_STATE 0x1000026 /* not a lamp: DDAL_LED_DISABLED switches all LEDs off */
 
-/* What an LED shows. The last two are for DDAL_LED_GLOBAL_STATE. */
+/* The colour and blinking of an LED. The last two are for DDAL_LED_GLOBAL_STATE. */
 enum ddal_led_colour {
     DDAL_LED_OFF = 0,
     DDAL_LED_SOLID_GREEN = 1,
@@ -44,8 +44,8 @@ enum ddal_led_colour {
  * led_id: one of DDAL_LED_STATUS, _BACKHAUL, _RF, _GLOBAL_STATE.
  * colour: receives one of enum ddal_led_colour; unchanged after a failure.
  *
- * -EINVAL: unknown LED. -EFAULT: the attribute shows a text that is no colour. Otherwise the negative errno of open or
- * read.
+ * -EINVAL: unknown LED. -EFAULT: the attribute shows a text that is not a colour. Otherwise the negative errno of open
+ * or read.
  *
  * @threads safe
  * @blocks one access
@@ -74,7 +74,7 @@ DDAL_API int ddal_led_set(uint32_t led_id, uint32_t colour);
  * state:   1 = enabled, 0 = disabled.
  * persist: non-zero stores the choice in the device tree first, so that it survives a restart.
  *
- * -1001: another state, or the program that stores the choice failed. Otherwise as ddal_led_set.
+ * DDAL_ERR_FAILURE: another state, or the program that stores the choice failed. Otherwise as ddal_led_set.
  *
  * @threads one caller at a time: in the whole unit
  * @blocks some accesses; programs when the choice is to persist: two, which write flash

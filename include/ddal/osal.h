@@ -43,7 +43,7 @@ DDAL_BEGIN_DECLS
 DDAL_API int Osal_startup(void);
 
 /*
- * Returns 0; the semaphores stay open.
+ * Does nothing and returns 0: the semaphores stay open.
  *
  * @threads safe
  * @blocks none
@@ -51,7 +51,8 @@ DDAL_API int Osal_startup(void);
 DDAL_API int Osal_shutdown(void);
 
 /*
- * Sections between processes. Enter blocks until the section is free; signals do not interrupt it. Enter returns NULL.
+ * Enters or leaves a section between processes. Enter blocks until the section is free; signals do not interrupt it.
+ * Enter returns NULL.
  *
  * @threads safe: that is what it is for; once Osal_startup has returned
  * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
@@ -64,7 +65,8 @@ DDAL_API void Osal_saMtCsEnter(uint32_t *key);
 DDAL_API void Osal_saMtCsExit(uint32_t key);
 
 /*
- * Sections between threads of this process. `key` is never touched; Enter returns NULL where it returns something.
+ * Enters or leaves a section between threads of this process. `key` is ignored; an Enter that returns a handle returns
+ * NULL.
  *
  * @threads safe: that is what it is for; the thread that entered is the one that exits
  * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
@@ -77,7 +79,8 @@ DDAL_API void Osal_saCsEnter(uint32_t *key);
 DDAL_API void Osal_saCsExit(uint32_t key);
 
 /*
- * Heap blocks, NULL when there is no memory. The packet DMA's have 63 bytes more than asked for, for its alignment.
+ * Allocates a heap block. Returns NULL when memory is exhausted. Osal_cppiMalloc adds 63 bytes for the alignment that
+ * the packet DMA needs.
  *
  * @threads safe
  * @blocks none
@@ -95,7 +98,7 @@ DDAL_API void Osal_cppiFree(void *block, uint32_t size);
 DDAL_API void Osal_qmssFree(void *block, uint32_t size);
 
 /*
- * Lines of the drivers: to the system log at warning priority.
+ * Writes a line of a driver to the system log at warning priority.
  *
  * @threads safe
  * @blocks one access: the system log
@@ -105,7 +108,7 @@ DDAL_API void Osal_qmssLog(char *format, ...) DDAL_PRINTF(1, 2);
 DDAL_API void Osal_saLog(char *format, ...) DDAL_PRINTF(1, 2);
 
 /*
- * Cache hooks. The DMA memory is coherent: they do nothing.
+ * Does nothing: the DMA memory is coherent and needs no cache operation.
  *
  * @threads safe
  * @blocks none
@@ -122,7 +125,7 @@ DDAL_API void Osal_saBeginScAccess(void *block, uint32_t size);
 DDAL_API void Osal_saEndScAccess(void *block, uint32_t size);
 
 /*
- * The processor's number, 0, and byte order, 0 for little endian.
+ * Returns the processor's number, 0, or its byte order, 0 for little endian.
  *
  * @threads safe
  * @blocks none
@@ -131,7 +134,7 @@ DDAL_API uint16_t Osal_saGetProcId(void);
 DDAL_API int Osal_saGetSysEndianMode(void);
 
 /*
- * Address conversion within the DMA regions. NULL gives NULL; an address in no region is logged and gives NULL.
+ * Converts an address within the DMA regions. NULL gives NULL; an address outside the regions is logged and gives NULL.
  * Osal_saGetSCPhyAddr converts virtual to physical.
  *
  * @threads safe: once ddal_cma_process_init has returned

@@ -14,9 +14,9 @@
 DDAL_BEGIN_DECLS
 
 /*
- * Section around the accumulator functions, between the threads of this process. It is the same mutex as
- * Osal_qmssMtCsEnter and Osal_qmssMtCsExit: the two sections exclude each other and cannot be nested. Enter returns
- * NULL; the handle is ignored.
+ * Enters or leaves the section around the accumulator functions, between the threads of this process. It is the same
+ * mutex as Osal_qmssMtCsEnter and Osal_qmssMtCsExit: the two sections exclude each other and cannot be nested. Enter
+ * returns NULL; the handle is ignored.
  *
  * @threads safe: that is what it is for; the thread that entered is the one that exits
  * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
@@ -25,7 +25,7 @@ DDAL_API void *Osal_qmssAccCsEnter(void);
 DDAL_API void Osal_qmssAccCsExit(void *handle);
 
 /*
- * Full memory barrier: everything written before it is visible to the hardware before anything written after it.
+ * Issues a full memory barrier: the hardware sees all writes before it earlier than any write after it.
  *
  * queue_id: ignored.
  * desc:     returned unchanged, so that the operation can stand where the driver expects a descriptor conversion.

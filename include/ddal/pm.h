@@ -1,8 +1,7 @@
 /*
  * Run-time clock of the unit, kept by the uptime daemon and asked for through its local socket.
  *
- * Each call makes a connection of its own; it blocks until the daemon answers, 30 s at most. Any thread. Needs no
- * privilege.
+ * Each call makes a connection and blocks until the daemon answers, for at most 30 s. Any thread. Needs no privilege.
  */
 #ifndef DDAL_PM_H
 #define DDAL_PM_H
@@ -14,7 +13,7 @@
 DDAL_BEGIN_DECLS
 
 /*
- * How long the unit has run in its life.
+ * Reads how long the unit has run in its life.
  *
  * millisec: receives the part of a day, 0 to 86,399,999 ms; unchanged after a failure.
  * days:     receives the whole days; unchanged after a failure.

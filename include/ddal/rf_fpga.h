@@ -61,8 +61,8 @@ DDAL_API int ddal_rf_fpga_get_version(uint32_t *version);
 /*
  * Changes single bits of a register, atomically in the driver: register = (register & ~mask) | (value & mask).
  *
- * Returns 0. -ENODEV: devid above 3. -EFAULT: the address is not a multiple of 4 (device 0). -1001: the driver refused.
- * Otherwise the negative errno of open.
+ * Returns 0. -ENODEV: devid above 3. -EFAULT: the address is not a multiple of 4 (device 0). DDAL_ERR_FAILURE: the
+ * driver refused. Otherwise the negative errno of open.
  *
  * @threads safe
  * @blocks one access
@@ -70,7 +70,7 @@ DDAL_API int ddal_rf_fpga_get_version(uint32_t *version);
 DDAL_API int ddal_rf_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t value, uint32_t devid);
 
 /*
- * Set and clear one bit of a register, atomically in the driver.
+ * Sets or clears one bit of a register, atomically in the driver.
  *
  * bit: 0 to 31; 0 to 7 for devices 1 to 3.
  *
@@ -98,7 +98,7 @@ DDAL_API int ddal_rf_fpga_bit_reset(uint32_t address, uint32_t bit, uint32_t dev
 DDAL_API int ddal_rf_fpga_open(uint32_t devid, int *fd);
 
 /*
- * Returns 0 or the negative errno of close.
+ * Closes the descriptor. Returns 0 or the negative errno of close.
  *
  * @threads safe on different units: descriptors
  * @blocks one access
@@ -106,10 +106,10 @@ DDAL_API int ddal_rf_fpga_open(uint32_t devid, int *fd);
 DDAL_API int ddal_rf_fpga_close(int fd);
 
 /*
- * Take and release the device's lock, which all users of the device share (an advisory lock: it keeps out only those
- * who take it). It belongs to the open device: threads that share one descriptor, or a descriptor inherited over fork,
- * share the lock as well; each thread that is to be kept out opens the device itself. Taking it blocks until it is
- * free; signals do not interrupt it. Taking it twice on one descriptor does nothing more.
+ * Takes or releases the device's lock, which all users of the device share. The lock is advisory: it excludes only
+ * callers that take it. It belongs to the open device: threads that share one descriptor, or a descriptor inherited
+ * over fork, share the lock as well. A thread that must be excluded opens the device itself. Taking the lock blocks
+ * until it is free; signals do not interrupt it. Taking it twice on one descriptor has no further effect.
  *
  * Return 0 or a negative errno.
  *
@@ -120,7 +120,7 @@ DDAL_API int ddal_rf_fpga_lock(int fd);
 DDAL_API int ddal_rf_fpga_unlock(int fd);
 
 /*
- * Read and write a block of bytes.
+ * Reads or writes a block of bytes.
  *
  * address: byte offset.
  * len:     bytes.
@@ -174,11 +174,11 @@ DDAL_API int ddal_rf_fpga_slow_meas_report_open(struct ddal_rf_fpga_slow_meas **
 /*
  * Waits for the next report.
  *
- * buf: receives two blocks of 32 bytes. The first one is left as it was when its registers could not be read: that is
+ * buf: receives two blocks of 32 bytes. The first block is unchanged when its registers could not be read, which is
  *      only logged.
  *
- * Returns 32 on success, less when the second block came short. -EINVAL: NULL pointer. -ENODEV: not a handle. -1001:
- * the wait failed or was interrupted by a signal, or a register could not be read.
+ * Returns 32 on success, less when the second block came short. -EINVAL: NULL pointer. -ENODEV: not a handle.
+ * DDAL_ERR_FAILURE: the wait failed or was interrupted by a signal, or a register could not be read.
  *
  * @threads safe on different units: handles
  * @blocks until the next report, without a time limit; a signal ends it
@@ -186,13 +186,12 @@ DDAL_API int ddal_rf_fpga_slow_meas_report_open(struct ddal_rf_fpga_slow_meas **
 DDAL_API int ddal_rf_fpga_slow_meas_report_wait(struct ddal_rf_fpga_slow_meas *desc, uint8_t buf[64]);
 
 /*
- * Sets the period. A board whose main FPGA is of type C5 has a period of its own: nothing is set or checked there and
- * the result is 0.
+ * Sets the period. A main FPGA of type C5 has a fixed period: the call then returns 0 without a check or a write.
  *
  * period_ms: milliseconds, 100 to 1000 in steps of 100.
  *
- * Returns 0. -EINVAL: NULL handle or the period. -ENODEV: not a handle. -1001: the FPGA's version could not be read, or
- * the driver took less than the word. Otherwise the negative errno of the write.
+ * Returns 0. -EINVAL: NULL handle or the period. -ENODEV: not a handle. DDAL_ERR_FAILURE: the FPGA's version could not
+ * be read, or the driver took less than the word. Otherwise the negative errno of the write.
  *
  * @threads safe on different units: handles
  * @blocks two accesses
@@ -200,7 +199,7 @@ DDAL_API int ddal_rf_fpga_slow_meas_report_wait(struct ddal_rf_fpga_slow_meas *d
 DDAL_API int ddal_rf_fpga_slow_meas_report_set_period(struct ddal_rf_fpga_slow_meas *desc, uint32_t period_ms);
 
 /*
- * Frees the handle. Returns 0, -EINVAL for NULL, -ENODEV for what is not a handle.
+ * Frees the handle. Returns 0, -EINVAL for NULL, -ENODEV for a pointer that is not a handle.
  *
  * @threads safe on different units: handles
  * @blocks two accesses
@@ -235,7 +234,7 @@ DDAL_API int ddal_rf_fpga_laa_open(int *fd);
 DDAL_API int ddal_rf_fpga_laa_wait(int fd, struct ddal_rf_fpga_laa_record *record);
 
 /*
- * Returns 0 or the negative errno of close.
+ * Closes the descriptor. Returns 0 or the negative errno of close.
  *
  * @threads safe on different units: descriptors
  * @blocks one access
@@ -283,7 +282,7 @@ DDAL_API int ddal_rf_fpga_laa_prescan_open(uint32_t index, struct ddal_rf_fpga_l
  *
  * frame_index: receives the event's byte; unchanged after a failure.
  *
- * Returns 0. -EINVAL: NULL pointer. -1001: the channel has ended. Otherwise a negative errno.
+ * Returns 0. -EINVAL: NULL pointer. DDAL_ERR_FAILURE: the channel has ended. Otherwise a negative errno.
  *
  * @threads safe on different units: channels
  * @blocks until the event comes, without a time limit; signals do not end it; closing: one access
@@ -302,7 +301,8 @@ DDAL_API int ddal_rf_fpga_laa_dfs_open(uint32_t index, struct ddal_rf_fpga_laa_d
 /*
  * Waits for a DFS event and stores it in desc->event, which a failure leaves as it was; signals do not interrupt it.
  *
- * Returns 0. -EINVAL: desc is NULL. -1001: the channel has ended, or within an event. Otherwise a negative errno.
+ * Returns 0. -EINVAL: desc is NULL. DDAL_ERR_FAILURE: the channel has ended, or within an event. Otherwise a negative
+ * errno.
  *
  * @threads safe on different units: channels
  * @blocks until the event comes, without a time limit; signals do not end it; closing: one access
@@ -311,7 +311,7 @@ DDAL_API int ddal_rf_fpga_laa_dfs_wait(struct ddal_rf_fpga_laa_dfs *desc);
 DDAL_API int ddal_rf_fpga_laa_dfs_close(struct ddal_rf_fpga_laa_dfs **desc);
 
 /*
- * SAS events of one index, and of any received total wideband power.
+ * Opens the channel of SAS events of one index, or of any received total wideband power.
  *
  * @threads safe
  * @blocks one access
@@ -320,8 +320,8 @@ DDAL_API int ddal_rf_fpga_laa_sas_open(uint32_t index, struct ddal_rf_fpga_laa_s
 DDAL_API int ddal_rf_fpga_laa_sas_open_any_rtwp(struct ddal_rf_fpga_laa_sas **out);
 
 /*
- * Waits for a SAS event; signals do not interrupt it. Nothing is read: how long an event lasts, and how many waits it
- * ends, is the driver's affair.
+ * Waits for a SAS event; signals do not interrupt it. Reads nothing: the driver decides how long an event lasts and how
+ * many waits it ends.
  *
  * Returns 0. -EINVAL: desc is NULL. -EBADF: its descriptor is not open. -EIO: the channel has ended. Otherwise a
  * negative errno.

@@ -23,7 +23,7 @@ DDAL_BEGIN_DECLS
  * rx:     may be NULL when rx_len is 0; filled whether or not the exchange succeeded, with zeros where nothing came.
  *         Unchanged when the call is refused or the device cannot be opened.
  *
- * Returns 0 or -1001.
+ * Returns 0 or DDAL_ERR_FAILURE.
  *
  * @threads safe
  * @blocks one access

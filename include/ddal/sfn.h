@@ -11,7 +11,8 @@
  *
  * ts: a time of frame start in seconds and nanoseconds; may be NULL.
  *
- * Common to all: -1021 where the driver has no valid frame count (yet); outputs are unchanged after a failure.
+ * Common to all: DDAL_ERR_NO_FRAME_INFO where the driver has no valid frame count (yet); outputs are unchanged after a
+ * failure.
  */
 #ifndef DDAL_SFN_H
 #define DDAL_SFN_H
@@ -26,13 +27,13 @@ struct timespec; /* strict C99 does not declare it in <time.h> */
 DDAL_BEGIN_DECLS
 
 /*
- * Current frame count and the time within the frame.
+ * Reads the current frame count and the time within the frame.
  *
  * bcn:    receives the frame count; may be NULL.
  * offset: receives the time since the start of that frame in units of 1/1,228,800,000 s, 0 to 12,287,999; may be NULL.
  * ts:     receives the monotonic time of the frame start.
  *
- * While the driver stands still, frames are counted on from the processor's counter for up to 3.49 s.
+ * While the driver stands still, the processor's counter continues the frame count for up to 3.49 s.
  *
  * @threads safe
  * @blocks none: spins while the driver is writing
@@ -40,7 +41,7 @@ DDAL_BEGIN_DECLS
 DDAL_API int ddal_sfn_get_bcn(uint64_t *bcn, uint32_t *offset, struct timespec *ts);
 
 /*
- * Current system frame number.
+ * Reads the current system frame number.
  *
  * sfn: receives 0 to 4095.
  * ts:  receives the monotonic time of the frame start.
@@ -53,7 +54,7 @@ DDAL_API int ddal_sfn_get_bcn(uint64_t *bcn, uint32_t *offset, struct timespec *
 DDAL_API int ddal_sfn_get(uint32_t *sfn, struct timespec *ts);
 
 /*
- * Setting is not supported: returns -ENOSYS, or -EINVAL for a number above 4095.
+ * Refuses to set the frame number: returns -ENOSYS, or -EINVAL for a number above 4095.
  *
  * @threads safe
  * @blocks none

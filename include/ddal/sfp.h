@@ -93,8 +93,8 @@ DDAL_API int ddal_sfp_serial_number_get(uint32_t sfpId, char number[17]);
 DDAL_API int ddal_sfp_date_code_get(uint32_t sfpId, char date[9]); /* "YYMMDD" and two characters of the vendor */
 
 /*
- * Single bytes of the identification memory. *value is written even when the read fails and then means nothing. Errors
- * are those of ddal_sfp_memory_read.
+ * Reads a single byte of the identification memory. *value is written even when the read fails, without meaning then.
+ * Errors are those of ddal_sfp_memory_read.
  *
  * bitrate: nominal rate in units of 100 MBd. Upper and lower limit: margin above and below it, in percent.
  * sff_8472_compliance_code: revision of the diagnostics interface; 0 without diagnostics.
@@ -108,7 +108,8 @@ DDAL_API int ddal_sfp_bitrate_lower_rate_limit_get(uint32_t sfpId, uint32_t *val
 DDAL_API int ddal_sfp_sff_8472_compliance_code_get(uint32_t sfpId, uint32_t *value);
 
 /*
- * Laser wavelength in nanometres. *value is unchanged after a failure; errors are those of ddal_sfp_memory_read.
+ * Reads the laser wavelength in nanometres. *value is unchanged after a failure; errors are those of
+ * ddal_sfp_memory_read.
  *
  * @threads safe
  * @blocks one access
@@ -116,7 +117,7 @@ DDAL_API int ddal_sfp_sff_8472_compliance_code_get(uint32_t sfpId, uint32_t *val
 DDAL_API int ddal_sfp_wavelength_get(uint32_t sfpId, uint32_t *value);
 
 /*
- * Connector type in the library's own numbering: module codes 0 to 12 unchanged, 20h to 22h as 13 to 15, every
+ * Reads the connector type in the library's numbering: module codes 0 to 12 unchanged, 20h to 22h as 13 to 15, every
  * vendor-specific code (80h and above) as 16, all others as 0.
  *
  * *value is unchanged after a failure; errors are those of ddal_sfp_memory_read.
@@ -127,7 +128,7 @@ DDAL_API int ddal_sfp_wavelength_get(uint32_t sfpId, uint32_t *value);
 DDAL_API int ddal_sfp_connector_value_get(uint32_t sfpId, uint32_t *value);
 
 /*
- * The eight transceiver compliance bytes, raw. Errors are those of ddal_sfp_memory_read.
+ * Reads the eight raw transceiver compliance bytes. Errors are those of ddal_sfp_memory_read.
  *
  * @threads safe
  * @blocks one access
@@ -141,7 +142,7 @@ DDAL_API int ddal_sfp_compliance_code_get(uint32_t sfpId, uint8_t codes[8]);
  * list:  receives up to max bit numbers.
  * count: receives how many were stored; unchanged after a failure.
  *
- * Returns -1 (not -1001) when more than max bits are set; list then holds the first max of them.
+ * Returns -1 (not DDAL_ERR_FAILURE) when more than max bits are set; list then holds the first max of them.
  *
  * @threads safe
  * @blocks none
@@ -162,7 +163,8 @@ DDAL_API int ddal_sfp_is_compliance_code_set(const uint8_t codes[8], uint8_t bit
  * diag:  one of DDAL_SFP_DIAG_*.
  * value: receives the bits of an IEEE-754 single-precision number (copy them into a float); unchanged after a failure.
  *
- * -1001: the module has no diagnostics, names no calibration, or diag is unknown. Otherwise as ddal_sfp_memory_read.
+ * DDAL_ERR_FAILURE: the module has no diagnostics, names no calibration, or diag is unknown. Otherwise as
+ * ddal_sfp_memory_read.
  *
  * @threads safe
  * @blocks some accesses
@@ -188,8 +190,8 @@ DDAL_API int ddal_sfp_get_alarm_warning_flags(uint32_t sfpId, uint16_t *alarms, 
  * ctrl:  one of DDAL_SFP_CTRL_*.
  * value: receives one of the two values listed with the control; unchanged after a failure.
  *
- * -ENOSYS: unknown control or cage line. -1001: unknown cage, or the line could not be read. -ENODATA, -ERANGE: the
- * line reads as no number, or as 256 or more.
+ * -ENOSYS: unknown control or cage line. DDAL_ERR_FAILURE: unknown cage, or the line could not be read. -ENODATA,
+ * -ERANGE: the line does not hold a number, or one of 256 or more.
  *
  * @threads safe
  * @blocks one access
@@ -202,7 +204,8 @@ DDAL_API int ddal_sfp_ctrl_get(uint32_t sfpId, uint32_t ctrl, uint32_t *value);
  * ctrl:  DDAL_SFP_CTRL_TX_DISABLE, DDAL_SFP_CTRL_RATE_SELECT or DDAL_SFP_CTRL_RATE_SELECT_0.
  * value: one of the two values listed with the control.
  *
- * -ENOSYS: a control that cannot be set. -EINVAL: another value. -1001: unknown cage, or the line could not be written.
+ * -ENOSYS: a control that cannot be set. -EINVAL: another value. DDAL_ERR_FAILURE: unknown cage, or the line could not
+ * be written.
  *
  * @threads safe
  * @blocks one access
@@ -215,7 +218,7 @@ DDAL_API int ddal_sfp_ctrl_set(uint32_t sfpId, uint32_t ctrl, uint32_t value);
  * status: one of DDAL_SFP_STATUS_*.
  * value:  receives the number that the line reads as (0 to 255; the drivers give 0 or 1); 0 after a failure.
  *
- * -1001: unknown status or cage, or the line could not be read. -ENODATA, -ERANGE: as ddal_sfp_ctrl_get.
+ * DDAL_ERR_FAILURE: unknown status or cage, or the line could not be read. -ENODATA, -ERANGE: as ddal_sfp_ctrl_get.
  *
  * @threads safe
  * @blocks one access
@@ -229,7 +232,7 @@ DDAL_API int ddal_sfp_status_get(uint32_t sfpId, uint32_t status, uint32_t *valu
  *
  * fd: receives the descriptor; give it back with ddal_sfp_status_event_close. Unchanged after a failure.
  *
- * -1001: unknown status or cage. -1002: the line cannot be opened.
+ * DDAL_ERR_FAILURE: unknown status or cage. DDAL_ERR_SYSTEM: the line cannot be opened.
  *
  * @threads safe
  * @blocks one access
@@ -239,7 +242,8 @@ DDAL_API int ddal_sfp_status_event_open(uint32_t sfpId, uint32_t status, int32_t
 /*
  * Reads the current value of an opened status line: 0 or 1. Does not wait. *value is unchanged after a failure.
  *
- * -1001: the line is empty. -ENODATA: not a number. -ERANGE: neither 0 nor 1. Otherwise the negative errno of the read.
+ * DDAL_ERR_FAILURE: the line is empty. -ENODATA: not a number. -ERANGE: neither 0 nor 1. Otherwise the negative errno
+ * of the read.
  *
  * @threads safe
  * @blocks one access
@@ -247,7 +251,7 @@ DDAL_API int ddal_sfp_status_event_open(uint32_t sfpId, uint32_t status, int32_t
 DDAL_API int ddal_sfp_status_event_get(int fd, uint32_t *value);
 
 /*
- * Closes the descriptor. The negative errno of close.
+ * Closes the descriptor. Returns 0 or the negative errno of close.
  *
  * @threads safe on different units: descriptors
  * @blocks one access

@@ -12,7 +12,8 @@
 DDAL_BEGIN_DECLS
 
 /*
- * Tells the service manager that the unit is ready. -1001: no notification socket. -1002: it cannot be reached.
+ * Tells the service manager that the unit is ready. DDAL_ERR_FAILURE: no notification socket. DDAL_ERR_SYSTEM: it
+ * cannot be reached.
  *
  * @threads safe
  * @blocks one access

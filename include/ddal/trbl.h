@@ -12,7 +12,7 @@
 DDAL_BEGIN_DECLS
 
 /*
- * Nothing has to be prepared on this board. Returns 0 in every case.
+ * Does nothing and returns 0: this board needs no preparation.
  *
  * @threads safe
  * @blocks none

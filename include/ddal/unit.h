@@ -12,8 +12,8 @@
 DDAL_BEGIN_DECLS
 
 /*
- * Returns the board type, 1 to 9 (the cell's value plus one), and not 0, on success. -1001: the cell cannot be read or
- * holds 9 or more; every such call logs and reads again.
+ * Returns the board type, 1 to 9 (the cell's value plus one), and not 0, on success. DDAL_ERR_FAILURE: the cell cannot
+ * be read or holds 9 or more; every such call logs and reads again.
  *
  * @threads safe
  * @blocks one access; none after the first good answer
