@@ -53,12 +53,12 @@ function(left_out_arguments entry variable)
     endif()
 endfunction()
 
-# add_board_test(<name> SOURCES ... [TYPE mbo] [SPEED n] [HIDDEN] [LIBRARIES ...] [TIMEOUT s] [OPTIONS ...])
+# add_board_test(<name> SOURCES ... [TYPE mbo] [SPEED n] [HIDDEN | LOADS] [LIBRARIES ...] [TIMEOUT s] [OPTIONS ...])
 #
 # Runs on a virtual board of its own, against the shipped library; with HIDDEN against the very objects it is made of, for
-# functions that it does not export. OPTIONS are further ones of "vboard run".
+# functions that it does not export; with LOADS without it, for programs that load DDAL_LIBRARY themselves. OPTIONS are further ones of "vboard run".
 function(add_board_test name)
-    cmake_parse_arguments(arg HIDDEN "TYPE;SPEED;TIMEOUT" "SOURCES;LIBRARIES;OPTIONS" ${ARGN})
+    cmake_parse_arguments(arg "HIDDEN;LOADS" "TYPE;SPEED;TIMEOUT" "SOURCES;LIBRARIES;OPTIONS" ${ARGN})
     if(NOT arg_TYPE)
         set(arg_TYPE mbo)
     endif()
@@ -75,8 +75,13 @@ function(add_board_test name)
     string(REPLACE "." "_" target test_${name})
     add_executable(${target} ${arg_SOURCES})
     target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
-    target_link_libraries(${target} PRIVATE $<IF:$<BOOL:${arg_HIDDEN}>,ddal_objects,ddal> board_testing ${arg_LIBRARIES})
-    add_dependencies(${target} vboard vboard_boards)
+    set(product $<IF:$<BOOL:${arg_HIDDEN}>,ddal_objects,ddal>)
+    if(arg_LOADS)
+        set(product "")
+        target_compile_definitions(${target} PRIVATE DDAL_LIBRARY="$<TARGET_FILE:ddal>")
+    endif()
+    target_link_libraries(${target} PRIVATE ${product} board_testing ${arg_LIBRARIES})
+    add_dependencies(${target} ddal vboard vboard_boards)
     add_test(NAME ${name}
              COMMAND ${board_run} --type ${arg_TYPE} --speed ${arg_SPEED} ${board_runtime} ${arg_OPTIONS} --
                      $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml ${left_out}
