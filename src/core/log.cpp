@@ -2,10 +2,17 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
+#include <ctime>
+#include <poll.h>
 #include <syslog.h>
 
+#include "core/sigpipe_guard.h"
+
 namespace {
+
+constexpr int kReaderLimit = 1000; // ms
 
 const char *prefix_of(int priority)
 {
@@ -18,22 +25,54 @@ const char *prefix_of(int priority)
     }
 }
 
+int64_t monotonic_ms()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+// False when a pipe or terminal has stayed full for the limit: its reader has stopped, and the text would wait with it.
+bool takes_text(FILE *stream)
+{
+    pollfd place{fileno(stream), POLLOUT, 0}; // a number below 0, of a stream in memory, is never ready
+    if (place.fd < 0)
+        return true;
+    const int64_t deadline = monotonic_ms() + kReaderLimit;
+    int rc = 0;
+    int64_t left = kReaderLimit;
+    do {
+        rc = poll(&place, 1, static_cast<int>(left));
+        left = deadline - monotonic_ms();
+    } while (rc < 0 && errno == EINTR && left > 0);
+    return rc > 0 || (rc < 0 && errno != EINTR);
+}
+
+[[gnu::format(printf, 2, 0)]] void write_line(const char *prefix, const char *format, va_list arguments)
+{
+    const int saved_errno = errno;
+    ddal::core::SigpipeGuard guard;
+    flockfile(stderr);
+    if (takes_text(stderr)) {
+        const bool prefix_lost = fputs(prefix, stderr) < 0;
+        errno = saved_errno;
+        if (vfprintf(stderr, format, arguments) < 0 || prefix_lost)
+            guard.caused();
+    }
+    funlockfile(stderr);
+}
+
 } // namespace
 
 int __ddal_log(int priority, const char *format, ...)
 {
     const int saved_errno = errno;
     va_list arguments;
-
-    flockfile(stderr);
-    fputs(prefix_of(priority), stderr);
-    errno = saved_errno;
     va_start(arguments, format);
-    vfprintf(stderr, format, arguments);
+    write_line(prefix_of(priority), format, arguments);
     va_end(arguments);
-    funlockfile(stderr);
 
-    // vfprintf may have changed errno; "%m" must read the same in both places.
+    // Writing may have changed errno; "%m" must read the same in both places.
     errno = saved_errno;
     va_start(arguments, format);
     vsyslog(priority, format, arguments);

@@ -2,6 +2,7 @@
 #include <ddal/atboot.h>
 #include <ddal/common.h>
 #include <ddal/cpu.h>
+#include <ddal/log.h>
 #include <ddal/mem.h>
 #include <ddal/product.h>
 #include <ddal/rpram.h>
@@ -13,16 +14,21 @@
 #include <ddal/wifi.h>
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <printf.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include "support/board.h"
 #include "support/board_file.h"
+#include "support/in_child.h"
 #include "support/log_watch.h"
 
 using namespace testing_board;
@@ -31,6 +37,111 @@ using testing::ElementsAre;
 namespace {
 
 constexpr const char *kSysinfo = "/flash/config/sysinfo";
+
+// Standard error of a piece of a test that runs in a child.
+class StandardError {
+public:
+    explicit StandardError(int flags = 0)
+    {
+        EXPECT_EQ(pipe2(ends_, flags), 0);
+        dup2(ends_[1], STDERR_FILENO);
+    }
+    void fill()
+    {
+        const int flags = fcntl(STDERR_FILENO, F_GETFL);
+        fcntl(STDERR_FILENO, F_SETFL, flags | O_NONBLOCK);
+        const std::string text(4096, '-');
+        while (write(STDERR_FILENO, text.data(), text.size()) > 0) {
+        }
+        fcntl(STDERR_FILENO, F_SETFL, flags);
+    }
+    void close_reader() { close(ends_[0]); }
+    std::string text()
+    {
+        char text[4096];
+        const ssize_t n = read(ends_[0], text, sizeof text);
+        return {text, n > 0 ? static_cast<size_t>(n) : 0};
+    }
+
+private:
+    int ends_[2];
+};
+
+TEST(Log, AProblemInWritingChangesNeitherTheTextNorErrno)
+{
+    // A conversion that loses errno, as a failing output does.
+    register_printf_specifier(
+        'Y',
+        [](FILE *, const printf_info *, const void *const *) {
+            errno = EIO;
+            return 0;
+        },
+        [](const printf_info *, size_t, int *, int *) { return 0; });
+    int (*const log_line)(int, const char *, ...) = __ddal_log;
+    const auto lines = in_child([&] {
+        StandardError standard_error;
+        LogWatch log;
+        errno = ENOENT;
+        log_line(3, "%m%Y\n");
+        const int error = errno;
+        return std::vector<std::string>{std::to_string(error), standard_error.text(), log.take().at(0)};
+    });
+    EXPECT_THAT(lines, ElementsAre(std::to_string(ENOENT), "[DDAL_ERROR] No such file or directory", "",
+                                   "3 No such file or directory"));
+}
+
+TEST(Log, ABrokenStandardErrorNeitherEndsNorHoldsTheCaller)
+{
+    const std::pair<const char *, void (*)()> cases[] = {
+        {"closed", [] { close(STDERR_FILENO); }},
+        {"without a reader", [] { StandardError().close_reader(); }},
+        {"full and never waiting", [] { StandardError(O_NONBLOCK).fill(); }},
+        {"full", [] { StandardError().fill(); }},
+    };
+    for (const auto &[name, damage] : cases) {
+        EXPECT_THAT(in_child([&damage = damage] {
+                        damage();
+                        LogWatch log;
+                        const auto start = std::chrono::steady_clock::now();
+                        errno = ENOENT;
+                        __ddal_log(4, "%s:%u- text\n", "function", 1U);
+                        const int error = errno;
+                        const auto took = std::chrono::steady_clock::now() - start;
+                        sigset_t signals;
+                        sigpending(&signals);
+                        return std::vector<std::string>{std::to_string(error), log.take().at(0),
+                                                        took < std::chrono::seconds(5) ? "soon" : "late",
+                                                        std::to_string(sigismember(&signals, SIGPIPE))};
+                    }),
+                    ElementsAre(std::to_string(ENOENT), "4 function: text", "soon", "0"))
+            << name;
+    }
+}
+
+TEST(Log, LinesOfSeveralThreadsStayWhole)
+{
+    const std::string text = in_child([]() -> std::string {
+        StandardError standard_error;
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([] {
+                for (int line = 0; line < 200; ++line)
+                    __ddal_log(3, "text\n");
+            });
+        std::string got;
+        const std::string line = "[DDAL_ERROR] text\n";
+        while (got.size() < 800 * line.size())
+            got += standard_error.text();
+        for (std::thread &thread : threads)
+            thread.join();
+        for (size_t at = 0; at < got.size(); at += line.size()) {
+            if (got.compare(at, line.size(), line) != 0)
+                return got.substr(at, 2 * line.size());
+        }
+        return "";
+    });
+    EXPECT_EQ(text, "");
+}
 
 TEST(Version, LosesItsSuffixOnATagOnly)
 {
@@ -131,8 +242,9 @@ TEST(Memory, MapsTheByteAskedForAndItsPages)
     ASSERT_EQ(close(fd), 0);
 
     EXPECT_EQ(ddal_mem_unmap_addr(nullptr, 8), -EINVAL);
-    for (uint8_t *mapped : {first, second}) {
-        EXPECT_EQ(ddal_mem_unmap_addr(mapped, 8), 0);
+    EXPECT_EQ(ddal_mem_unmap_addr(first, 8), 0);
+    EXPECT_EQ(ddal_mem_unmap_addr(second, 8), 0);
+    for (uint8_t *mapped : {first, second, second + 7}) {
         unsigned char there = 0;
         EXPECT_EQ(mincore(reinterpret_cast<void *>(reinterpret_cast<uintptr_t>(mapped) / page * page), page, &there),
                   -1);

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <fcntl.h>
 
 #include <ddal/emtimer.h>
 #include <gtest/gtest.h>
@@ -33,7 +34,12 @@ TEST(Emtimer, NeedsTheConfigurationFirst)
 
 TEST(Emtimer, PassesItsWordsOn)
 {
-    ASSERT_EQ(ddal_emtimer_config(11, 12, 13, 14, 15, 0x80000000), 0);
+    const auto before = open_descriptors();
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(ddal_emtimer_config(11, 12, 13, 14, 15, 0x80000000), 0);
+        for (const int fd : open_descriptors()) // the second configuration replaces the first one's device
+            EXPECT_TRUE(before.count(fd) || fcntl(fd, F_GETFD) & FD_CLOEXEC) << i;
+    }
     uint32_t id = 0, out1 = 0, out2 = 0;
     ASSERT_EQ(ddal_emtimer_create(21, 22, &kSetting, &id), 0);
     const std::string name = std::to_string(id);

@@ -162,14 +162,23 @@ int wrapped_poll(pollfd *entries, nfds_t count, int64_t board_ns, const sigset_t
     return ready;
 }
 
+// Looking whether standard error takes a line is not a step of an operation.
+bool is_for_a_log_line(const pollfd *entries, nfds_t count)
+{
+    return count == 1 && entries[0].fd == STDERR_FILENO;
+}
+
 } // namespace
 
 WRAP(int, poll, pollfd *entries, nfds_t count, int timeout)
 {
+    const int64_t board_ns = int64_t{timeout} * 1000000;
+    if (is_for_a_log_line(entries, count))
+        return wrapped_poll(entries, count, board_ns, nullptr, timeout < 0);
     Call around("poll", "");
     if (around.fails())
         return -1;
-    return wrapped_poll(entries, count, int64_t{timeout} * 1000000, nullptr, timeout < 0);
+    return wrapped_poll(entries, count, board_ns, nullptr, timeout < 0);
 }
 
 WRAP_AS(int, poll_chk, "__poll_chk", pollfd *entries, nfds_t count, int timeout, size_t)
