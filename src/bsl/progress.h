@@ -3,6 +3,8 @@
 
 #include <ddal/ext.h>
 
+#include "core/foreign_call.h"
+
 namespace ddal::bsl {
 
 class Progress {
@@ -27,6 +29,7 @@ public:
 private:
     void report() const
     {
+        const core::CancellationHold hold; // the card is in the middle of something
         if (report_)
             report_(context_, phase_, done_, total_);
     }

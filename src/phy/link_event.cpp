@@ -12,10 +12,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "core/foreign_call.h"
 #include "core/log.h"
 #include "core/unique_fd.h"
 #include "phy/event_loop.h"
 
+using ddal::core::ForeignCall;
 using ddal::core::UniqueFd;
 
 namespace ddal::phy {
@@ -205,6 +207,7 @@ void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *,
 
 int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path)
 {
+    const ForeignCall call; // GLib opens what it needs for its threads here
     const Gio *const gio = running_event_loop();
     if (!gio)
         return log_error(-1, "phy event loop is not running!\n");
@@ -273,6 +276,7 @@ using namespace ddal::phy;
 
 int ddal_phy_event_retrieve(int fd, uint16_t *state)
 {
+    const ForeignCall call;
     if (!state)
         return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
     if (clear_event(fd) != 0)
@@ -295,6 +299,7 @@ int ddal_phy_event_retrieve(int fd, uint16_t *state)
 
 int ddal_phy_event_unregister(int fd)
 {
+    const ForeignCall call;
     const RegistryLock lock;
     if (lock.error() != 0)
         return log_error(-EIO, "pthread_mutex_lock failed: %d\n", lock.error());

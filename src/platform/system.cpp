@@ -3,10 +3,12 @@
 
 #include <systemd/sd-daemon.h>
 
+#include "core/foreign_call.h"
 #include "core/log.h"
 
 int ddal_system_notify_ready(void)
 {
+    const ddal::core::ForeignCall call;
     const int sent = sd_notify(0, "READY=1");
     if (sent < 0)
         return log_error(DDAL_ERR_SYSTEM, "sd_notify call failed: %d\n", sent);

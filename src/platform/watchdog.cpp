@@ -5,6 +5,7 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include "core/foreign_call.h"
 #include "core/log.h"
 #include "core/program.h"
 
@@ -24,7 +25,8 @@ int ddal_watchdog_ping(void)
             return log_error(DDAL_ERR_FAILURE, "error start software watchdog service\n");
         watchdog_service_started = true;
     }
-    if (sd_notifyf(0, "READY=1\nWATCHDOG=1\n") <= 0)
+    const ddal::core::ForeignCall call;
+    if (sd_notify(0, "READY=1\nWATCHDOG=1\n") <= 0)
         return log_error(DDAL_ERR_FAILURE, "error sd_notify\n");
     return 0;
 }

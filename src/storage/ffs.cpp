@@ -9,6 +9,7 @@
 #include <ddal/common.h>
 #include <ddal/ffs.h>
 
+#include "core/foreign_call.h"
 #include "core/log.h"
 #include "core/program.h"
 #include "core/text.h"
@@ -71,6 +72,7 @@ int ddal_ffs_get_fstype(uint32_t id, char *type)
         return 0;
     }
 
+    const ddal::core::ForeignCall call; // the probe opens the partition
     const UniqueProbe probe{blkid_new_probe_from_filename(fs.partition)};
     if (!probe)
         return log_error(-ENODEV, "cannot open %s\n", fs.partition);

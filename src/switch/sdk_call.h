@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "core/foreign_call.h"
 #include "core/log.h"
 #include "switch/sdk.h"
 
@@ -17,6 +18,7 @@ const char *sdk_text(int result);
 template <typename... Parameters, typename... Arguments>
 int sdk_result(int (*function)(Parameters...), Arguments... arguments)
 {
+    const core::ForeignCall call;
     return function ? function(static_cast<Parameters>(arguments)...) : BCM_E_UNAVAIL;
 }
 
@@ -24,6 +26,7 @@ int sdk_result(int (*function)(Parameters...), Arguments... arguments)
 template <typename Object, typename... Parameters, typename... Arguments>
 Object *sdk_object(Object *(*function)(Parameters...), Arguments... arguments)
 {
+    const core::ForeignCall call;
     return function ? function(static_cast<Parameters>(arguments)...) : nullptr;
 }
 
@@ -31,6 +34,7 @@ Object *sdk_object(Object *(*function)(Parameters...), Arguments... arguments)
 template <typename... Parameters, typename... Arguments>
 bool sdk_done(void (*function)(Parameters...), Arguments... arguments)
 {
+    const core::ForeignCall call;
     if (function)
         function(static_cast<Parameters>(arguments)...);
     return function;

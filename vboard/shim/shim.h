@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <type_traits>
@@ -197,6 +198,8 @@ inline long result_of(long value)
 // --- shared by the wrapper files ------------------------------------------------------------------------------------
 
 int open_path(int directory, const char *path, int flags, mode_t mode);
+// A stream on a descriptor, which it then owns; its transfers reach a model.
+FILE *stream_on(int fd, const char *mode);
 bool copy_file(const char *from, const char *to);
 // Transfers on nodes that the daemon serves.
 long node_read(const Node &node, uint64_t offset, void *buffer, size_t length);

@@ -166,18 +166,6 @@ int stream_close(void *cookie)
     return static_cast<int>(syscall(SYS_close, reinterpret_cast<intptr_t>(cookie)));
 }
 
-FILE *stream_on(int fd, const char *mode)
-{
-    const Node *node = node_of(fd);
-    if (!node || node->kind == NodeKind::kPlain || node->kind == NodeKind::kChannel)
-        return NEXT(FILE * (int, const char *), fdopen)(fd, mode);
-    const cookie_io_functions_t calls = {stream_read, stream_write, stream_seek, stream_close};
-    FILE *stream = fopencookie(reinterpret_cast<void *>(intptr_t{fd}), mode, calls);
-    if (stream)
-        stream->_fileno = fd; // so that fileno tells it
-    return stream;
-}
-
 FILE *open_stream(const char *path, const char *mode)
 {
     const int flags = flags_of(mode);
@@ -197,6 +185,18 @@ FILE *open_stream(const char *path, const char *mode)
 }
 
 } // namespace
+
+FILE *stream_on(int fd, const char *mode)
+{
+    const Node *node = node_of(fd);
+    if (!node || node->kind == NodeKind::kPlain || node->kind == NodeKind::kChannel)
+        return NEXT(FILE * (int, const char *), fdopen)(fd, mode);
+    const cookie_io_functions_t calls = {stream_read, stream_write, stream_seek, stream_close};
+    FILE *stream = fopencookie(reinterpret_cast<void *>(intptr_t{fd}), mode, calls);
+    if (stream)
+        stream->_fileno = fd; // so that fileno tells it
+    return stream;
+}
 
 int open_path(int directory, const char *path, int flags, mode_t mode)
 {

@@ -85,13 +85,16 @@ WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream
 WRAP_FPRINTF(fprintf, "fprintf", FILE *stream)
 WRAP_FPRINTF(fprintf_chk, "__fprintf_chk", FILE *stream, int)
 
-// Where fprintf comes by when a sanitizer's runtime stands in front.
-WRAP(int, vfprintf, FILE *stream, const char *format, va_list arguments)
-{
-    if (watched(stream) && fails("fwrite", stream))
-        return -1;
-    return NEXT(int(FILE *, const char *, va_list), vfprintf)(stream, format, arguments);
-}
+// Where fprintf comes by when the library's stand-ins or a sanitizer's runtime stand in front.
+#define WRAP_VFPRINTF(tag, symbol, ...)                                                                                \
+    WRAP_AS(int, tag, symbol, __VA_ARGS__, const char *format, va_list arguments)                                      \
+    {                                                                                                                  \
+        if (watched(stream) && fails("fwrite", stream))                                                                \
+            return -1;                                                                                                 \
+        return NEXT(int(FILE *, const char *, va_list), vfprintf)(stream, format, arguments);                          \
+    }
+WRAP_VFPRINTF(vfprintf, "vfprintf", FILE *stream)
+WRAP_VFPRINTF(vfprintf_chk, "__vfprintf_chk", FILE *stream, int)
 
 WRAP(int, fputs, const char *text, FILE *stream)
 {
@@ -196,7 +199,7 @@ WRAP(FILE *, fdopen, int fd, const char *mode)
     Call around("fdopen", fd);
     if (around.fails())
         return nullptr;
-    return NEXT(FILE * (int, const char *), fdopen)(fd, mode);
+    return stream_on(fd, mode);
 }
 
 } // namespace vboard::shim

@@ -1,0 +1,101 @@
+#include "core/foreign_call.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+#include "core/libc_calls.h"
+
+namespace ddal::core {
+
+namespace {
+
+// Several threads may be in foreign calls at the same time: the first one occupies the numbers, the last one frees
+// them.
+pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+unsigned users;
+bool occupied[kStandardStreams];
+
+bool is_open(int number)
+{
+    return __real_fcntl64(number, F_GETFL) >= 0;
+}
+
+bool all_open()
+{
+    return is_open(STDIN_FILENO) && is_open(STDOUT_FILENO) && is_open(STDERR_FILENO);
+}
+
+void occupy()
+{
+    while (!all_open()) {
+        // Such a descriptor neither reads nor writes, and exists in every root directory.
+        const int fd = __real_open64("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0)
+            return;
+        if (fd >= kStandardStreams) { // the application has opened a file meanwhile
+            __real_close(fd);
+            continue;
+        }
+        occupied[fd] = true;
+    }
+}
+
+// What the application has put there meanwhile stays.
+void vacate()
+{
+    for (int number = 0; number < kStandardStreams; ++number) {
+        if (!std::exchange(occupied[number], false))
+            continue;
+        const int flags = __real_fcntl64(number, F_GETFL);
+        if (flags >= 0 && flags & O_PATH)
+            __real_close(number);
+    }
+}
+
+void before_fork()
+{
+    pthread_mutex_lock(&mutex);
+}
+
+void in_parent()
+{
+    pthread_mutex_unlock(&mutex);
+}
+
+void in_child() // the other threads and their calls have stayed behind
+{
+    users = 0;
+    vacate();
+    pthread_mutex_unlock(&mutex);
+}
+
+[[gnu::constructor]] void watch_forks()
+{
+    pthread_atfork(before_fork, in_parent, in_child);
+}
+
+} // namespace
+
+StandardNumbers::StandardNumbers()
+{
+    const int saved_errno = errno;
+    pthread_mutex_lock(&mutex);
+    ++users;
+    occupy();
+    pthread_mutex_unlock(&mutex);
+    errno = saved_errno;
+}
+
+StandardNumbers::~StandardNumbers()
+{
+    const int saved_errno = errno;
+    pthread_mutex_lock(&mutex);
+    if (users > 0 && --users == 0)
+        vacate();
+    pthread_mutex_unlock(&mutex);
+    errno = saved_errno;
+}
+
+} // namespace ddal::core
