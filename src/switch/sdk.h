@@ -1,7 +1,7 @@
 // What is used of the switch SDK's client library: unit 0, 256 ports, all releases since late 2017 and, where records
-// differ, the ones before. Records whose size depends on the release are declared larger than any of them; only the
-// fields that all releases share are named. The references are weak: the library contains and needs no SDK unless the
-// product's build names one.
+// differ, the ones before (field rules excepted, see field_group.h). Records whose size depends on the release are
+// declared larger than any of them; only the fields that all releases share are named. The references are weak: the
+// library contains and needs no SDK unless the product's build names one.
 #pragma once
 
 #include <cstddef>
@@ -15,6 +15,7 @@
 
 constexpr int BCM_E_NONE = 0;
 constexpr int BCM_E_NOT_FOUND = -7;
+constexpr int BCM_E_EXISTS = -8;
 constexpr int BCM_E_RESOURCE = -14;
 constexpr int BCM_E_UNAVAIL = -16;
 
@@ -38,6 +39,31 @@ enum bcm_port_mdix_t : int {
 enum bcm_cosq_stat_t : int { bcmCosqStatHOLDropPackets = 55 };
 enum bcm_vlan_action_t : int { bcmVlanActionNone = 0, bcmVlanActionAdd = 1, bcmVlanActionReplace = 2 };
 enum bcm_vlan_translate_key_t : int { bcmVlanTranslateKeyPortOuter = 8 };
+enum bcm_vlan_control_t : int { bcmVlanShared = 3 };
+enum bcm_vlan_control_port_t : int {
+    bcmVlanTranslateIngressEnable = 2,
+    bcmVlanTranslateEgressEnable = 5,
+    bcmVlanPortTranslateKeyFirst = 14,
+    bcmVlanPortTranslateKeySecond = 15,
+};
+enum : int { BCM_PORT_FRAMETYPE_ETHER2 = 1 };
+
+enum : int {
+    bcmFieldQualifyDstMac = 7,
+    bcmFieldQualifyInPort = 12,
+    bcmFieldQualifyInPorts = 13,
+    bcmFieldQualifyEtherType = 29,
+    bcmFieldQualifyStageIngress = 68,
+    bcmFieldQualifyVlanFormat = 90,
+};
+enum bcm_field_action_t : int {
+    bcmFieldActionCosQNew = 0,
+    bcmFieldActionPrioPktCancel = 12,
+    bcmFieldActionRedirect = 29,
+    bcmFieldActionEgressMask = 37,
+    bcmFieldActionDrop = 39,
+};
+constexpr uint8_t BCM_FIELD_VLAN_FORMAT_OUTER_TAGGED = 1;
 
 enum bcm_stat_val_t : int {
     snmpIfInDiscards = 3,
@@ -105,6 +131,17 @@ struct bcm_l2_addr_t { // 100 to 360 bytes; where the address lies depends on th
 };
 static_assert(sizeof(bcm_l2_addr_t) == 512);
 
+struct bcm_field_qset_t { // 192 to 256 bytes; bit q % 32 of word q / 32 is qualifier q
+    uint32_t words[128];
+};
+static_assert(sizeof(bcm_field_qset_t) == 512);
+
+struct bcm_field_group_config_t { // 896 to 1784 bytes; what lies behind the qset depends on its size, see field_group.h
+    uint32_t flags;
+    uint32_t beyond[1023];
+};
+static_assert(sizeof(bcm_field_group_config_t) == 4096);
+
 extern "C"
 {
 
@@ -115,6 +152,7 @@ typedef int (*bcm_vlan_translate_action_traverse_cb)(int unit, int gport, bcm_vl
                                                      uint16_t inner, bcm_vlan_action_set_t *action, void *user_data);
 typedef int (*bcm_vlan_translate_egress_action_traverse_cb)(int unit, int port_class, uint16_t outer, uint16_t inner,
                                                             bcm_vlan_action_set_t *action, void *user_data);
+typedef int (*bcm_field_group_traverse_cb)(int unit, int group, void *user_data);
 typedef int (*bcm_l2_traverse_cb)(int unit, bcm_l2_addr_t *info, void *user_data);
 
 // clang-format off
@@ -187,12 +225,50 @@ DDAL_SDK_CALL int bcm_vlan_port_get(int unit, uint16_t vid, bcm_pbmp_t *ports, b
 DDAL_SDK_CALL int bcm_vlan_port_default_action_set(int unit, int port, bcm_vlan_action_set_t *action);
 DDAL_SDK_CALL int bcm_vlan_port_default_action_get(int unit, int port, bcm_vlan_action_set_t *action);
 DDAL_SDK_CALL int bcm_vlan_port_default_action_delete(int unit, int port);
+DDAL_SDK_CALL int bcm_vlan_port_protocol_action_add(int unit, int port, int frame, uint16_t ether, bcm_vlan_action_set_t *action);
+DDAL_SDK_CALL int bcm_vlan_port_protocol_action_get(int unit, int port, int frame, uint16_t ether, bcm_vlan_action_set_t *action);
+DDAL_SDK_CALL int bcm_vlan_port_protocol_action_delete(int unit, int port, int frame, uint16_t ether);
+DDAL_SDK_CALL int bcm_vlan_control_set(int unit, bcm_vlan_control_t type, int value);
+DDAL_SDK_CALL int bcm_vlan_control_get(int unit, bcm_vlan_control_t type, int *value);
+DDAL_SDK_CALL int bcm_vlan_control_port_set(int unit, int port, bcm_vlan_control_port_t type, int value);
+DDAL_SDK_CALL int bcm_vlan_control_port_get(int unit, int port, bcm_vlan_control_port_t type, int *value);
+DDAL_SDK_CALL int bcm_vlan_translate_action_get(int unit, int gport, bcm_vlan_translate_key_t key, uint16_t outer, uint16_t inner, bcm_vlan_action_set_t *action);
+DDAL_SDK_CALL int bcm_vlan_translate_egress_action_get(int unit, int port_class, uint16_t outer, uint16_t inner, bcm_vlan_action_set_t *action);
 DDAL_SDK_CALL int bcm_vlan_translate_action_add(int unit, int gport, bcm_vlan_translate_key_t key, uint16_t outer, uint16_t inner, bcm_vlan_action_set_t *action);
 DDAL_SDK_CALL int bcm_vlan_translate_action_delete(int unit, int gport, bcm_vlan_translate_key_t key, uint16_t outer, uint16_t inner);
 DDAL_SDK_CALL int bcm_vlan_translate_action_traverse(int unit, bcm_vlan_translate_action_traverse_cb call, void *user_data);
 DDAL_SDK_CALL int bcm_vlan_translate_egress_action_add(int unit, int port_class, uint16_t outer, uint16_t inner, bcm_vlan_action_set_t *action);
 DDAL_SDK_CALL int bcm_vlan_translate_egress_action_delete(int unit, int port_class, uint16_t outer, uint16_t inner);
 DDAL_SDK_CALL int bcm_vlan_translate_egress_action_traverse(int unit, bcm_vlan_translate_egress_action_traverse_cb call, void *user_data);
+
+// Field processor
+DDAL_SDK_CALL void bcm_field_qset_t_init(bcm_field_qset_t *qset);
+DDAL_SDK_CALL void bcm_field_group_config_t_init(bcm_field_group_config_t *config);
+DDAL_SDK_CALL int bcm_field_group_config_create(int unit, bcm_field_group_config_t *config);
+DDAL_SDK_CALL int bcm_field_group_destroy(int unit, int group);
+DDAL_SDK_CALL int bcm_field_group_traverse(int unit, bcm_field_group_traverse_cb call, void *user_data);
+DDAL_SDK_CALL int bcm_field_entry_create_id(int unit, int group, int entry);
+DDAL_SDK_CALL int bcm_field_entry_destroy(int unit, int entry);
+DDAL_SDK_CALL int bcm_field_entry_install(int unit, int entry);
+DDAL_SDK_CALL int bcm_field_entry_remove(int unit, int entry);
+DDAL_SDK_CALL int bcm_field_entry_prio_set(int unit, int entry, int priority);
+DDAL_SDK_CALL int bcm_field_entry_multi_get(int unit, int group, int size, int *entries, int *count);
+DDAL_SDK_CALL int bcm_field_qualify_clear(int unit, int entry);
+DDAL_SDK_CALL int bcm_field_qualify_InPort(int unit, int entry, int data, int mask);
+DDAL_SDK_CALL int bcm_field_qualify_InPort_get(int unit, int entry, int *data, int *mask);
+DDAL_SDK_CALL int bcm_field_qualify_InPorts(int unit, int entry, bcm_pbmp_t data, bcm_pbmp_t mask);
+DDAL_SDK_CALL int bcm_field_qualify_InPorts_get(int unit, int entry, bcm_pbmp_t *data, bcm_pbmp_t *mask);
+DDAL_SDK_CALL int bcm_field_qualify_DstMac(int unit, int entry, uint8_t data[6], uint8_t mask[6]);
+DDAL_SDK_CALL int bcm_field_qualify_DstMac_get(int unit, int entry, uint8_t (*data)[6], uint8_t (*mask)[6]);
+DDAL_SDK_CALL int bcm_field_qualify_EtherType(int unit, int entry, uint16_t data, uint16_t mask);
+DDAL_SDK_CALL int bcm_field_qualify_EtherType_get(int unit, int entry, uint16_t *data, uint16_t *mask);
+DDAL_SDK_CALL int bcm_field_qualify_VlanFormat(int unit, int entry, uint8_t data, uint8_t mask);
+DDAL_SDK_CALL int bcm_field_qualify_VlanFormat_get(int unit, int entry, uint8_t *data, uint8_t *mask);
+DDAL_SDK_CALL int bcm_field_action_add(int unit, int entry, bcm_field_action_t action, uint32_t param0, uint32_t param1);
+DDAL_SDK_CALL int bcm_field_action_get(int unit, int entry, bcm_field_action_t action, uint32_t *param0, uint32_t *param1);
+DDAL_SDK_CALL int bcm_field_action_remove(int unit, int entry, bcm_field_action_t action);
+DDAL_SDK_CALL int bcm_field_action_ports_add(int unit, int entry, bcm_field_action_t action, bcm_pbmp_t ports);
+DDAL_SDK_CALL int bcm_field_action_ports_get(int unit, int entry, bcm_field_action_t action, bcm_pbmp_t *ports);
 
 // Addresses
 DDAL_SDK_CALL void bcm_l2_addr_t_init(bcm_l2_addr_t *address, const uint8_t mac[6], uint16_t vid);

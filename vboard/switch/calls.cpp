@@ -1,7 +1,7 @@
 // The SDK's calls, each handed to the board's switch model as words.
 #include <cstring>
 
-#include "switch/exchange.h"
+#include "switch/ask.h"
 #include "switch/release.h"
 #include "switch/sdk.h"
 
@@ -9,57 +9,7 @@ using namespace vboard::client_library;
 
 namespace {
 
-constexpr int kNoUnit = -3;
 constexpr int kActionWords = 20;
-
-struct Sizes {
-    size_t action;  // bytes of bcm_vlan_action_set_t
-    size_t address; // bytes of bcm_l2_addr_t
-    size_t mac;     // where the address lies in it
-};
-constexpr Sizes kSizes[] = {{168, 332, 12}, {232, 360, 12}, {164, 100, 8}};
-
-const Sizes &sizes()
-{
-    return kSizes[static_cast<int>(release)];
-}
-
-// Before the attachment there is no unit to talk to.
-Answer ask(const char *name, const std::vector<int64_t> &in)
-{
-    return is_attached() ? call(name, in) : Answer{kNoUnit, {}};
-}
-
-template <typename... Words>
-int put(const char *name, Words... words)
-{
-    return ask(name, {static_cast<int64_t>(words)...}).result;
-}
-
-template <typename Value, typename... Words>
-int get(const char *name, Value *value, Words... words)
-{
-    const Answer answer = ask(name, {static_cast<int64_t>(words)...});
-    if (answer.result == 0)
-        *value = static_cast<Value>(answer.word(0));
-    return answer.result;
-}
-
-template <typename Value, typename... Words>
-int get_two(const char *name, Value *first, Value *second, Words... words)
-{
-    const Answer answer = ask(name, {static_cast<int64_t>(words)...});
-    if (answer.result == 0) {
-        *first = static_cast<Value>(answer.word(0));
-        *second = static_cast<Value>(answer.word(1));
-    }
-    return answer.result;
-}
-
-void append(std::vector<int64_t> &words, const bcm_pbmp_t &ports)
-{
-    words.insert(words.end(), std::begin(ports.pbits), std::end(ports.pbits));
-}
 
 void append(std::vector<int64_t> &words, const bcm_vlan_action_set_t &action)
 {
@@ -75,12 +25,12 @@ void store_action(const int64_t *words, bcm_vlan_action_set_t *action)
     memcpy(static_cast<void *>(action), words, kActionWords * sizeof *words);
 }
 
-int64_t number_of(const uint8_t mac[6])
+int get_action(const char *name, const std::vector<int64_t> &in, bcm_vlan_action_set_t *action)
 {
-    int64_t number = 0;
-    for (int i = 0; i < 6; ++i)
-        number = number << 8 | mac[i];
-    return number;
+    const Answer answer = ask(name, in);
+    if (answer.result == 0)
+        store_action(answer.words.data(), action);
+    return answer.result;
 }
 
 uint8_t *bytes_of(bcm_l2_addr_t *address)
@@ -91,8 +41,7 @@ uint8_t *bytes_of(bcm_l2_addr_t *address)
 void store_address(int64_t number, uint16_t vid, bcm_l2_addr_t *address)
 {
     memset(static_cast<void *>(address), 0, sizes().address);
-    for (int i = 0; i < 6; ++i)
-        bytes_of(address)[sizes().mac + static_cast<size_t>(i)] = static_cast<uint8_t>(number >> (40 - 8 * i));
+    store_mac(number, bytes_of(address) + sizes().mac);
     memcpy(bytes_of(address) + sizes().mac + 6, &vid, sizeof vid);
 }
 
@@ -311,15 +260,61 @@ int bcm_vlan_port_default_action_set(int unit, int port, bcm_vlan_action_set_t *
 
 int bcm_vlan_port_default_action_get(int unit, int port, bcm_vlan_action_set_t *action)
 {
-    const Answer answer = ask("bcm_vlan_port_default_action_get", {unit, port});
-    if (answer.result == 0)
-        store_action(answer.words.data(), action);
-    return answer.result;
+    return get_action("bcm_vlan_port_default_action_get", {unit, port}, action);
 }
 
 int bcm_vlan_port_default_action_delete(int unit, int port)
 {
     return put("bcm_vlan_port_default_action_delete", unit, port);
+}
+
+int bcm_vlan_port_protocol_action_add(int unit, int port, int frame, uint16_t ether, bcm_vlan_action_set_t *action)
+{
+    std::vector<int64_t> in{unit, port, frame, ether};
+    append(in, *action);
+    return ask("bcm_vlan_port_protocol_action_add", in).result;
+}
+
+int bcm_vlan_port_protocol_action_get(int unit, int port, int frame, uint16_t ether, bcm_vlan_action_set_t *action)
+{
+    return get_action("bcm_vlan_port_protocol_action_get", {unit, port, frame, ether}, action);
+}
+
+int bcm_vlan_port_protocol_action_delete(int unit, int port, int frame, uint16_t ether)
+{
+    return put("bcm_vlan_port_protocol_action_delete", unit, port, frame, ether);
+}
+
+int bcm_vlan_control_set(int unit, bcm_vlan_control_t type, int value)
+{
+    return put("bcm_vlan_control_set", unit, static_cast<int>(type), value);
+}
+
+int bcm_vlan_control_get(int unit, bcm_vlan_control_t type, int *value)
+{
+    return get("bcm_vlan_control_get", value, unit, static_cast<int>(type));
+}
+
+int bcm_vlan_control_port_set(int unit, int port, bcm_vlan_control_port_t type, int value)
+{
+    return put("bcm_vlan_control_port_set", unit, port, static_cast<int>(type), value);
+}
+
+int bcm_vlan_control_port_get(int unit, int port, bcm_vlan_control_port_t type, int *value)
+{
+    return get("bcm_vlan_control_port_get", value, unit, port, static_cast<int>(type));
+}
+
+int bcm_vlan_translate_action_get(int unit, int gport, bcm_vlan_translate_key_t key, uint16_t outer, uint16_t inner,
+                                  bcm_vlan_action_set_t *action)
+{
+    return get_action("bcm_vlan_translate_action_get", {unit, gport, key, outer, inner}, action);
+}
+
+int bcm_vlan_translate_egress_action_get(int unit, int port_class, uint16_t outer, uint16_t inner,
+                                         bcm_vlan_action_set_t *action)
+{
+    return get_action("bcm_vlan_translate_egress_action_get", {unit, port_class, outer, inner}, action);
 }
 
 int bcm_vlan_translate_action_add(int unit, int gport, bcm_vlan_translate_key_t key, uint16_t outer, uint16_t inner,

@@ -1,10 +1,21 @@
 // Which release of the SDK the client library behaves as: its records differ in size and layout.
 #pragma once
 
+#include <cstddef>
+
 namespace vboard::client_library {
 
-enum class Release { kCurrent, kWide, kOld };
+enum class Release { k6_5_16, k6_5_20, k6_5_24, k6_5_27, kOld };
 extern Release release;
+
+struct Sizes {
+    size_t action;  // bytes of bcm_vlan_action_set_t
+    size_t address; // bytes of bcm_l2_addr_t
+    size_t mac;     // where the address lies in it
+    size_t qset;    // bytes of bcm_field_qset_t
+    size_t group;   // bytes of bcm_field_group_config_t
+};
+const Sizes &sizes();
 
 // Whether this process has come through the start-up.
 bool is_attached();

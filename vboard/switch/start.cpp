@@ -85,7 +85,18 @@ char *_shr_errmsg[] = {kTexts[0],  kTexts[1],  kTexts[2],  kTexts[3],  kTexts[4]
 
 namespace vboard::client_library {
 
-Release release = Release::kCurrent;
+Release release = Release::k6_5_16;
+
+const Sizes &sizes()
+{
+    // The old release's records for field rules are larger than any that the library knows.
+    static constexpr Sizes kSizes[] = {{168, 332, 12, 192, 896},
+                                       {192, 340, 12, 228, 964},
+                                       {232, 340, 12, 236, 1496},
+                                       {232, 360, 12, 256, 1784},
+                                       {164, 100, 8, 260, 1800}};
+    return kSizes[static_cast<int>(release)];
+}
 
 bool is_attached()
 {

@@ -8,7 +8,17 @@ namespace vboard {
 
 namespace {
 
-constexpr uint32_t kLastPort = 29;
+// Calls whose records or prototypes differ by release: a service of another one does not know them.
+constexpr const char *kByRelease[] = {"bcm_field_group_config_create", "bcm_vlan_port_default_action_",
+                                      "bcm_vlan_port_protocol_action_", "bcm_vlan_translate_", "bcm_l2_"};
+
+bool differs_by_release(const std::string &name)
+{
+    for (const char *start : kByRelease)
+        if (name.rfind(start, 0) == 0)
+            return true;
+    return false;
+}
 
 } // namespace
 
@@ -69,6 +79,15 @@ const Switch::Handler Switch::kHandlers[] = {
     {"bcm_vlan_port_default_action_set", 22, &Switch::default_action_set},
     {"bcm_vlan_port_default_action_get", 2, &Switch::default_action_get},
     {"bcm_vlan_port_default_action_delete", 2, &Switch::default_action_delete},
+    {"bcm_vlan_control_set", 3, &Switch::vlan_control_set},
+    {"bcm_vlan_control_get", 2, &Switch::vlan_control_get},
+    {"bcm_vlan_control_port_set", 4, &Switch::vlan_control_port_set},
+    {"bcm_vlan_control_port_get", 3, &Switch::vlan_control_port_get},
+    {"bcm_vlan_port_protocol_action_add", 24, &Switch::protocol_add},
+    {"bcm_vlan_port_protocol_action_get", 4, &Switch::protocol_get},
+    {"bcm_vlan_port_protocol_action_delete", 4, &Switch::protocol_delete},
+    {"bcm_vlan_translate_action_get", 5, &Switch::translation_get},
+    {"bcm_vlan_translate_egress_action_get", 4, &Switch::egress_get},
     {"bcm_vlan_translate_action_add", 25, &Switch::translation_add},
     {"bcm_vlan_translate_action_delete", 5, &Switch::translation_delete},
     {"bcm_vlan_translate_action_traverse", 1, &Switch::translation_list},
@@ -97,6 +116,16 @@ Switch::Switch(Board &board) : Model(board)
         }
     }
     ports_[kMultiGigabitPort].speed = 2500;
+    vlans_[kDefaultVlan][0] = vlans_[kDefaultVlan][8] = all_ports();
+}
+
+PortSet Switch::all_ports() const
+{
+    static_assert(kLastPort < 32);
+    PortSet ports = 0;
+    for (const auto &[number, port] : ports_)
+        ports |= PortSet{1} << number;
+    return ports;
 }
 
 Switch::Port *Switch::port_of(int64_t number)
@@ -176,6 +205,10 @@ SwitchWords Switch::call(const std::string &name, const SwitchWords &in)
         return done(); // a step of the start-up, which the client library checks
     if (in.empty() || in[0] != 0)
         return failed(kUnit);
+    if (release_ != service_release_ && differs_by_release(name))
+        return failed(kUnavailable);
+    if (name.rfind("bcm_field_", 0) == 0)
+        return rules_.call(name, in, all_ports());
     SwitchWords out;
     if (call_scalar(name, in, &out))
         return out;

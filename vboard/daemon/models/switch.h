@@ -1,4 +1,5 @@
-// The Broadcom switch behind its SDK: ports, PHYs, queues, counters, VLANs, translations and addresses.
+// The Broadcom switch behind its SDK: ports, PHYs, queues, counters, VLANs, translations, addresses, field rules, and
+// the frames that it forwards.
 #pragma once
 
 #include <array>
@@ -7,11 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "daemon/models/ethernet_frame.h"
+#include "daemon/models/field_rules.h"
 #include "daemon/models/phy.h"
 
 namespace vboard {
-
-using SwitchWords = std::vector<int64_t>;
 
 class Switch : public Model {
 public:
@@ -26,7 +27,12 @@ public:
     // show <port>
     // calls                            the calls since the last time this was asked, one a line
     // fail <call> <code> [times [after]]  the call fails so often (0: always), after so many that do not
-    // release current|wide|old         sizes and layouts of the SDK's records
+    // release <name> [<name>]          sizes and layouts of the SDK's records; the second is the service's release
+    // send <port> [times=<n>] <frame>  a frame comes in: bytes in hexadecimal, or dst=.. src=.. vlan=.. pcp=.. type=..
+    // sent                             the copies that left since the last time this was asked, one a line
+    // rules                            groups and entries of the field processor
+    // mask keeps|blocks                what a set bit of an egress mask does with its port
+    // port-sets on|off                 whether a rule can match several ports
     // traffic <port> rx|tx <packets> <bytes>
     // drop <port> <queue> <packets>
     // learn <port> <mac as a number> <vlan>
@@ -36,6 +42,12 @@ public:
 private:
     struct Translation {
         std::array<int64_t, 20> action; // the first 160 bytes of the SDK's record
+    };
+    struct Bucket { // what a rate still lets pass
+        bool takes(const std::array<int64_t, 2> &rate, uint32_t octets, int64_t now);
+        std::array<int64_t, 2> kept_rate{};
+        double bits = 0;
+        int64_t filled_at = 0;
     };
     struct Port {
         int64_t autoneg = 1;
@@ -59,8 +71,31 @@ private:
         int64_t schedule = 0;
         std::map<int64_t, uint64_t> counters; // by the SDK's number
         std::optional<std::array<int64_t, 20>> default_action;
+        std::map<int64_t, int64_t> vlan_control; // by the SDK's number
+        Bucket receiving;
+        Bucket sending;
         bool partner = true;
+
+        bool is_enabled(int64_t control) const
+        {
+            const auto found = vlan_control.find(control);
+            return found != vlan_control.end() && found->second != 0;
+        }
     };
+    struct Passage { // a frame on its way through the switch
+        EthernetFrame frame;
+        uint32_t port; // where it came in
+        int64_t vlan;
+        int64_t priority;
+        int64_t queue = 0;
+    };
+    struct Copy { // a frame that left
+        uint32_t port;
+        int64_t queue;
+        int64_t priority;
+        EthernetFrame frame;
+    };
+    using Place = std::pair<int64_t, int64_t>; // an address in a VLAN
     struct Address {
         int64_t port;
         int64_t flags;
@@ -125,19 +160,49 @@ private:
     SwitchWords address_delete_by_port(const SwitchWords &in);
     SwitchWords address_list(const SwitchWords &in);
 
+    SwitchWords vlan_control_set(const SwitchWords &in);
+    SwitchWords vlan_control_get(const SwitchWords &in);
+    SwitchWords vlan_control_port_set(const SwitchWords &in);
+    SwitchWords vlan_control_port_get(const SwitchWords &in);
+    SwitchWords translation_get(const SwitchWords &in);
+    SwitchWords egress_get(const SwitchWords &in);
+    SwitchWords protocol_add(const SwitchWords &in);
+    SwitchWords protocol_get(const SwitchWords &in);
+    SwitchWords protocol_delete(const SwitchWords &in);
+    PortSet all_ports() const;
+
+    void receive(uint32_t number, const EthernetFrame &frame);
+    void assign_vlan(const Port &port, Passage *passage);
+    void assign_priority(const Port &port, const FieldVerdict &verdict, Passage *passage);
+    std::map<Place, Address>::iterator find_address(uint64_t address, int64_t vlan);
+    void learn(const Passage &passage);
+    PortSet destinations(const Passage &passage);
+    void send(uint32_t number, const Passage &passage);
+    static void count(Port *port, const EthernetFrame &frame, bool received);
+    void send_command(const Words &words);
+    std::string sent();
+
     void count_traffic(const Words &words);
+    void set_release(const Words &words);
+    bool set_option(const Words &words);
     std::string show(uint32_t number);
 
     using Key = std::array<int64_t, 4>;
     std::map<uint32_t, Port> ports_;
-    std::array<Phy, 2> phys_;                                  // at MDIO addresses 0 and 1
-    std::map<int64_t, std::array<int64_t, 16>> vlans_;         // members, then untagged members
-    std::map<Key, Translation> translations_;                  // port, kind of key, outer, inner
-    std::map<Key, Translation> egress_;                        // port class, 0, outer, inner
-    std::map<std::pair<int64_t, int64_t>, Address> addresses_; // address, VLAN
+    std::array<Phy, 2> phys_;                          // at MDIO addresses 0 and 1
+    std::map<int64_t, std::array<int64_t, 16>> vlans_; // members, then untagged members
+    std::map<Key, Translation> translations_;          // port, kind of key, outer, inner
+    std::map<Key, Translation> egress_;                // port class, 0, outer, inner
+    std::map<Place, Translation> protocols_;           // port, ethertype
+    std::map<Place, Address> addresses_;
+    FieldRules rules_;
+    std::vector<Copy> copies_;
+    bool shares_addresses_ = false;
+    bool mask_keeps_ = false;
     std::map<std::string, Failure> failures_;
     std::string calls_;
     int64_t release_ = 0;
+    int64_t service_release_ = 0;
 };
 
 } // namespace vboard

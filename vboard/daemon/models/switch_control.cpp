@@ -7,9 +7,36 @@ namespace vboard {
 
 namespace {
 
-constexpr const char *kReleases[] = {"current", "wide", "old"};
+constexpr const char *kReleases[] = {"6.5.16", "6.5.20", "6.5.24", "6.5.27", "old"};
+
+int64_t release_of(const std::string &name)
+{
+    const auto *const found = std::find(std::begin(kReleases), std::end(kReleases), name);
+    if (found == std::end(kReleases))
+        throw ControlError("releases of the SDK are 6.5.16, 6.5.20, 6.5.24, 6.5.27 and old");
+    return found - kReleases;
+}
 
 } // namespace
+
+void Switch::set_release(const Words &words)
+{
+    release_ = release_of(word_at(words, 1, "a release"));
+    service_release_ = words.size() > 2 ? release_of(words[2]) : release_;
+}
+
+// False: not an option.
+bool Switch::set_option(const Words &words)
+{
+    const std::string &value = word_at(words, 1, "a value");
+    if (words[0] == "mask" && (value == "keeps" || value == "blocks"))
+        mask_keeps_ = value == "keeps";
+    else if (words[0] == "port-sets" && (value == "on" || value == "off"))
+        rules_.offer_port_sets(value == "on");
+    else
+        return false;
+    return true;
+}
 
 void Switch::count_traffic(const Words &words)
 {
@@ -26,9 +53,13 @@ void Switch::count_traffic(const Words &words)
 
 std::string Switch::control(const Words &words)
 {
-    const std::string &verb = word_at(words, 0, "show, calls, fail, release, traffic, drop, learn or phy");
+    const std::string &verb = word_at(words, 0, "show, calls, send, sent, rules, fail, release, learn or phy");
     if (verb == "calls")
         return std::exchange(calls_, {});
+    if (verb == "sent")
+        return sent();
+    if (verb == "rules")
+        return rules_.show();
     const std::string &object = word_at(words, 1, "a port, call, release or address");
     if (verb == "show")
         return show(static_cast<uint32_t>(number_of(object)));
@@ -39,10 +70,9 @@ std::string Switch::control(const Words &words)
     } else if (verb == "heal") {
         failures_.erase(object);
     } else if (verb == "release") {
-        const auto *const found = std::find(std::begin(kReleases), std::end(kReleases), object);
-        if (found == std::end(kReleases))
-            throw ControlError("releases of the SDK are current, wide and old");
-        release_ = found - kReleases;
+        set_release(words);
+    } else if (verb == "send") {
+        send_command(words);
     } else if (verb == "traffic") {
         count_traffic(words);
     } else if (verb == "drop") {
@@ -66,8 +96,9 @@ std::string Switch::control(const Words &words)
         std::string text = holds ? "" : phys_[mdio].control(rest);
         settle_ports_of(&phys_[mdio]);
         return text;
-    } else {
-        throw ControlError("the switch takes show, calls, fail, heal, release, traffic, drop, learn and phy");
+    } else if (!set_option(words)) {
+        throw ControlError("the switch takes show, calls, send, sent, rules, fail, heal, release, mask keeps|blocks, "
+                           "port-sets on|off, traffic, drop, learn and phy");
     }
     return {};
 }

@@ -1,5 +1,6 @@
-// Tables of the switch model: VLANs, translations, addresses.
+// Tables of the switch model: VLANs, translations, S-VLANs of ethertypes, addresses.
 #include <algorithm>
+#include <cstring>
 
 #include "daemon/models/switch_words.h"
 
@@ -9,6 +10,26 @@ namespace {
 
 constexpr int64_t kHighestVlan = 4095;
 constexpr size_t kActionWords = 20;
+
+// The controls of a port that the model acts on.
+constexpr int64_t kPortControls[] = {bcmVlanTranslateIngressEnable, bcmVlanTranslateEgressEnable,
+                                     bcmVlanPortTranslateKeyFirst, bcmVlanPortTranslateKeySecond};
+
+bool is_port_control(int64_t control)
+{
+    return std::find(std::begin(kPortControls), std::end(kPortControls), control) != std::end(kPortControls);
+}
+
+template <typename Table, typename Key>
+SwitchWords action_in(const Table &table, const Key &key)
+{
+    const auto found = table.find(key);
+    if (found == table.end())
+        return {kNotFound};
+    SwitchWords out{0};
+    out.insert(out.end(), found->second.action.begin(), found->second.action.end());
+    return out;
+}
 
 bool is_vlan(int64_t vlan)
 {
@@ -26,6 +47,8 @@ SwitchWords Switch::vlan_create(const SwitchWords &in)
 
 SwitchWords Switch::vlan_destroy(const SwitchWords &in)
 {
+    if (in[1] == kDefaultVlan)
+        return {kBadIdentifier};
     return {vlans_.erase(in[1]) ? 0 : kNotFound};
 }
 
@@ -94,7 +117,13 @@ SwitchWords Switch::translation_add(const SwitchWords &in)
         return {kPort};
     Translation entry{};
     std::copy_n(in.begin() + 5, kActionWords, entry.action.begin());
-    return {translations_.try_emplace({in[1], in[2], in[3], in[4]}, entry).second ? 0 : kExists};
+    translations_[{in[1], in[2], in[3], in[4]}] = entry; // an entry of this key is replaced
+    return {0};
+}
+
+SwitchWords Switch::translation_get(const SwitchWords &in)
+{
+    return port_of(in[1]) ? action_in(translations_, Key{in[1], in[2], in[3], in[4]}) : SwitchWords{kPort};
 }
 
 SwitchWords Switch::translation_delete(const SwitchWords &in)
@@ -114,9 +143,21 @@ SwitchWords Switch::translation_list(const SwitchWords &)
 
 SwitchWords Switch::egress_add(const SwitchWords &in)
 {
+    if (!is_within(in[1], 255))
+        return {kPort};
     Translation entry{};
     std::copy_n(in.begin() + 4, kActionWords, entry.action.begin());
-    return {egress_.try_emplace({in[1], 0, in[2], in[3]}, entry).second ? 0 : kExists};
+    bcm_vlan_action_set_t action{};
+    memcpy(static_cast<void *>(&action), entry.action.data(), sizeof entry.action);
+    if (action.dt_outer == bcmVlanActionAdd || action.ot_outer == bcmVlanActionAdd)
+        return {kParameter}; // a tag cannot be added on the way out
+    egress_[{in[1], 0, in[2], in[3]}] = entry;
+    return {0};
+}
+
+SwitchWords Switch::egress_get(const SwitchWords &in)
+{
+    return action_in(egress_, Key{in[1], 0, in[2], in[3]});
 }
 
 SwitchWords Switch::egress_delete(const SwitchWords &in)
@@ -132,6 +173,56 @@ SwitchWords Switch::egress_list(const SwitchWords &)
         out.insert(out.end(), entry.action.begin(), entry.action.end());
     }
     return out;
+}
+
+SwitchWords Switch::vlan_control_set(const SwitchWords &in)
+{
+    if (in[1] != bcmVlanShared)
+        return {kUnavailable};
+    shares_addresses_ = in[2] != 0;
+    return {0};
+}
+
+SwitchWords Switch::vlan_control_get(const SwitchWords &in)
+{
+    return in[1] == bcmVlanShared ? done({shares_addresses_}) : failed(kUnavailable);
+}
+
+SwitchWords Switch::vlan_control_port_set(const SwitchWords &in)
+{
+    Port *port = port_of(in[1]);
+    if (!port || !is_port_control(in[2]))
+        return {port ? kUnavailable : kPort};
+    port->vlan_control[in[2]] = in[3];
+    return {0};
+}
+
+SwitchWords Switch::vlan_control_port_get(const SwitchWords &in)
+{
+    Port *port = port_of(in[1]);
+    if (!port || !is_port_control(in[2]))
+        return {port ? kUnavailable : kPort};
+    return done({port->vlan_control[in[2]]});
+}
+
+SwitchWords Switch::protocol_add(const SwitchWords &in)
+{
+    if (!port_of(in[1]))
+        return {kPort};
+    if (in[2] != BCM_PORT_FRAMETYPE_ETHER2)
+        return {kUnavailable};
+    std::copy_n(in.begin() + 4, kActionWords, protocols_[{local_port(in[1]), in[3]}].action.begin());
+    return {0};
+}
+
+SwitchWords Switch::protocol_get(const SwitchWords &in)
+{
+    return port_of(in[1]) ? action_in(protocols_, Place{local_port(in[1]), in[3]}) : SwitchWords{kPort};
+}
+
+SwitchWords Switch::protocol_delete(const SwitchWords &in)
+{
+    return {protocols_.erase({local_port(in[1]), in[3]}) ? 0 : kNotFound};
 }
 
 SwitchWords Switch::address_add(const SwitchWords &in)

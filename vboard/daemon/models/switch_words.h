@@ -10,6 +10,8 @@ namespace vboard {
 
 constexpr uint32_t kMultiGigabitPort = 20;
 constexpr int kMultiGigabitMdio = 0;
+constexpr uint32_t kLastPort = 29;
+constexpr int64_t kDefaultVlan = 4094;     // of frames that nothing else assigns; leaves the S-VLANs to the application
 constexpr int64_t kLocalPort = 0x08000000; // what a gport adds to a port of this switch
 
 // Results of the SDK
@@ -19,6 +21,10 @@ constexpr int kParameter = -4;
 constexpr int kNotFound = -7;
 constexpr int kExists = -8;
 constexpr int kTimeOut = -9;
+constexpr int kBusy = -10;
+constexpr int kBadIdentifier = -13;
+constexpr int kResource = -14;
+constexpr int kConfiguration = -15;
 constexpr int kUnavailable = -16;
 constexpr int kPort = -18;
 
