@@ -10,6 +10,7 @@
 #include "auth/accounts.h"
 #include "auth/path.h"
 #include "core/atomic_file.h"
+#include "core/directory.h"
 #include "core/log.h"
 #include "core/program.h"
 #include "core/text.h"
@@ -113,8 +114,9 @@ int ddal_auth_reset_user_password(const char *user)
     Path stored_hash;
     if (!stored_hash.build("/flash/config/", user, "/.passwd"))
         return log_error(DDAL_ERR_FAILURE, "%s hash password path prepare error\n", user);
-    if (unlink(stored_hash.text) != 0 && errno != ENOENT)
-        return log_error(DDAL_ERR_FAILURE, "could not delete .passwd for user %s, error: %d\n", user, -errno);
+    const int result = ddal::core::remove_file(stored_hash.text);
+    if (result != 0)
+        return log_error(DDAL_ERR_FAILURE, "could not delete .passwd for user %s, error: %d\n", user, result);
     return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "auth/config_lines.h"
@@ -14,6 +15,7 @@
 #include "core/copy.h"
 #include "core/directory.h"
 #include "core/log.h"
+#include "core/unique_fd.h"
 
 using ddal::core::AtomicFile;
 using ddal::core::ddal_common_atomic_close;
@@ -44,6 +46,14 @@ int write_with_length(const LineReader &line, const LinePattern &pattern, uint32
     return write_text(out, line.text() + pattern.group_end(), line.size() - pattern.group_end());
 }
 
+// Kept: a history that cannot be emptied does not fail the edit; there may be none yet.
+void empty_history()
+{
+    const core::UniqueFd store{open(kHistoryStore, O_WRONLY | O_TRUNC | O_CLOEXEC)};
+    if (store)
+        static_cast<void>(fsync(store.get()));
+}
+
 int set_pam_history_length(uint32_t length)
 {
     AtomicFile pam{ddal_common_atomic_open(kPamPasswordStack, "w")};
@@ -66,8 +76,8 @@ int set_pam_history_length(uint32_t length)
     if (copied != 0)
         return copied;
 
-    // Kept: a history that cannot be emptied does not fail the edit; there may be none yet.
-    [[maybe_unused]] const int emptied = length == 0 ? truncate(kHistoryStore, 0) : 0;
+    if (length == 0)
+        empty_history();
     return ddal_common_atomic_close(pam.release(), 1);
 }
 

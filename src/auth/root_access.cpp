@@ -13,6 +13,7 @@
 #include "auth/sshd_config.h"
 #include "core/atboot.h"
 #include "core/copy.h"
+#include "core/directory.h"
 #include "core/log.h"
 #include "core/program.h"
 #include "core/unique_fd.h"
@@ -74,20 +75,22 @@ int ssh_configuration_is_valid()
 int create_flag_file()
 {
     errno = 0;
+    const UniqueFd directory = core::open_directory_of(kFlagFile);
+    if (!directory)
+        return core::minus_errno();
     UniqueFd flag{open(kFlagFile, O_WRONLY | O_CREAT | O_CLOEXEC, kFlagFileMode)};
-    return flag && flag.close() == 0 ? 0 : core::minus_errno();
+    return flag && flag.close() == 0 ? core::sync_directory(directory.get()) : core::minus_errno();
 }
 
 int restricted_root_access_disable()
 {
-    if (unlink(kFlagFile) != 0 && errno != ENOENT) {
-        const int result = core::minus_errno();
+    int result = core::remove_file(kFlagFile);
+    if (result != 0)
         return log_error(result, "restricted root access flag file remove error: %d\n", result);
-    }
     const int outcome = run_program(kPasswordLockTool, "-u", kPrivilegedUser);
     if (outcome != 0)
         return log_error(code_of(outcome), "unlock %s password authentication error: %d\n", kPrivilegedUser, outcome);
-    const int result = write_settings(&Setting::unrestricted);
+    result = write_settings(&Setting::unrestricted);
     if (result != 0)
         return log_error(result, "disable SSH forwarding for serviceuser error: %d\n", result);
     return 0;

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "core/log.h"
+#include "core/text.h"
 #include "core/unique_fd.h"
 
 namespace ddal::core {
@@ -16,11 +17,21 @@ namespace {
 
 constexpr int kWalkFlags = O_DIRECTORY | O_PATH | O_CLOEXEC;
 
+// Creates `name` unless it is there. What is put into it later outlives a power cut only if its entry does.
+int make_entry(int dir, const char *name, mode_t mode)
+{
+    if (mkdirat(dir, name, mode) != 0)
+        return errno == EEXIST ? 0 : minus_errno();
+    const UniqueFd readable{openat(dir, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    return readable ? sync_directory(readable.get()) : minus_errno();
+}
+
 // Replaces `dir` by its entry `name`, creating that first unless it is "..".
 int step_into(UniqueFd &dir, const char *name, mode_t mode)
 {
-    if (strcmp(name, "..") != 0 && mkdirat(dir.get(), name, mode) != 0 && errno != EEXIST)
-        return minus_errno();
+    const int made = strcmp(name, "..") != 0 ? make_entry(dir.get(), name, mode) : 0;
+    if (made != 0)
+        return made;
     UniqueFd next{openat(dir.get(), name, kWalkFlags)};
     if (!next)
         return minus_errno();
@@ -64,6 +75,34 @@ int ddal_common_mkdir_p(const char *path, mode_t mode)
     if (!dir)
         return minus_errno();
     return walk(dir, path, mode);
+}
+
+int sync_directory(int directory)
+{
+    // EINVAL: the file system cannot tell. EBADF: opened with O_PATH, as the caller may not read it.
+    return fsync(directory) == 0 || errno == EINVAL || errno == EBADF ? 0 : minus_errno();
+}
+
+UniqueFd open_directory_of(const char *path)
+{
+    char directory[PATH_MAX];
+    if (ddal_common_strlcpy(directory, path, sizeof directory) >= sizeof directory) {
+        errno = ENAMETOOLONG;
+        return UniqueFd{};
+    }
+    strrchr(directory, '/')[1] = '\0';
+    return UniqueFd{open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+}
+
+int remove_file(const char *path)
+{
+    // Opened first: what can fail easily fails before the file is gone.
+    const UniqueFd directory = open_directory_of(path);
+    if (!directory && errno != ENOENT)
+        return minus_errno();
+    if (unlink(path) != 0)
+        return errno == ENOENT ? 0 : minus_errno();
+    return sync_directory(directory.get());
 }
 
 } // namespace ddal::core

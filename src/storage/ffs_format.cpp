@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <sys/stat.h>
 
+#include "core/directory.h"
 #include "core/log.h"
 #include "core/program.h"
 #include "storage/ffs.h"
@@ -101,5 +102,8 @@ int ddal_ffs_cleanfs(uint32_t id)
         if (length < 0 || static_cast<size_t>(length) >= sizeof path || mkdir(path, kDirectoryMode) != 0)
             return log_error(DDAL_ERR_FAILURE, "Could not create %s%s\n", prefix, name);
     }
+    const ddal::core::UniqueFd root = ddal::core::open_directory_of(prefix);
+    if (!root || ddal::core::sync_directory(root.get()) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Could not create %s%s\n", prefix, "");
     return 0;
 }

@@ -154,6 +154,7 @@ TEST(Sweep, DirectoryChain)
         .when("stat", silent)
         .when("open", silent)
         .when("mkdir", silent)
+        .when("fsync", silent)
         .run();
 }
 

@@ -213,6 +213,8 @@ TEST_F(FlashSweep, Clean)
         .when("fopen", in_turn({no_table_to_unmount, no_table_to_unmount, no_table_to_mount}))
         .when("fclose", changes_nothing())
         .when("mkdir", in_turn(uncreated))
+        .when("open:/ffs/*", fails(-1001, {"3 ddal_ffs_cleanfs: Could not create /ffs/fs1/"}))
+        .when("fsync", fails(-1001, {"3 ddal_ffs_cleanfs: Could not create /ffs/fs1/"}))
         .run();
 }
 
