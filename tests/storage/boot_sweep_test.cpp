@@ -38,12 +38,11 @@ TEST(BootSweep, Readers)
     const auto unparsed = [](const std::string &name, const std::string &what) {
         return fails(-EINVAL, {"3 " + name + ": parse " + what + " error"});
     };
-    const auto cell = [](const std::string &name) { return fails(-ENODATA, {"3 " + name + ": error"}); };
     const Expectation no_id = fails(-EFAULT, {"3 ddal_boot_get_uboot_id: uboot ID is undefined"});
     const Expectation no_uboot = unparsed("ddal_boot_get_uboot_err", "uboot error code");
     const Expectation no_linux = unparsed("ddal_boot_get_linux_err", "linux error code");
     const Expectation no_count = unparsed("ddal_boot_get_reset_loop_count", "reset loop counter");
-    const struct {
+    struct Reader {
         std::string name;
         std::string path;
         std::string content;
@@ -51,49 +50,28 @@ TEST(BootSweep, Readers)
         Expectation cut; // after the first byte
         Expectation emptied;
         bool silent = false; // but for the helper
-    } cases[] = {
-        {"ddal_boot_get_uboot_id", kTree + "post/uboot_id", "2", [] { return ddal_boot_get_uboot_id(&value); }, done,
-         no_id},
-        {"ddal_boot_get_uboot_version", kTree + "uboot/version", "v7", [] { return ddal_boot_get_uboot_version(text); },
-         done, done},
-        {"ddal_boot_get_uboot_version", kTree + "uboot/version", "v7",
-         [] { return ddal_boot_get_flashed_uboot_version(text); }, done, done},
-        {"ddal_boot_get_uboot_err", kTree + "post/uboot_err_code", "17", [] { return ddal_boot_get_uboot_err(&value); },
-         done, no_uboot},
-        {"ddal_boot_get_linux_err", kTree + "post/boot_error", "17", [] { return ddal_boot_get_linux_err(&value); },
-         done, no_linux},
-        {"ddal_boot_get_reset_loop_count", kCount, "0x07", [] { return ddal_boot_get_reset_loop_count(&value); },
-         no_count, no_count, true},
-        {"ddal_boot_get_linux_active",
-         kActive,
-         {"\0\0\0\1", 4},
-         [] { return ddal_boot_get_linux_active(&value); },
-         cell("ddal_boot_get_linux_active"),
-         cell("ddal_boot_get_linux_active")},
-        {"ddal_boot_get_lmp_netboot",
-         kTree + "uboot/netboot",
-         {"\0\0\0\1", 4},
-         [] { return ddal_boot_get_lmp_netboot(&value); },
-         cell("ddal_boot_get_lmp_netboot"),
-         cell("ddal_boot_get_lmp_netboot")},
-        {"ddal_boot_get_uart",
-         kTree + "uboot/uart",
-         {"\0\0\0\1", 4},
-         [] { return ddal_boot_get_uart(&value); },
-         cell("ddal_boot_get_uart"),
-         cell("ddal_boot_get_uart")},
-        {"ddal_boot_get_lmt",
-         kTree + "uboot/lmt",
-         {"\0\0\0\1", 4},
-         [] { return ddal_boot_get_lmt(&value); },
-         cell("ddal_boot_get_lmt"),
-         cell("ddal_boot_get_lmt")},
-        {"ddal_boot_get_isolcpus",
-         kTree + "uboot/isolcpus",
-         {"\0\0\0\1", 4},
-         [] { return ddal_boot_get_isolcpus(&value); },
-         cell("ddal_boot_get_isolcpus"),
-         cell("ddal_boot_get_isolcpus")},
+    };
+    const auto number = [](int (*get)(uint32_t *)) { return [get] { return long{get(&value)}; }; };
+    const auto copy = [](int (*get)(char *)) { return [get] { return long{get(text)}; }; };
+    const auto cell = [&](const std::string &name, const char *attribute, int (*get)(uint32_t *)) {
+        const Expectation no_cell = fails(-ENODATA, {"3 " + name + ": error"});
+        return Reader{name, kTree + "uboot/" + attribute, {"\0\0\0\1", 4}, number(get), no_cell, no_cell};
+    };
+    const std::string version = "ddal_boot_get_uboot_version", version_file = kTree + "uboot/version";
+    const Reader cases[] = {
+        {"ddal_boot_get_uboot_id", kTree + "post/uboot_id", "2", number(ddal_boot_get_uboot_id), done, no_id},
+        {version, version_file, "v7", copy(ddal_boot_get_uboot_version), done, done},
+        {version, version_file, "v7", copy(ddal_boot_get_flashed_uboot_version), done, done},
+        {"ddal_boot_get_uboot_err", kTree + "post/uboot_err_code", "17", number(ddal_boot_get_uboot_err), done,
+         no_uboot},
+        {"ddal_boot_get_linux_err", kTree + "post/boot_error", "17", number(ddal_boot_get_linux_err), done, no_linux},
+        {"ddal_boot_get_reset_loop_count", kCount, "0x07", number(ddal_boot_get_reset_loop_count), no_count, no_count,
+         true},
+        cell("ddal_boot_get_linux_active", "linux_active_partition", ddal_boot_get_linux_active),
+        cell("ddal_boot_get_lmp_netboot", "netboot", ddal_boot_get_lmp_netboot),
+        cell("ddal_boot_get_uart", "uart", ddal_boot_get_uart),
+        cell("ddal_boot_get_lmt", "lmt", ddal_boot_get_lmt),
+        cell("ddal_boot_get_isolcpus", "isolcpus", ddal_boot_get_isolcpus),
     };
     for (const auto &c : cases) {
         const KeptFile kept(c.path);

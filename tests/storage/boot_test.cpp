@@ -25,59 +25,35 @@ using Setter = int (*)(uint32_t);
 
 TEST(Boot, ReadsTextsAsNumbers)
 {
-    const std::string no_number = "3 ddal_boot_get_uboot_err: parse uboot error code error";
+    const char *const no_id = "3 ddal_boot_get_uboot_id: uboot ID is undefined";
+    const char *const no_uboot = "3 ddal_boot_get_uboot_err: parse uboot error code error";
+    const char *const no_linux = "3 ddal_boot_get_linux_err: parse linux error code error";
     struct {
-        const char *name;
         Getter get;
-        std::string path;
-        std::string text;
+        std::string path, text;
         int result;
         uint32_t value;
-        std::vector<std::string> lines;
+        const char *line = nullptr;
     } const cases[] = {
-        {"uboot_id", ddal_boot_get_uboot_id, "post/uboot_id", "1", 0, 0, {}},
-        {"uboot_id", ddal_boot_get_uboot_id, "post/uboot_id", "3\n", 0, 2, {}},
-        {"uboot_id",
-         ddal_boot_get_uboot_id,
-         "post/uboot_id",
-         "4",
-         -EFAULT,
-         99,
-         {"3 ddal_boot_get_uboot_id: uboot ID is undefined"}},
-        {"uboot_id",
-         ddal_boot_get_uboot_id,
-         "post/uboot_id",
-         "",
-         -EFAULT,
-         99,
-         {"3 ddal_boot_get_uboot_id: uboot ID is undefined"}},
-        {"uboot_err", ddal_boot_get_uboot_err, "post/uboot_err_code", "17", 0, 17, {}},
-        {"uboot_err", ddal_boot_get_uboot_err, "post/uboot_err_code", " -3 x", 0, 0xFFFFFFFD, {}},
-        {"uboot_err", ddal_boot_get_uboot_err, "post/uboot_err_code", "none", -EINVAL, 99, {no_number}},
-        {"uboot_err",
-         ddal_boot_get_uboot_err,
-         "post/uboot_err_code",
-         std::string(400, ' ') + "5",
-         -EINVAL,
-         99,
-         {no_number}},
-        {"linux_err", ddal_boot_get_linux_err, "post/boot_error", "5", 0, 5, {}},
-        {"linux_err",
-         ddal_boot_get_linux_err,
-         "post/boot_error",
-         "",
-         -EINVAL,
-         99,
-         {"3 ddal_boot_get_linux_err: parse linux error code error"}},
+        {ddal_boot_get_uboot_id, "post/uboot_id", "1", 0, 0},
+        {ddal_boot_get_uboot_id, "post/uboot_id", "3\n", 0, 2},
+        {ddal_boot_get_uboot_id, "post/uboot_id", "4", -EFAULT, 99, no_id},
+        {ddal_boot_get_uboot_id, "post/uboot_id", "", -EFAULT, 99, no_id},
+        {ddal_boot_get_uboot_err, "post/uboot_err_code", "17", 0, 17},
+        {ddal_boot_get_uboot_err, "post/uboot_err_code", " -3 x", 0, 0xFFFFFFFD},
+        {ddal_boot_get_uboot_err, "post/uboot_err_code", "none", -EINVAL, 99, no_uboot},
+        {ddal_boot_get_uboot_err, "post/uboot_err_code", std::string(400, ' ') + "5", -EINVAL, 99, no_uboot},
+        {ddal_boot_get_linux_err, "post/boot_error", "5", 0, 5},
+        {ddal_boot_get_linux_err, "post/boot_error", "", -EINVAL, 99, no_linux},
     };
     for (const auto &row : cases) {
         const KeptFile kept(kTree + row.path);
         put_file(kTree + row.path, row.text);
         LogWatch log;
         uint32_t value = 99;
-        EXPECT_EQ(row.get(&value), row.result) << row.name << " '" << row.text << "'";
-        EXPECT_EQ(value, row.value) << row.name << " '" << row.text << "'";
-        EXPECT_EQ(log.take(), row.lines) << row.name;
+        EXPECT_EQ(row.get(&value), row.result) << row.path << " '" << row.text << "'";
+        EXPECT_EQ(value, row.value) << row.path << " '" << row.text << "'";
+        EXPECT_EQ(log.take(), std::vector<std::string>(row.line ? 1 : 0, row.line ? row.line : "")) << row.path;
     }
 }
 
