@@ -1,15 +1,16 @@
 #!/usr/bin/env python3
 """Changes one thing at a time in the library and prints each change that no test notices.
 
-usage: mutate.py [--again] [--every N] [--seconds S] [BASE | FILE[:LINE]...]
+usage: mutate.py [--again] [--every N] [--quick] [--seconds S] [BASE | FILE[:LINE]...]
 
 Changes the lines under src/ that differ from the commit BASE (default: main), or the named line or all lines of the named
 files and folders.
 A change negates a condition, swaps an operator, moves a constant by one, drops a statement, or drops a flag. The change is
-made and built in a copy of the tree under build/mutate, where the tests of the file's folder run, those named like the file
-first, until one fails. A test that takes much longer than without the change has failed too.
+made and built in a copy of the tree under build/mutate, where the tests of the file's folder run until one fails: those named
+like the file first, cases of more than 1 s last. A test that takes much longer than without the change has failed too.
 
 --every N    tries only every Nth change
+--quick      leaves out the cases of more than 1 s
 --seconds S  stops after S seconds; the same command then continues there
 --again      tries anew what was tried before. Without it, only changes that survived are tried again, once tests differ.
 """
@@ -24,6 +25,7 @@ import signal
 import subprocess
 import sys
 import time
+import xml.etree.ElementTree as xml
 
 JOBS = os.cpu_count()
 SWAPS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&", "+": "-", "-": "+",
@@ -119,8 +121,8 @@ class Tree:
         if done.returncode != 0:
             sys.exit(f"{done.stdout[-3000:]}\nmutate: {' '.join(command)} failed without any change")
 
-    def entries_of(self, folder):
-        """The folder's entries of ctest, each with its target and its time in seconds without a change."""
+    def entries_of(self, folder, quick):
+        """The folder's entries of ctest, quick and slow cases apart, each with its target and its time in seconds."""
         def listed():
             shown = subprocess.run(["ctest", "--test-dir", self.build, "--show-only=json-v1", "-R", rf"^{folder}\."],
                                    check=True, capture_output=True, text=True).stdout
@@ -131,14 +133,25 @@ class Tree:
         for entry, target in zip(listed(), targets):
             properties = {p["name"]: p["value"] for p in entry["properties"]}
             settings = dict(pair.split("=", 1) for pair in properties.get("ENVIRONMENT", []))
-            entry = {"name": entry["name"], "target": target, "command": entry["command"],
-                     "environment": {**os.environ, **settings, "GTEST_FAIL_FAST": "1"}, "limit": properties["TIMEOUT"]}
-            begin = time.monotonic()
-            if not self.passes(entry):
-                sys.exit(f"mutate: {entry['name']} fails without any change")
-            entry["time"] = time.monotonic() - begin
-            entry["limit"] = min(entry["limit"], 10 + 5 * entry["time"])
-            entries.append(entry)
+            whole = {"name": entry["name"], "target": target, "command": entry["command"], "limit": properties["TIMEOUT"],
+                     "environment": {**os.environ, **settings, "GTEST_FAIL_FAST": "1"}}
+            shard = dict(pair.split("=set:") for pair in properties.get("ENVIRONMENT_MODIFICATION", []))
+            report = self.build / f"test-results/{entry['name']}.xml"
+            program = next(word for word in entry["command"] if word.endswith(target))
+            if not report.exists() or report.stat().st_mtime < pathlib.Path(program).stat().st_mtime:
+                report.unlink(missing_ok=True)
+                if not self.passes({**whole, "environment": {**whole["environment"], **shard}}):
+                    sys.exit(f"mutate: {entry['name']} fails without any change")
+            times = {f"{case.get('classname')}.{case.get('name')}": float(case.get("time"))
+                     for case in xml.parse(report).iter("testcase") if case.get("result") == "completed"}
+            for is_slow in (False,) if quick else (False, True):
+                cases = [case for case, seconds in times.items() if (seconds > 1) == is_slow]
+                seconds = sum(times[case] for case in cases)
+                # Its report is left alone: a change would spoil it.
+                command = [word for word in entry["command"] if not word.startswith("--gtest_output")]
+                if cases:
+                    entries.append({**whole, "command": [*command, "--gtest_filter=" + ":".join(cases)], "slow": is_slow,
+                                    "time": seconds, "limit": min(whole["limit"], 10 + 5 * seconds)})
         return entries
 
     def passes(self, entry):
@@ -174,7 +187,7 @@ def stages_of(entries, path):
     def order(entry):
         stem = path.stem.replace("_", "")
         name = entry["name"].split(".", 1)[1].replace("_", "")
-        return not (name.startswith(stem) or stem.startswith(name)), entry["time"]
+        return entry["slow"], not (name.startswith(stem) or stem.startswith(name)), entry["time"]
     ordered = sorted(entries, key=order)
     return [ordered[i:i + JOBS] for i in range(0, len(ordered), JOBS)]
 
@@ -204,6 +217,7 @@ def main():
     parser = argparse.ArgumentParser(usage=__doc__.split("usage: ")[1])
     parser.add_argument("--again", action="store_true")
     parser.add_argument("--every", type=int, default=1)
+    parser.add_argument("--quick", action="store_true")
     parser.add_argument("--seconds", type=float, default=float("inf"))
     parser.add_argument("named", nargs="*")
     arguments = parser.parse_args()
@@ -217,7 +231,7 @@ def main():
         text = (top / path).read_text()
         folder = path.parts[1]
         tests = b"".join(file.read_bytes() for file in sorted((tree.copy / "tests" / folder).rglob("*.*")))
-        tests = hashlib.sha256(tests).hexdigest()
+        tests = hashlib.sha256(tests).hexdigest() + ("quick" if arguments.quick else "")
         found = sorted(set(changes(text)))
         found = [change for change in found if text.count("\n", 0, change[0]) + 1 in lines][::arguments.every]
         for start, stop, after in found:
@@ -233,7 +247,7 @@ def main():
                     left += 1
                     continue
                 if folder not in entries:
-                    entries[folder] = tree.entries_of(folder)
+                    entries[folder] = tree.entries_of(folder, arguments.quick)
                 known = [tree.try_change(path, text[:start] + after + text[stop:], stages_of(entries[folder], path)), tests]
                 tree.outcomes[key] = known
                 tree.outcomes_file.write_text(json.dumps(tree.outcomes, indent=0))
