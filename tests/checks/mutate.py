@@ -74,7 +74,8 @@ def changes(text):
         octal = digits[0] == "0" and len(digits) > 1
         yield match.start(), match.end(), hex(more) if digits[:2].lower() == "0x" else f"0{more:o}" if octal else str(more)
     for match in re.finditer(r"\b[A-Za-z_][\w:]* \|[ \n]\s*|\s\| [A-Za-z_][\w:]*(?=[,;)}])", code):
-        yield match.start(), match.end(), ""
+        if "O_RDONLY" not in match[0]: # which is 0
+            yield match.start(), match.end(), ""
     for match in re.finditer(r"^[ \t]+([A-Za-z_][\w:]*(?:(?:\.|->)\w+)*)\(", code, re.M):
         end = closing(code, match.end() - 1) + 1
         if match[1] not in KEYWORDS and code[end:end + 1] == ";" and starts_statement(code, match.start()):

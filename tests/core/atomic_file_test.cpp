@@ -98,26 +98,32 @@ TEST(AtomicFile, RefusesPathsThatNameNoFile)
         EXPECT_EQ(ddal_common_atomic_open(c.path.c_str(), "w"), nullptr);
         EXPECT_EQ(errno, c.error) << c.path;
     }
+    EXPECT_EQ(replace(directory / std::string(255, 'n'), "w", "new", true), 0); // the longest name
 }
 
 TEST(AtomicFile, ALockIsWaitedForAndThenTheNewFileTaken)
 {
-    const TemporaryDirectory directory;
-    const std::string path = directory.put("file", "old");
-    ddal_common_atomic_file *first = ddal_common_atomic_open(path.c_str(), "w");
-    ASSERT_NE(first, nullptr);
-    std::string seen;
-    std::thread second([&] {
-        const AtomicFile file{ddal_common_atomic_open(path.c_str(), "r")};
-        char text[8] = "";
-        if (file && fgets(text, sizeof text, ddal_common_atomic_reader(file.get())))
+    for (const bool removed : {false, true}) {
+        const TemporaryDirectory directory;
+        const std::string path = directory.put("file", "old");
+        ddal_common_atomic_file *first = ddal_common_atomic_open(path.c_str(), "w");
+        ASSERT_NE(first, nullptr);
+        std::string seen;
+        std::thread second([&] {
+            const AtomicFile file{ddal_common_atomic_open(path.c_str(), "r")};
+            char text[8] = "nothing";
+            if (file && fgets(text, sizeof text, ddal_common_atomic_reader(file.get())) == nullptr)
+                text[0] = '\0';
             seen = text;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // let it queue for the lock of the old file
-    fputs("new", ddal_common_atomic_writer(first));
-    EXPECT_EQ(ddal_common_atomic_close(first, 1), 0);
-    second.join();
-    EXPECT_EQ(seen, "new");
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // let it queue for the lock of the old file
+        fputs("new", ddal_common_atomic_writer(first));
+        if (removed)
+            unlink(path.c_str());
+        EXPECT_EQ(ddal_common_atomic_close(first, removed ? 0 : 1), 0);
+        second.join();
+        EXPECT_EQ(seen, removed ? "nothing" : "new");
+    }
 }
 
 // Runs `body` in a child and kills it at its n-th stop before or after a system call. False: it ended before that.
