@@ -108,10 +108,14 @@ std::string outcome_of(const Setting &setting, const std::function<int()> &call)
 }
 
 struct Case {
+    Case(const char *name, const Setting &where, uint32_t dev, std::string text)
+        : what(name), setting(where), phy_dev(dev), outcome(std::move(text))
+    {
+    }
     const char *what;
     Setting setting;
     uint32_t phy_dev;
-    const char *outcome;
+    std::string outcome;
 };
 
 template <size_t N>
@@ -141,24 +145,18 @@ TEST(Dispatch, ByFitting)
         {"no device 5", {}, 5, kNoDevice},
         {"device 3, fitted with copper", {}, 3, "0 eth3"},
         {"device 3, fitted with a switch port", {.backhaul_3 = 2}, 3, "0 ex_switch_phy_set_speed 3 100"},
-        {"device 3, fitted with something else",
-         {.backhaul_3 = 6},
-         3,
-         "-1001|ddal_phy_set_speed: Invalid backhaul3 type (0x60)"},
-        {"device 3, fitting unknown",
-         {.backhaul_3 = kNone},
-         3,
-         "-1001|ddal_common_read_file: error open /proc/device-tree/board-identity/user-defined-a/backhaul-3-type: No "
-         "such file or directory|ddal_phy_set_speed: Couldn't retrieve BH3 type"},
+        Case("device 3, fitted with something else", {.backhaul_3 = 6}, 3,
+             "-1001|ddal_phy_set_speed: Invalid backhaul3 type (0x60)"),
+        Case("device 3, fitting unknown", {.backhaul_3 = kNone}, 3,
+             "-1001|ddal_common_read_file: error open /proc/device-tree/board-identity/user-defined-a/backhaul-3-type: "
+             "No such file or directory|ddal_phy_set_speed: Couldn't retrieve BH3 type"),
         {"the fitting is device 3's alone", {.backhaul_3 = 2}, 2, "0 eth3"},
         {"the cached type does not count here", {.cached_type = 2}, 3, "0 eth3"},
         {"dev_id 3 without a multiport switch", {.dev_id = 3}, 0, "0 eth1"},
         {"dev_id 3 with one", {.dev_id = 3, .multiport = true}, 0, "0 ex_switch_phy_set_speed 4 100"},
         {"dev_id 2 with one", {.dev_id = 2, .multiport = true}, 0, "0 eth1"},
-        {"device 3 on dev_id 3: the switch port comes first",
-         {.dev_id = 3, .backhaul_3 = 2, .multiport = true},
-         3,
-         "0 ex_switch_phy_set_speed 3 100"},
+        Case("device 3 on dev_id 3: the switch port comes first", {.dev_id = 3, .backhaul_3 = 2, .multiport = true}, 3,
+             "0 ex_switch_phy_set_speed 3 100"),
         {"device 3 on dev_id 3, copper", {.dev_id = 3, .multiport = true}, 3, "0 ex_switch_phy_set_speed 4 100"},
         {"dev_id 4 is no reason to refuse ethtool", {.dev_id = 4, .multiport = true}, 1, "0 eth0"},
         {"board 4", {.board = 4}, 1, "0 eth0"},
@@ -168,25 +166,18 @@ TEST(Dispatch, ByFitting)
         {"MBO, device 2", {.board = 9}, 2, "0 bcm_port_phy_modify 0 1 2 0 32768 36864"},
         {"MBO, device 3 of type 6", {.board = 9, .cached_type = 6}, 3, "0 bcm_port_phy_modify 0 0 2 0 32768 36864"},
         {"MBO, device 3 of type 7", {.board = 9, .cached_type = 7}, 3, "0 bcm_port_phy_modify 0 0 2 0 32768 36864"},
-        {"MBO, device 3 of another type",
-         {.board = 9, .cached_type = 2},
-         3,
-         "-1001|mbo_board_association_set: invalid bh3 type for mbo: 2|ddal_phy_set_speed: MBO board set speed error: "
-         "3"},
-        {"MBO, device 3 of unknown type",
-         {.board = 9, .cached_type = kNone},
-         3,
-         "-1001|get_cached_bh_type: ddal_sysinfo_get_uint() failed:-2|mbo_board_association_set: invalid bh3 type for "
-         "mbo: 4294967295|ddal_phy_set_speed: MBO board set speed error: 3"},
+        Case("MBO, device 3 of another type", {.board = 9, .cached_type = 2}, 3,
+             "-1001|mbo_board_association_set: invalid bh3 type for mbo: 2|ddal_phy_set_speed: MBO board set speed "
+             "error: 3"),
+        Case("MBO, device 3 of unknown type", {.board = 9, .cached_type = kNone}, 3,
+             "-1001|get_cached_bh_type: ddal_sysinfo_get_uint() failed:-2|mbo_board_association_set: invalid bh3 type "
+             "for mbo: 4294967295|ddal_phy_set_speed: MBO board set speed error: 3"),
         {"MBO, device 4", {.board = 9}, 4, "0 bcm_port_speed_set 0 21 100"},
-        {"MBO, no device 5",
-         {.board = 9},
-         5,
-         "-1001|mbo_board_association_set: unsupported phy device 5|ddal_phy_set_speed: MBO board set speed error: 5"},
-        {"MBO, whatever the interfaces are",
-         {.board = 9, .dev_id = 3, .backhaul_3 = 2, .multiport = true},
-         1,
-         "0 bcm_port_speed_set 0 18 100"},
+        Case("MBO, no device 5", {.board = 9}, 5,
+             "-1001|mbo_board_association_set: unsupported phy device 5|ddal_phy_set_speed: MBO board set speed error: "
+             "5"),
+        Case("MBO, whatever the interfaces are", {.board = 9, .dev_id = 3, .backhaul_3 = 2, .multiport = true}, 1,
+             "0 bcm_port_speed_set 0 18 100"),
     };
     check(kCases, [](uint32_t phy_dev) { return ddal_phy_set_speed(phy_dev, 99, 100); });
 }
@@ -196,69 +187,47 @@ TEST(Dispatch, ByCachedTypeAndCopper)
 {
     const Case kCases[] = {
         {"dev_id 0, copper", {}, 0, "0 phy 2090300.mdio:00"},
-        {"dev_id 0, copper of the other kind",
-         {.backhaul_1 = 0},
-         0,
-         "-1001|is_interface_copper: unsupported bh type (0x0) for interface dev_id (0x0)"
-         "|is_interface_copper: interface is not copper dev_id: 0x0"},
-        {"dev_id 0 on board 7 is backhaul 3",
-         {.board = 7, .backhaul_1 = 9, .backhaul_3 = 6},
-         0,
-         "0 phy 2090300.mdio:00"},
-        {"dev_id 0 on board 8 is backhaul 3",
-         {.board = 8, .backhaul_1 = 9, .backhaul_3 = 6},
-         0,
-         "0 phy 2090300.mdio:00"},
+        Case("dev_id 0, copper of the other kind", {.backhaul_1 = 0}, 0,
+             "-1001|is_interface_copper: unsupported bh type (0x0) for interface dev_id (0x0)|is_interface_copper: "
+             "interface is not copper dev_id: 0x0"),
+        Case("dev_id 0 on board 7 is backhaul 3", {.board = 7, .backhaul_1 = 9, .backhaul_3 = 6}, 0,
+             "0 phy 2090300.mdio:00"),
+        Case("dev_id 0 on board 8 is backhaul 3", {.board = 8, .backhaul_1 = 9, .backhaul_3 = 6}, 0,
+             "0 phy 2090300.mdio:00"),
         {"dev_id 0 on board 6 is backhaul 1", {.board = 6, .backhaul_3 = 6}, 0, "0 phy 2090300.mdio:00"},
-        {"dev_id 0 on board 6, 0x60 from backhaul 1",
-         {.board = 6, .backhaul_1 = 6},
-         0,
-         "-1001|is_interface_copper: unsupported bh type (0x6000) for interface dev_id (0x0)"
-         "|is_interface_copper: interface is not copper dev_id: 0x0"},
+        Case("dev_id 0 on board 6, 0x60 from backhaul 1", {.board = 6, .backhaul_1 = 6}, 0,
+             "-1001|is_interface_copper: unsupported bh type (0x6000) for interface dev_id (0x0)|is_interface_copper: "
+             "interface is not copper dev_id: 0x0"),
         {"dev_id 1, copper", {.board = 6, .dev_id = 1}, 0, "0 phy 2090300.mdio:01"},
-        {"dev_id 1, fitting unknown",
-         {.board = 6, .dev_id = 1, .backhaul_2 = kNone},
-         0,
-         "-1001|ddal_common_read_file: error open /proc/device-tree/board-identity/user-defined-a/backhaul-2-type: No "
-         "such file or directory|is_interface_copper: get bh type failed for interface dev_id (0x1)"
-         "|is_interface_copper: interface is not copper dev_id: 0x1"},
-        {"dev_id 2 is never copper",
-         {.board = 6, .dev_id = 2},
-         0,
-         "-1001|is_interface_copper: non-copper interface dev_id (0x2)"
-         "|is_interface_copper: interface is not copper dev_id: 0x2"},
-        {"dev_id 3 has no node",
-         {.board = 6, .dev_id = 3},
-         0,
-         "-1001|get_phy_regs_filename: cannot match phy_regs node to interface dev_id 3"},
+        Case("dev_id 1, fitting unknown", {.board = 6, .dev_id = 1, .backhaul_2 = kNone}, 0,
+             "-1001|ddal_common_read_file: error open /proc/device-tree/board-identity/user-defined-a/backhaul-2-type: "
+             "No such file or directory|is_interface_copper: get bh type failed for interface dev_id "
+             "(0x1)|is_interface_copper: interface is not copper dev_id: 0x1"),
+        Case("dev_id 2 is never copper", {.board = 6, .dev_id = 2}, 0,
+             "-1001|is_interface_copper: non-copper interface dev_id (0x2)|is_interface_copper: interface is not "
+             "copper dev_id: 0x2"),
+        Case("dev_id 3 has no node", {.board = 6, .dev_id = 3}, 0,
+             "-1001|get_phy_regs_filename: cannot match phy_regs node to interface dev_id 3"),
         {"dev_id 3 on board 4", {.board = 4, .dev_id = 3}, 0, "0 phy 0.1:01"},
         {"dev_id 3 on board 4, switch port", {.board = 4, .dev_id = 3, .backhaul_3 = 2}, 0, "0 phy 0.1:01"},
         {"dev_id 0 on board 4", {.board = 4}, 1, "0 phy 0.0:00"},
         {"dev_id 1 on board 4", {.board = 4, .dev_id = 1}, 1, "0 phy 0.0:01"},
-        {"dev_id 4",
-         {.board = 6, .dev_id = 4},
-         0,
-         "-1001|is_interface_copper: non-copper interface dev_id (0x4)"
-         "|is_interface_copper: interface is not copper dev_id: 0x4"},
+        Case("dev_id 4", {.board = 6, .dev_id = 4}, 0,
+             "-1001|is_interface_copper: non-copper interface dev_id (0x4)|is_interface_copper: interface is not "
+             "copper dev_id: 0x4"),
         {"device 3 of type 2", {.board = 6, .cached_type = 2}, 3, "0 ex_switch_phy_copper_set_crossover_mode 3 1"},
         {"device 3 of type 0, whatever is fitted", {.board = 6, .backhaul_3 = 9}, 3, "0 phy 2090300.mdio:00"},
         {"the cached type is device 3's alone", {.board = 6, .cached_type = 2}, 2, "0 phy 2090300.mdio:00"},
-        {"dev_id 3 with a multiport switch",
-         {.board = 6, .dev_id = 3, .multiport = true},
-         2,
-         "0 ex_switch_phy_copper_set_crossover_mode 4 1"},
+        Case("dev_id 3 with a multiport switch", {.board = 6, .dev_id = 3, .multiport = true}, 2,
+             "0 ex_switch_phy_copper_set_crossover_mode 4 1"),
         {"board 5 ends where its registers are not", {.board = 5}, 0, "-38"},
         {"MBO, type 7 on device 3", {.board = 9, .cached_type = 7}, 3, "0 bcm_port_mdix_set 0 20 3"},
         {"MBO, type 6 on device 3: registers", {.board = 9, .cached_type = 6}, 3, "0 bcm_port_phy_get 0 0 2 16"},
         {"MBO, device 0: registers", {.board = 9, .cached_type = 7}, 0, "0 bcm_port_phy_get 0 1 2 16"},
-        {"MBO, device 1 is not copper",
-         {.board = 9, .cached_type = 7},
-         1,
-         "-1001|is_interface_copper: phy dev interface is not copper: 0x1"},
-        {"MBO, device 4 is not copper",
-         {.board = 9},
-         4,
-         "-1001|is_interface_copper: phy dev interface is not copper: 0x4"},
+        Case("MBO, device 1 is not copper", {.board = 9, .cached_type = 7}, 1,
+             "-1001|is_interface_copper: phy dev interface is not copper: 0x1"),
+        Case("MBO, device 4 is not copper", {.board = 9}, 4,
+             "-1001|is_interface_copper: phy dev interface is not copper: 0x4"),
     };
     std::vector<Case> unchanged(std::begin(kCases), std::end(kCases));
     // Backhaul 3 as the cases leave it is 0x40, which is not copper for dev_id 0 of boards 7 and 8: the plain case is
@@ -278,16 +247,12 @@ TEST(Dispatch, Registers)
         {"direct", {}, 0, "0 phy 2090300.mdio:00"},
         {"direct, whatever is fitted", {.backhaul_1 = 9, .backhaul_3 = 9}, 3, "0 phy 2090300.mdio:00"},
         {"board 5", {.board = 5}, 0, "-38"},
-        {"a port behind the multiport switch has no registers",
-         {.dev_id = 3, .multiport = true},
-         2,
-         "-1001|get_phy_regs_filename: cannot match phy_regs node to interface dev_id 3"},
+        Case("a port behind the multiport switch has no registers", {.dev_id = 3, .multiport = true}, 2,
+             "-1001|get_phy_regs_filename: cannot match phy_regs node to interface dev_id 3"),
         {"MBO, copper", {.board = 9}, 0, "0 bcm_port_phy_get 0 1 2 6"},
-        {"MBO, fibre",
-         {.board = 9},
-         1,
-         "-1001|ddal_bcm_read_ext_phy_register: port 18 is not copper (or direct phy access is disallowed)"
-         "|ddal_phy_read: MBO board read PHY error: 1"},
+        Case("MBO, fibre", {.board = 9}, 1,
+             "-1001|ddal_bcm_read_ext_phy_register: port 18 is not copper (or direct phy access is "
+             "disallowed)|ddal_phy_read: MBO board read PHY error: 1"),
     };
     check(kCases, [](uint32_t phy_dev) {
         uint16_t value = 0;
@@ -311,35 +276,24 @@ TEST(Dispatch, AFailingExternalSwitchIsNamedForTheInterfaceOnly)
 
 TEST(Association, TellsPortsAndNames)
 {
-    struct AssociationCase {
-        const char *what;
-        Setting setting;
-        uint32_t phy_dev;
-        const char *outcome;
-    };
-    const AssociationCase kCases[] = {
+    const Case kCases[] = {
         {"direct", {.value = 249}, 0, "eth1 1 -1 0"},
         {"second port", {.dev_id = 1, .value = 250}, 1, "eth0 2 -1 1"},
         {"a value of 0 is port 3", {.dev_id = 2, .value = 0}, 2, "eth3 3 -1 2"},
         {"as is 251", {.value = 251}, 4, "eth3 3 -1 0"},
         {"and 253", {.value = 253}, 4, "eth3 3 -1 0"},
         {"fourth port", {.value = 252}, 4, "eth3 4 -1 0"},
-        {"another value",
-         {.value = 254},
-         4,
-         "-1001|bh_eth2bh_port: unsupported backhaul value: 254|ddal_phy_get_association: PHY dev 4 association get "
-         "failure"},
+        Case(
+            "another value", {.value = 254}, 4,
+            "-1001|bh_eth2bh_port: unsupported backhaul value: 254|ddal_phy_get_association: PHY dev 4 association get "
+            "failure"),
         {"no value", {.value = kNone}, 4, "-1001|ddal_phy_get_association: PHY dev 4 association get failure"},
-        {"dev_id 4",
-         {.dev_id = 4},
-         0,
-         "-1001|ifdev2soc: unsupported value of phy interface device id: 4|ddal_phy_get_association: PHY dev 0 "
-         "association get failure"},
+        Case("dev_id 4", {.dev_id = 4}, 0,
+             "-1001|ifdev2soc: unsupported value of phy interface device id: 4|ddal_phy_get_association: PHY dev 0 "
+             "association get failure"),
         {"device 3 of type 2", {.cached_type = 2, .value = 251}, 3, "eth3 3 3 0"},
-        {"device 3 of type 2 before the multiport switch",
-         {.dev_id = 3, .cached_type = 2, .multiport = true},
-         3,
-         "eth3 1 3 3"},
+        Case("device 3 of type 2 before the multiport switch", {.dev_id = 3, .cached_type = 2, .multiport = true}, 3,
+             "eth3 1 3 3"),
         {"dev_id 3 behind a multiport switch", {.dev_id = 3, .multiport = true}, 1, "eth0 1 4 3"},
         {"MBO, device 0", {.board = 9}, 0, " 2 14 -1"},
         {"MBO, device 1", {.board = 9}, 1, " 1 18 -1"},
@@ -349,7 +303,7 @@ TEST(Association, TellsPortsAndNames)
         {"MBO, device 4", {.board = 9}, 4, " 4 21 -1"},
         {"MBO, device 5", {.board = 9}, 5, "-19|mbo_board_association_set: unsupported phy device 5"},
     };
-    for (const AssociationCase &each : kCases) {
+    for (const Case &each : kCases) {
         const std::string outcome = in_child([&]() -> std::string {
             apply(each.setting);
             LogWatch log;
