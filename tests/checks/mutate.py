@@ -30,6 +30,8 @@ import xml.etree.ElementTree as xml
 JOBS = os.cpu_count()
 SWAPS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&", "+": "-", "-": "+",
          "+=": "-=", "-=": "+=", "true": "false", "false": "true"}
+# Not beside a comparison, plus or minus, which is swapped already.
+NUMBER = re.compile(r"(?<![\w.'])(?<![<>+-] )(?<![=!<>]= )(0[xX][\dA-Fa-f']+|\d[\d']*)(?=[uUlLzZ]*\b)(?![\w']*\.)")
 KEYWORDS = {"if", "while", "for", "switch", "return", "sizeof", "static_assert", "catch"}
 # Comments, literals, preprocessor lines and static assertions: blanked, so that nothing in them is changed.
 LEFT_ALONE = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])\'|^[ \t]*#(?:\\\n|[^\n])*'
@@ -62,13 +64,15 @@ def changes(text):
         is_comparison = re.search(r" [!=]= ", condition) and not re.search(r"&&|\|\|", condition)
         if not declares and not is_comparison: # whose operator is swapped below
             yield start, end, f"!({text[start:end].strip()})"
-    for match in re.finditer(r"(?<=[=(,] )[\w.>()-]+(?= \? )|(?<=return )[\w.>()-]+(?= \? )", code):
+    for match in re.finditer(r"(?:(?<=[^=!<>]= )|(?<=, )|(?<=\()|(?<=return ))[\w.>-]+(?:\([^()]*\))?(?= \? )", code):
         if not match[0].isdigit():
             yield match.start(), match.end(), "!" + match[0]
     for match in re.finditer(r"(?<= )(?:[<>=!+-]=|&&|\|\||[<>+-])(?=[ \n])|\b(?:true|false)\b", code):
         yield match.start(), match.end(), SWAPS[match[0]]
-    # Not beside a comparison, plus or minus, which is swapped already.
-    for match in re.finditer(r"(?<![\w.'])(?<![<>=+-] )(0[xX][\dA-Fa-f']+|\d[\d']*)(?=[uUlLzZ]*\b)(?![\w']*\.)", code):
+    for match in NUMBER.finditer(code):
+        line = code[code.rfind("\n", 0, match.start()) + 1:match.start()]
+        if re.match(r"(?!.*=)\w.*\(", line): # the size in an array parameter
+            continue
         digits = match[1].replace("'", "")
         more = int(digits, 0 if digits[:2].lower() == "0x" else 8 if digits[0] == "0" and len(digits) > 1 else 10) + 1
         octal = digits[0] == "0" and len(digits) > 1
@@ -80,7 +84,7 @@ def changes(text):
         end = closing(code, match.end() - 1) + 1
         if match[1] not in KEYWORDS and code[end:end + 1] == ";" and starts_statement(code, match.start()):
             yield match.start(1), end + 1, "{}"
-    for match in re.finditer(r"^[ \t]+(\*?[A-Za-z_][\w.>\[\]-]* [|&]?= [^;]*;)", code, re.M):
+    for match in re.finditer(r"^[ \t]+(\*?[A-Za-z_][\w.>\[\]-]* [|&]?= [^;{}]*;)", code, re.M):
         if starts_statement(code, match.start()):
             yield match.start(1), match.end(1), "{}"
 
