@@ -86,10 +86,8 @@ DDAL_API int ddal_refab_alarm_event_close(int fd);
  * logging ALONE: 0 when the entry was written, however the checks went, and -1001 when it was not. (Where the first
  * register cannot be read, nothing is logged and the result is -1001 in either case.)
  *
- * A signal that interrupts the wait for the log gives -1001.
- *
  * @threads safe
- * @blocks some accesses; with write_log until other processes have written their entries, and a signal ends that
+ * @blocks some accesses; with write_log until other processes have written their entries; signals do not end it
  */
 DDAL_API int ddal_rp3_validate_aif(const char *event, int write_log, char *text, size_t text_len);
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "core/log.h"
+#include "core/stream.h"
 
 namespace ddal::auth {
 
@@ -16,7 +17,7 @@ LineReader::~LineReader()
 int LineReader::next()
 {
     errno = 0;
-    const ssize_t n = getline(&text_, &capacity_, in_);
+    const ssize_t n = core::read_line(in_, &text_, &capacity_);
     if (n < 0) {
         size_ = 0;
         return feof(in_) && !ferror(in_) ? 0 : core::minus_errno();
@@ -52,7 +53,7 @@ int LinePattern::match(const LineReader &line)
 
 int write_text(FILE *out, const char *text, size_t size)
 {
-    return fwrite(text, 1, size, out) == size ? 0 : -EIO;
+    return core::write_stream(out, text, size) == size ? 0 : -EIO;
 }
 
 int check_read_whole(FILE *in)

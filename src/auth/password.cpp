@@ -13,6 +13,7 @@
 #include "core/directory.h"
 #include "core/log.h"
 #include "core/program.h"
+#include "core/stream.h"
 #include "core/text.h"
 #include "core/unique_stream.h"
 
@@ -54,7 +55,7 @@ int write_number(const char *path, uint32_t number)
     if (!file)
         return core::minus_errno();
     errno = 0;
-    if (fprintf(ddal_common_atomic_writer(file.get()), "%" PRIu32 "\n", number) < 0)
+    if (core::print_stream(ddal_common_atomic_writer(file.get()), "%" PRIu32 "\n", number) < 0)
         return core::minus_errno();
     return ddal_common_atomic_close(file.release(), 1);
 }

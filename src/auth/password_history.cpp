@@ -15,6 +15,7 @@
 #include "core/copy.h"
 #include "core/directory.h"
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/unique_fd.h"
 
 using ddal::core::AtomicFile;
@@ -41,7 +42,7 @@ int write_with_length(const LineReader &line, const LinePattern &pattern, uint32
     const int before = write_text(out, line.text(), pattern.group_begin());
     if (before != 0)
         return before;
-    if (fprintf(out, "%" PRIu32, length) < 0)
+    if (core::print_stream(out, "%" PRIu32, length) < 0)
         return -EIO;
     return write_text(out, line.text() + pattern.group_end(), line.size() - pattern.group_end());
 }
@@ -85,6 +86,7 @@ int set_pam_history_length(uint32_t length)
 int read_number(FILE *in, uint32_t *number)
 {
     char text[32];
+    const core::SignalHold hold;
     errno = 0;
     if (!fgets(text, sizeof text, in))
         return core::minus_errno();
@@ -129,7 +131,7 @@ int ddal_auth_set_password_history_len(uint32_t len)
     if (!persistent)
         return ddal::core::minus_errno();
     errno = 0;
-    if (fprintf(ddal_common_atomic_writer(persistent.get()), "%" PRIu32 "\n", len) < 0)
+    if (ddal::core::print_stream(ddal_common_atomic_writer(persistent.get()), "%" PRIu32 "\n", len) < 0)
         return ddal::core::minus_errno();
 
     const int result = set_pam_history_length(len);

@@ -11,6 +11,7 @@
 #include "core/atomic_file.h"
 #include "core/log.h"
 #include "core/program.h"
+#include "core/stream.h"
 
 using ddal::core::AtomicFile;
 using ddal::core::code_of;
@@ -97,7 +98,8 @@ int ddal_sshd_set_banner(const char *banner_text)
     if (!banner)
         return log_error(DDAL_ERR_FAILURE, "couldn't open banner file=%s: %m\n", kBannerFile);
     // A failed write shows in the commit.
-    static_cast<void>(fputs(banner_text, ddal_common_atomic_writer(banner.get())));
+    static_cast<void>(
+        ddal::core::write_stream(ddal_common_atomic_writer(banner.get()), banner_text, strlen(banner_text)));
     const int result = ddal_common_atomic_close(banner.release(), 1);
     if (result != 0)
         return log_error(DDAL_ERR_FAILURE, "Error writing to file=%s: %d\n", kBannerFile, result);

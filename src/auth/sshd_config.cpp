@@ -8,6 +8,7 @@
 #include "core/copy.h"
 #include "core/log.h"
 #include "core/program.h"
+#include "core/stream.h"
 
 using ddal::core::ArgumentVector;
 using ddal::core::AtomicFile;
@@ -35,7 +36,7 @@ int replace_global(const char *pattern, const char *name, const char *value, Lin
     const int copied = copy_until(lines, option, &any_block, out);
     if (copied < 0)
         return copied;
-    if (value && fprintf(out, "%s %s\n", name, value) < 0)
+    if (value && core::print_stream(out, "%s %s\n", name, value) < 0)
         return -EIO;
     return 0;
 }
@@ -50,7 +51,7 @@ int replace_in_block(const char *pattern, const char *user, const char *name, co
     int copied = copy_until(lines, header, &empty_line, out);
     if (copied < 0)
         return copied;
-    if (fprintf(out, "Match User %s\n", user) < 0)
+    if (core::print_stream(out, "Match User %s\n", user) < 0)
         return -EIO;
 
     LinePattern option{name, REG_ICASE};
@@ -58,7 +59,7 @@ int replace_in_block(const char *pattern, const char *user, const char *name, co
     copied = copy_until(lines, option, &any_block, out);
     if (copied < 0)
         return copied;
-    if (value && fprintf(out, " %s %s\n", name, value) < 0)
+    if (value && core::print_stream(out, " %s %s\n", name, value) < 0)
         return -EIO;
     return 0;
 }

@@ -121,7 +121,7 @@ public:
             return true;
         const uint8_t last = end_ != 0 ? block_[end_ - 1] : 0;
         errno = 0;
-        const ssize_t n = read(fd_, block_.data(), block_.size());
+        const ssize_t n = TEMP_FAILURE_RETRY(read(fd_, block_.data(), block_.size()));
         if (n <= 0 && errno != 0) {
             log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: File read error (%d)\n", kTag, -errno);
             return false;

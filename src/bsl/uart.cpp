@@ -61,7 +61,7 @@ bool UartStream::wait_readable(int timeout_ms)
 
 ssize_t UartStream::read_byte(uint8_t *byte)
 {
-    return read(fd_, byte, 1);
+    return TEMP_FAILURE_RETRY(read(fd_, byte, 1));
 }
 
 ssize_t UartStream::write_all(const uint8_t *data, uint32_t length)

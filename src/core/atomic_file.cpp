@@ -12,6 +12,7 @@
 #include "core/descriptor_link.h"
 #include "core/fresh_name.h"
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/text.h"
 #include "core/unique_fd.h"
 #include "core/unique_stream.h"
@@ -178,7 +179,7 @@ int put_in_place(ddal_common_atomic_file &file)
     const int fd = fileno(file.writer.get());
     errno = 0;
     // The stream's error flag tells of bytes lost before this last flush.
-    if (fflush(file.writer.get()) != 0 || ferror(file.writer.get()) || fdatasync(fd) != 0)
+    if (flush_stream(file.writer.get()) != 0 || ferror(file.writer.get()) || fdatasync(fd) != 0)
         return minus_errno();
     struct stat target;
     if (fstat(fileno(file.reader.get()), &target) != 0 || fchmod(fd, target.st_mode & ALLPERMS) != 0 ||

@@ -1,11 +1,13 @@
 #include "core/copy.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/unique_stream.h"
 
 namespace ddal::core {
@@ -21,16 +23,28 @@ bool copy_attributes(const struct stat &from, const char *path)
     return chown(path, from.st_uid, from.st_gid) == 0 && chmod(path, from.st_mode & ALLPERMS) == 0;
 }
 
+// In pieces, so that signals are held for no longer than one of them takes.
+bool write_pieces(FILE *to, const char *chunk, size_t len)
+{
+    for (size_t done = 0; done < len;) {
+        const size_t piece = std::min(len - done, kPipePiece);
+        wait_until_writable(to);
+        errno = 0;
+        if (write_stream(to, chunk + done, piece) != piece)
+            return false;
+        done += piece;
+    }
+    return true;
+}
+
 int copy_chunks(FILE *from, FILE *to, char (&chunk)[kCopyChunk])
 {
     size_t got = 0;
     do {
-        errno = 0;
-        got = fread(chunk, 1, sizeof chunk, from);
+        got = read_stream(from, chunk, sizeof chunk);
         if (got < sizeof chunk && !feof(from))
             return minus_errno(-EFAULT);
-        errno = 0;
-        if (got > 0 && fwrite(chunk, 1, got, to) != got)
+        if (!write_pieces(to, chunk, got))
             return minus_errno(-EFBIG);
     } while (got == sizeof chunk);
     return 0;
@@ -66,7 +80,7 @@ int ddal_common_copy_file(const char *src, const char *dst)
     const int result = ddal_common_copy_stream(from.get(), to.get());
     if (result != 0)
         return -result; // kept: a positive errno
-    const bool flushed = fflush(to.get()) == 0;
+    const bool flushed = flush_stream(to.get()) == 0;
     if (!flushed || ferror(from.get()) || ferror(to.get()) || to.close() != 0)
         return -EIO;
     return 0;

@@ -12,10 +12,12 @@
 #include <new>
 
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/transfer.h"
 #include "core/unique_fd.h"
 #include "core/unique_stream.h"
 
+using ddal::core::read_stream;
 using ddal::core::UniqueFd;
 using ddal::core::UniqueStream;
 
@@ -75,7 +77,7 @@ int ddal_common_read_file(void *buf, size_t n, const char *path)
 
     const size_t wanted = std::min(n, static_cast<size_t>(INT_MAX)); // the result is an int
     errno = 0;
-    const size_t got = fread(buf, 1, wanted, stream.get());
+    const size_t got = read_stream(stream.get(), buf, wanted);
     if (got == wanted && !feof(stream.get())) {
         if (fseeko(stream.get(), 0, SEEK_END) != 0)
             return log_errno("error seek %s: %m\n", path);

@@ -12,14 +12,17 @@
 #include "core/log.h"
 #include "core/process.h"
 #include "core/sigpipe_guard.h"
-#include "core/unique_stream.h"
+#include "core/stream.h"
 
 using ddal::core::ddal_common_copy_stream;
 using ddal::core::ddal_common_run;
 using ddal::core::ddal_common_spawn;
 using ddal::core::ddal_common_spawn_wait;
 using ddal::core::minus_errno;
+using ddal::core::read_stream;
 using ddal::core::SigpipeGuard;
+using ddal::core::wait_until_writable;
+using ddal::core::write_stream;
 
 namespace {
 
@@ -59,38 +62,52 @@ int result_of(const Caller &caller, int status)
     return -EINVAL;
 }
 
-int finish(const Caller &caller, pid_t pid, FILE *in_stream, FILE *out_stream)
+// The result of a program that was waited for: a failure to run it, else one to feed or read it, else its end.
+int outcome(const Caller &caller, int waited, int status, int moved)
+{
+    if (waited < 0)
+        return failed(caller, waited);
+    const int result = result_of(caller, status);
+    return moved != 0 ? moved : result;
+}
+
+int finish(const Caller &caller, pid_t pid, FILE *in_stream, FILE *out_stream, int moved)
 {
     int status = 0;
-    const int result = ddal_common_spawn_wait(pid, in_stream, out_stream, &status);
-    return result < 0 ? failed(caller, result) : result_of(caller, status);
+    const int waited = ddal_common_spawn_wait(pid, in_stream, out_stream, &status);
+    return outcome(caller, waited, status, moved);
 }
 
 // Fills buf with a text of at most size - 1 bytes. Returns 0, -EIO or -ENOBUFS.
 int capture(FILE *out, char *buf, size_t size, const char *function)
 {
-    int result = 0;
-    const size_t got = fread(buf, 1, size - 1, out);
+    const size_t got = read_stream(out, buf, size - 1);
     buf[got] = '\0';
-    if (got < size - 1 && !feof(out)) {
+    if (got < size - 1) {
+        if (feof(out))
+            return 0;
         log_line_as(LOG_ERR, function, "ferror(out %d)\n", fileno(out));
-        result = -EIO;
-    } else if (got == size - 1 && fgetc(out) != EOF) {
-        char rest[BUFSIZ]; // read to the end, or the program would block on a full pipe
-        while (fread(rest, 1, sizeof rest, out) == sizeof rest) {
-        }
-        result = -ENOBUFS;
+        return -EIO;
     }
-    return result;
+    char rest[BUFSIZ];
+    if (read_stream(out, rest, 1) == 0)
+        return 0;
+    while (read_stream(out, rest, sizeof rest) == sizeof rest) {
+        // Read to the end, or the program would block on a full pipe.
+    }
+    return -ENOBUFS;
 }
 
 int feed(FILE *in, unsigned flags, FILE *to_child)
 {
     SigpipeGuard guard;
     int result = ddal_common_copy_stream(in, to_child);
-    errno = 0;
-    if (result == 0 && (flags & kAppendNewline) && fputc('\n', to_child) == EOF)
-        result = minus_errno();
+    if (result == 0 && (flags & kAppendNewline)) {
+        wait_until_writable(to_child);
+        errno = 0;
+        if (write_stream(to_child, "\n", 1) != 1)
+            result = minus_errno();
+    }
     if (result == -EPIPE)
         guard.caused();
     return result;
@@ -140,8 +157,8 @@ int _ddal_common_shell_command(const char *path, char **argv)
     const Caller caller = {__func__, "system", path};
     int status = 0;
     name_program(path, argv);
-    const int result = ddal_common_run(STDOUT_FILENO, STDERR_FILENO, &status, path, argv);
-    return result < 0 ? failed(caller, result) : result_of(caller, status);
+    const int run = ddal_common_run(STDOUT_FILENO, STDERR_FILENO, &status, path, argv);
+    return outcome(caller, run, status, 0);
 }
 
 int _ddal_common_shell_command_read(size_t size, char *buf, const char *path, char **argv)
@@ -157,8 +174,7 @@ int _ddal_common_shell_command_read(size_t size, char *buf, const char *path, ch
     if (started < 0)
         return failed(caller, started);
     const int captured = capture(from_child, buf, size, __func__);
-    const int result = finish(caller, pid, nullptr, from_child);
-    return captured != 0 ? captured : result;
+    return finish(caller, pid, nullptr, from_child, captured);
 }
 
 int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const char *path, char **argv)
@@ -171,8 +187,7 @@ int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const char *pa
     if (started < 0)
         return failed(caller, started);
     const int fed = feed(in, flags, to_child);
-    const int result = finish(caller, pid, to_child, nullptr);
-    return fed != 0 ? fed : result;
+    return finish(caller, pid, to_child, nullptr, fed);
 }
 
 int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out, const char *path, char **argv)
@@ -187,22 +202,20 @@ int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out
         return failed(caller, started);
 
     // A child may write much before it has read all its input: a single thread would deadlock with it.
+    int status = 0;
     Feeder feeder = {in, flags, to_child, 0};
     pthread_t thread;
     const int thread_error = start_feeder(&thread, &feeder);
     if (thread_error != 0) {
-        int status = 0;
         ddal_common_spawn_wait(pid, to_child, from_child, &status);
         return -thread_error;
     }
     const int copied = ddal_common_copy_stream(from_child, out);
-    const int result = finish(caller, pid, nullptr, from_child);
+    const int waited = ddal_common_spawn_wait(pid, nullptr, from_child, &status);
     const int join_error = pthread_join(thread, nullptr);
     if (join_error != 0)
         return -join_error;
-    if (feeder.result != 0)
-        return feeder.result;
-    return copied != 0 ? copied : result;
+    return outcome(caller, waited, status, feeder.result != 0 ? feeder.result : copied);
 }
 
 int ddal_common_read_cmd_output(size_t size, char *buf, const char *cmdline)

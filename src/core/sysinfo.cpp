@@ -10,6 +10,7 @@
 #include "core/atomic_file.h"
 #include "core/directory.h"
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/sysinfo_file.h"
 #include "core/text.h"
 
@@ -24,7 +25,8 @@ constexpr const char *kHeading = "# System information: category.key.key2 = valu
 
 bool put(FILE *to, std::string_view text)
 {
-    return text.empty() || fwrite(text.data(), 1, text.size(), to) == text.size(); // an empty view may have no address
+    return text.empty() ||
+           write_stream(to, text.data(), text.size()) == text.size(); // an empty view may have no address
 }
 
 bool put_item(FILE *to, const SysinfoKey &key, uint64_t value, std::string_view tail)

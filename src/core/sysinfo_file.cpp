@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "core/log.h"
+#include "core/stream.h"
 
 namespace ddal::core {
 
@@ -88,7 +89,7 @@ SysinfoReader::~SysinfoReader()
 bool SysinfoReader::next()
 {
     errno = 0;
-    const ssize_t length = getline(&buffer_, &capacity_, stream_);
+    const ssize_t length = read_line(stream_, &buffer_, &capacity_);
     if (length < 0) {
         error_ = feof(stream_) ? 0 : minus_errno();
         return false;

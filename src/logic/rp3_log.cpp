@@ -9,9 +9,10 @@
 #include <utility>
 
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/unique_stream.h"
 
-using ddal::core::UniqueStream;
+using namespace ddal::core;
 
 namespace ddal::logic {
 
@@ -26,12 +27,12 @@ int copy_rest(FILE *from, FILE *to)
 {
     char block[kCopyBlock];
     size_t n;
-    while ((n = fread(block, 1, sizeof block, from)) > 0) {
-        if (fwrite(block, 1, n, to) != n)
+    while ((n = read_stream(from, block, sizeof block)) > 0) {
+        if (write_stream(to, block, n) != n)
             return -1;
     }
     // On the disk before it takes the log's place: a power cut would leave an empty log otherwise.
-    return ferror(from) || fflush(to) != 0 || fsync(fileno(to)) != 0 ? -1 : 0;
+    return ferror(from) || flush_stream(to) != 0 || fsync(fileno(to)) != 0 ? -1 : 0;
 }
 
 // errno survives: the caller's line tells why.
@@ -75,11 +76,11 @@ int write_entry(FILE *log, const char *event, const char *text)
     localtime_r(&now.tv_sec, &local);
 
     const int n =
-        fprintf(log, "%04u-%02u-%02u %02u:%02u:%02u.%06ld %s \n%s\n", static_cast<unsigned>(local.tm_year) + 1900,
-                static_cast<unsigned>(local.tm_mon) + 1, static_cast<unsigned>(local.tm_mday),
-                static_cast<unsigned>(local.tm_hour), static_cast<unsigned>(local.tm_min),
-                static_cast<unsigned>(local.tm_sec), static_cast<long>(now.tv_nsec / 1000), event, text);
-    return n >= 0 && fflush(log) == 0 ? 0 : -1;
+        print_stream(log, "%04u-%02u-%02u %02u:%02u:%02u.%06ld %s \n%s\n", static_cast<unsigned>(local.tm_year) + 1900,
+                     static_cast<unsigned>(local.tm_mon) + 1, static_cast<unsigned>(local.tm_mday),
+                     static_cast<unsigned>(local.tm_hour), static_cast<unsigned>(local.tm_min),
+                     static_cast<unsigned>(local.tm_sec), static_cast<long>(now.tv_nsec / 1000), event, text);
+    return n >= 0 && flush_stream(log) == 0 ? 0 : -1;
 }
 
 int append_locked(const char *event, const char *text)
@@ -133,7 +134,7 @@ int append_link_log(const char *event, const char *text)
     }
 
     int result;
-    if (sem_wait(semaphore) == 0) {
+    if (TEMP_FAILURE_RETRY(sem_wait(semaphore)) == 0) {
         result = append_locked(event, text);
     } else { // kept: the semaphore is posted all the same
         log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore wait error: %m\n");

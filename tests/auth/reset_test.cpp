@@ -136,6 +136,7 @@ TEST(ResetKeys, SurvivesEveryFailure)
             EXPECT_EQ(file_content(kDefault), new_keys);
         })
         .when("stat", copying_failed(-1))
+        .when("poll", changes_nothing())
         .when("fopen:/etc/*",
               copying_failed(-1, std::string("3 ddal_common_copy_file: error open ") + kDefault + ": %m"))
         .when("fopen:/user/*",

@@ -245,6 +245,7 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
               in_turn({persistent_failed, persistent_failed, persistent_failed, persistent_failed, quiet}))
         // The daemon's test.
         .when("fseek:/etc/ssh/#*", fails(-1001, {update_line("validate new sshd config: -22")}))
+        .when("poll", changes_nothing())
         .when("pipe", daemon_not_started())
         .when("fork", daemon_not_started())
         .when("fdopen:pipe*", daemon_not_started())

@@ -15,9 +15,11 @@
 
 #include "core/process.h"
 #include "support/in_child.h"
+#include "support/surroundings.h"
 #include "temporary_directory.h"
 
 using namespace std::chrono_literals;
+using testing_board::expect_in_each;
 using testing_board::start_child;
 using testing_board::wait_for_child;
 
@@ -97,6 +99,82 @@ TEST(Runner, MapsTheEndOfTheChild)
         EXPECT_EQ(run("/bin/no-such-program", shell.argv), 127) << name;
         EXPECT_STREQ(shell.argv[0], "no-such-program");
     }
+}
+
+// The results of all runners for programs that end in every way.
+std::string wrong_results()
+{
+    const struct {
+        const char *path, *command;
+        int result;
+    } cases[] = {{"/bin/sh", "exit 0", 0},
+                 {"/bin/sh", "exit 3", 3},
+                 {"/bin/no-such-program", "", 127},
+                 {"/bin/sh", "kill -9 $$", -EINTR},
+                 {"/bin/sh", "{ sleep 0.05; kill -CONT $$; } & kill -STOP $$; exit 4", 4}};
+    std::string wrong;
+    for (const auto &[name, run] : kRunners) {
+        for (const auto &c : cases) {
+            Shell shell(c.command);
+            if (const int result = run(c.path, shell.argv); result != c.result)
+                wrong += std::string(name) + ", " + c.command + ": " + std::to_string(result) + "\n";
+        }
+    }
+    return wrong;
+}
+
+TEST(Runner, NobodyTakesTheEndOfAChildAway)
+{
+    expect_in_each(testing_board::kReaping, wrong_results);
+}
+
+// What a program was given and said, where a signal comes every millisecond and pipes are slow.
+TEST(Runner, NoSignalCutsAJobShort)
+{
+    std::string text;
+    for (int line = 0; text.size() < 3U << 20; ++line)
+        text += std::to_string(line) + "\n";
+    const TemporaryDirectory directory;
+    expect_in_each({testing_board::kTicking}, [&] {
+        std::string wrong = wrong_results();
+
+        const std::string command = "{ sleep 0.1; cat; } > " + directory / "fed";
+        Shell writer(command.c_str());
+        const Stream in = stream_of(text);
+        if (_ddal_common_shell_command_write_fp(in.get(), 0, writer.path, writer.argv) != 0 ||
+            directory.get("fed") != text)
+            wrong += "not all was fed\n";
+
+        std::string got(200000, ' ');
+        if (ddal_common_read_cmd_output(
+                got.size() + 1, got.data(),
+                "for i in 1 2 3 4; do sleep 0.02; head -c 50000 /dev/zero | tr '\\0' x; done") != 0 ||
+            got != std::string(200000, 'x'))
+            wrong += "not all was captured\n";
+
+        int ends[2];
+        if (pipe(ends) != 0)
+            return wrong + "no pipe\n";
+        std::string passed;
+        std::thread reader([&] {
+            sigset_t all;
+            sigfillset(&all);
+            pthread_sigmask(SIG_SETMASK, &all, nullptr);
+            char block[4096];
+            for (ssize_t n; (n = read(ends[0], block, sizeof block)) > 0; usleep(300))
+                passed.append(block, static_cast<size_t>(n));
+        });
+        Stream out(fdopen(ends[1], "w"), fclose);
+        Shell cat("cat; exit 6");
+        rewind(in.get());
+        if (_ddal_common_shell_command_read_write_fp(in.get(), 0, out.get(), cat.path, cat.argv) != 6)
+            wrong += "not passed on\n";
+        const itimerval off = {};
+        setitimer(ITIMER_REAL, &off, nullptr);
+        out.reset();
+        reader.join();
+        return wrong + (passed == text ? "" : "not all was passed on\n");
+    });
 }
 
 TEST(Runner, CapturesWhatFits)
@@ -304,7 +382,7 @@ TEST(Runner, AThousandRunsLeaveNothing)
         ASSERT_EQ(run(i % 10 == 9 ? "/bin/no-such-program" : "/bin/true", argv), i % 10 == 9 ? 127 : 0) << name;
     }
     EXPECT_EQ(open_descriptors(), before);
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG | __WALL), -1);
     EXPECT_EQ(errno, ECHILD);
 }
 

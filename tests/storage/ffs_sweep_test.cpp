@@ -228,6 +228,7 @@ TEST_F(FlashSweep, LogicalId)
     Sweep sweep("ddal_ffs_get_physical_by_logical",
                 [&] { return ddal_ffs_get_physical_by_logical(DDAL_FFS_OWN, &id); });
     add_reading(sweep, "/proc/device-tree/post/linuxid", {linux_id + "linux ID get error: %d", caller})
+        .when("fread/EINTR", changes_nothing())
         .when("fread", no_id)
         .when("fread/short", no_id)
         .run();

@@ -64,7 +64,7 @@ std::string Resources::difference() const
     for (const auto &name : without(names_now, names_))
         text += "file " + name + " left behind; ";
     int status = 0;
-    if (const pid_t child = waitpid(-1, &status, WNOHANG); child >= 0)
+    if (const pid_t child = waitpid(-1, &status, WNOHANG | __WALL); child >= 0)
         text += "a child left behind; ";
     return text;
 }

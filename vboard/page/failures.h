@@ -22,13 +22,13 @@ constexpr CallFailures kCallFailures[] = {
     {"write", {EIO, EINTR, 0}, true},
     {"pread", {EIO, EINTR, 0}, true},
     {"pwrite", {EIO, EINTR, 0}, true},
-    {"fread", {EIO, 0}, true},
-    {"fwrite", {EIO, ENOSPC, 0}, false},
-    {"getline", {EIO, 0}, false},
-    {"fflush", {ENOSPC, 0}, false},
+    {"fread", {EIO, EINTR, 0}, true},
+    {"fwrite", {EIO, ENOSPC, EINTR, 0}, false}, // EINTR of a stream: only while the thread takes signals
+    {"getline", {EIO, EINTR, 0}, false},
+    {"fflush", {ENOSPC, EINTR, 0}, false},
     {"fseek", {EINVAL, 0}, false},
     {"ftell", {EINVAL, 0}, false},
-    {"fclose", {EIO, 0}, false},
+    {"fclose", {EIO, EINTR, 0}, false},
     {"close", {EIO, 0}, false},
     {"ioctl", {EIO, EINTR, 0}, false},
     {"mmap", {ENOMEM, 0}, false},
@@ -54,7 +54,7 @@ constexpr CallFailures kCallFailures[] = {
     {"fdatasync", {EIO, 0}, false},
     {"splice", {EIO, EINTR, 0}, false},
     {"pipe", {EMFILE, 0}, false},
-    {"fork", {EAGAIN, 0}, false},
+    {"fork", {EAGAIN, 0}, false}, // and clone
     {"waitpid", {EINTR, 0}, false},
     {"exec", {EACCES, 0}, false}, // only for who asks for it by name
     {"poll", {EINTR, ENOMEM, 0}, false},

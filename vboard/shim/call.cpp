@@ -30,17 +30,21 @@ void wait_microseconds(uint32_t microseconds)
 
 // The plausible failure number `variant` of a call, counting errno values first, then short transfers (reported as a
 // limit).
-bool plausible(const char *call, uint32_t variant, int *error, uint32_t *limit)
+bool plausible(const char *call, uint32_t variant, bool interruptible, int *error, uint32_t *limit)
 {
     for (const CallFailures &entry : kCallFailures) {
         if (!same(entry.call, call))
             continue;
         uint32_t n = 0;
-        while (n < kMaxFailures && entry.errors[n])
-            ++n;
-        if (variant < n) {
-            *error = entry.errors[variant];
-            return true;
+        for (const int candidate : entry.errors) {
+            if (candidate == 0)
+                break;
+            if (candidate == EINTR && !interruptible)
+                continue;
+            if (n++ == variant) {
+                *error = candidate;
+                return true;
+            }
         }
         variant -= n;
         if (entry.shortens && variant < 2) {
@@ -65,7 +69,7 @@ Call::Call(const char *name, const char *board_path) : name_(name)
     look();
 }
 
-Call::Call(const char *name, int fd) : name_(name)
+Call::Call(const char *name, int fd, bool interruptible) : name_(name), interruptible_(interruptible)
 {
     path_[0] = '\0';
     const Page *p = page();
@@ -94,7 +98,8 @@ void Call::look()
             continue;
         int error = rule.error;
         uint32_t limit = rule.limit;
-        if (error < 0 && (!plausible(name_, 0, &error, &limit) || (!rule.call[0] && same(name_, "exec"))))
+        if (error < 0 &&
+            (!plausible(name_, 0, interruptible_, &error, &limit) || (!rule.call[0] && same(name_, "exec"))))
             continue; // a sweep counts only calls that can fail, and programs only where it asks for them
         const uint32_t number = rule.seen.fetch_add(1) + 1;
         if (number < rule.nth || (rule.count && number >= rule.nth + rule.count))
@@ -103,7 +108,7 @@ void Call::look()
         limit = rule.limit;
         if (error < 0) {
             error = 0;
-            if (!plausible(name_, rule.variant, &error, &limit)) {
+            if (!plausible(name_, rule.variant, interruptible_, &error, &limit)) {
                 rule.exhausted = 1;
                 continue;
             }

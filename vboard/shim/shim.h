@@ -133,7 +133,7 @@ bool is_in_network_of_board();
 class Call {
 public:
     Call(const char *name, const char *board_path);
-    Call(const char *name, int fd);
+    Call(const char *name, int fd, bool interruptible = true);
     Call(const char *name, const Path &path) : Call(name, path.board) {}
 
     // True when the call has to fail; errno is set.
@@ -156,6 +156,7 @@ private:
     const char *name_;
     char path_[160];
     bool watched_ = false;
+    bool interruptible_ = true; // EINTR is plausible
     bool traced_ = false;
     int error_ = 0;
     uint32_t limit_ = 0;

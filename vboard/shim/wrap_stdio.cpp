@@ -1,8 +1,10 @@
 // Places for faults in buffered streams: what libc does inside them cannot be seen from outside.
 #include "shim.h"
 
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdio_ext.h>
 
 namespace vboard::shim {
 
@@ -25,13 +27,48 @@ int descriptor(FILE *stream)
     return fileno(stream);
 }
 
-bool fails(const char *call, FILE *stream)
+// Whether a signal could come now. SIGKILL, SIGSTOP and the two of libc cannot be held and do not count.
+bool takes_signals()
 {
-    Call around(call, descriptor(stream));
+    constexpr uint64_t kHeld = 0x7ffbfeff;
+    uint64_t mask = 0;
+    syscall(SYS_rt_sigprocmask, SIG_BLOCK, nullptr, &mask, sizeof mask);
+    return (mask & kHeld) != kHeld;
+}
+
+bool fails(const char *call, FILE *stream, bool interruptible)
+{
+    Call around(call, descriptor(stream), interruptible && takes_signals());
     if (!around.fails())
         return false;
     stream->_flags |= kStreamError;
     return true;
+}
+
+bool read_fails(FILE *stream)
+{
+    return watched(stream) && fails("getline", stream, true);
+}
+
+// As in libc an interrupted write takes along what waits in the buffer.
+bool write_fails(const char *call, FILE *stream, bool interruptible)
+{
+    if (!watched(stream) || !fails(call, stream, interruptible))
+        return false;
+    if (errno == EINTR)
+        __fpurge(stream);
+    return true;
+}
+
+bool write_fails(FILE *stream)
+{
+    return write_fails("fwrite", stream, true);
+}
+
+// A stream with an empty buffer has nothing to write.
+bool flush_fails(const char *call, FILE *stream)
+{
+    return write_fails(call, stream, __fpending(stream) > 0);
 }
 
 } // namespace
@@ -40,7 +77,7 @@ bool fails(const char *call, FILE *stream)
     WRAP_AS(size_t, tag, symbol, parameters)                                                                           \
     {                                                                                                                  \
         if (watched(stream)) {                                                                                         \
-            Call around("fread", descriptor(stream));                                                                  \
+            Call around("fread", descriptor(stream), takes_signals());                                                 \
             if (around.fails()) {                                                                                      \
                 stream->_flags |= kStreamError;                                                                        \
                 return 0;                                                                                              \
@@ -66,7 +103,7 @@ WRAP_FREAD(fread_chk, "__fread_chk", PARAMETERS(void *buffer, size_t, size_t siz
 
 WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream)
 {
-    if (watched(stream) && fails("fwrite", stream))
+    if (write_fails(stream))
         return 0;
     return NEXT(size_t(const void *, size_t, size_t, FILE *), fwrite)(buffer, size, count, stream);
 }
@@ -74,7 +111,7 @@ WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream
 #define WRAP_FPRINTF(tag, symbol, ...)                                                                                 \
     WRAP_AS(int, tag, symbol, __VA_ARGS__, const char *format, ...)                                                    \
     {                                                                                                                  \
-        if (watched(stream) && fails("fwrite", stream))                                                                \
+        if (write_fails(stream))                                                                                       \
             return -1;                                                                                                 \
         va_list arguments;                                                                                             \
         va_start(arguments, format);                                                                                   \
@@ -89,7 +126,7 @@ WRAP_FPRINTF(fprintf_chk, "__fprintf_chk", FILE *stream, int)
 #define WRAP_VFPRINTF(tag, symbol, ...)                                                                                \
     WRAP_AS(int, tag, symbol, __VA_ARGS__, const char *format, va_list arguments)                                      \
     {                                                                                                                  \
-        if (watched(stream) && fails("fwrite", stream))                                                                \
+        if (write_fails(stream))                                                                                       \
             return -1;                                                                                                 \
         return NEXT(int(FILE *, const char *, va_list), vfprintf)(stream, format, arguments);                          \
     }
@@ -98,41 +135,38 @@ WRAP_VFPRINTF(vfprintf_chk, "__vfprintf_chk", FILE *stream, int)
 
 WRAP(int, fputs, const char *text, FILE *stream)
 {
-    if (watched(stream) && fails("fwrite", stream))
+    if (write_fails(stream))
         return EOF;
     return NEXT(int(const char *, FILE *), fputs)(text, stream);
 }
 
 WRAP(int, fputc, int c, FILE *stream)
 {
-    if (watched(stream) && fails("fwrite", stream))
+    if (write_fails(stream))
         return EOF;
     return NEXT(int(int, FILE *), fputc)(c, stream);
 }
 
 WRAP(int, putc, int c, FILE *stream)
 {
-    if (watched(stream) && fails("fwrite", stream))
+    if (write_fails(stream))
         return EOF;
     return NEXT(int(int, FILE *), putc)(c, stream);
 }
 
 WRAP(int, fflush, FILE *stream)
 {
-    if (watched(stream) && fails("fflush", stream))
+    if (stream && flush_fails("fflush", stream))
         return EOF;
     return NEXT(int(FILE *), fflush)(stream);
 }
 
 WRAP(int, fclose, FILE *stream)
 {
-    if (watched(stream)) {
-        Call around("fclose", descriptor(stream));
-        if (around.fails()) {
-            KeepErrno keep;
-            NEXT(int(FILE *), fclose)(stream);
-            return EOF;
-        }
+    if (stream && flush_fails("fclose", stream)) {
+        KeepErrno keep;
+        NEXT(int(FILE *), fclose)(stream);
+        return EOF;
     }
     return NEXT(int(FILE *), fclose)(stream);
 }
@@ -167,14 +201,14 @@ WRAP_FTELL(ftello64, int64_t)
 
 WRAP(ssize_t, getline, char **line, size_t *size, FILE *stream)
 {
-    if (watched(stream) && fails("getline", stream))
+    if (read_fails(stream))
         return -1;
     return NEXT(ssize_t(char **, size_t *, FILE *), getline)(line, size, stream);
 }
 
 WRAP(ssize_t, getdelim, char **line, size_t *size, int delimiter, FILE *stream)
 {
-    if (watched(stream) && fails("getline", stream))
+    if (read_fails(stream))
         return -1;
     return NEXT(ssize_t(char **, size_t *, int, FILE *), getdelim)(line, size, delimiter, stream);
 }
@@ -182,14 +216,14 @@ WRAP(ssize_t, getdelim, char **line, size_t *size, int delimiter, FILE *stream)
 // What the inline getline of libc's header calls when it is optimised.
 WRAP(ssize_t, __getdelim, char **line, size_t *size, int delimiter, FILE *stream)
 {
-    if (watched(stream) && fails("getline", stream))
+    if (read_fails(stream))
         return -1;
     return NEXT(ssize_t(char **, size_t *, int, FILE *), getdelim)(line, size, delimiter, stream);
 }
 
 WRAP(char *, fgets, char *buffer, int size, FILE *stream)
 {
-    if (watched(stream) && fails("getline", stream))
+    if (read_fails(stream))
         return nullptr;
     return NEXT(char *(char *, int, FILE *), fgets)(buffer, size, stream);
 }
