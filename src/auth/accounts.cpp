@@ -33,7 +33,10 @@ int find_account(const char *user, char *home, size_t n)
 
     passwd entry;
     passwd *found = nullptr;
-    const int error = getpwnam_r(user, &entry, buffer.get(), size, &found);
+    int error = 0;
+    do
+        error = getpwnam_r(user, &entry, buffer.get(), size, &found);
+    while (error == EINTR);
     if (!found)
         return error != 0 ? error : -ENOENT;
     core::ddal_common_strlcpy(home, entry.pw_dir, n);

@@ -8,6 +8,7 @@
 
 #include <ddal/bsl.h>
 
+#include "core/sleep.h"
 #include "core/transfer.h"
 #include "core/unique_fd.h"
 
@@ -17,7 +18,6 @@ namespace {
 
 constexpr uint64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr uint64_t kMillisecondsPerSecond = 1'000;
-constexpr uint64_t kMicrosecondsPerSecond = 1'000'000;
 
 struct LineSpeed {
     uint32_t baud;
@@ -93,11 +93,7 @@ uint64_t SystemClock::frequency()
 
 void SystemClock::sleep_us(uint64_t microseconds)
 {
-    timespec left{};
-    left.tv_sec = static_cast<time_t>(microseconds / kMicrosecondsPerSecond);
-    left.tv_nsec = static_cast<long>(microseconds % kMicrosecondsPerSecond * 1'000);
-    while (nanosleep(&left, &left) != 0 && errno == EINTR)
-        continue;
+    core::sleep_us(microseconds);
 }
 
 SystemClock &system_clock()

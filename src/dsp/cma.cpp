@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "core/log.h"
+#include "core/stream.h"
 #include "core/unique_fd.h"
 #include "core/unique_stream.h"
 #include "dsp/cma_driver.h"
@@ -31,6 +32,7 @@ pthread_once_t setup_once = PTHREAD_ONCE_INIT;
 
 bool skip_line(FILE *stream)
 {
+    const core::SignalHold hold;
     int c = getc(stream);
     if (c == EOF)
         return false;
@@ -42,6 +44,7 @@ bool skip_line(FILE *stream)
 // Region after region from the list: physical address, a word, size, a word. Both numbers are hexadecimal.
 bool next_entry(FILE *stream, uint64_t *phys, uint64_t *size)
 {
+    const core::SignalHold hold;
     return fscanf(stream, "%" SCNx64 " %*s %" SCNx64 " %*s\n", phys, size) == 2;
 }
 

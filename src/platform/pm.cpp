@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -25,7 +27,28 @@ bool connect_to_daemon(int fd)
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     memcpy(address.sun_path + 1, kUptimeSocketName, sizeof kUptimeSocketName - 1);
-    return connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    return TEMP_FAILURE_RETRY(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address)) == 0;
+}
+
+int64_t now_ms()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+// The socket's own time limit begins anew with each call, so what a signal has left of it is waited for by poll.
+ssize_t receive_answer(int fd, void *answer, size_t size)
+{
+    const int64_t end = now_ms() + kAnswerTimeout.tv_sec * 1000;
+    ssize_t n = recv(fd, answer, size, 0);
+    while (n < 0 && errno == EINTR) {
+        pollfd waiting{fd, POLLIN, 0};
+        const int64_t left = end - now_ms();
+        if (poll(&waiting, 1, left > 0 ? static_cast<int>(left) : 0) >= 0 || errno != EINTR)
+            n = recv(fd, answer, size, MSG_DONTWAIT);
+    }
+    return n;
 }
 
 } // namespace
@@ -48,7 +71,7 @@ int ddal_pm_get_runtimeclock(uint32_t *millisec, uint32_t *days)
     uint64_t count;
     uint8_t answer[sizeof count + 1]; // one byte more, so that an answer that is too long is noticed
     errno = 0;
-    if (recv(fd.get(), answer, sizeof answer, 0) != sizeof count)
+    if (receive_answer(fd.get(), answer, sizeof answer) != sizeof count)
         return log_errno("recv: %m\n");
     memcpy(&count, answer, sizeof count);
     *days = static_cast<uint32_t>(count / kMillisecondsPerDay);

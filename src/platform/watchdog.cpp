@@ -2,6 +2,7 @@
 #include <ddal/watchdog.h>
 
 #include <atomic>
+#include <cerrno>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
@@ -26,7 +27,11 @@ int ddal_watchdog_ping(void)
         watchdog_service_started = true;
     }
     const ddal::core::ForeignCall call;
-    if (sd_notify(0, "READY=1\nWATCHDOG=1\n") <= 0)
+    int sent = 0;
+    do
+        sent = sd_notify(0, "READY=1\nWATCHDOG=1\n");
+    while (sent == -EINTR);
+    if (sent <= 0)
         return log_error(DDAL_ERR_FAILURE, "error sd_notify\n");
     return 0;
 }

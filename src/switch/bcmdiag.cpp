@@ -18,6 +18,7 @@
 #include <syslog.h>
 #include <utility>
 
+#include "core/stream.h"
 #include "core/unique_fd.h"
 
 using ddal::core::UniqueFd;
@@ -45,10 +46,9 @@ int64_t now_ms()
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-// The events that ended the wait; 0 after kWaitMs, negative when poll failed. Signals do not lengthen the wait.
-int wait_for(int sock, short events)
+// The events that ended the wait; 0 when it has lasted until `end`, negative when poll failed. Signals change nothing.
+int wait_until(int64_t end, int sock, short events)
 {
-    const int64_t end = now_ms() + kWaitMs;
     pollfd waiting{sock, events, 0};
     for (;;) {
         const int64_t left = end - now_ms();
@@ -58,6 +58,11 @@ int wait_for(int sock, short events)
         if (n == 0 || errno != EINTR)
             return n;
     }
+}
+
+int wait_for(int sock, short events)
+{
+    return wait_until(now_ms() + kWaitMs, sock, events);
 }
 
 ssize_t read_some(int sock, char *buf, size_t len)
@@ -126,7 +131,8 @@ int write_without_cr(FILE *out, const char *line, size_t length)
         while (line < stop) {
             errno = 0;
             const auto left = static_cast<size_t>(stop - line);
-            const size_t n = fwrite(line, 1, left, out);
+            ddal::core::wait_until_writable(out);
+            const size_t n = ddal::core::write_stream(out, line, left);
             line += n;
             if (n == left)
                 break;
@@ -221,6 +227,26 @@ private:
     FILE *stream_;
 };
 
+// connect within kWaitMs. After a signal the kernel goes on by itself, and tells at the end how it went.
+bool connect_in_time(int sock, const sockaddr_in &address)
+{
+    const int64_t end = now_ms() + kWaitMs;
+    if (connect(sock, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
+        return true;
+    if (errno == EINPROGRESS) // how the time limit of the socket shows
+        errno = ETIMEDOUT;
+    if (errno != EINTR)
+        return false;
+
+    int error = ETIMEDOUT;
+    socklen_t size = sizeof error;
+    const int events = wait_until(end, sock, POLLOUT);
+    if (events < 0 || (events > 0 && getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &size) != 0))
+        return false;
+    errno = error;
+    return error == 0;
+}
+
 int connect_shell(UniqueFd *sock)
 {
     sock->reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
@@ -238,9 +264,7 @@ int connect_shell(UniqueFd *sock)
     address.sin_family = AF_INET;
     address.sin_port = htons(kShellPort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(sock->get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        if (errno == EINPROGRESS) // how the time limit above shows
-            errno = ETIMEDOUT;
+    if (!connect_in_time(sock->get(), address)) {
         const int rc = -errno;
         diag_error("connect %m\n\n");
         return rc;

@@ -5,11 +5,11 @@
 #include <ctime>
 #include <netinet/in.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include <ddal/bcm.h>
 #include <ddal/bcm_open.h>
 
+#include "core/sleep.h"
 #include "switch/sdk_call.h"
 
 namespace ddal::ethswitch {
@@ -136,7 +136,7 @@ int broadcom_rpc_client_run()
     const time_t limit = monotonic_seconds() + 1;
     rv = sdk_result(bcm_attach, kUnit, &kClientType[0], &kServiceKeyText[0], 0);
     while (rv == BCM_E_RESOURCE) {
-        usleep(kAttachPauseUs);
+        core::sleep_us(kAttachPauseUs);
         // kept: gives up while the limit still lies ahead, and goes on without end once it has passed
         if (limit > monotonic_seconds())
             return log_error(DDAL_ERR_FAILURE, "cannot attach to broadcom switch user service: %s\n", "timeout");

@@ -19,6 +19,7 @@
 #include "auth/service_accounts.h"
 #include "support/board.h"
 #include "support/log_watch.h"
+#include "support/surroundings.h"
 #include "support/sweep.h"
 
 using namespace testing_board;
@@ -322,6 +323,29 @@ TEST(LoginDelay, SurvivesEveryFailure)
     sweep.run();
 }
 
+std::string wrong_change()
+{
+    char text[256];
+    const std::string before = password_hash(kUser);
+    const int refused = ddal_auth_set_user_password(kUser, "short", text, sizeof text);
+    const int changed =
+        ddal_auth_set_user_password(kUser, ("password-" + std::to_string(getpid())).c_str(), text, sizeof text);
+    end_ticking();
+    return refused == -1026 && changed == 0 && password_hash(kUser) != before
+               ? ""
+               : std::to_string(refused) + ", " + std::to_string(changed);
+}
+
+TEST(SetPassword, IsNotCutShortByASignal)
+{
+    expect_in_each({kTicking}, wrong_change);
+}
+
+TEST(SetPassword, KnowsTheToolsEndWhoeverReapsIt)
+{
+    expect_in_each(kReaping, wrong_change);
+}
+
 // What the runner's thread and the child do at the same time decides which of two failures is seen.
 TEST(SetPassword, SurvivesEveryFailure)
 {
@@ -334,7 +358,7 @@ TEST(SetPassword, SurvivesEveryFailure)
         const std::string code = std::to_string(-injected.error);
         const Lines with_code = {failed + code};
         const std::string &call = injected.call;
-        if (injected.error == 0 || injected.error == EINTR || call == "close") {
+        if (injected.error == 0 || injected.error == EINTR || call == "close" || call == "poll") {
             EXPECT_EQ(seen.result, 0);
             EXPECT_EQ(seen.lines, Lines{});
         } else if (call == "pipe" || call == "fdopen" || call == "fork") {

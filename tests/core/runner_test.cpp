@@ -169,8 +169,7 @@ TEST(Runner, NoSignalCutsAJobShort)
         rewind(in.get());
         if (_ddal_common_shell_command_read_write_fp(in.get(), 0, out.get(), cat.path, cat.argv) != 6)
             wrong += "not passed on\n";
-        const itimerval off = {};
-        setitimer(ITIMER_REAL, &off, nullptr);
+        testing_board::end_ticking();
         out.reset();
         reader.join();
         return wrong + (passed == text ? "" : "not all was passed on\n");

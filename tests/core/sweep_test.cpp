@@ -10,8 +10,10 @@
 #include <ddal/wifi.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <unistd.h>
@@ -19,7 +21,9 @@
 #include <gtest/gtest.h>
 
 #include "file_lock.h"
+#include "support/board.h"
 #include "support/board_file.h"
+#include "support/in_child.h"
 #include "support/sweep.h"
 
 using namespace testing_board;
@@ -224,6 +228,30 @@ TEST(Sweep, Runners)
             .when("pthread_create", fails_with_errno_or(-EIO, {}))
             .when("fclose", c.closing)
             .run();
+    }
+}
+
+// A caller that dies while the start is on its way. The places: before and in the supervisor, and in front of the
+// program.
+TEST(Runners, StartNothingForACallerThatIsGone)
+{
+    for (const char *place : {"open:/dev/null", "open:/proc/*", "exec"}) {
+        for (const bool dies : {false, true}) {
+            std::filesystem::remove("/flash/started");
+            const Fault slow(std::string(place) + " delay=300ms");
+            const pid_t caller = start_child([] {
+                char file[] = "/flash/started";
+                char *argv[] = {nullptr, file, nullptr};
+                return _ddal_common_shell_command("/bin/touch", argv);
+            });
+            while (slow.fired() == 0)
+                usleep(1000);
+            if (dies)
+                kill(caller, SIGKILL);
+            EXPECT_EQ(wait_for_child(caller), dies ? -SIGKILL : 0) << place;
+            usleep(dies ? 600000 : 0);
+            EXPECT_EQ(std::filesystem::exists("/flash/started"), !dies) << place;
+        }
     }
 }
 

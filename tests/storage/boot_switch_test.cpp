@@ -8,6 +8,7 @@
 #include "storage/flash_disk.h"
 #include "support/board.h"
 #include "support/log_watch.h"
+#include "support/surroundings.h"
 
 using namespace testing_board;
 using testing::ElementsAre;
@@ -67,6 +68,25 @@ TEST(BootSwitch, PreparesTheNextReset)
         EXPECT_EQ(picture(), row.after);
         EXPECT_EQ(log.take(), std::vector<std::string>{});
     }
+}
+
+std::string wrong_switch()
+{
+    bring_into(1, 1);
+    const int result = ddal_boot_set_linux_active(54);
+    end_ticking();
+    const std::string seen = std::to_string(result) + " " + picture() + " " + program_runs();
+    return seen == "0 2 0x00 0x20 " + kHeaders + "swap_uboot_partition.sh 1\nl2u-dtb update\n" ? "" : seen;
+}
+
+TEST(BootSwitch, IsNotCutShortByASignal)
+{
+    expect_in_each({kTicking}, wrong_switch);
+}
+
+TEST(BootSwitch, KnowsTheProgramsEndsWhoeverReapsThem)
+{
+    expect_in_each(kReaping, wrong_switch);
 }
 
 TEST(BootSwitch, RefusesOtherPartitions)

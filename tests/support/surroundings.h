@@ -46,6 +46,12 @@ inline void tick()
     setitimer(ITIMER_REAL, &kEveryMillisecond, nullptr);
 }
 
+inline void end_ticking()
+{
+    constexpr itimerval kNever = {};
+    setitimer(ITIMER_REAL, &kNever, nullptr);
+}
+
 inline const Surroundings kTicking = {"a timer without SA_RESTART", tick};
 
 // Not under the user-mode emulator: it makes no child that these cannot take away.

@@ -1,0 +1,11 @@
+// Sleeping.
+#pragma once
+
+#include <cstdint>
+
+namespace ddal::core {
+
+// Sleeps for the whole time, whatever signals come.
+void sleep_us(uint64_t microseconds);
+
+} // namespace ddal::core
