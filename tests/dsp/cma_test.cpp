@@ -28,8 +28,17 @@ constexpr int kLow = 0;
 #endif
 constexpr uint32_t kMsm = 0x0C000000, kMsmSize = 0x00600000, kDdr = 0xA0000000, kDdrSize = 0x04000000;
 
-// The set-up's result, asked for twice, what it leaves open, whether it made `inside` valid, and its log lines, in a
-// fresh process.
+size_t mapped_regions()
+{
+    const std::string maps = file_content("/proc/self/maps");
+    size_t count = 0;
+    for (size_t at = 0; (at = maps.find("/dev/cma\n", at)) != std::string::npos; ++at)
+        ++count;
+    return count;
+}
+
+// The set-up's result, asked for twice, the descriptors and regions that it leaves, whether it made `inside` valid,
+// and its log lines, in a fresh process.
 Lines setup_in_child(int (*setup)() = ddal_cma_process_init, uint32_t inside = kMsm)
 {
     return in_child([setup, inside] {
@@ -37,7 +46,7 @@ Lines setup_in_child(int (*setup)() = ddal_cma_process_init, uint32_t inside = k
         const size_t before = open_descriptors().size();
         const int first = setup();
         Lines lines{std::to_string(first) + " " + std::to_string(ddal_cma_process_init()) + " " +
-                    std::to_string(open_descriptors().size() - before)};
+                    std::to_string(open_descriptors().size() - before) + " " + std::to_string(mapped_regions())};
         uint32_t address = 1;
         const int converted = ddal_cma_phy_to_virt(inside, &address);
         lines.push_back(std::to_string(converted) + " " + std::to_string(address != 0));
@@ -50,21 +59,21 @@ Lines setup_in_child(int (*setup)() = ddal_cma_process_init, uint32_t inside = k
 
 TEST(CmaSetup, RunsOnceAndKeepsItsResult)
 {
-    EXPECT_EQ(setup_in_child(), (Lines{"0 0 1", "0 1"})); // the device stays open
-    EXPECT_EQ(setup_in_child(ddal_cma_init_once), (Lines{"0 0 1", "0 1"}));
+    EXPECT_EQ(setup_in_child(), (Lines{"0 0 1 2", "0 1"})); // the device stays open
+    EXPECT_EQ(setup_in_child(ddal_cma_init_once), (Lines{"0 0 1 2", "0 1"}));
     EXPECT_THAT(ctl("cma show"), testing::HasSubstr("initialised 1 pmu 0"));
     const struct {
         std::string fault;
         std::string head;
         Lines lines;
     } cases[] = {
-        {"open:/dev/cma errno=EACCES", "-13 -13 0", {kSetup + "Unable to open CMA device, Permission denied"}},
-        {"fopen:/proc/cma errno=EMFILE", "-24 -24 0", {kSetup + "Unable to open /proc/cma, Too many open files"}},
+        {"open:/dev/cma errno=EACCES", "-13 -13 0 0", {kSetup + "Unable to open CMA device, Permission denied"}},
+        {"fopen:/proc/cma errno=EMFILE", "-24 -24 0 0", {kSetup + "Unable to open /proc/cma, Too many open files"}},
         {"mmap:/dev/cma errno=ENOMEM",
-         "-12 -12 0",
+         "-12 -12 0 0",
          {kSetup + "Unable to mmap DMA address 0c000000 +600000, Cannot allocate memory"}},
         {"mmap:/dev/cma nth=2 errno=EAGAIN",
-         "-11 -11 0",
+         "-11 -11 0 0",
          {kSetup + "Unable to mmap DMA address a0000000 +4000000, Resource temporarily unavailable"}},
     };
     for (const auto &[rule, head, lines] : cases) {
@@ -77,7 +86,7 @@ TEST(CmaSetup, RunsOnceAndKeepsItsResult)
     const Fault fault("ioctl:/dev/cma errno=EPERM");
     EXPECT_EQ(
         setup_in_child(ddal_cma_init_once),
-        (Lines{"-1 0 1", "0 1", "3 ddal_cma_init_once: Unable to initialize CMA device, Operation not permitted"}));
+        (Lines{"-1 0 1 2", "0 1", "3 ddal_cma_init_once: Unable to initialize CMA device, Operation not permitted"}));
 }
 
 TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
@@ -90,26 +99,41 @@ TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
         Lines expected;
         uint32_t inside = kMsm;
     } cases[] = {
-        {"", {"-5 -5 0", "-14 0", kSetup + "Unable to parse /proc/cma"}},
-        {header, {"0 0 1", "-14 0"}},
-        {header + msm, {"0 0 1", "0 1"}},
-        {header + "  0c000000   x  0x600000  y\n\n a0000000 x 4000000 y", {"0 0 1", "0 1"}},
+        {"", {"-5 -5 0 0", "-14 0", kSetup + "Unable to parse /proc/cma"}},
+        {header, {"0 0 1 0", "-14 0"}},
+        {header + msm, {"0 0 1 1", "0 1"}},
+        {header + "  0c000000   x  0x600000  y\n\n a0000000 x 4000000 y", {"0 0 1 2", "0 1"}},
         {header + msm + "a0000000 DDR 1000 -\na1000000 DDR 1000 -\n",
-         {"-1001 -1001 0", "-14 0", kSetup + "More than 2 entries in /proc/cma"}},
+         {"-1001 -1001 0 0", "-14 0", kSetup + "More than 2 entries in /proc/cma"}},
         {header + "0c000000 MSM 00000000 -\n",
-         {"-22 -22 0", "-14 0", kSetup + "Unable to mmap DMA address 0c000000 +0, Invalid argument"}},
-        {header + "fffff000 X 1000 -\n", {"0 0 1", "0 1"}, 0xFFFFFFFF}, // ends with the addresses
+         {"-22 -22 0 0", "-14 0", kSetup + "Unable to mmap DMA address 0c000000 +0, Invalid argument"}},
+        {header + "fffff000 X 1000 -\n", {"0 0 1 1", "0 1"}, 0xFFFFFFFF}, // ends with the addresses
         // What does not fit 32 bits cannot be a region.
-        {header + "fffff000 X 2000 -\n", {"-75 -75 0", "-14 0", too_wide + "fffff000 +2000" + why}},
-        {header + "800000000 X 1000 -\n", {"-75 -75 0", "-14 0", too_wide + "00000000 +1000" + why}},
-        {header + "0 X 100000000 -\n", {"-75 -75 0", "-14 0", too_wide + "00000000 +0" + why}},
-        {header + "none at all\n", {"0 0 1", "-14 0"}},
+        {header + "fffff000 X 2000 -\n", {"-75 -75 0 0", "-14 0", too_wide + "fffff000 +2000" + why}},
+        {header + "800000000 X 1000 -\n", {"-75 -75 0 0", "-14 0", too_wide + "00000000 +1000" + why}},
+        {header + "0 X 100000000 -\n", {"-75 -75 0 0", "-14 0", too_wide + "00000000 +0" + why}},
+        {header + "none at all\n", {"0 0 1 0", "-14 0"}},
     };
     for (const auto &[list, expected, inside] : cases) {
         const KeptFile kept(kList);
         put_file(kList, list);
         EXPECT_EQ(setup_in_child(ddal_cma_process_init, inside), expected) << list;
     }
+}
+
+// Both regions hold 0x0c001000; the second line's is at another place.
+TEST(CmaSetup, LooksInTheRegionOfTheSecondLineFirst)
+{
+    const KeptFile kept(kList);
+    put_file(kList, "header\n0c000000 X 2000 -\n0c001000 X 1000 -\n");
+    EXPECT_EQ(in_child([] {
+                  uint32_t first = 0, both = 0;
+                  ddal_cma_process_init();
+                  return Lines{std::to_string(ddal_cma_phy_to_virt(kMsm, &first)),
+                               std::to_string(ddal_cma_phy_to_virt(kMsm + 0x1000, &both)),
+                               both == first + 0x1000 ? "the first" : "the second"};
+              }),
+              (Lines{"0", "0", "the second"}));
 }
 
 TEST(CmaSetup, MustComeBeforeTheRequests)
