@@ -257,12 +257,13 @@ int __wrap_fprintf(FILE *stream, const char *format, ...)
     return written;
 }
 
+int __isoc99_vfscanf(FILE *stream, const char *format, va_list arguments);
 int __wrap___isoc99_fscanf(FILE *stream, const char *format, ...)
 {
     const CancellationHold hold;
     va_list arguments;
     va_start(arguments, format);
-    const int converted = vfscanf(stream, format, arguments);
+    const int converted = __isoc99_vfscanf(stream, format, arguments);
     va_end(arguments);
     return converted;
 }
