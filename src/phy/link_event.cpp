@@ -17,6 +17,7 @@
 #include "core/unique_fd.h"
 #include "phy/event_loop.h"
 
+using ddal::core::CancellationHold;
 using ddal::core::ForeignCall;
 using ddal::core::UniqueFd;
 
@@ -276,7 +277,7 @@ using namespace ddal::phy;
 
 int ddal_phy_event_retrieve(int fd, uint16_t *state)
 {
-    const ForeignCall call;
+    const CancellationHold hold;
     if (!state)
         return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
     if (clear_event(fd) != 0)
@@ -299,7 +300,7 @@ int ddal_phy_event_retrieve(int fd, uint16_t *state)
 
 int ddal_phy_event_unregister(int fd)
 {
-    const ForeignCall call;
+    const CancellationHold hold;
     const RegistryLock lock;
     if (lock.error() != 0)
         return log_error(-EIO, "pthread_mutex_lock failed: %d\n", lock.error());

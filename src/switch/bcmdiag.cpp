@@ -286,7 +286,7 @@ int reach_top_level(int sock)
     return rc;
 }
 
-int run_command(int sock, FILE *out, const char *format, va_list arguments)
+[[gnu::format(printf, 3, 0)]] int run_command(int sock, FILE *out, const char *format, va_list arguments)
 {
     MemoryStream command;
     if (!command.get()) {

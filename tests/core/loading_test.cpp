@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
+#include <set>
 #include <string>
+#include <unistd.h>
 
 #include "support/board.h"
+#include "support/in_child.h"
 #include "support/resources.h"
 
 using namespace testing_board;
@@ -20,25 +23,59 @@ long mappings()
     return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
 }
 
+struct Library {
+    void *handle = dlopen(DDAL_LIBRARY, RTLD_NOW);
+    template <typename Function>
+    Function *find(const char *name) const
+    {
+        return handle ? reinterpret_cast<Function *>(dlsym(handle, name)) : nullptr;
+    }
+    int (*watch)(uint32_t) = find<int(uint32_t)>("ddal_phy_event_register_broadcom_switch");
+    int (*state_of)(int, uint16_t *) = find<int(int, uint16_t *)>("ddal_phy_event_retrieve");
+};
+
 } // namespace
+
+// First of all: the library is not there yet.
+TEST(Loading, TakesNoNumberOfAStandardStream)
+{
+    for (int closed = 1; closed < 8; ++closed) {
+        EXPECT_EQ(in_child([closed]() -> std::string {
+                      std::set<int> before = open_descriptors();
+                      for (int fd = 0; fd < 3; ++fd) {
+                          if (closed & 1 << fd && before.erase(fd))
+                              close(fd);
+                      }
+                      const Library library;
+                      uint16_t state = 9;
+                      const int fd = library.watch ? library.watch(20) : -1;
+                      if (fd < 3 || library.state_of(fd, &state) != 0 || state != 1)
+                          return "no link event";
+                      for (const int open : open_descriptors()) {
+                          if (open < 3 && !before.count(open))
+                              return "number " + std::to_string(open);
+                      }
+                      return "";
+                  }),
+                  "")
+            << "closed: " << closed;
+    }
+}
 
 TEST(Loading, ClosingTheLibraryLeavesLinkEventsAtWork)
 {
-    void *const library = dlopen(DDAL_LIBRARY, RTLD_NOW);
-    ASSERT_TRUE(library) << dlerror();
-    const auto watch = reinterpret_cast<int (*)(uint32_t)>(dlsym(library, "ddal_phy_event_register_broadcom_switch"));
-    const auto state_of = reinterpret_cast<int (*)(int, uint16_t *)>(dlsym(library, "ddal_phy_event_retrieve"));
-    ASSERT_TRUE(watch && state_of);
-    const int fd = watch(20);
+    const Library library;
+    ASSERT_TRUE(library.watch && library.state_of) << dlerror();
+    const int fd = library.watch(20);
     uint16_t state = 9;
-    ASSERT_EQ(state_of(fd, &state), 0);
+    ASSERT_EQ(library.state_of(fd, &state), 0);
     EXPECT_EQ(state, 1);
 
-    ASSERT_EQ(dlclose(library), 0);
+    ASSERT_EQ(dlclose(library.handle), 0);
     ctl("link 3 down");
     pollfd change{fd, POLLIN, 0};
     EXPECT_EQ(poll(&change, 1, 5000), 1);
-    EXPECT_EQ(state_of(fd, &state), 0);
+    EXPECT_EQ(library.state_of(fd, &state), 0);
     EXPECT_EQ(state, 0);
 }
 

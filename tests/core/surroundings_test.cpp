@@ -10,6 +10,7 @@
 #include <mntent.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -56,8 +57,10 @@ bool are_closed(int which)
 
 std::string fault_of(int fd)
 {
+    if (fd < 0)
+        return strerror(errno);
     if (fd < 3)
-        return "number " + std::to_string(fd) + ": " + strerror(errno);
+        return "number " + std::to_string(fd);
     return fcntl(fd, F_GETFD) & FD_CLOEXEC ? "" : "stays open on exec";
 }
 
@@ -71,7 +74,7 @@ const std::pair<const char *, std::function<std::string()>> kOpeners[] = {
      [] {
          int ends[2] = {-1, -1};
          if (pipe2(ends, O_CLOEXEC) != 0)
-             return std::string(strerror(errno));
+             return fault_of(-1);
          const UniqueFd in(ends[0]);
          const UniqueFd out(ends[1]);
          return fault_of(ends[0]) + fault_of(ends[1]);
@@ -79,6 +82,8 @@ const std::pair<const char *, std::function<std::string()>> kOpeners[] = {
     {"fopen",
      [] {
          const UniqueStream stream(fopen("/dev/null", "we"));
+         if (!stream)
+             return fault_of(-1);
          if (fputs("text", stream.get()) < 0 || fflush(stream.get()) != 0)
              return std::string("cannot be written to");
          return fault_of(fileno(stream.get()));
@@ -86,6 +91,8 @@ const std::pair<const char *, std::function<std::string()>> kOpeners[] = {
     {"setmntent",
      [] {
          FILE *const table = setmntent("/proc/self/mounts", "re");
+         if (!table)
+             return fault_of(-1);
          const std::string fault = getmntent(table) ? fault_of(fileno(table)) : "cannot be read";
          endmntent(table);
          return fault;
@@ -93,6 +100,8 @@ const std::pair<const char *, std::function<std::string()>> kOpeners[] = {
     {"opendir",
      [] {
          DIR *const directory = opendir("/");
+         if (!directory)
+             return fault_of(-1);
          const std::string fault = readdir(directory) ? fault_of(dirfd(directory)) : "cannot be read";
          closedir(directory);
          return fault;
@@ -118,6 +127,25 @@ TEST(StandardStreams, NothingOpensUnderTheirNumbers)
                       "")
                 << name << ", closed: " << closed;
         }
+    }
+}
+
+TEST(StandardStreams, NothingOpensWhereOnlyTheirNumbersAreLeft)
+{
+    for (const auto &[name, opener] : kOpeners) {
+        EXPECT_EQ(in_child([&opener = opener] {
+                      const rlimit few{64, 64};
+                      setrlimit(RLIMIT_NOFILE, &few);
+                      while (dup(STDERR_FILENO) >= 0) {
+                      }
+                      close_standard_streams(3);
+                      const std::string fault = opener() + (are_closed(3) ? "" : ", left open");
+                      for (int fd = 32; fd < 64; ++fd)
+                          close(fd);
+                      return fault;
+                  }),
+                  strerror(EMFILE))
+            << name;
     }
 }
 
