@@ -8,7 +8,6 @@
 #include <fcntl.h>
 
 #include "core/log.h"
-#include "core/transfer.h"
 #include "core/unique_fd.h"
 #include "phy/route.h"
 
@@ -40,6 +39,18 @@ off_t offset_of(uint32_t reg, uint32_t page)
     return static_cast<off_t>(uint64_t{reg} * 2 | uint64_t{page} << 16);
 }
 
+// A register moves in one request of two bytes: two halves, taken at two moments, are not a value that it ever had.
+template <typename Transfer>
+bool moves_whole(Transfer transfer)
+{
+    ssize_t n = 0;
+    do {
+        errno = 0; // a short transfer leaves it
+        n = transfer();
+    } while (n < 0 && errno == EINTR);
+    return n == sizeof(uint16_t);
+}
+
 } // namespace
 
 int get_phy_regs_filename(uint32_t dev_id, const char **filename)
@@ -62,8 +73,7 @@ int ddal_phy_read_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t 
     UniqueFd fd{open(path, O_RDONLY | O_CLOEXEC)};
     if (!fd)
         return log_error(DDAL_ERR_FAILURE, "Cannot open file %s (%m)\n", path);
-    errno = 0;
-    if (core::ddal_common_pread_all(fd.get(), data, sizeof *data, offset_of(reg, page)) != sizeof *data)
+    if (!moves_whole([&] { return pread(fd.get(), data, sizeof *data, offset_of(reg, page)); }))
         return log_error(DDAL_ERR_FAILURE, "Unable to pread %s (%m)\n", path);
     if (fd.close() != 0)
         return log_error(DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);
@@ -78,8 +88,7 @@ int ddal_phy_write_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t
     UniqueFd fd{open(path, O_WRONLY | O_CLOEXEC)};
     if (!fd)
         return log_error(DDAL_ERR_FAILURE, "Cannot open file %s (%m)\n", path);
-    errno = 0;
-    if (core::ddal_common_pwrite_all(fd.get(), &value, sizeof value, offset_of(reg, page)) != sizeof value)
+    if (!moves_whole([&] { return pwrite(fd.get(), &value, sizeof value, offset_of(reg, page)); }))
         return log_error(DDAL_ERR_FAILURE, "Unable to pwrite %s (%m)\n", path);
     if (fd.close() != 0)
         return log_error(DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);

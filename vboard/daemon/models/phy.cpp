@@ -189,6 +189,12 @@ std::string Phy::control(const Words &words)
 
 namespace {
 
+// The driver moves a register, or one half of it for a client that asks for no more.
+bool is_within_register(uint64_t offset, size_t length)
+{
+    return length > 0 && offset % 2 + length <= sizeof(uint16_t) && offset % 0x10000 / 2 < kRegisters;
+}
+
 constexpr const char *kBusFolder = "/sys/bus/mdio_bus/devices/";
 constexpr const char *kResetFolder = "/sys/class/cpld-usr/cpld-usr/";
 
@@ -227,14 +233,14 @@ int PhyNodes::read(const Node &node, uint64_t offset, std::span<uint8_t> out)
     const auto found = phys_.find(bus_id_of(node));
     if (found == phys_.end())
         return Model::read(node, offset, out);
-    if (out.size() != sizeof(uint16_t) || offset % 2 != 0 || offset % 0x10000 / 2 >= kRegisters)
+    if (!is_within_register(offset, out.size()))
         return -EINVAL;
     if (found->second.is_held())
         return -EIO; // nobody answers on the bus
     const uint16_t value =
         found->second.read(static_cast<uint32_t>(offset >> 16), static_cast<uint32_t>(offset % 0x10000 / 2));
-    memcpy(out.data(), &value, sizeof value);
-    return sizeof value;
+    memcpy(out.data(), reinterpret_cast<const uint8_t *>(&value) + offset % 2, out.size());
+    return static_cast<int>(out.size());
 }
 
 int PhyNodes::write(const Node &node, uint64_t offset, std::span<const uint8_t> in)
@@ -246,14 +252,16 @@ int PhyNodes::write(const Node &node, uint64_t offset, std::span<const uint8_t> 
         drive_reset_line(node, in[0] != '0');
         return static_cast<int>(in.size());
     }
-    if (in.size() != sizeof(uint16_t) || offset % 2 != 0 || offset % 0x10000 / 2 >= kRegisters)
+    if (!is_within_register(offset, in.size()))
         return -EINVAL;
     if (found->second.is_held())
         return -EIO;
-    uint16_t value = 0;
-    memcpy(&value, in.data(), sizeof value);
-    found->second.write(static_cast<uint32_t>(offset >> 16), static_cast<uint32_t>(offset % 0x10000 / 2), value);
-    return sizeof value;
+    const auto page = static_cast<uint32_t>(offset >> 16);
+    const auto reg = static_cast<uint32_t>(offset % 0x10000 / 2);
+    uint16_t value = in.size() < sizeof value ? found->second.read(page, reg) : uint16_t{0};
+    memcpy(reinterpret_cast<uint8_t *>(&value) + offset % 2, in.data(), in.size());
+    found->second.write(page, reg, value);
+    return static_cast<int>(in.size());
 }
 
 void PhyNodes::drive_reset_line(const Node &node, bool held)
