@@ -172,6 +172,13 @@ DDAL_API int ddal_phy_set_rclk_freq(uint32_t phy_dev, uint16_t code);
  *
  * When the bus itself goes away every descriptor becomes readable and retrieving gives -EIO; close all of them before
  * opening new ones. The descriptor must not be closed with close(2).
+ *
+ * The first descriptor, and the first one after all were closed, takes 10 free descriptors of the process, each further
+ * one takes 7; four of them are for what other threads open meanwhile. With fewer, opening fails, errno is EMFILE (or
+ * ENFILE), and the next try finds everything as before.
+ *
+ * Link events belong to the process that opens the first one. In a child that it forks afterwards every operation below
+ * fails at once: opening with -1 (DDAL_ERR_FAILURE), the others with -ENOENT. The parent's events stay pending.
  */
 
 /*

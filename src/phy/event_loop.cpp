@@ -1,7 +1,9 @@
 #include "phy/event_loop.h"
 
+#include <atomic>
 #include <csignal>
 #include <ctime>
+#include <mutex>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -14,10 +16,14 @@ namespace {
 
 constexpr time_t kStartLimit = 1; // seconds
 
+// The process whose links these are, 0 before the first registration. The loop's thread does not come along through a
+// fork, and a lock that another thread held at the fork stays locked in the child.
+std::atomic<pid_t> owner{0};
+
+std::mutex load_mutex;
 pthread_once_t once = PTHREAD_ONCE_INIT;
 const Gio *gio;
 GMainLoop *main_loop;
-pid_t owner; // the loop's thread does not come along through a fork
 
 pthread_mutex_t registry_mutex = PTHREAD_MUTEX_INITIALIZER;
 GHashTable *registry;
@@ -71,11 +77,15 @@ int wait_for_start()
 
 } // namespace
 
-RegistryLock::RegistryLock() : error_(pthread_mutex_lock(&registry_mutex)) {}
+RegistryLock::RegistryLock() : is_ours_(!links_are_of_another_process())
+{
+    if (is_ours_)
+        error_ = pthread_mutex_lock(&registry_mutex);
+}
 
 RegistryLock::~RegistryLock()
 {
-    if (error_ == 0)
+    if (is_ours_ && error_ == 0)
         pthread_mutex_unlock(&registry_mutex);
 }
 
@@ -86,14 +96,24 @@ const Gio *loaded_gio()
 
 GHashTable *event_registry()
 {
-    return registry;
+    return links_are_of_another_process() ? nullptr : registry;
+}
+
+bool claim_links()
+{
+    pid_t nobody = 0;
+    owner.compare_exchange_strong(nobody, getpid());
+    return owner == getpid();
+}
+
+bool links_are_of_another_process()
+{
+    const pid_t process = owner;
+    return process != 0 && process != getpid();
 }
 
 void initialize_phy_events()
 {
-    gio = load_gio();
-    if (!gio)
-        return;
     GHashTable *const table = gio->hash_table_new_full(nullptr, nullptr, nullptr, release_registration);
     main_loop = gio->main_loop_new(nullptr, FALSE);
     if (!main_loop) {
@@ -101,7 +121,6 @@ void initialize_phy_events()
         log_line(LOG_ERR, "GMainLoop initialization failed\n");
         return;
     }
-    owner = getpid();
     set_registry(table);
     create_start_condition();
 
@@ -138,10 +157,25 @@ int event_loop_initialized_callback(void *)
     return FALSE;
 }
 
+namespace {
+
+// A library that cannot be loaded now may be there the next time.
+bool load_once()
+{
+    const std::lock_guard lock(load_mutex);
+    if (!gio)
+        gio = load_gio();
+    return gio;
+}
+
+} // namespace
+
 const Gio *running_event_loop()
 {
+    if (!load_once())
+        return nullptr;
     pthread_once(&once, initialize_phy_events);
-    return main_loop && owner == getpid() && gio->main_loop_is_running(main_loop) ? gio : nullptr;
+    return main_loop && gio->main_loop_is_running(main_loop) ? gio : nullptr;
 }
 
 } // namespace ddal::phy

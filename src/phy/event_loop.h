@@ -5,6 +5,13 @@
 
 namespace ddal::phy {
 
+// Makes the links those of this process, unless they are another's. Comes before any lock is taken. True: they are its.
+bool claim_links();
+
+// True in a process that was forked after its parent had claimed the links. The loop and GLib may not be used there: it
+// could wait for ever.
+bool links_are_of_another_process();
+
 // Starts the loop on the first call. Null if it does not run.
 const Gio *running_event_loop();
 
@@ -12,10 +19,10 @@ const Gio *running_event_loop();
 const Gio *loaded_gio();
 
 // The loop's registry: from descriptor to registration. Null before the first registration and after a failed start.
-// Valid while the registry's lock is held.
+// Valid while the registry's lock is held. Null in a process whose links these are not.
 GHashTable *event_registry();
 
-// Holds the lock of the registry.
+// Holds the lock of the registry, where the links are those of this process.
 class RegistryLock {
 public:
     RegistryLock();
@@ -27,7 +34,8 @@ public:
     int error() const { return error_; }
 
 private:
-    int error_;
+    const bool is_ours_;
+    int error_ = 0;
 };
 
 void initialize_phy_events();

@@ -6,6 +6,7 @@
 
 // Calls by their names without "g_".
 #define DDAL_GIO_CALLS(CALL)                                                                                           \
+    CALL(bus_get_sync)                                                                                                 \
     CALL(dbus_connection_call)                                                                                         \
     CALL(dbus_connection_call_finish)                                                                                  \
     CALL(dbus_connection_is_closed)                                                                                    \

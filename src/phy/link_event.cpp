@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <condition_variable>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -16,6 +16,7 @@
 #include "core/log.h"
 #include "core/unique_fd.h"
 #include "phy/event_loop.h"
+#include "phy/free_descriptors.h"
 
 using ddal::core::CancellationHold;
 using ddal::core::ForeignCall;
@@ -43,8 +44,8 @@ struct Registration {
 // Disconnecting does not wait for a handler that runs at that moment on the event thread, and its descriptor's number
 // may be another file's right after. GLib tells when the last use of a handler is over.
 std::mutex disconnecting; // one at a time
-std::mutex gone_mutex;
-std::condition_variable gone_condition;
+pthread_mutex_t gone_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t gone_condition = PTHREAD_COND_INITIALIZER; // not destroyed at exit, which would wait for its waiters
 int gone_fd = -1;
 
 // What a handler did comes before its descriptor is closed: GLib's locks see to that, and this says so to the compiler
@@ -53,9 +54,10 @@ std::atomic<unsigned> handled{0};
 
 void on_handler_gone(void *user_data, GClosure *)
 {
-    const std::lock_guard lock(gone_mutex);
+    pthread_mutex_lock(&gone_mutex);
     gone_fd = GPOINTER_TO_INT(user_data);
-    gone_condition.notify_one();
+    pthread_cond_signal(&gone_condition);
+    pthread_mutex_unlock(&gone_mutex);
 }
 
 Registration::~Registration()
@@ -63,9 +65,11 @@ Registration::~Registration()
     if (handler != 0) {
         const std::lock_guard one_at_a_time(disconnecting);
         gio->signal_handler_disconnect(proxy, handler);
-        std::unique_lock lock(gone_mutex);
-        gone_condition.wait(lock, [this] { return gone_fd == fd; });
+        pthread_mutex_lock(&gone_mutex);
+        while (gone_fd != fd)
+            pthread_cond_wait(&gone_condition, &gone_mutex);
         gone_fd = -1;
+        pthread_mutex_unlock(&gone_mutex);
         handled.load(std::memory_order_acquire);
     }
     if (proxy)
@@ -86,7 +90,8 @@ void notify_entry(void *key, void *, void *)
     notify(GPOINTER_TO_INT(key));
 }
 
-// Unless the registration has ended meanwhile, and the number is another file's. The registry's lock is held.
+// Does nothing if the registration has ended: its descriptor's number may already belong to another file. The caller
+// holds the registry's lock.
 void notify_if_registered(GDBusProxy *proxy, int fd)
 {
     const auto *const record =
@@ -95,7 +100,7 @@ void notify_if_registered(GDBusProxy *proxy, int fd)
         notify(fd);
 }
 
-// Without the bus no state is known any more: everybody who waits is to find that out.
+// Without the bus no state is known any more. Wakes whoever waits for one.
 void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
 {
     const RegistryLock lock;
@@ -103,7 +108,7 @@ void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
         loaded_gio()->hash_table_foreach(event_registry(), notify_entry, nullptr);
 }
 
-// The registry's lock is held, so that two first users of a connection do not both watch it.
+// The caller holds the registry's lock, so that two first users of a connection do not both watch it.
 void watch_bus(const Gio *gio, GDBusConnection *connection)
 {
     auto *const object = reinterpret_cast<GObject *>(connection);
@@ -162,19 +167,81 @@ void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
                               nullptr, on_state_read, refresh);
 }
 
+struct Unreference {
+    void operator()(GDBusConnection *connection) const
+    {
+        const int saved_errno = errno; // says why a registration failed
+        loaded_gio()->object_unref(connection);
+        errno = saved_errno;
+    }
+};
+using BusReference = std::unique_ptr<GDBusConnection, Unreference>;
+
+void take_connection(void *, void *record, void *connection)
+{
+    *static_cast<GDBusConnection **>(connection) =
+        loaded_gio()->dbus_proxy_get_connection(static_cast<Registration *>(record)->proxy);
+}
+
+// The connection of the registrations that there are; empty without any. It stays while it is referred to.
+BusReference bus_in_use()
+{
+    const RegistryLock lock;
+    GDBusConnection *connection = nullptr;
+    if (lock.error() == 0 && event_registry())
+        loaded_gio()->hash_table_foreach(event_registry(), take_connection, &connection);
+    if (connection)
+        loaded_gio()->object_ref(connection);
+    return BusReference{connection};
+}
+
+void log_proxy_failure(const char *caller, const Gio *gio, const char *object_path, GError *error)
+{
+    log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %s\n", object_path, error->message);
+    gio->error_free(error);
+}
+
+BusReference connect_bus(const char *caller, const Gio *gio, const char *object_path)
+{
+    GError *error = nullptr;
+    BusReference bus{gio->bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error)};
+    if (!bus)
+        log_proxy_failure(caller, gio, object_path, error);
+    else // a bus that restarts must not end the application, which is GLib's default
+        gio->dbus_connection_set_exit_on_close(bus.get(), FALSE);
+    return bus;
+}
+
+std::mutex connecting; // one at a time: two would each find the descriptors of the other taken
+
+// The bus for one registration, with the loop running. Empty, logged, where either is missing.
+BusReference find_bus(const char *caller, const char *object_path)
+{
+    if (BusReference bus = bus_in_use(); bus && running_event_loop())
+        return bus;
+    const std::lock_guard one_at_a_time(connecting);
+    if (!descriptors_are_free(kToConnectBus)) {
+        log_line_as(LOG_ERR, caller, "unable to open eventfd: %d\n", errno);
+        return {};
+    }
+    if (const Gio *const gio = running_event_loop())
+        return connect_bus(caller, gio, object_path);
+    log_line_as(LOG_ERR, caller, "phy event loop is not running!\n");
+    return {};
+}
+
 GDBusProxy *create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
                          const char *object_path)
 {
+    if (!descriptors_are_free(kToCreateProxy)) {
+        log_line_as(LOG_ERR, caller, "unable to open eventfd: %d\n", errno);
+        return nullptr;
+    }
     GError *error = nullptr;
     GDBusProxy *const proxy = gio->dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr,
                                                                bus_name, object_path, interface, nullptr, &error);
-    if (!proxy) {
-        log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %s\n", object_path, error->message);
-        gio->error_free(error);
-        return nullptr;
-    }
-    // A bus that restarts must not end the application, which is GLib's default.
-    gio->dbus_connection_set_exit_on_close(gio->dbus_proxy_get_connection(proxy), FALSE);
+    if (!proxy)
+        log_proxy_failure(caller, gio, object_path, error);
     return proxy;
 }
 
@@ -208,21 +275,24 @@ void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *,
 
 int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path)
 {
-    const ForeignCall call; // GLib opens what it needs for its threads here
-    const Gio *const gio = running_event_loop();
-    if (!gio)
+    if (!claim_links())
         return log_error(-1, "phy event loop is not running!\n");
+    const ForeignCall call; // GLib opens what it needs for its threads here
+    // Outlives the record, whose handler writes to it. Readable at once: the first wait yields the present state.
+    UniqueFd fd{eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)};
+    if (!fd)
+        return log_error(-1, "unable to open eventfd: %d\n", errno);
+    const BusReference bus = find_bus(__func__, object_path);
+    if (!bus)
+        return -1;
 
-    UniqueFd fd; // outlives the record, whose handler writes to it
+    const Gio *const gio = loaded_gio();
     std::unique_ptr<Registration> record{new (std::nothrow) Registration(gio, -1)};
     if (!record)
         return log_error(-1, "malloc: %d\n", errno);
     record->proxy = create_proxy(__func__, gio, bus_name, interface, object_path);
     if (!record->proxy)
         return -1;
-    fd.reset(eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)); // readable at once: the first wait yields the present state
-    if (!fd)
-        return log_error(-1, "unable to open eventfd: %d\n", errno);
     record->fd = fd.get();
     record->handler = gio->signal_connect_data(record->proxy, "g-properties-changed", G_CALLBACK(on_properties_changed),
                                                GINT_TO_POINTER(fd.get()), on_handler_gone, GConnectFlags{});
@@ -232,7 +302,7 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
     const RegistryLock lock;
     if (lock.error() != 0)
         return log_error(-1, "pthread_mutex_lock failed: %d\n", lock.error());
-    watch_bus(gio, gio->dbus_proxy_get_connection(record->proxy));
+    watch_bus(gio, bus.get());
     read_state_again(gio, record->proxy, fd.get());
     gio->hash_table_insert(event_registry(), GINT_TO_POINTER(fd.get()), record.release());
     return fd.release();
@@ -257,7 +327,8 @@ bool cached_state(const Gio *gio, const Registration &record, uint16_t *state)
     return is_text;
 }
 
-// Reads the counter back to 0. Nothing pending is fine. A short read, of what is no eventfd, leaves errno as it was.
+// Reads the counter back to 0. Nothing pending is fine. A descriptor that is not an eventfd can return a short read,
+// which does not set errno.
 int clear_event(int fd)
 {
     eventfd_t count = 0;
@@ -280,6 +351,8 @@ int ddal_phy_event_retrieve(int fd, uint16_t *state)
     const CancellationHold hold;
     if (!state)
         return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
+    if (links_are_of_another_process()) // whose event stays pending
+        return log_error(-ENOENT, "ddal_phy_event_register has not been called yet\n\n");
     if (clear_event(fd) != 0)
         return log_error(-EIO, "error reading eventfd %d: %d\n", fd, errno);
 

@@ -8,40 +8,20 @@
 #include <gtest/gtest.h>
 #include <iostream>
 #include <mutex>
-#include <poll.h>
 #include <sys/eventfd.h>
 #include <thread>
 #include <unistd.h>
 
 #include <ddal/phy.h>
 
+#include "phy/link_events.h"
 #include "support/board.h"
-#include "support/in_child.h"
 #include "support/log_watch.h"
 #include "support/resources.h"
 
 using namespace testing_board;
 
 namespace {
-
-constexpr int kSoon = 5000; // ms; an event that is to come is there long before
-constexpr int kNever = 150; // ms; an event that is not to come
-
-bool becomes_readable(int fd, int limit_ms)
-{
-    pollfd waiting{fd, POLLIN, 0};
-    return poll(&waiting, 1, limit_ms) == 1;
-}
-
-// The descriptor's next event: its state, or the failure of retrieving it; -1 when none comes.
-int next_state(int fd, int limit_ms = kSoon)
-{
-    if (!becomes_readable(fd, limit_ms))
-        return -1;
-    uint16_t state = 9;
-    const int rc = ddal_phy_event_retrieve(fd, &state);
-    return rc == 0 ? state : rc;
-}
 
 int64_t now_ns()
 {
@@ -50,36 +30,9 @@ int64_t now_ns()
     return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-class LinkEvents : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        for (const char *device : {"0", "1", "3", "4"})
-            ctl(std::string("link ") + device + " up");
-    }
-};
-
 } // namespace
 
-// First of all: this process has not asked for an event yet, and a child starts like it.
-TEST_F(LinkEvents, AFailedStartLasts)
-{
-    EXPECT_EQ(in_child([] {
-                  const Fault fault("pthread_create:* errno=EAGAIN");
-                  LogWatch log;
-                  int results = ddal_phy_event_register_broadcom_switch(20);
-                  results += ddal_phy_event_register_broadcom_switch(20);
-                  std::string text = std::to_string(results);
-                  for (const std::string &line : log.take())
-                      text += "|" + line;
-                  return text;
-              }),
-              "-2|3 initialize_phy_events: pthread creation failed: 11"
-              "|3 _ddal_phy_event_register: phy event loop is not running!"
-              "|3 _ddal_phy_event_register: phy event loop is not running!");
-}
-
-// Nor has it loaded the D-Bus library.
+// First of all: this process has not asked for an event yet, nor loaded the D-Bus library.
 TEST_F(LinkEvents, BeforeTheFirstRegistration)
 {
     EXPECT_EQ(dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_NOLOAD), nullptr);
@@ -366,66 +319,4 @@ TEST_F(LinkEvents, TenThousandChanges)
     EXPECT_EQ(failed, 0);
     EXPECT_EQ(before.difference(), "");
     EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
-}
-
-// A handler that runs while its descriptor is closed must not write to whatever gets that number next.
-TEST_F(LinkEvents, NeverWriteToAReusedNumber)
-{
-    constexpr int kRounds = 500;
-    constexpr int kChangesARound = 8; // a slow reader of the bus would find its answers behind ever more signals
-    std::atomic<int> rounds{0};
-    std::thread changes([&] {
-        vboard::Client board;
-        for (int i = 0; rounds < kRounds; ++i) {
-            while (i >= kChangesARound * (rounds + 1) && rounds < kRounds)
-                std::this_thread::sleep_for(std::chrono::microseconds(50));
-            board.run(std::string("link state broadcom 20 ") + (i % 2 ? "routable" : "no-carrier"));
-        }
-    });
-    int touched = 0;
-    int reused = 0;
-    for (int i = 0; i < kRounds; ++i) {
-        const int fd = ddal_phy_event_register_broadcom_switch(20);
-        ASSERT_GE(fd, 0);
-        ASSERT_EQ(ddal_phy_event_unregister(fd), 0);
-        const int other = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-        reused += other == fd;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        eventfd_t value = 0;
-        touched += eventfd_read(other, &value) == 0;
-        close(other);
-        rounds = i + 1;
-    }
-    changes.join();
-    std::cout << kRounds << " rounds, " << reused << " with the same number\n";
-    EXPECT_GT(reused, kRounds / 2) << "the test did not meet what it is about";
-    EXPECT_EQ(touched, 0);
-}
-
-TEST_F(LinkEvents, LeaveNothingBehindWithoutADescriptor)
-{
-    const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(18);
-    const Resources before;
-    LogWatch log;
-    {
-        const Fault fault("eventfd:* errno=EMFILE count=0"); // GLib makes some of its own and does without
-        EXPECT_EQ(ddal_phy_event_register_broadcom_switch(20), -1);
-    }
-    EXPECT_EQ(log.take(), std::vector<std::string>{"3 _ddal_phy_event_register: unable to open eventfd: 24"});
-    EXPECT_EQ(before.difference(), "");
-    EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
-}
-
-// The thread does not come along through a fork.
-TEST_F(LinkEvents, AreRefusedInAForkedChild)
-{
-    const int fd = ddal_phy_event_register_broadcom_switch(18);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(in_child([] {
-                  LogWatch log;
-                  const int result = ddal_phy_event_register_broadcom_switch(20);
-                  return std::to_string(result) + log.take().at(0);
-              }),
-              "-13 _ddal_phy_event_register: phy event loop is not running!");
-    EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
 }

@@ -56,18 +56,21 @@ void check(int result, const char *what)
         throw std::system_error(-result, std::generic_category(), what);
 }
 
-using States = std::map<std::string, std::string>;
-
 int find_object(sd_bus *, const char *path, const char *, void *user_data, void **found, sd_bus_error *)
 {
     *found = user_data;
-    return static_cast<States *>(user_data)->contains(path);
+    return static_cast<LinkStates *>(user_data)->told.contains(path);
 }
 
-int get_state(sd_bus *, const char *path, const char *, const char *, sd_bus_message *reply, void *user_data,
+int get_state(sd_bus *bus, const char *path, const char *, const char *, sd_bus_message *reply, void *user_data,
               sd_bus_error *)
 {
-    return sd_bus_message_append(reply, "s", static_cast<States *>(user_data)->at(path).c_str());
+    const auto *const states = static_cast<LinkStates *>(user_data);
+    sd_bus_message *const request = sd_bus_get_current_message(bus);
+    const auto missed = states->missed.find(path);
+    const bool alone = request && sd_bus_message_is_method_call(request, nullptr, "Get") > 0;
+    const std::string &state = alone && missed != states->missed.end() ? missed->second : states->told.at(path);
+    return sd_bus_message_append(reply, "s", state.c_str());
 }
 
 const sd_bus_vtable kLinkTable[] = {
@@ -89,7 +92,7 @@ LinkBus::LinkBus(Board &board) : board_(board), path_(board.private_path("bus"))
 {
     for (const Service &service : kServices)
         for (uint32_t number = service.first; number <= service.last; ++number)
-            states_[path_of(service, number)] = kInitialState;
+            states_.told[path_of(service, number)] = kInitialState;
 }
 
 LinkBus::~LinkBus()
@@ -187,8 +190,9 @@ void LinkBus::set_state(LinkKind kind, uint32_t number, const std::string &state
 {
     const Service &service = service_of(kind);
     const std::string path = path_of(service, number);
-    const auto found = states_.find(path);
-    if (found == states_.end() || found->second == state)
+    states_.missed.erase(path);
+    const auto found = states_.told.find(path);
+    if (found == states_.told.end() || found->second == state)
         return;
     found->second = state;
     last_change_ns_ = now_ns();
@@ -196,6 +200,11 @@ void LinkBus::set_state(LinkKind kind, uint32_t number, const std::string &state
         sd_bus_emit_properties_changed(bus_, path.c_str(), service.interface, kProperty, nullptr);
         sd_bus_flush(bus_);
     }
+}
+
+void LinkBus::miss(LinkKind kind, uint32_t number, const std::string &state)
+{
+    states_.missed[path_of(service_of(kind), number)] = state;
 }
 
 void LinkBus::leave(LinkKind kind)

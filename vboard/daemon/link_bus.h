@@ -11,6 +11,12 @@ struct sd_bus;
 
 namespace vboard {
 
+// By object path.
+struct LinkStates {
+    std::map<std::string, std::string> told;
+    std::map<std::string, std::string> missed; // changes whose signal nobody got: what reading the property alone gives
+};
+
 class LinkBus {
 public:
     // Programs find the bus by its socket in the board's own folder.
@@ -25,6 +31,8 @@ public:
     bool is_running() const { return bus_; }
 
     void set_state(LinkKind kind, uint32_t number, const std::string &state);
+    // A change behind the back of who has just read all properties; until the next state.
+    void miss(LinkKind kind, uint32_t number, const std::string &state);
     void leave(LinkKind kind);
     void come_back(LinkKind kind);
     int64_t last_change_ns() const { return last_change_ns_; }
@@ -38,7 +46,7 @@ private:
     std::string path_;
     pid_t daemon_ = -1;
     sd_bus *bus_ = nullptr;
-    std::map<std::string, std::string> states_; // by object path
+    LinkStates states_;
     int64_t last_change_ns_ = 0;
 };
 

@@ -89,16 +89,18 @@ std::string Links::show() const
 
 std::string Links::control(const Words &words)
 {
-    const std::string &verb = word_at(words, 0, "a device, map, show, state, service, bus or stamp");
+    const std::string &verb = word_at(words, 0, "a device, map, show, state, missed, service, bus or stamp");
     if (verb == "show")
         return show();
     if (verb == "stamp")
         return std::to_string(bus_->last_change_ns()) + "\n";
     if (verb == "map") {
         map(words);
-    } else if (verb == "state") {
-        publish(kind_of(word_at(words, 1, "a service")),
-                static_cast<uint32_t>(number_of(word_at(words, 2, "a number"))), word_at(words, 3, "a state"));
+    } else if (verb == "state" || verb == "missed") {
+        const LinkKind kind = kind_of(word_at(words, 1, "a service"));
+        const auto number = static_cast<uint32_t>(number_of(word_at(words, 2, "a number")));
+        const std::string &state = word_at(words, 3, "a state");
+        verb == "state" ? publish(kind, number, state) : bus_->miss(kind, number, state);
     } else if (verb == "service") {
         const LinkKind kind = kind_of(word_at(words, 1, "a service"));
         if (word_at(words, 2, "leave or return") == "leave")

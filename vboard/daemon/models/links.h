@@ -24,10 +24,9 @@ public:
     // map <device> interface <name> <dev_id>
     // show
     // state network|broadcom|marvell <number> <text>       what the service says, whatever is plugged
-    // service network|broadcom|marvell leave|return
-    // bus stop|start
-    // stamp                                                when the last change was put on the bus, ns
-    // (CLOCK_MONOTONIC)
+    // missed network|broadcom|marvell <number> <text>      a change that its signal tells to nobody; until the next
+    // state service network|broadcom|marvell leave|return bus stop|start stamp when the last change was put on the bus,
+    // ns (CLOCK_MONOTONIC)
     std::string control(const Words &words) override;
 
     // What a link object says from here on.
