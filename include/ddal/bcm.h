@@ -198,10 +198,10 @@ DDAL_API int ddal_bcm_qos_disable(uint32_t port);
 DDAL_API int ddal_bcm_qos_status(uint32_t port, uint32_t *status);
 
 /*
- * Not available through the switch's remote calls: -ENOSYS.
+ * As in eth_switch.h.
  *
  * @threads safe
- * @blocks none
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_ethertype_svlan_get(uint32_t port, uint32_t ethertype, uint16_t *svlan);
 DDAL_API int ddal_bcm_ethertype_svlan_set(uint32_t port, uint32_t ethertype, uint32_t svlan);

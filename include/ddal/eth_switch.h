@@ -11,9 +11,9 @@
  * sw:   number of the switch, 2. Any other: -ENOSYS.
  * port: port of the switch, 0 to 255. A larger one: -1001.
  *
- * Return 0 on success. -ENOSYS: another switch number or board, or an operation that the switch's remote calls cannot
- * express (named below). -1001: NULL output, a value out of range, the switch cannot be opened, or the switch refused;
- * its own error text is in the log. Outputs are unspecified after a failure unless said otherwise.
+ * Return 0 on success. -ENOSYS: another switch number or board. -1001: NULL output, a value out of range, the switch
+ * cannot be opened, or the switch refused; its own error text is in the log. Outputs are unspecified after a failure
+ * unless said otherwise.
  *
  * Lists: *size is the number of entries that fit, in; the number of entries, out. When more are there, as many as fit
  * are stored, *size becomes the number that did NOT fit (not the total) and the result is -ENOMEM.
@@ -113,9 +113,14 @@ DDAL_API int ddal_eth_switch_get_svlans(uint32_t sw, uint32_t port, uint16_t *sv
 
 /*
  * Translation of a port's C-VLANs (0 to 4095) to S-VLANs and back. On one port, one C-VLAN stands for one S-VLAN. The
- * S-VLAN is checked (0 to 20, -EOPNOTSUPP) when a translation is added. enable and disable are not available: -ENOSYS.
+ * S-VLAN is checked (0 to 20, -EOPNOTSUPP) when a translation is added. -EEXIST: the C-VLAN or the S-VLAN belongs to
+ * another translation of the port. Translated frames keep their PCP.
  *
- * status: 1 if any translation of the port leads to the S-VLAN, else 0.
+ * Translations have an effect while translation is enabled on their port. Adding one does not enable it. enable and
+ * disable take an S-VLAN, but the switch knows the state of a port only: they hold for all its translations.
+ *
+ * status: 0 no translation of the port leads to the S-VLAN; 1 one does and the port translates in both directions; 2
+ * one does, and the port does not translate.
  *
  * @threads safe: but two settings of one port at the same time may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -133,10 +138,18 @@ DDAL_API int ddal_eth_switch_get_egress_translations(uint32_t sw, uint32_t port,
                                                      struct ddal_eth_switch_translation *list, uint32_t *size);
 
 /*
- * Multicast filters (frames to an address go to another port), loopback (a port sends back what it receives) and
- * tunnelling (two ports exchange all frames, or those of one ethertype). They need field rules, which a product may
- * supply (bcm_open.h). Without them adding is -ENOSYS, removing and asking for the peer -ENOENT, the list of filters is
- * empty and the loopback state 0.
+ * Send frames past the switch's own forwarding. They are rules in the switch (bcm_open.h), which holds them when the
+ * process has ended, for ports 0 to 49.
+ *
+ * Tunnelling: the two ports exchange frames with each other only, and no frame of another port leaves by them. With an
+ * ethertype, frames of that type take the tunnel, and all others are forwarded as before. Loopback: the port sends back
+ * what it receives; frames of other ports still leave by it. A multicast filter sends the port's frames to one address
+ * to dst_port, and to no other; a port has up to eight. A tunnel for all frames comes before one for an ethertype, and
+ * that before a filter.
+ *
+ * -EEXIST: the port is in another tunnel or loopback, or the address has a filter to another port. -ENOENT: no such
+ * tunnel, loopback or filter. -ENOSPC: the port has eight filters. What fails to be added leaves nothing behind. What
+ * fails to be removed can be removed by another call; half a tunnel passes nothing back.
  *
  * @threads safe: but two settings of one port at the same time may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -174,9 +187,10 @@ DDAL_API int ddal_eth_switch_set_port_cosq_quanta(uint32_t sw, uint32_t port, co
 DDAL_API int ddal_eth_switch_get_port_cosq_quanta(uint32_t sw, uint32_t port, uint32_t quanta[8]);
 
 /*
- * What decides the queue of a frame: mode 1 its DSCP, any other mode its PCP (reported as 0). Setting DSCP mode also
- * puts frames without a tag into queue 7; setting PCP mode takes that back. The mode is known to the process that set
- * it.
+ * What decides the queue of a frame: mode 1 its DSCP, any other mode its PCP (reported as 0). Setting DSCP mode puts
+ * frames without a tag into queue 7 and keeps the PCP of frames with one; setting PCP mode ends both. Either lets the
+ * switch look at the DSCP of IP packets, as ddal_eth_switch_enable_qos does, so that in PCP mode the DSCP map rewrites
+ * their PCP; ddal_eth_switch_disable_qos ends that. A failure leaves the mode as it was.
  *
  * @threads safe: but two settings of one port at the same time may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -229,11 +243,12 @@ DDAL_API int ddal_eth_switch_remove_static_arl_entry(uint32_t sw, uint32_t port,
 DDAL_API int ddal_eth_switch_clear_port_learned_arl_entries(uint32_t sw, uint32_t port);
 
 /*
- * The S-VLAN of an ethertype and the VLAN learning mode. Not available through the switch's remote calls: -ENOSYS. The
- * board is checked before the switch number here.
+ * Get, set or remove the S-VLAN of a port's frames of one ethertype that come in without a tag (0x600 to 0xFFFF, else
+ * -1001). It comes before the default S-VLAN. Get or set the VLAN learning mode: 1 all VLANs share the learned
+ * addresses, 0 each has its own. The board is checked before the switch number here.
  *
  * @threads safe
- * @blocks none
+ * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_eth_switch_get_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype, uint16_t *svlan);
 DDAL_API int ddal_eth_switch_set_ethertype_svlan(uint32_t sw, uint32_t port, uint32_t ethertype, uint32_t svlan);

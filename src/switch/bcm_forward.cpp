@@ -20,15 +20,28 @@ constexpr uint32_t kFirstClockPort = 10;
 constexpr uint32_t kLastClockPort = 21;
 constexpr uint32_t kPortWithoutClock = 17;
 
+// Removes what there is of a tunnel, so that half of one can be removed. The masks are brought in line even where there
+// is neither half: an earlier removal may have failed at them.
+int end_tunnel(uint32_t port1, uint32_t port2)
+{
+    const int back = ddal_bcm_ifp_redirect_frame_action_exists(port2, port1);
+    const int there = back < 0 ? back : ddal_bcm_ifp_redirect_frame_action_exists(port1, port2);
+    if (there < 0)
+        return there;
+    int rc = back ? ddal_bcm_ifp_redirect_frame_action_remove(port2, port1) : 0;
+    if (rc == 0 && (there || !back))
+        rc = ddal_bcm_ifp_redirect_frame_action_remove(port1, port2);
+    const int masks = ddal_bcm_ifp_egress_mask_update_all();
+    return rc != 0 ? rc : masks;
+}
+
 } // namespace
 
 int ddal_bcm_loopback_add(uint32_t port)
 {
     if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    int rc = ddal_bcm_ifp_redirect_frame_action_add(port, port, kAnyEthertype);
-    if (rc == 0)
-        rc = ddal_bcm_ifp_egress_mask_update_all();
+    const int rc = ddal_bcm_ifp_redirect_frame_action_add(port, port, kAnyEthertype);
     return rc == 0 ? 0 : log_error(rc, "Adding loopback failed on port %u\n", port);
 }
 
@@ -36,9 +49,7 @@ int ddal_bcm_loopback_remove(uint32_t port)
 {
     if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    int rc = ddal_bcm_ifp_redirect_frame_action_remove(port, port);
-    if (rc == 0)
-        rc = ddal_bcm_ifp_egress_mask_update_all();
+    const int rc = ddal_bcm_ifp_redirect_frame_action_remove(port, port);
     return rc == 0 ? 0 : log_error(rc, "Removing loopback failed on port %u\n", port);
 }
 
@@ -63,8 +74,11 @@ int ddal_bcm_tunneling_set(uint32_t port1, uint32_t port2, uint32_t ethertype)
         if (rc != 0)
             ddal_bcm_ifp_redirect_frame_action_remove(port1, port2);
     }
-    if (rc == 0)
+    if (rc == 0) {
         rc = ddal_bcm_ifp_egress_mask_update_all();
+        if (rc != 0)
+            end_tunnel(port1, port2);
+    }
     return rc == 0 ? 0 : log_error(rc, "Adding tunneling failed on ports %u and %u\n", port1, port2);
 }
 
@@ -72,11 +86,7 @@ int ddal_bcm_tunneling_remove(uint32_t port1, uint32_t port2)
 {
     if (check_port(__func__, port1) != 0 || check_port(__func__, port2) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int there = ddal_bcm_ifp_redirect_frame_action_remove(port1, port2);
-    const int back = ddal_bcm_ifp_redirect_frame_action_remove(port2, port1);
-    int rc = there != 0 ? there : back;
-    if (rc == 0)
-        rc = ddal_bcm_ifp_egress_mask_update_all();
+    const int rc = end_tunnel(port1, port2);
     return rc == 0 ? 0 : log_error(rc, "Removing tunneling failed on ports %u and %u\n", port1, port2);
 }
 
@@ -96,9 +106,7 @@ int ddal_bcm_dstmac_filtered_tunneling_set(uint32_t port, uint32_t dst_port, con
         return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
     if (open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(port, dst_port, mac);
-    if (rc == 0)
-        rc = ddal_bcm_ifp_egress_mask_update_all();
+    const int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(port, dst_port, mac);
     return rc == 0 ? 0 : log_error(rc, "Adding multicast filter failed on port %u\n", port);
 }
 
@@ -110,9 +118,7 @@ int ddal_bcm_dstmac_filtered_tunneling_remove(uint32_t port, uint32_t dst_port, 
         return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
     if (open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(port, dst_port, mac);
-    if (rc == 0)
-        rc = ddal_bcm_ifp_egress_mask_update_all();
+    const int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(port, dst_port, mac);
     return rc == 0 ? 0 : log_error(rc, "Removing multicast filter failed on port %u\n", port);
 }
 

@@ -2,8 +2,11 @@
 #include <ddal/bcm.h>
 #include <ddal/bcm_open.h>
 
-#include "switch/field_entries.h"
+#include <cerrno>
+#include <optional>
+
 #include "switch/port.h"
+#include "switch/priority_rules.h"
 
 using namespace ddal::ethswitch;
 
@@ -16,30 +19,34 @@ constexpr uint32_t kHighestQueue = 7;
 constexpr uint32_t kHighestDscp = 63;
 constexpr uint32_t kHighestPcp = 7;
 
-int add_dscp_actions(uint32_t port)
+// The field actions that tell the mapping modes apart.
+struct ModeActions {
+    bool preserves_pcp = false;
+    std::optional<uint32_t> queue; // of untagged frames
+};
+
+int read_actions(uint32_t port, ModeActions *actions)
 {
-    int rc = ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(port);
-    if (rc == 0) {
-        field_entries().set_preserves_pcp(port, true);
-        rc = ddal_bcm_ifp_cosq_untagged_frame_action_add(port, kDscpModeUntaggedQueue);
-    }
-    return rc;
+    if (const int rv = read_preserves_pcp(port, &actions->preserves_pcp); rv != 0)
+        return rv;
+    uint32_t queue = 0;
+    const int rc = ddal_bcm_ifp_cosq_untagged_frame_action_get(port, &queue);
+    if (rc == 0)
+        actions->queue = queue;
+    return rc == -ENOENT ? 0 : rc;
 }
 
-int remove_dscp_actions(uint32_t port)
+int put_queue(uint32_t port, const std::optional<uint32_t> &queue)
 {
-    int rc = ddal_bcm_ifp_preserve_pcp_priority_frame_action_remove(port);
-    if (rc == 0) {
-        field_entries().set_preserves_pcp(port, false);
-        rc = ddal_bcm_ifp_cosq_untagged_frame_action_remove(port);
-    }
-    return rc;
+    return queue ? ddal_bcm_ifp_cosq_untagged_frame_action_add(port, *queue)
+                 : ddal_bcm_ifp_cosq_untagged_frame_action_remove(port);
 }
 
-// Both modes write the same map mode to the switch; the field actions tell which one is in force.
-bool is_dscp_mode(uint32_t port)
+int put_actions(uint32_t port, const ModeActions &actions)
 {
-    return field_entries().preserves_pcp(port);
+    const int rc = actions.preserves_pcp ? ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(port)
+                                         : ddal_bcm_ifp_preserve_pcp_priority_frame_action_remove(port);
+    return rc != 0 ? rc : put_queue(port, actions.queue);
 }
 
 // 0, or -1001 logged under the caller's name.
@@ -57,9 +64,17 @@ int ddal_bcm_set_mapping_mode(uint32_t port, uint32_t mode)
 {
     if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    int rc = mode == kDscpMode ? add_dscp_actions(port) : remove_dscp_actions(port);
-    if (rc == 0)
-        rc = sdk_on_port(port, bcm_port_dscp_map_mode_set, BCM_PORT_DSCP_MAP_ALL);
+    ModeActions before;
+    const ModeActions after =
+        mode == kDscpMode ? ModeActions{true, kDscpModeUntaggedQueue} : ModeActions{false, std::nullopt};
+    int rc = read_actions(port, &before);
+    if (rc == 0) {
+        rc = put_actions(port, after);
+        if (rc == 0) // kept: both modes let the switch look at the DSCP
+            rc = sdk_on_port(port, bcm_port_dscp_map_mode_set, BCM_PORT_DSCP_MAP_ALL);
+        if (rc != 0)
+            put_actions(port, before);
+    }
     return rc == 0 ? 0 : log_error(DDAL_ERR_FAILURE, "Setting mapping mode failed on port %u\n", port);
 }
 
@@ -67,7 +82,10 @@ int ddal_bcm_get_mapping_mode(uint32_t port, uint32_t *mode)
 {
     if (open_port_for(__func__, port, mode, "mode is NULL") != 0)
         return DDAL_ERR_FAILURE;
-    *mode = is_dscp_mode(port) ? kDscpMode : kPcpMode;
+    bool is_dscp_mode = false;
+    if (read_preserves_pcp(port, &is_dscp_mode) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting mapping mode failed on port %u\n", port);
+    *mode = is_dscp_mode ? kDscpMode : kPcpMode;
     return 0;
 }
 
@@ -76,7 +94,10 @@ int ddal_bcm_set_dscp_to_queue_mapping(uint32_t port, uint32_t dscp, uint32_t qu
     if (check_port(__func__, port) != 0 || check_at_most(__func__, "DSCP", dscp, kHighestDscp) != 0 ||
         check_at_most(__func__, "queue", queue, kHighestQueue) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    if (!is_dscp_mode(port))
+    bool is_dscp_mode = false;
+    if (read_preserves_pcp(port, &is_dscp_mode) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Setting DSCP to queue mapping failed on port %u\n", port);
+    if (!is_dscp_mode)
         return log_error(DDAL_ERR_FAILURE, "port %u is not in DSCP mapping mode\n", port);
     // The code point stays as it is; priority n goes to queue n.
     if (sdk_on_port(port, bcm_port_dscp_map_set, dscp, dscp, queue) != 0)
@@ -132,9 +153,15 @@ int ddal_bcm_set_default_queue(uint32_t port, uint32_t queue)
     if (check_port(__func__, port) != 0 || check_at_most(__func__, "queue", queue, kHighestQueue) != 0 ||
         open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    int rc = ddal_bcm_ifp_cosq_untagged_frame_action_add(port, queue);
-    if (rc == 0 && is_dscp_mode(port))
+    ModeActions before;
+    int rc = read_actions(port, &before);
+    if (rc == 0)
+        rc = ddal_bcm_ifp_cosq_untagged_frame_action_add(port, queue);
+    if (rc == 0 && before.preserves_pcp) {
         rc = sdk_on_port(port, bcm_port_untagged_priority_set, queue);
+        if (rc != 0)
+            put_queue(port, before.queue);
+    }
     return rc == 0 ? 0 : log_error(DDAL_ERR_FAILURE, "Setting default queue failed on port %u\n", port);
 }
 
@@ -142,11 +169,12 @@ int ddal_bcm_get_default_queue(uint32_t port, uint32_t *queue)
 {
     if (open_port_for(__func__, port, queue, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
-    if (ddal_bcm_ifp_cosq_untagged_frame_action_get(port, queue) == 0)
+    const int rc = ddal_bcm_ifp_cosq_untagged_frame_action_get(port, queue);
+    if (rc == 0)
         return 0;
 
     int priority = 0;
-    if (sdk_on_port(port, bcm_port_untagged_priority_get, &priority) != 0)
+    if (rc != -ENOENT || sdk_on_port(port, bcm_port_untagged_priority_get, &priority) != 0)
         return log_error(DDAL_ERR_FAILURE, "Getting default queue failed on port %u\n", port);
     *queue = static_cast<uint32_t>(priority);
     return 0;

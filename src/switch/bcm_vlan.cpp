@@ -15,10 +15,29 @@ namespace {
 
 constexpr uint32_t kHighestSvlan = 20; // S-VLAN 0 is no VLAN to the switch
 
-int not_expressible(const char *caller, const char *what)
+constexpr uint32_t kLowestEthertype = 0x0600; // below: a length
+constexpr uint32_t kHighestEthertype = 0xFFFF;
+constexpr uint32_t kHighestLearningMode = 1;
+
+// 0, or -1001 logged under the caller's name.
+int check_ethertype(const char *caller, uint32_t ethertype)
 {
-    log_line_as(LOG_ERR, caller, "%s cannot be reached through the switch's remote calls\n", what);
-    return -ENOSYS;
+    if (ethertype >= kLowestEthertype && ethertype <= kHighestEthertype)
+        return 0;
+    log_line_as(LOG_ERR, caller, "invalid ethertype 0x%x\n", ethertype);
+    return DDAL_ERR_FAILURE;
+}
+
+// Gives frames without a tag the S-VLAN's.
+bool prepare_tagging(bcm_vlan_action_set_t *action, uint32_t svlan)
+{
+    *action = {};
+    if (!sdk_done(bcm_vlan_action_set_t_init, action))
+        return false;
+    action->new_outer_vlan = static_cast<uint16_t>(svlan);
+    action->priority = kKeepPriority;
+    action->ut_outer = bcmVlanActionAdd;
+    return true;
 }
 
 } // namespace
@@ -97,12 +116,8 @@ int ddal_bcm_default_svlan_set(uint32_t port, uint32_t svlan)
     if (check_port(__func__, port) != 0 || check_vlan(__func__, svlan) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
-    bcm_vlan_action_set_t action{};
-    if (!sdk_done(bcm_vlan_action_set_t_init, &action))
-        return log_error(DDAL_ERR_FAILURE, "Setting default S-VLAN failed on port %u\n", port);
-    action.new_outer_vlan = static_cast<uint16_t>(svlan);
-    action.ut_outer = bcmVlanActionAdd;
-    if (sdk_on_port(port, bcm_vlan_port_default_action_set, &action) != 0)
+    bcm_vlan_action_set_t action;
+    if (!prepare_tagging(&action, svlan) || sdk_on_port(port, bcm_vlan_port_default_action_set, &action) != 0)
         return log_error(DDAL_ERR_FAILURE, "Setting default S-VLAN failed on port %u\n", port);
     return 0;
 }
@@ -129,37 +144,67 @@ int ddal_bcm_default_svlan_remove(uint32_t port)
     return 0;
 }
 
-int ddal_bcm_ethertype_svlan_get(uint32_t port, uint32_t, uint16_t *svlan)
+int ddal_bcm_ethertype_svlan_get(uint32_t port, uint32_t ethertype, uint16_t *svlan)
 {
     if (check_port(__func__, port) != 0)
         return DDAL_ERR_FAILURE;
     if (!svlan)
         return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    return not_expressible(__func__, "the S-VLAN of an ethertype");
-}
-
-int ddal_bcm_ethertype_svlan_set(uint32_t port, uint32_t, uint32_t)
-{
-    if (check_port(__func__, port) != 0)
+    if (check_ethertype(__func__, ethertype) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    return not_expressible(__func__, "the S-VLAN of an ethertype");
+
+    bcm_vlan_action_set_t action{};
+    if (sdk_on_port(port, bcm_vlan_port_protocol_action_get, BCM_PORT_FRAMETYPE_ETHER2,
+                    static_cast<uint16_t>(ethertype), &action) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting the S-VLAN of an ethertype failed on port %u\n", port);
+    *svlan = action.new_outer_vlan;
+    return 0;
 }
 
-int ddal_bcm_ethertype_svlan_remove(uint32_t port, uint32_t)
+int ddal_bcm_ethertype_svlan_set(uint32_t port, uint32_t ethertype, uint32_t svlan)
 {
-    if (check_port(__func__, port) != 0)
+    if (check_port(__func__, port) != 0 || check_ethertype(__func__, ethertype) != 0 ||
+        check_vlan(__func__, svlan) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    return not_expressible(__func__, "the S-VLAN of an ethertype");
+
+    bcm_vlan_action_set_t action;
+    if (!prepare_tagging(&action, svlan) ||
+        sdk_on_port(port, bcm_vlan_port_protocol_action_add, BCM_PORT_FRAMETYPE_ETHER2,
+                    static_cast<uint16_t>(ethertype), &action) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Setting the S-VLAN of an ethertype failed on port %u\n", port);
+    return 0;
 }
 
-int ddal_bcm_vlan_learning_mode_set(uint32_t)
+int ddal_bcm_ethertype_svlan_remove(uint32_t port, uint32_t ethertype)
 {
-    return not_expressible(__func__, "the VLAN learning mode");
+    if (check_port(__func__, port) != 0 || check_ethertype(__func__, ethertype) != 0 || open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (sdk_on_port(port, bcm_vlan_port_protocol_action_delete, BCM_PORT_FRAMETYPE_ETHER2,
+                    static_cast<uint16_t>(ethertype)) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Removing the S-VLAN of an ethertype failed on port %u\n", port);
+    return 0;
+}
+
+int ddal_bcm_vlan_learning_mode_set(uint32_t mode)
+{
+    if (mode > kHighestLearningMode)
+        return log_error(DDAL_ERR_FAILURE, "invalid VLAN learning mode %u\n", mode);
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    if (sdk_on_unit(bcm_vlan_control_set, bcmVlanShared, mode) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Setting the VLAN learning mode failed\n");
+    return 0;
 }
 
 int ddal_bcm_vlan_learning_mode_get(uint32_t *mode)
 {
     if (!mode)
         return log_error(DDAL_ERR_FAILURE, "mode is NULL\n");
-    return not_expressible(__func__, "the VLAN learning mode");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+    int shared = 0;
+    if (sdk_on_unit(bcm_vlan_control_get, bcmVlanShared, &shared) != 0)
+        return log_error(DDAL_ERR_FAILURE, "Getting the VLAN learning mode failed\n");
+    *mode = shared != 0;
+    return 0;
 }

@@ -2,45 +2,19 @@
 // another tag, and its undo brings the old way back.
 #include <functional>
 #include <gtest/gtest.h>
-#include <sstream>
 
 #include <ddal/bcm_open.h>
 #include <ddal/eth_switch.h>
 
-#include "support/board.h"
+#include "way.h"
 
 using namespace testing_board;
 
 namespace {
 
 constexpr uint32_t kSwitch = 2;
-constexpr int kPorts = 29;
 const uint8_t kMac[6] = {0x02, 0, 0, 0, 0, 0x77};
 const std::string kStation = "dst=02:00:00:00:00:77 ";
-
-std::string field(const std::string &line, const std::string &name)
-{
-    const size_t at = line.find(" " + name + "=");
-    return at == std::string::npos ? ""
-                                   : line.substr(at + name.size() + 2, line.find(' ', at + 1) - at - name.size() - 2);
-}
-
-// Where copies of a frame leave: "18 q0" without a tag, "18 5.3 q0" with VLAN and PCP; "all" for every other port.
-std::string way(uint32_t port, const std::string &frame)
-{
-    ctl("switch sent");
-    ctl("switch send " + std::to_string(port) + " " + frame);
-    std::istringstream copies(ctl("switch sent"));
-    std::string text;
-    std::string last;
-    int count = 0;
-    for (std::string line; std::getline(copies, line); ++count) {
-        const std::string tag = field(line, "vlan");
-        last = (tag.empty() ? "" : tag + "." + field(line, "pcp") + " ") + "q" + field(line, "queue");
-        text += (count ? ", " : "") + line.substr(0, line.find(':')) + " " + last;
-    }
-    return count == kPorts - 1 ? "all " + last : text;
-}
 
 struct Change {
     const char *what;
@@ -97,11 +71,88 @@ TEST(Forward, OperationsChangeTheWay)
         {"the queue of a PCP", 14, in_vlan, "18 5.3 q3, 20 5.3 q3",
          [] { return ddal_eth_switch_set_port_mapping_pcp_to_cosq(kSwitch, 14, 3, 6); }, "18 5.3 q6, 20 5.3 q6",
          [] { return ddal_eth_switch_set_port_mapping_pcp_to_cosq(kSwitch, 14, 3, 3); }},
+        {"the S-VLAN of an ethertype", 14, kStation + "type=0x88f7", "all q0",
+         [] { return ddal_eth_switch_set_ethertype_svlan(kSwitch, 14, 0x88f7, 5); }, "18 5.0 q0, 20 5.0 q0",
+         [] { return ddal_eth_switch_remove_ethertype_svlan(kSwitch, 14, 0x88f7); }},
+        {"the default queue", 14, kStation, "all q0",
+         [] { return ddal_eth_switch_set_port_default_cosq(kSwitch, 14, 4); }, "all q4",
+         [] { return ddal_bcm_ifp_cosq_untagged_frame_action_remove(14); }},
+        {"DSCP mapping, without a tag", 14, kStation, "all q0",
+         [] { return ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 1); }, "all q7",
+         [] {
+             return ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 0) + ddal_eth_switch_disable_qos(kSwitch, 14);
+         }},
     };
     for (const Change &each : kChanges)
         expect_change(each);
     EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 5), 0);
     EXPECT_EQ(way(14, in_vlan), "");
+}
+
+TEST(Forward, TranslationsKeepThePcp)
+{
+    const std::string from_customer = kStation + "src=00:00:00:00:00:00 vlan=100 pcp=6";
+    const std::string to_customer = kStation + "src=00:00:00:00:00:00 vlan=6 pcp=2";
+    ASSERT_EQ(ddal_eth_switch_create_svlan(kSwitch, 6), 0);
+    ASSERT_EQ(ddal_eth_switch_add_svlan(kSwitch, 14, 6), 0);
+    ASSERT_EQ(ddal_eth_switch_add_svlan(kSwitch, 18, 6), 0);
+    ASSERT_EQ(ddal_eth_switch_add_vlan_translation(kSwitch, 14, 100, 6), 0);
+    EXPECT_EQ(way(14, from_customer), "") << "adding does not enable";
+    EXPECT_EQ(way(18, to_customer), "14 6.2 q2");
+    EXPECT_EQ(ddal_eth_switch_enable_vlan_translation(kSwitch, 14, 6), 0);
+    EXPECT_EQ(way(14, from_customer), "18 6.6 q6");
+    EXPECT_EQ(way(14, from_customer + " inner=9"), "18 6.6 q6");
+    EXPECT_EQ(way(18, to_customer), "14 100.2 q2");
+    EXPECT_EQ(ddal_eth_switch_disable_vlan_translation(kSwitch, 14, 6), 0);
+    EXPECT_EQ(way(18, to_customer), "14 6.2 q2");
+    EXPECT_EQ(ddal_eth_switch_enable_vlan_translation(kSwitch, 14, 6), 0);
+    EXPECT_EQ(ddal_eth_switch_remove_vlan_translation(kSwitch, 14, 100, 6), 0);
+    EXPECT_EQ(way(14, from_customer), "");
+    EXPECT_EQ(way(18, to_customer), "14 6.2 q2");
+    EXPECT_EQ(ddal_eth_switch_disable_vlan_translation(kSwitch, 14, 6), 0);
+    EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 6), 0);
+}
+
+// DSCP mapping keeps the PCP that the DSCP map would rewrite; without QoS the map is not looked at.
+TEST(Forward, MapsOfPriorities)
+{
+    const std::string urgent = kStation + "src=00:00:00:00:00:00 vlan=6 pcp=3 dscp=46";
+    ASSERT_EQ(ddal_eth_switch_create_svlan(kSwitch, 6), 0);
+    ASSERT_EQ(ddal_eth_switch_add_svlan(kSwitch, 18, 6), 0);
+    ASSERT_EQ(ddal_eth_switch_disable_qos(kSwitch, 14), 0);
+    EXPECT_EQ(way(14, urgent), "18 6.3 q3");
+    EXPECT_EQ(ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 1), 0);
+    EXPECT_EQ(ddal_eth_switch_set_port_mapping_dscp_to_cosq(kSwitch, 14, 46, 5), 0);
+    EXPECT_EQ(way(14, urgent), "18 6.3 q5");
+    EXPECT_EQ(ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 0), 0);
+    EXPECT_EQ(way(14, urgent), "18 6.5 q5");
+    EXPECT_EQ(ddal_eth_switch_disable_qos(kSwitch, 14), 0);
+    EXPECT_EQ(way(14, urgent), "18 6.3 q3");
+    EXPECT_EQ(ddal_eth_switch_enable_qos(kSwitch, 14), 0);
+    EXPECT_EQ(way(14, urgent), "18 6.5 q5");
+    EXPECT_EQ(ddal_eth_switch_disable_qos(kSwitch, 14), 0);
+    EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 6), 0);
+}
+
+TEST(Forward, VlansShareAddressesOrNot)
+{
+    for (const uint32_t vlan : {6u, 7u}) {
+        ASSERT_EQ(ddal_eth_switch_create_svlan(kSwitch, vlan), 0);
+        for (const uint32_t port : {14u, 18u, 20u})
+            ASSERT_EQ(ddal_eth_switch_add_svlan(kSwitch, port, vlan), 0);
+    }
+    const std::string to_station = "dst=02:00:00:00:00:21 src=00:00:00:00:00:00 vlan=7";
+    way(18, "src=02:00:00:00:00:21 vlan=6");
+    uint32_t mode = 9;
+    for (const auto &[set, seen] :
+         {std::pair{0u, "18 7.0 q0, 20 7.0 q0"}, {1u, "18 7.0 q0"}, {0u, "18 7.0 q0, 20 7.0 q0"}}) {
+        EXPECT_EQ(ddal_eth_switch_set_vlan_learning_mode(kSwitch, set), 0);
+        EXPECT_EQ(way(14, to_station), seen);
+        EXPECT_EQ(ddal_eth_switch_get_vlan_learning_mode(kSwitch, &mode), 0);
+        EXPECT_EQ(mode, set);
+    }
+    for (const uint32_t vlan : {6u, 7u})
+        EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, vlan), 0);
 }
 
 // A burst passes, what comes right behind it does not; the counters say so.

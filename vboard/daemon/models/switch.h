@@ -30,7 +30,7 @@ public:
     // release <name> [<name>]          sizes and layouts of the SDK's records; the second is the service's release
     // send <port> [times=<n>] <frame>  a frame comes in: bytes in hexadecimal, or dst=.. src=.. vlan=.. pcp=.. type=..
     // sent                             the copies that left since the last time this was asked, one a line
-    // rules                            groups and entries of the field processor
+    // rules [clear]                    groups and entries of the field processor; as after power-on
     // mask keeps|blocks                what a set bit of an egress mask does with its port
     // port-sets on|off                 whether a rule can match several ports
     // traffic <port> rx|tx <packets> <bytes>

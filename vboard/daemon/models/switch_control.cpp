@@ -31,6 +31,8 @@ bool Switch::set_option(const Words &words)
     const std::string &value = word_at(words, 1, "a value");
     if (words[0] == "mask" && (value == "keeps" || value == "blocks"))
         mask_keeps_ = value == "keeps";
+    else if (words[0] == "rules" && value == "clear")
+        rules_ = FieldRules();
     else if (words[0] == "port-sets" && (value == "on" || value == "off"))
         rules_.offer_port_sets(value == "on");
     else
@@ -58,7 +60,7 @@ std::string Switch::control(const Words &words)
         return std::exchange(calls_, {});
     if (verb == "sent")
         return sent();
-    if (verb == "rules")
+    if (verb == "rules" && words.size() == 1)
         return rules_.show();
     const std::string &object = word_at(words, 1, "a port, call, release or address");
     if (verb == "show")
@@ -97,8 +99,9 @@ std::string Switch::control(const Words &words)
         settle_ports_of(&phys_[mdio]);
         return text;
     } else if (!set_option(words)) {
-        throw ControlError("the switch takes show, calls, send, sent, rules, fail, heal, release, mask keeps|blocks, "
-                           "port-sets on|off, traffic, drop, learn and phy");
+        throw ControlError(
+            "the switch takes show, calls, send, sent, rules [clear], fail, heal, release, mask keeps|blocks, "
+            "port-sets on|off, traffic, drop, learn and phy");
     }
     return {};
 }

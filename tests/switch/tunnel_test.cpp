@@ -1,0 +1,289 @@
+// Loopbacks, tunnels and address filters: the way of frames, what is left behind, how many calls of the SDK they cost.
+// Runs for both meanings that a set bit of an egress mask may have.
+#include <cerrno>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+
+#include <ddal/bcm_open.h>
+#include <ddal/eth_switch.h>
+
+#include "support/log_watch.h"
+#include "way.h"
+
+using namespace testing_board;
+
+namespace {
+
+#ifdef MASKS_KEEP
+const char *const kMaskOfTheSwitch = "switch mask keeps";
+#else
+const char *const kMaskOfTheSwitch = "switch mask blocks";
+#endif
+constexpr uint32_t kSwitch = 2;
+const uint8_t kGroup[6] = {0x01, 0, 0x5e, 0, 0, 0x01};
+const uint8_t kOtherGroup[6] = {0x01, 0, 0x5e, 0, 0, 0x02};
+const std::string kUntagged = "dst=02:00:00:00:00:77 src=00:00:00:00:00:00";
+const std::string kTagged = kUntagged + " vlan=77 pcp=2"; // of a VLAN that nobody made
+const std::string kTimed = kUntagged + " type=0x88f7";
+const std::string kToGroup = "dst=01:00:5e:00:00:01 src=00:00:00:00:00:00";
+
+class Tunnel : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        ctl(kMaskOfTheSwitch);
+        uint32_t state = 0;
+        ASSERT_EQ(ddal_eth_switch_get_loopback(kSwitch, 14, &state), 0); // opens the switch
+        ASSERT_NE(ctl("switch rules"), "");
+    }
+};
+
+int calls_made(const std::function<int()> &operation)
+{
+    ctl("switch calls");
+    EXPECT_EQ(operation(), 0);
+    std::istringstream calls(ctl("switch calls"));
+    int count = 0;
+    for (std::string line; std::getline(calls, line);)
+        ++count;
+    return count;
+}
+
+int add_filter(uint32_t port, uint32_t to, const uint8_t mac[6])
+{
+    return ddal_eth_switch_add_multicast_filter(kSwitch, port, to, mac);
+}
+
+int remove_filter(uint32_t port, uint32_t to, const uint8_t mac[6])
+{
+    return ddal_eth_switch_remove_multicast_filter(kSwitch, port, to, mac);
+}
+
+struct Pair {
+    const char *what;
+    std::function<int()> add;
+    std::function<int()> remove;
+    int calls[2]; // of the SDK, to add and to remove
+};
+
+const Pair kPairs[] = {
+    {"loopback",
+     [] { return ddal_eth_switch_enable_loopback(kSwitch, 14); },
+     [] { return ddal_eth_switch_disable_loopback(kSwitch, 14); },
+     {9, 9}},
+    {"tunnel",
+     [] { return ddal_eth_switch_add_tunneling(kSwitch, 14, 18); },
+     [] { return ddal_eth_switch_remove_tunneling(kSwitch, 14, 18); },
+     {64, 58}},
+    {"tunnel of an ethertype",
+     [] { return ddal_eth_switch_add_tunneling_with_ethertype_filter(kSwitch, 14, 18, 0x88f7); },
+     [] { return ddal_eth_switch_remove_tunneling(kSwitch, 14, 18); },
+     {50, 48}},
+    {"address filter",
+     [] { return add_filter(14, 20, kGroup); },
+     [] { return remove_filter(14, 20, kGroup); },
+     {14, 11}},
+    {"queue of frames without a tag",
+     [] { return ddal_bcm_ifp_cosq_untagged_frame_action_add(14, 5); },
+     [] { return ddal_bcm_ifp_cosq_untagged_frame_action_remove(14); },
+     {3, 4}},
+    {"PCP preserved",
+     [] { return ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(14); },
+     [] { return ddal_bcm_ifp_preserve_pcp_priority_frame_action_remove(14); },
+     {3, 4}},
+    {"DSCP mapping",
+     [] { return ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 1); },
+     [] { return ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 0); },
+     {9, 11}},
+};
+
+// The rules; entries that are not in the hardware without what they would match.
+std::string state()
+{
+    std::istringstream rules(ctl("switch rules"));
+    std::string text;
+    for (std::string line; std::getline(rules, line);) {
+        const size_t qualifiers = line.find(" q");
+        const size_t actions = line.find(" a", qualifiers);
+        if (qualifiers != std::string::npos && line.find("installed") == std::string::npos)
+            line.erase(qualifiers, actions == std::string::npos ? actions : actions - qualifiers);
+        text += line + "\n";
+    }
+    return text;
+}
+
+// Fails each call of the operation in turn. `judge` sees what is left.
+void sweep(const char *what, const std::function<int()> &operation, const std::function<void()> &before,
+           const std::function<void(const std::string &where)> &judge)
+{
+    before();
+    ctl("switch calls");
+    ASSERT_EQ(operation(), 0) << what;
+    std::istringstream calls(ctl("switch calls"));
+    std::vector<std::string> points;
+    std::map<std::string, int> made;
+    for (std::string name, line; std::getline(calls, line);) {
+        name = line.substr(0, line.find(' '));
+        points.push_back(name + " -11 1 " + std::to_string(made[name]++));
+    }
+    judge("nothing failed");
+    for (const std::string &point : points) {
+        before();
+        LogWatch log;
+        ctl("switch fail " + point);
+        EXPECT_NE(operation(), 0) << what << ", " << point;
+        ctl("switch heal " + point.substr(0, point.find(' ')));
+        const std::vector<std::string> lines = log.take();
+        EXPECT_TRUE(!lines.empty() && lines[0].find("Operation failed") != std::string::npos) << what << ", " << point;
+        judge(point);
+    }
+}
+
+} // namespace
+
+TEST_F(Tunnel, JoinsTwoPortsAndKeepsTheOthersOut)
+{
+    EXPECT_EQ(way(14, kUntagged), "all q0");
+    EXPECT_EQ(way(14, kTagged), "");
+    ASSERT_EQ(ddal_eth_switch_add_tunneling(kSwitch, 14, 18), 0);
+    uint32_t peer = 0;
+    EXPECT_EQ(ddal_eth_switch_get_tunneling(kSwitch, 18, &peer), 0);
+    EXPECT_EQ(peer, 14u);
+    EXPECT_EQ(way(14, kUntagged), "18 q0");
+    EXPECT_EQ(way(18, kTagged), "14 77.2 q2");
+    EXPECT_EQ(way(16, kUntagged), "all but 14, 18 q0");
+    EXPECT_EQ(ddal_eth_switch_add_tunneling(kSwitch, 14, 18), 0) << "once more";
+    EXPECT_EQ(ddal_eth_switch_add_tunneling(kSwitch, 14, 20), -EEXIST);
+    EXPECT_EQ(ddal_eth_switch_enable_loopback(kSwitch, 14), -EEXIST);
+    EXPECT_EQ(ddal_eth_switch_remove_tunneling(kSwitch, 14, 20), -ENOENT);
+
+    EXPECT_EQ(ddal_eth_switch_add_tunneling(kSwitch, 20, 21), 0);
+    EXPECT_EQ(way(16, kUntagged), "all but 14, 18, 20, 21 q0");
+    EXPECT_EQ(ddal_eth_switch_remove_tunneling(kSwitch, 18, 14), 0);
+    EXPECT_EQ(way(16, kUntagged), "all but 20, 21 q0");
+    EXPECT_EQ(way(14, kUntagged), "all but 20, 21 q0");
+    EXPECT_EQ(ddal_eth_switch_remove_tunneling(kSwitch, 20, 21), 0);
+    EXPECT_EQ(way(14, kUntagged), "all q0");
+    EXPECT_EQ(way(14, kTagged), "");
+    EXPECT_EQ(ddal_eth_switch_get_tunneling(kSwitch, 18, &peer), -ENOENT);
+}
+
+TEST_F(Tunnel, OfAnEthertypeLeavesTheRestAlone)
+{
+    ASSERT_EQ(ddal_eth_switch_add_tunneling_with_ethertype_filter(kSwitch, 14, 18, 0x88f7), 0);
+    EXPECT_EQ(way(14, kTimed), "18 q0");
+    EXPECT_EQ(way(14, kTimed + " vlan=77"), "18 77.0 q0");
+    EXPECT_EQ(way(18, kTimed), "14 q0");
+    EXPECT_EQ(way(14, kUntagged), "all q0");
+    EXPECT_EQ(way(16, kTimed), "all q0");
+    EXPECT_EQ(ddal_bcm_ifp_cosq_untagged_frame_action_add(14, 5), 0);
+    EXPECT_EQ(way(14, kUntagged), "all q5") << "the queue is that of frames of all types";
+    EXPECT_EQ(way(14, kTimed), "18 q5");
+    EXPECT_EQ(ddal_bcm_ifp_cosq_untagged_frame_action_remove(14), 0);
+    EXPECT_EQ(ddal_eth_switch_remove_tunneling(kSwitch, 14, 18), 0);
+    EXPECT_EQ(way(14, kTimed), "all q0");
+}
+
+// A tunnel of which only one half exists passes nothing back, with and without the qualifier that the drop entry needs.
+TEST_F(Tunnel, HalfOfOnePassesNothingBack)
+{
+    for (const char *option : {"switch port-sets on", "switch port-sets off"}) {
+        ctl(option);
+        ASSERT_EQ(ddal_bcm_ifp_redirect_frame_action_add(14, 18, 0), 0);
+        ASSERT_EQ(ddal_bcm_ifp_egress_mask_update_all(), 0);
+        EXPECT_EQ(way(14, kUntagged), "18 q0");
+        EXPECT_EQ(way(18, kUntagged), "") << option;
+        ASSERT_EQ(ddal_bcm_ifp_redirect_frame_action_add(18, 14, 0), 0);
+        ASSERT_EQ(ddal_bcm_ifp_egress_mask_update_all(), 0);
+        EXPECT_EQ(way(18, kUntagged), "14 q0") << option;
+        ASSERT_EQ(ddal_bcm_ifp_redirect_frame_action_remove(14, 18), 0);
+        EXPECT_EQ(ddal_eth_switch_remove_tunneling(kSwitch, 14, 18), 0) << "the other half";
+        EXPECT_EQ(way(18, kUntagged), "all q0") << option;
+    }
+    ctl("switch port-sets on");
+}
+
+TEST_F(Tunnel, LoopbackSendsFramesBack)
+{
+    uint32_t state = 0;
+    ASSERT_EQ(ddal_eth_switch_enable_loopback(kSwitch, 14), 0);
+    EXPECT_EQ(way(14, kUntagged), "14 q0");
+    EXPECT_EQ(way(14, kTagged), "14 77.2 q2");
+    EXPECT_EQ(way(16, kUntagged), "all q0") << "the port still sends the frames of others";
+    EXPECT_EQ(ddal_eth_switch_get_loopback(kSwitch, 14, &state), 0);
+    EXPECT_EQ(state, 1u);
+    EXPECT_EQ(ddal_eth_switch_disable_loopback(kSwitch, 14), 0);
+    EXPECT_EQ(way(14, kUntagged), "all q0");
+    EXPECT_EQ(ddal_eth_switch_get_loopback(kSwitch, 14, &state), 0);
+    EXPECT_EQ(state, 0u);
+}
+
+TEST_F(Tunnel, FiltersSendFramesToAnAddressToAPort)
+{
+    ddal_eth_switch_multicast_filter filters[4];
+    uint32_t size = 4;
+    EXPECT_EQ(way(14, kToGroup), "all q0");
+    ASSERT_EQ(add_filter(14, 20, kGroup), 0);
+    ASSERT_EQ(add_filter(14, 21, kOtherGroup), 0);
+    EXPECT_EQ(way(14, kToGroup), "20 q0");
+    EXPECT_EQ(way(14, kToGroup + " vlan=77 pcp=2"), "20 77.2 q2");
+    EXPECT_EQ(way(14, "dst=01:00:5e:00:00:02 src=00:00:00:00:00:00"), "21 q0");
+    EXPECT_EQ(way(14, kUntagged), "all q0");
+    EXPECT_EQ(way(16, kToGroup), "all q0");
+    EXPECT_EQ(ddal_eth_switch_get_multicast_filters(kSwitch, 14, filters, &size), 0);
+    ASSERT_EQ(size, 2u);
+    EXPECT_EQ(filters[1].mac[5], 2);
+    EXPECT_EQ(filters[1].dst_port, 21u);
+    size = 1;
+    EXPECT_EQ(ddal_eth_switch_get_multicast_filters(kSwitch, 14, filters, &size), -ENOMEM);
+    EXPECT_EQ(size, 1u);
+    EXPECT_EQ(add_filter(14, 21, kGroup), -EEXIST);
+    EXPECT_EQ(remove_filter(14, 21, kGroup), -ENOENT);
+    EXPECT_EQ(remove_filter(14, 20, kGroup), 0);
+    EXPECT_EQ(way(14, kToGroup), "all q0");
+    uint8_t mac[6] = {0x01, 0, 0x5e, 0, 1, 0};
+    for (mac[5] = 0; mac[5] < 7; ++mac[5])
+        EXPECT_EQ(add_filter(14, 20, mac), 0);
+    EXPECT_EQ(add_filter(14, 20, mac), -ENOSPC) << "eight a port";
+    for (mac[5] = 0; mac[5] < 7; ++mac[5])
+        EXPECT_EQ(remove_filter(14, 20, mac), 0);
+    EXPECT_EQ(remove_filter(14, 21, kOtherGroup), 0);
+}
+
+TEST_F(Tunnel, RulesCostTheirCallsAndLeaveNothing)
+{
+    for (const Pair &each : kPairs) {
+        const std::string before = state();
+        const int added = calls_made(each.add);
+        const int removed = calls_made(each.remove);
+        EXPECT_EQ((std::pair{added, removed}), (std::pair{each.calls[0], each.calls[1]})) << each.what;
+        EXPECT_EQ(state(), before) << each.what;
+    }
+}
+
+// What fails to be added leaves nothing; what fails to be removed can be removed.
+TEST_F(Tunnel, FailuresLeaveNoHalves)
+{
+    ASSERT_EQ(add_filter(14, 21, kOtherGroup), 0); // the port's default entries are taken
+    for (const Pair &each : kPairs) {
+        const std::string before = state();
+        sweep(
+            each.what, each.add, [] {},
+            [&](const std::string &where) {
+                if (where == "nothing failed") {
+                    EXPECT_EQ(each.remove(), 0) << each.what;
+                }
+                EXPECT_EQ(state(), before) << each.what << ", " << where;
+            });
+        sweep(
+            each.what, each.remove, [&] { EXPECT_EQ(each.add(), 0) << each.what; },
+            [&](const std::string &where) {
+                if (where != "nothing failed")
+                    each.remove(); // -ENOENT where only the masks were left
+                EXPECT_EQ(state(), before) << each.what << ", " << where;
+            });
+    }
+    EXPECT_EQ(remove_filter(14, 21, kOtherGroup), 0);
+}
