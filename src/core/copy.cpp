@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "core/log.h"
+#include "core/sigpipe_guard.h"
 #include "core/stream.h"
 #include "core/unique_stream.h"
 
@@ -50,6 +51,18 @@ int copy_chunks(FILE *from, FILE *to, char (&chunk)[kCopyChunk])
     return 0;
 }
 
+// The line of perror, which neither ends the caller nor waits for a reader that has stopped.
+void print_error(const char *what)
+{
+    const int saved_errno = errno;
+    SigpipeGuard guard;
+    if (!takes_text(stderr))
+        return;
+    errno = saved_errno;
+    perror(what);
+    guard.caused(); // perror does not tell
+}
+
 } // namespace
 
 int ddal_common_copy_stream(FILE *from, FILE *to)
@@ -65,7 +78,7 @@ int ddal_common_copy_file(const char *src, const char *dst)
     struct stat attributes;
     if (stat(src, &attributes) != 0) {
         const int result = minus_errno();
-        perror("stat");
+        print_error("stat");
         return result;
     }
     const UniqueStream from{fopen(src, "re")};

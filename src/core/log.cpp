@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <syslog.h>
 
+#include "core/log.h"
 #include "core/sigpipe_guard.h"
 
 namespace {
@@ -32,7 +33,24 @@ int64_t monotonic_ms()
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-// False when a pipe or terminal has stayed full for the limit: its reader has stopped, and the text would wait with it.
+[[gnu::format(printf, 2, 0)]] void write_line(const char *prefix, const char *format, va_list arguments)
+{
+    const int saved_errno = errno;
+    ddal::core::SigpipeGuard guard;
+    flockfile(stderr);
+    if (ddal::core::takes_text(stderr)) {
+        const bool prefix_lost = fputs(prefix, stderr) < 0;
+        errno = saved_errno;
+        if (vfprintf(stderr, format, arguments) < 0 || prefix_lost)
+            guard.caused();
+    }
+    funlockfile(stderr);
+}
+
+} // namespace
+
+namespace ddal::core {
+
 bool takes_text(FILE *stream)
 {
     pollfd place{fileno(stream), POLLOUT, 0}; // a number below 0, of a stream in memory, is never ready
@@ -48,21 +66,7 @@ bool takes_text(FILE *stream)
     return rc > 0 || (rc < 0 && errno != EINTR);
 }
 
-[[gnu::format(printf, 2, 0)]] void write_line(const char *prefix, const char *format, va_list arguments)
-{
-    const int saved_errno = errno;
-    ddal::core::SigpipeGuard guard;
-    flockfile(stderr);
-    if (takes_text(stderr)) {
-        const bool prefix_lost = fputs(prefix, stderr) < 0;
-        errno = saved_errno;
-        if (vfprintf(stderr, format, arguments) < 0 || prefix_lost)
-            guard.caused();
-    }
-    funlockfile(stderr);
-}
-
-} // namespace
+} // namespace ddal::core
 
 int __ddal_log(int priority, const char *format, ...)
 {

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdio>
 #include <syslog.h>
 
 #include <ddal/error.h>
 #include <ddal/log.h>
 
 namespace ddal::core {
+
+// False when a pipe or terminal has stayed full for 1 s: its reader has stopped, and a text would wait with it.
+bool takes_text(FILE *stream);
 
 // The negative errno of the call that just failed, or the given code where the call left errno at 0.
 inline int minus_errno(int when_zero = -EIO)

@@ -43,9 +43,8 @@ struct Stage {
     void *program_stack() { return reinterpret_cast<char *>(this) + 3 * kStackSize; }
 };
 
-// Each thread waits for what it has started, so no lock is needed that a forked child could find taken. The model keeps
-// the first use in a thread from allocating.
-[[gnu::tls_model("initial-exec")]] constinit thread_local Stage *started = nullptr;
+// Each thread waits for what it has started, so no lock is needed that a forked child could find taken.
+constinit thread_local Stage *started = nullptr;
 
 // Everything in a child is async-signal-safe: another thread of the caller may have held any lock. Nothing in it is
 // [[noreturn]] either: sanitizers would look for the stack of the thread there.

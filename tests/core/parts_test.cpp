@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -14,6 +15,7 @@
 #include "core/directory.h"
 #include "core/sysinfo_file.h"
 #include "core/text.h"
+#include "support/in_child.h"
 #include "temporary_directory.h"
 
 using namespace ddal::core;
@@ -86,6 +88,18 @@ TEST(Copy, KeepsContentAndModeAndTellsFailures)
     const std::unique_ptr<FILE, int (*)(FILE *)> source(fopen(from.c_str(), "r"), fclose);
     const std::unique_ptr<FILE, int (*)(FILE *)> full(fopen("/dev/full", "w"), fclose);
     EXPECT_EQ(ddal_common_copy_stream(source.get(), full.get()), -ENOSPC);
+}
+
+TEST(Copy, SurvivesAStandardErrorWithoutAReader)
+{
+    EXPECT_EQ(testing_board::in_child([]() -> std::string {
+                  int ends[2];
+                  if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0 || close(ends[0]) != 0)
+                      return "no pipe";
+                  signal(SIGPIPE, SIG_DFL);
+                  return std::to_string(ddal_common_copy_file("/none", "/tmp/none"));
+              }),
+              std::to_string(-ENOENT));
 }
 
 TEST(Directory, CreatesWhatIsMissing)
