@@ -38,6 +38,8 @@ constexpr std::string_view kLeaveSubshell = "exit;\n";
 constexpr std::string_view kPrintResult = "echo $?\n";
 constexpr size_t kLineLimit = 1024;
 constexpr int kWaitMs = 3000;
+constexpr int kStepMs = 30'000;
+constexpr size_t kInputLimit = size_t{4} << 20; // bytes
 
 int64_t now_ms()
 {
@@ -60,22 +62,34 @@ int wait_until(int64_t end, int sock, short events)
     }
 }
 
-int wait_for(int sock, short events)
+// The socket while one text goes out or one response comes in. A shell that drips, or that never ends, cannot hold the
+// caller beyond kStepMs and kInputLimit.
+struct StepSocket {
+    int fd;
+    int64_t end = now_ms() + kStepMs;
+    size_t input = 0;
+};
+
+// The events that ended the wait; 0 after kWaitMs, or when the step has taken all that it may; negative when poll
+// failed.
+int wait_for(const StepSocket &sock, short events)
 {
-    return wait_until(now_ms() + kWaitMs, sock, events);
+    const int64_t now = now_ms();
+    if (now >= sock.end || sock.input >= kInputLimit)
+        return 0;
+    return wait_until(std::min(now + kWaitMs, sock.end), sock.fd, events);
 }
 
-ssize_t read_some(int sock, char *buf, size_t len)
+// As recv, without waiting: what ended the wait may be an error alone.
+ssize_t read_some(StepSocket &sock, char *buf, size_t len)
 {
-    ssize_t n = 0;
-    do
-        n = recv(sock, buf, len, 0);
-    while (n < 0 && errno == EINTR);
+    const ssize_t n = TEMP_FAILURE_RETRY(recv(sock.fd, buf, std::min(len, kInputLimit - sock.input), MSG_DONTWAIT));
+    sock.input += n > 0 ? static_cast<size_t>(n) : 0;
     return n;
 }
 
 // One wait and one read: the bytes read, always > 0, or the failure. A reset connection counts as a closed one.
-ssize_t receive(int sock, char *buf, size_t len)
+ssize_t receive(StepSocket &sock, char *buf, size_t len)
 {
     if (wait_for(sock, POLLIN) <= 0) {
         diag_error("did not detect end of response\n");
@@ -89,7 +103,7 @@ ssize_t receive(int sock, char *buf, size_t len)
     return n;
 }
 
-int skip_echo(int sock)
+int skip_echo(StepSocket &sock)
 {
     char byte = 0;
     while (byte != '\n') {
@@ -150,15 +164,16 @@ int write_without_cr(FILE *out, const char *line, size_t length)
 
 int send_str(int sock, const char *text, size_t length)
 {
+    StepSocket step{sock};
     while (length > 0) {
-        const int events = wait_for(sock, POLLIN | POLLOUT);
+        const int events = wait_for(step, POLLIN | POLLOUT);
         if (events <= 0) {
             diag_error("poll timed out or failed\n");
             return -EIO;
         }
         if (events & ~POLLOUT) { // input first: the peer must never block on output that nobody reads
             char discarded[kLineLimit];
-            if (read_some(sock, discarded, sizeof discarded) <= 0)
+            if (read_some(step, discarded, sizeof discarded) <= 0)
                 return -ENETDOWN;
             continue;
         }
@@ -178,14 +193,15 @@ int send_str(int sock, const char *text, size_t length)
 
 int get_rsp(int sock, FILE *out)
 {
-    const int echo = skip_echo(sock);
+    StepSocket step{sock};
+    const int echo = skip_echo(step);
     if (echo != 0)
         return echo;
 
     char buffer[kLineLimit];
     size_t used = 0;
     while (std::string_view{buffer, used} != kPrompt) {
-        const ssize_t n = receive(sock, buffer + used, sizeof buffer - used);
+        const ssize_t n = receive(step, buffer + used, sizeof buffer - used);
         if (n < 0)
             return static_cast<int>(n);
         used += static_cast<size_t>(n);

@@ -1,13 +1,18 @@
 // The packet link and the commands, byte for byte, against a scripted loader.
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <functional>
 #include <numeric>
 #include <string>
+#include <sys/time.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "bsl/command.h"
 #include "bsl/scripted_line.h"
+#include "bsl/uart.h"
 #include "support/log_watch.h"
 
 using namespace ddal::bsl;
@@ -426,4 +431,28 @@ TEST(Erase, CoversEverySegmentThatTheRangeTouches)
     EXPECT_EQ(bsl_erase(line, 0x8000, 2048, nullptr, &last), 0x202u);
     EXPECT_EQ(last, 0x83FFu) << "the segment that failed is counted";
     EXPECT_EQ(line.stream.incoming.size(), kDone.size());
+}
+
+// Each signal ends a wait, and the next one takes what is left of the time.
+TEST(Uart, SignalsDoNotLengthenAWait)
+{
+    static int left;
+    left = 50;
+    struct sigaction action {};
+    action.sa_handler = [](int) {
+        if (--left == 0)
+            setitimer(ITIMER_REAL, std::array{itimerval{}}.data(), nullptr);
+    };
+    struct sigaction before {};
+    sigaction(SIGALRM, &action, &before);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const itimerval every_20_ms{{0, 20'000}, {0, 20'000}};
+    setitimer(ITIMER_REAL, &every_20_ms, nullptr);
+    EXPECT_FALSE(UartStream{ends[0]}.wait_readable(200));
+    EXPECT_GT(left, 25) << "it waited for the signals to end";
+    setitimer(ITIMER_REAL, std::array{itimerval{}}.data(), nullptr);
+    sigaction(SIGALRM, &before, nullptr);
+    close(ends[0]);
+    close(ends[1]);
 }

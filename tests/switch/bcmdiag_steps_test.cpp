@@ -1,6 +1,8 @@
 // The steps of a session with the diagnostic shell, fed byte by byte.
 #include <cerrno>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -167,4 +169,21 @@ TEST(SendStr, EndsWhenThePeerIsGone)
     Pair pair;
     pair.close_peer();
     EXPECT_EQ(send_str(pair.client(), "exit;\n", 6), -ENETDOWN);
+}
+
+// What poll reports then is an error alone: no data, and nothing to wait for.
+TEST(Steps, EndOnAnErrorOfTheSocket)
+{
+    const int unconnected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    close(ends[0]);
+    const int closed = dup(unconnected);
+    close(closed);
+    for (const int fd : {unconnected, ends[1], closed}) {
+        EXPECT_EQ(send_str(fd, "exit;\n", 6), -ENETDOWN) << fd;
+        EXPECT_EQ(get_rsp(fd, nullptr), -ENETDOWN) << fd;
+    }
+    close(unconnected);
+    close(ends[1]);
 }

@@ -11,6 +11,7 @@
 #include <regex>
 #include <sys/socket.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 #include <ddal/bcmdiag.h>
@@ -203,6 +204,71 @@ TEST(Bcmdiag, WaitsThreeSecondsForASilentShell)
         },
         std::string(20'000'000, 'c'));
     EXPECT_EQ(outcome.result, -EIO);
+}
+
+// Each wait is short, but there is no end: it ends by the step's 30 s or 4 MiB.
+TEST(Bcmdiag, IsNotHeldByAShellThatDripsOrFloods)
+{
+    const auto drip = [](int fd) {
+        for (; !call_is_over; std::this_thread::sleep_for(std::chrono::milliseconds(100)))
+            say(fd, "x");
+    };
+    const auto flood = [](int fd) {
+        while (!call_is_over)
+            say(fd, std::string(65536, 'x'));
+    };
+    for (const auto &[what, result, seconds, talk] :
+         std::initializer_list<std::tuple<const char *, int, double, std::function<void(int)>>>{
+             {"drips", -ETIMEDOUT, 29, [&](int fd) { read_line(fd), drip(fd); }},
+             {"drips after the echo", -ETIMEDOUT, 29, [&](int fd) { say(fd, read_line(fd)), drip(fd); }},
+             {"floods", -ETIMEDOUT, 0, [&](int fd) { read_line(fd), flood(fd); }}}) {
+        const Outcome outcome = run(talk);
+        EXPECT_EQ(outcome.result, result) << what;
+        EXPECT_GE(outcome.seconds, seconds) << what;
+        EXPECT_LT(outcome.seconds, 60) << what;
+    }
+    const auto flood_in_return = [&](int fd) {
+        say(fd, read_line(fd) + "BCM.0> ");
+        say(fd, read_line(fd));
+        flood(fd);
+    };
+    const Outcome outcome = run(flood_in_return);
+    EXPECT_EQ(outcome.result, -ETIMEDOUT) << "floods its output";
+    EXPECT_GT(outcome.out.size(), 4'000'000u);
+    EXPECT_LE(outcome.out.size(), 4'194'304u);
+    const auto flood_and_take_nothing = [&](int fd) {
+        say(fd, read_line(fd) + "BCM.0> ");
+        std::this_thread::sleep_for(std::chrono::milliseconds(500)); // until the command is on its way
+        flood(fd);
+    };
+    EXPECT_EQ(run(flood_and_take_nothing, std::string(20'000'000, 'c')).result, -EIO);
+}
+
+// Nobody takes the connection, and the listener's queue is full.
+TEST(Bcmdiag, WaitsThreeSecondsForAConnection)
+{
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length);
+    int queued[2];
+    for (int &each : queued) {
+        each = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        static_cast<void>(!connect(each, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    }
+    const uint16_t original = shell_port().host;
+    shell_port().host = ntohs(address.sin_port);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(telnet_bcmdiag(nullptr, "x"), -ETIMEDOUT);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+    shell_port().host = original;
+    for (const int each : queued)
+        close(each);
+    close(listener);
 }
 
 // The shell closes after so many bytes of its part of the conversation.

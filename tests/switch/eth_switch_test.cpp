@@ -244,6 +244,12 @@ TEST(FrontEnd, ListsTellWhatDidNotFit)
     }
     EXPECT_EQ(ddal_eth_switch_get_vlan_translation_status_on_svlan(kSwitch, 21, 5, &a), 0);
     EXPECT_EQ(a, 0u) << "another port's translation";
+    size = 4;
+    EXPECT_EQ(ddal_eth_switch_get_port_learned_addrs(kSwitch, kPort, macs, &size), 0);
+    EXPECT_EQ(ddal_eth_switch_remove_static_arl_entry(kSwitch, kPort, macs[0].mac, macs[0].vlan), -1001)
+        << "a learned address";
+    EXPECT_EQ(ddal_eth_switch_get_port_learned_addrs(kSwitch, kPort, macs, &size), 0);
+    EXPECT_EQ(size, 3u);
     EXPECT_EQ(ddal_eth_switch_clear_port_learned_arl_entries(kSwitch, kPort), 0);
     size = 4;
     EXPECT_EQ(ddal_eth_switch_get_port_learned_addrs(kSwitch, kPort, macs, &size), 0);
