@@ -22,7 +22,9 @@ void drop_newline(char *text)
 
 void drop_tag_suffix(char *text)
 {
-    char *suffix = strstr(text, kOnTag);
+    char *suffix = nullptr; // the last one: a tag's own name may hold the same letters
+    for (char *next = text; (next = strstr(next, kOnTag)) != nullptr; ++next)
+        suffix = next;
     if (!suffix)
         return;
     const char *commit = suffix + sizeof kOnTag - 1;

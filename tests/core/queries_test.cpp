@@ -152,6 +152,8 @@ TEST(Version, LosesItsSuffixOnATagOnly)
     } cases[] = {{"R1.2-0-g1a2b3c\n", "R1.2"},
                  {"R1.2-0-g1a2b3c", "R1.2"},
                  {"R1.2-0-gABCDEF\n", "R1.2"},
+                 {"R1-0-g12-0-gab\n", "R1-0-g12"},
+                 {"R1-0-g12-0-gxy\n", "R1-0-g12-0-gxy"},
                  {"R1.2-3-g1a2b3c\n", "R1.2-3-g1a2b3c"},
                  {"R1.2-0-gxyz\n", "R1.2-0-gxyz"},
                  {"R1.2-0-g\n", "R1.2-0-g"},
