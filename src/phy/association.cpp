@@ -58,10 +58,11 @@ constexpr int32_t kMarvellPort3 = 3;
 constexpr int32_t kMarvellPort4 = 4;
 
 // Items of the system-information store
-constexpr uint32_t kTypeCategory = 13;
-constexpr uint32_t kTypeKey = 18;
-constexpr uint32_t kBackhaulCategory = 42;
-constexpr uint32_t kFirstBackhaulKey = 31;
+constexpr uint32_t kItemCategory = 0;
+constexpr uint32_t kTypeKey = 13;
+constexpr uint32_t kTypeField = 18;
+constexpr uint32_t kBackhaulKey = 42;
+constexpr uint32_t kFirstBackhaulField = 31;
 
 bool is_mbo_board()
 {
@@ -121,7 +122,7 @@ int get_cached_bh_type(uint32_t *type)
     static std::atomic<uint32_t> cached{kTypeUnset}; // two first calls may both read it, with the same result
     if (cached == kTypeUnset) {
         uint64_t value = 0;
-        const int rc = ddal_sysinfo_get_uint(kTypeCategory, kTypeKey, 0, &value);
+        const int rc = ddal_sysinfo_get_uint(kItemCategory, kTypeKey, kTypeField, &value);
         if (rc != 0) {
             *type = kTypeUnset;
             return log_error(rc, "ddal_sysinfo_get_uint() failed:%d\n", rc);
@@ -184,7 +185,7 @@ int direct_association_set(const char *caller, uint32_t phy_dev, ddal_phy_associ
     uint32_t soc_port = 0;
     uint64_t value = 0;
     if (find_interface(caller, phy_dev, &interface) != 0 || ifdev2soc(interface.dev_id, &soc_port) != 0 ||
-        ddal_sysinfo_get_uint(kBackhaulCategory, kFirstBackhaulKey + soc_port, 0, &value) != 0)
+        ddal_sysinfo_get_uint(kItemCategory, kBackhaulKey, kFirstBackhaulField + soc_port, &value) != 0)
         return DDAL_ERR_FAILURE;
 
     *association = {};

@@ -26,9 +26,9 @@ struct Setting {
     uint32_t backhaul_1 = 1;  // cells: 0x1000,
     uint32_t backhaul_2 = 1;  // 0x1000
     uint32_t backhaul_3 = 4;  // and 0x40
-    uint32_t cached_type = 0; // item 13.18 of the store
+    uint32_t cached_type = 0; // item 0.13.18 of the store
     bool multiport = false;   // an external multiport switch is fitted
-    uint32_t value = 249;     // item 42.(31 + dev_id)
+    uint32_t value = 249;     // item 0.42.(31 + dev_id)
 };
 
 void put_cell(const std::string &name, uint32_t value)
@@ -49,9 +49,9 @@ void apply(const Setting &setting)
         put_file("/sys/class/net/eth" + std::to_string(i) + "/dev_id", std::to_string(setting.dev_id) + "\n");
     std::string store;
     if (setting.cached_type != kNone)
-        store += "13.18.0 = " + std::to_string(setting.cached_type) + "\n";
+        store += "0.13.18 = " + std::to_string(setting.cached_type) + "\n";
     if (setting.value != kNone)
-        store += "42." + std::to_string(31 + setting.dev_id) + ".0 = " + std::to_string(setting.value) + "\n";
+        store += "0.42." + std::to_string(31 + setting.dev_id) + " = " + std::to_string(setting.value) + "\n";
     put_file("/flash/config/sysinfo", store);
     ctl(std::string("multiport fitted ") + (setting.multiport ? "on" : "off"));
 }
@@ -344,9 +344,9 @@ TEST(CachedType, IsReadUntilItIsKnown)
                   apply({.board = 9, .cached_type = kNone});
                   ddal_phy_association found{};
                   std::string text = std::to_string(ddal_phy_get_association(3, &found));
-                  put_file("/flash/config/sysinfo", "13.18.0 = 6\n");
+                  put_file("/flash/config/sysinfo", "0.13.18 = 6\n");
                   text += " " + std::to_string(ddal_phy_get_association(3, &found));
-                  put_file("/flash/config/sysinfo", "13.18.0 = 7\n");
+                  put_file("/flash/config/sysinfo", "0.13.18 = 7\n");
                   ddal_phy_get_association(3, &found);
                   return text + " " + std::to_string(found.switch_port);
               }),
