@@ -23,10 +23,11 @@
 
 using ddal::core::UniqueFd;
 
-// This client reports to the system log directly, in a format of its own.
-#define diag_error(format, ...)                                                                                        \
-    syslog(LOG_USER | LOG_ERR, "%s:%u:ERROR: " format, __func__,                                                       \
+// This client reports to the system log directly, in its own format.
+#define diag_error_as(function, format, ...)                                                                           \
+    syslog(LOG_USER | LOG_ERR, "%s:%u:ERROR: " format, (function),                                                     \
            static_cast<unsigned>(__LINE__) __VA_OPT__(, ) __VA_ARGS__)
+#define diag_error(format, ...) diag_error_as(__func__, format __VA_OPT__(, ) __VA_ARGS__)
 
 namespace ddal::ethswitch {
 
@@ -92,12 +93,12 @@ ssize_t read_some(StepSocket &sock, char *buf, size_t len)
 ssize_t receive(StepSocket &sock, char *buf, size_t len)
 {
     if (wait_for(sock, POLLIN) <= 0) {
-        diag_error("did not detect end of response\n");
+        diag_error_as("get_rsp", "did not detect end of response\n");
         return -ETIMEDOUT;
     }
     const ssize_t n = read_some(sock, buf, len);
     if (n <= 0) {
-        diag_error("socket disconnected\n");
+        diag_error_as("get_rsp", "socket disconnected\n");
         return -ENETDOWN;
     }
     return n;

@@ -96,7 +96,9 @@ TEST(GetRsp, EndsWhereThePeerDoes)
     for (size_t at = 0; at < kGood.size(); ++at) {
         LogWatch log;
         EXPECT_EQ(respond({kGood.substr(0, at)}, true).result, -ENETDOWN) << at;
-        EXPECT_NE(log.take().back().find("socket disconnected"), std::string::npos);
+        const std::string line = log.take().back();
+        EXPECT_NE(line.find(" get_rsp:"), std::string::npos) << line;
+        EXPECT_NE(line.find("socket disconnected"), std::string::npos) << line;
     }
 }
 
