@@ -5,9 +5,14 @@
  * register 0x14, the RF card's power through FPGA register 0x180008, and the running application through
  * /dev/rfup-usr. Needs read and write permission on those devices.
  *
+ * One user at a time: bsl_set_uart_speed takes an exclusive hold (an flock(2) of the open UART, which also keeps root
+ * and other threads out) that lasts until the last close of that open file, and bsl_upgrade_up_image has it from its
+ * start to its end. Another user of the family gets -EBUSY at once; the log names the process that has the hold. A
+ * child that was forked meanwhile shares the open file, and so the hold, until it executes a program or ends.
+ *
  * Everything here blocks: a byte is awaited for up to 10 s, a failed reception then listens until the line has been
- * silent for 10 s, a readiness wait takes up to 21 s, and an upgrade lasts minutes. Link timing, packet buffer, image
- * parser and the upgrade's UART are process-wide: use the family from one thread at a time, one upgrade at a time.
+ * silent for 10 s, a readiness wait takes up to 21 s, and an upgrade lasts minutes. Link timing, packet buffer and
+ * image parser are process-wide: use the operations of the link and the parser from one thread at a time.
  *
  * Names are the loader's view: bsl_rx_* writes to the microcontroller, bsl_tx_* reads from it. `fd` is the UART, set up
  * by bsl_set_uart_speed. A `verbose` above 1 traces every byte of the link to the system log.
@@ -79,9 +84,9 @@ enum bsl_fsm_state {
  *
  * baud: 1200, 2400, 4800, 9600, 19200, 38400, 57600 or 115200.
  *
- * Returns fd itself on success. Every failure CLOSES fd: -ETIMEDOUT for any other rate, -ENETDOWN when the settings
- * cannot be read, -ENETUNREACH or -ENETRESET when a speed is refused, -ECONNABORTED when the settings cannot be
- * written.
+ * Returns fd itself on success. Every failure CLOSES fd: -ETIMEDOUT for any other rate, -EBUSY when another user has
+ * the hold, -ENETDOWN when the settings cannot be read, -ENETUNREACH or -ENETRESET when a speed is refused,
+ * -ECONNABORTED when the settings cannot be written.
  *
  * @threads safe on different units: descriptors
  * @blocks some accesses
@@ -344,11 +349,12 @@ DDAL_API void bsl_generate_pattern_record(struct bsl_record *record, uint8_t *da
  *              loader; any other value: as 0, and rewrite the loader. A loader whose version cannot be read
  *              counts as 1.
  *
- * Returns 0, -1001 on any failure (the log has the cause), or the negative errno of a failed change of the UART's
- * speed, which leaves the microcontroller in its loader. 0 also when the flash differs from the image after
- * programming: see ddal_ext_rfcard_upgrade for the verdict.
+ * Returns 0, -EBUSY when another user has the hold on the UART (nothing is done then but switching the card's power
+ * on), -1001 on any failure (the log has the cause), or the negative errno of a failed change of the UART's speed,
+ * which leaves the microcontroller in its loader. 0 also when the flash differs from the image after programming: see
+ * ddal_ext_rfcard_upgrade for the verdict.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads safe
  * @blocks until the procedure is over; minutes, of which no single wait has to be longer than 21 s
  */
 DDAL_API int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose);

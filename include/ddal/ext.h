@@ -3,7 +3,8 @@
  * the interface does without them.
  *
  * RF card: the upgrade of <ddal/bsl.h> with progress and verdict, and its read-only relatives. Devices, privilege,
- * blocking and the one-at-a-time rule are those of <ddal/bsl.h>.
+ * blocking and the one-at-a-time rule are those of <ddal/bsl.h>: each operation has the hold on the UART from its start
+ * to its end, and returns -EBUSY at once where another user has it, in this process or another.
  */
 #ifndef DDAL_EXT_H
 #define DDAL_EXT_H
@@ -45,7 +46,7 @@ typedef void (*ddal_ext_rfcard_progress)(void *context, enum ddal_ext_rfcard_pha
  * Returns as bsl_upgrade_up_image. 0 alone is not success: it comes with BSL_STATUS_MISMATCH and BSL_STATUS_NOT_PARSED
  * as well.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads safe
  * @blocks until the procedure is over; minutes, of which no single wait has to be longer than 21 s
  */
 DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verbose, ddal_ext_rfcard_progress progress,
@@ -56,10 +57,10 @@ DDAL_API int ddal_ext_rfcard_upgrade(const char *path, int upgrade_all, int verb
  *
  * identical: receives 1 or 0; unchanged after a failure.
  *
- * Returns 0, DDAL_ERR_FAILURE (also for an image that cannot be parsed), or the negative errno of a failed change of
- * the UART's speed.
+ * Returns 0, -EBUSY, DDAL_ERR_FAILURE (also for an image that cannot be parsed), or the negative errno of a failed
+ * change of the UART's speed.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads safe
  * @blocks until the procedure is over; a minute and more, of which no single wait has to be longer than 21 s
  */
 DDAL_API int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfcard_progress progress, void *context,
@@ -72,7 +73,7 @@ DDAL_API int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfca
  *
  * Returns as ddal_ext_rfcard_verify.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads safe
  * @blocks until the procedure is over; seconds, of which no single wait has to be longer than 21 s
  */
 DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], int verbose);
@@ -80,9 +81,9 @@ DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], 
 /*
  * Restarts the card into its application and waits until that is ready (up to 21 s).
  *
- * Returns 0, or DDAL_ERR_FAILURE when the card could not be restarted or did not become ready.
+ * Returns 0, -EBUSY, or DDAL_ERR_FAILURE when the card could not be restarted or did not become ready.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads safe
  * @blocks up to 22 s: for the application's readiness
  */
 DDAL_API int ddal_ext_rfcard_restart(int verbose);

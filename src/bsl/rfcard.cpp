@@ -17,12 +17,12 @@ using namespace ddal::bsl;
 
 int read_versions(Session &session, uint8_t loader[4], uint8_t application[8])
 {
-    if (read_loader_version(session, "Current ", loader) != 0)
+    if (read_loader_version(session, Loader::current, loader) != 0)
         return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable to read BSL version\n");
     session.loader_known = true;
     if (unlock_loader(session) != 0)
         return DDAL_ERR_FAILURE;
-    UartLink link{uart_fd(), session.verbose};
+    UartLink link{session.uart.get(), session.verbose};
     if (bsl_tx_app_ver(link, application) != 0)
         return log_error(DDAL_ERR_FAILURE, "%s: ERROR: Unable to retrieve uP version\n", kTag);
     return 0;
@@ -32,13 +32,13 @@ int read_versions(Session &session, uint8_t loader[4], uint8_t application[8])
 int compare(Session &session, const Image &image, int *identical)
 {
     uint8_t loader[4];
-    session.loader_known = read_loader_version(session, "Current ", loader) == 0;
+    session.loader_known = read_loader_version(session, Loader::current, loader) == 0;
     if (const int result = raise_speed(session); result != 0)
         return result;
     if (unlock_loader(session) != 0)
         return DDAL_ERR_FAILURE;
 
-    UartLink link{uart_fd(), session.verbose, &session.progress};
+    UartLink link{session.uart.get(), session.verbose, &session.progress};
     bool mismatch = false;
     session.progress.begin(DDAL_EXT_RFCARD_COMPARE, image_bytes(image.records));
     if (bsl_verify_flash_image(link, image.records, &mismatch) != 0)
@@ -49,7 +49,7 @@ int compare(Session &session, const Image &image, int *identical)
 
 int leave_loader(int result, Session &session)
 {
-    return uart_fd() >= 0 ? bsl_app_mode(result, session) : result;
+    return session.uart ? bsl_app_mode(result, session) : result;
 }
 
 } // namespace
@@ -60,13 +60,14 @@ int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfcard_progre
     Session session{verbose, {progress, context}};
     Image image;
     uint32_t status = BSL_STATUS_NOT_REQUIRED;
-    int result = DDAL_ERR_FAILURE;
+    int result = open_uart(session); // first: the parser is another session's otherwise
+    if (result != 0)
+        return result;
     // Without records there is nothing to compare, which must not pass for equal.
-    if (load_image(path, &image, &status) == 0 && image.records) {
-        result = enter_loader(session);
-        if (result == 0)
-            result = leave_loader(compare(session, image, identical), session);
-    }
+    const bool loaded = load_image(path, &image, &status) == 0 && image.records;
+    result = loaded ? enter_loader(session) : DDAL_ERR_FAILURE;
+    if (result == 0)
+        result = leave_loader(compare(session, image, identical), session);
     discard_image();
     return result;
 }
@@ -79,8 +80,11 @@ int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], int verbo
     return leave_loader(read_versions(session, loader, application), session);
 }
 
-int ddal_ext_rfcard_restart(int)
+int ddal_ext_rfcard_restart(int verbose)
 {
+    Session session{verbose, {}};
+    if (const int result = open_uart(session); result != 0)
+        return result;
     if (bsl_reset(system_clock()) != 0)
         return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Reset failed\n");
     return wait_for_up_ready() == 0 ? 0 : DDAL_ERR_FAILURE;

@@ -8,6 +8,7 @@
 
 #include <ddal/bsl.h>
 
+#include "bsl/hold.h"
 #include "core/sleep.h"
 #include "core/transfer.h"
 #include "core/unique_fd.h"
@@ -116,6 +117,8 @@ int bsl_set_uart_speed(int fd, uint32_t baud)
     const ddal::bsl::LineSpeed *line = ddal::bsl::find_speed(baud);
     if (!line)
         return -ETIMEDOUT;
+    if (const int held = ddal::bsl::hold_uart(fd); held != 0)
+        return held;
 
     termios settings{};
     if (tcgetattr(fd, &settings) != 0)

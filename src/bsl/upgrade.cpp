@@ -1,6 +1,7 @@
 #include "bsl/upgrade.h"
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <syslog.h>
@@ -11,6 +12,7 @@
 
 #include "bsl/codeload.h"
 #include "bsl/command.h"
+#include "bsl/hold.h"
 #include "bsl/pins.h"
 #include "bsl/rf_card_driver.h"
 #include "bsl/uart.h"
@@ -34,21 +36,27 @@ constexpr uint16_t kUnknownLoaderPasswordLength = 32;
 
 constexpr int kReadyRounds = 21;
 
-core::UniqueFd uart;
-
 } // namespace
 
-int uart_fd()
+int open_uart(Session &session)
 {
-    return uart.get();
+    session.uart.reset(open(kUartNode, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!session.uart)
+        return DDAL_ERR_FAILURE;
+    const int held = hold_uart(session.uart.get());
+    session.hold.reset(fcntl(session.uart.get(), F_DUPFD_CLOEXEC, 3));
+    if (held == 0 && session.hold)
+        return 0;
+    session.uart.reset();
+    return held == -EBUSY ? held : DDAL_ERR_FAILURE;
 }
 
-int set_uart_speed(uint32_t baud)
+int set_uart_speed(Session &session, uint32_t baud)
 {
-    const int fd = bsl_set_uart_speed(uart.release(), baud); // closes the descriptor when it fails
+    const int fd = bsl_set_uart_speed(session.uart.release(), baud); // closes the descriptor when it fails
     if (fd < 0)
         return fd;
-    uart.reset(fd);
+    session.uart.reset(fd);
     return 0;
 }
 
@@ -61,28 +69,34 @@ int enter_loader(Session &session)
     }
 
     __ddal_log(LOG_DEBUG, "Initializing BSL... ");
-    uart.reset(open(kUartNode, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    if (!uart || set_uart_speed(kLoaderBaud) != 0)
+    const int opened = session.uart ? 0 : open_uart(session);
+    if (opened != 0)
+        return opened;
+    if (set_uart_speed(session, kLoaderBaud) != 0)
         return DDAL_ERR_FAILURE;
     __ddal_log(LOG_DEBUG, "UART opened.\n");
 
     __ddal_log(LOG_DEBUG, "Putting uP in BSL mode... ");
-    UartLink link{uart.get(), session.verbose};
+    UartLink link{session.uart.get(), session.verbose};
     if (bsl_entry(link) != 0) {
         log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to gain BSL entry\n");
-        uart.reset();
+        session.uart.reset();
         return DDAL_ERR_FAILURE;
     }
     return 0;
 }
 
-uint32_t read_loader_version(const Session &session, const char *prefix, uint8_t version[4])
+uint32_t read_loader_version(const Session &session, Loader loader, uint8_t version[4])
 {
     std::array<uint8_t, kLoaderVersionMax> bytes{};
-    UartLink link{uart.get(), session.verbose};
+    UartLink link{session.uart.get(), session.verbose};
     const uint32_t result = bsl_tx_bsl_version(link, bytes.data());
     if (result == 0) {
-        __ddal_log(LOG_DEBUG, "%sBSL version: %02x.%02x.%02x.%02x\n", prefix, bytes[0], bytes[1], bytes[2], bytes[3]);
+        const bool current = loader == Loader::current;
+        if (current) // kept: ends the line of the loader entry, which the entry after a rewrite does not log
+            __ddal_log(LOG_DEBUG, "done\n");
+        __ddal_log(LOG_DEBUG, "%sBSL version: %02x.%02x.%02x.%02x\n", current ? "Current " : "NEW ", bytes[0], bytes[1],
+                   bytes[2], bytes[3]);
         memcpy(version, bytes.data(), 4);
     }
     return result;
@@ -90,12 +104,12 @@ uint32_t read_loader_version(const Session &session, const char *prefix, uint8_t
 
 int raise_speed(Session &session)
 {
-    UartLink link{uart.get(), session.verbose};
+    UartLink link{session.uart.get(), session.verbose};
     if (bsl_change_baud(link, kTransferBaud) != 0) {
         log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to codeload.\n");
         return DDAL_ERR_FAILURE;
     }
-    return set_uart_speed(kTransferBaud);
+    return set_uart_speed(session, kTransferBaud);
 }
 
 int unlock_loader(Session &session)
@@ -104,7 +118,7 @@ int unlock_loader(Session &session)
     password.fill(kPasswordFill);
     const uint16_t length = session.loader_known ? kPasswordLength : kUnknownLoaderPasswordLength;
 
-    UartLink link{uart.get(), session.verbose};
+    UartLink link{session.uart.get(), session.verbose};
     if (bsl_rx_password(link, password.data(), length) == 0)
         return 0;
     // A wrong password has erased the flash: the same bytes are right now.
@@ -147,11 +161,11 @@ int write_bsl(Session &session)
     if (wait_for_up_ready() != 0)
         return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: uP did not return to READY after writing BSL image.\n");
 
-    UartLink link{uart.get(), session.verbose};
+    UartLink link{session.uart.get(), session.verbose};
     if (bsl_entry(link) != 0)
         return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable gain BSL entry\n");
     uint8_t version[4];
-    if (read_loader_version(session, "NEW ", version) != 0)
+    if (read_loader_version(session, Loader::rewritten, version) != 0)
         return log_error(DDAL_ERR_FAILURE, "BSL: ERROR: Unable to read BSL version\n");
     return 0;
 }
@@ -163,7 +177,7 @@ int bsl_app_mode(int result, Session &session)
         log_line(LOG_ERR, "BSL: ERROR: Reset failed\n");
     else if (wait_for_up_ready() == 0)
         __ddal_log(LOG_DEBUG, "done\n");
-    uart.reset();
+    session.uart.reset();
     return result;
 }
 
@@ -179,10 +193,10 @@ int prepare_codeload(Session &session)
 // Leaves the UART closed only when its speed could not be set back.
 int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, Verdict *verdict)
 {
-    UartLink link{uart.get(), session.verbose, &session.progress};
+    UartLink link{session.uart.get(), session.verbose, &session.progress};
     if (bsl_codeload(link, path, verdict, upgrade_all) != 0)
         return DDAL_ERR_FAILURE;
-    if (const int result = set_uart_speed(kLoaderBaud); result != 0)
+    if (const int result = set_uart_speed(session, kLoaderBaud); result != 0)
         return result;
     return upgrade_all != 0 ? write_bsl(session) : 0;
 }
@@ -193,7 +207,7 @@ int upgrade(Session &session, const char *path, int upgrade_all, Verdict *verdic
         return result;
 
     uint8_t version[4];
-    session.loader_known = read_loader_version(session, "Current ", version) == 0;
+    session.loader_known = read_loader_version(session, Loader::current, version) == 0;
     if (!session.loader_known) {
         log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to read BSL version\n");
         log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: force upgrade all: up image and BSL\n");
@@ -202,9 +216,9 @@ int upgrade(Session &session, const char *path, int upgrade_all, Verdict *verdic
 
     int result = prepare_codeload(session);
     if (result != 0)
-        return uart ? bsl_app_mode(result, session) : result;
+        return session.uart ? bsl_app_mode(result, session) : result;
     result = codeload_and_rewrite(session, path, upgrade_all, verdict);
-    if (!uart)
+    if (!session.uart)
         return result;
     __ddal_log(LOG_DEBUG, "Putting uP in app mode... ");
     return bsl_app_mode(result, session);

@@ -1,5 +1,7 @@
 // ddalctl rfcard as a user runs it: what it shows, what it says in the end, and how it takes Ctrl-C.
 #include <csignal>
+#include <future>
+#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
@@ -67,6 +69,70 @@ TEST(Rfcard, EndsWithOneWhereverTheCardIsNotAsWished)
     }
     unlink(broken.c_str());
     EXPECT_EQ(ddalctl("rfcard message 0 --receive 253").status, 2);
+}
+
+namespace {
+
+// An upgrade that stops where the erasing begins, and says so, until it is told to go on.
+struct Halted {
+    std::promise<void> reached;
+    std::promise<void> released;
+
+    static void halt(void *context, ddal_ext_rfcard_phase phase, uint32_t done, uint32_t)
+    {
+        auto *self = static_cast<Halted *>(context);
+        if (phase != DDAL_EXT_RFCARD_ERASE || done != 0)
+            return;
+        self->reached.set_value();
+        self->released.get_future().wait();
+    }
+};
+
+} // namespace
+
+TEST(Rfcard, HasOneUserAtATime)
+{
+    reset_card();
+    Halted halted;
+    auto upgrading =
+        std::async(std::launch::async, [&] { return upgrade(image("small.txt"), 0, Halted::halt, &halted); });
+    halted.reached.get_future().wait();
+
+    // Another process, another thread and another open file of this one; all before they touch the card.
+    const std::string holder = "RF card is in use by process " + std::to_string(getpid()) + "\n";
+    for (const std::string &command :
+         std::vector<std::string>{"version", "reset", "verify " + image("small.txt"), "upgrade " + image("b250.txt")}) {
+        const Finished run = ddalctl("rfcard " + command);
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_TRUE(has(run.err, holder) && has(run.err, "another process is working on the RF card")) << run.err;
+    }
+    EXPECT_EQ(ddalctl_json("rfcard version").at("error").at("name"), "EBUSY");
+    {
+        const QuietErrors quiet;
+        uint8_t loader[4], application[8];
+        EXPECT_EQ(ddal_ext_rfcard_version(loader, application, 0), -EBUSY);
+        EXPECT_EQ(bsl_set_uart_speed(open("/dev/ttyFPGA3", O_RDWR | O_NOCTTY | O_CLOEXEC), 9600), -EBUSY);
+    }
+    EXPECT_EQ(card_state("mode"), "loader");
+    halted.released.set_value();
+    const Upgrade done = upgrading.get();
+    EXPECT_EQ(done.result, 0);
+    EXPECT_EQ(done.status, BSL_STATUS_SUCCESSFUL);
+    EXPECT_EQ(flash(0x9000, 300), digits(block("small-0x9000.bin")));
+
+    // The hold of a killed process is gone.
+    const pid_t child = fork();
+    if (child == 0) {
+        upgrade(image("several.txt"), 0, [](void *, ddal_ext_rfcard_phase, uint32_t, uint32_t bytes) {
+            if (bytes != 0)
+                raise(SIGKILL);
+        });
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(ddalctl("rfcard reset").status, 0);
 }
 
 TEST(Rfcard, RefusesCtrlCWhileTheFlashIsBeingWritten)

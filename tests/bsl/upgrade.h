@@ -33,7 +33,7 @@ inline std::string printed(const Bytes &version)
     return digits(Bytes(version.begin() + static_cast<long>(start), version.begin() + 7)) + "." + digits({version[7]});
 }
 
-inline const Lines kEntered{"7 Initializing BSL... ", "7 UART opened.", "7 Putting uP in BSL mode... ",
+inline const Lines kEntered{"7 Initializing BSL... ", "7 UART opened.", "7 Putting uP in BSL mode... ", "7 done",
                             "7 Current BSL version: 00.08.35.53"};
 inline const Lines kRestarted{"7 Putting uP in app mode... ", "6 BSL: INFO: uP firmware status: 0x01, 0x5a", "7 done"};
 inline const Lines kVerifying{"6 BSL: Verifying uP image in flash..."};

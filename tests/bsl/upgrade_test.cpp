@@ -101,7 +101,7 @@ TEST_F(UpgradeTest, SendsThePasswordAgainOnceAWrongOneHasErasedTheCard)
     EXPECT_EQ(flash(0x4520, 4), "ffffffff") << "what the other image had there is gone";
     expect_image_in_flash();
     const Lines lines = log.take();
-    EXPECT_EQ(Lines(lines.begin() + 4, lines.begin() + 7),
+    EXPECT_EQ(Lines(lines.begin() + 5, lines.begin() + 8),
               (Lines{"3 get_bsl_resp: BSL: Received BSL Core error: PASSWORD_ERROR (0x05)",
                      "7 BSL: image file contains uP version: " + printed(version), "7 BSL: Current uP image: Blank"}));
 }

@@ -4,6 +4,7 @@
 #include <ddal/ext.h>
 #include <ddal/rfup.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -64,12 +65,19 @@ bool application_ready()
     return DDAL(ddal_rfup_msg)(kStatusQuery, 0, nullptr, sizeof status, status) == 0 && status[1] == kReady;
 }
 
+void require_card(int result)
+{
+    if (result == -EBUSY)
+        throw Failure(result, kOperationFailed, "another process is working on the RF card: try again when it is done");
+    require(result);
+}
+
 // The library's result says less than its verdict.
 void require_upgrade(int result, uint32_t status)
 {
     if (result != 0 && status != BSL_STATUS_NOT_REQUIRED && status != BSL_STATUS_SUCCESSFUL)
         throw Failure(result, kOperationFailed, text_of_status(status));
-    require(result);
+    require_card(result);
     if (status != BSL_STATUS_NOT_REQUIRED && status != BSL_STATUS_SUCCESSFUL)
         throw Failure(DDAL_ERR_FAILURE, kOperationFailed, text_of_status(status));
 }
@@ -104,9 +112,9 @@ void verify(const Arguments &arguments, Report &report)
     {
         const HoldWhileWriting hold;
         Progress progress(report.json());
-        require(DDAL(ddal_ext_rfcard_verify)(arguments.text("IMAGE").c_str(),
-                                             static_cast<int>(arguments.number_or("--verbose", 0)), Progress::report,
-                                             &progress, &identical));
+        require_card(DDAL(ddal_ext_rfcard_verify)(arguments.text("IMAGE").c_str(),
+                                                  static_cast<int>(arguments.number_or("--verbose", 0)),
+                                                  Progress::report, &progress, &identical));
     }
     if (identical == 0)
         throw Failure(DDAL_ERR_FAILURE, kOperationFailed, "the flash differs from the image");
@@ -117,7 +125,7 @@ void version(const Arguments &, Report &report)
 {
     uint8_t loader[4] = {};
     uint8_t application[8] = {};
-    require(DDAL(ddal_ext_rfcard_version)(loader, application, 0));
+    require_card(DDAL(ddal_ext_rfcard_version)(loader, application, 0));
     report.add("loader", digits_of(loader, sizeof loader));
     report.add("application", digits_of(application, sizeof application));
 }
@@ -138,7 +146,7 @@ void message(const Arguments &arguments, Report &report)
 
 void reset(const Arguments &, Report &report)
 {
-    require(DDAL(ddal_ext_rfcard_restart)(0));
+    require_card(DDAL(ddal_ext_rfcard_restart)(0));
     report.add_flag("ready", true);
 }
 

@@ -64,6 +64,7 @@ constexpr PathRule kPathRules[] = {
     {"/proc/cpuinfo", Policy::kHost},
     {"/proc/filesystems", Policy::kHost},
     {"/proc/loadavg", Policy::kHost},
+    {"/proc/locks", Policy::kHost},
     {"/proc/meminfo", Policy::kHost},
     {"/proc/stat", Policy::kHost},
     {"/proc/sys", Policy::kOverlay},

@@ -1,0 +1,10 @@
+// The exclusive hold on the RF card's UART.
+#pragma once
+
+namespace ddal::bsl {
+
+// Takes the hold for the open file behind `fd`, whose last close ends it. An open file that has the hold keeps it.
+// Returns 0, -EBUSY when another open file has it (logged with the process that took it), or another negative errno.
+int hold_uart(int fd);
+
+} // namespace ddal::bsl
