@@ -4,9 +4,13 @@
  *
  * Reaches the account tools (/usr/sbin/updpassword, /usr/sbin/initpassword, /usr/bin/passwd, /usr/bin/ssh-keygen), the
  * PAM password stack, the SSH daemon's configuration and their persistent copies on flash. Needs root. Each call blocks
- * for as long as the programs it runs and for as long as another process edits the same file; there is no time limit.
- * Calls may run in parallel from any thread and process: configuration files are replaced whole, under a lock. Setting
- * the restriction changes several files in turn, so only one caller should do that at a time.
+ * for as long as the programs it runs, without a time limit, and for at most 20 s for another process that edits the
+ * same file. Calls may run in parallel from any thread and process: configuration files are replaced whole, under a
+ * lock. Setting the restriction changes several files in turn, so only one caller should do that at a time.
+ *
+ * The lock is an flock(2) of the file, which every user who can read the file can hold. After 20 s the edit therefore
+ * fails with -EBUSY, or DDAL_ERR_FAILURE where an operation returns that for every failed edit, and the file is
+ * unchanged.
  *
  * A user name is compared exactly. Programs that the calls start inherit standard output and standard error, except
  * where an operation says that it captures the output.
@@ -66,7 +70,7 @@ DDAL_API int ddal_auth_reset_user_password(const char *user);
  * "remember=". Otherwise a negative errno.
  *
  * @threads safe
- * @blocks until other editors of the two files are done
+ * @blocks up to 20 s: for other editors of each of the two files
  */
 DDAL_API int ddal_auth_set_password_history_len(uint32_t len);
 
@@ -79,7 +83,7 @@ DDAL_API int ddal_auth_set_password_history_len(uint32_t len);
  * Returns 0 or a negative errno; after a failure the stored number is the old one.
  *
  * @threads safe
- * @blocks until other editors of the file are done
+ * @blocks up to 20 s: for other editors of the file
  */
 DDAL_API int ddal_auth_set_login_faildelay(uint32_t delay);
 
@@ -111,7 +115,7 @@ DDAL_API int ddal_auth_get_restricted_root_access_state(uint32_t *state);
  * A failure of the final daemon restart leaves the new mode in place.
  *
  * @threads one caller at a time: in the whole unit
- * @blocks programs: eight; and until other editors of the files are done
+ * @blocks programs: eight; and up to 20 s for other editors of each file
  */
 DDAL_API int ddal_auth_set_restricted_root_access_state(uint32_t state);
 
@@ -120,8 +124,11 @@ DDAL_API int ddal_auth_set_restricted_root_access_state(uint32_t state);
  *
  * user: "toor4qrx" or "serviceuser".
  *
- * -EINVAL: user is NULL. DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_FAILURE: the copy failed; the keys
- * file may then be empty or incomplete.
+ * Follows no symbolic link below /user/<user>, and changes no file there: the new file gets its content, owner and mode
+ * first and takes the place of the old name at once. Where the user has made a link of the folder .ssh, the call fails.
+ *
+ * -EINVAL: user is NULL. DDAL_ERR_USER_NOT_SUPPORTED: another user name. DDAL_ERR_FAILURE: the copy failed; the old
+ * keys are then still there.
  *
  * @threads safe on different units: accounts
  * @blocks some accesses

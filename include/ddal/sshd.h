@@ -3,9 +3,10 @@
  *
  * Reaches /etc/ssh/sshd_config and its persistent copy /ffs/run/etc/ssh/p_sshd_config, /etc/ssh/sshd-banner,
  * /usr/sbin/sshd (which checks every edited configuration before it becomes the live one) and /bin/systemctl. Needs
- * root. Each call blocks for as long as the programs it runs and for as long as another process edits the same file;
- * there is no time limit. Calls may run in parallel from any thread and process: files are replaced whole, under a
- * lock. No call but ddal_sshd_restart makes a running daemon read its configuration again.
+ * root. Each call blocks for as long as the programs it runs, without a time limit, and for at most 20 s for another
+ * process that edits the same file, which then fails (auth.h says why). Calls may run in parallel from any thread and
+ * process: files are replaced whole, under a lock. No call but ddal_sshd_restart makes a running daemon read its
+ * configuration again.
  */
 #ifndef DDAL_SSHD_H
 #define DDAL_SSHD_H
@@ -31,7 +32,7 @@ DDAL_BEGIN_DECLS
  * not (the live one is changed then).
  *
  * @threads safe
- * @blocks a program for each file: it checks the new configuration; and until other editors of the file are done
+ * @blocks a program for each file: it checks the new configuration; and up to 20 s for other editors of the file
  */
 DDAL_API int ddal_sshd_set_parameter(const char *name, const char *value, uint32_t flags);
 
@@ -43,7 +44,7 @@ DDAL_API int ddal_sshd_set_parameter(const char *name, const char *value, uint32
  * -EINVAL: banner_text is NULL. DDAL_ERR_FAILURE: the file could not be replaced; it is the old one then.
  *
  * @threads safe
- * @blocks until other editors of the file are done
+ * @blocks up to 20 s: for other editors of the file
  */
 DDAL_API int ddal_sshd_set_banner(const char *banner_text);
 

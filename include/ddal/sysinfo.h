@@ -13,7 +13,7 @@
  *
  * Reading needs read permission on the file, setting write permission on its directory. The file is replaced as a whole
  * under a lock, so calls may run in parallel in any thread and process, and a loss of power leaves the old or the new
- * file; a setter blocks while another is at work.
+ * file. A call waits for a setter that is at work for at most 20 s and then fails with -EBUSY.
  *
  * The three calls are weak symbols: an application that defines them supplies its own store, which the library then
  * uses as well.
@@ -36,7 +36,7 @@ DDAL_BEGIN_DECLS
  * of reading the file.
  *
  * @threads safe: as an application's own has to be
- * @blocks until a writer of the store is done
+ * @blocks up to 20 s: for a writer of the store
  */
 DDAL_API int ddal_sysinfo_get_uint(uint32_t category, uint32_t key, uint32_t key2, uint64_t *value);
 
@@ -46,7 +46,7 @@ DDAL_API int ddal_sysinfo_get_uint(uint32_t category, uint32_t key, uint32_t key
  * Returns 0 or the negative errno of rewriting the file, which is then unchanged.
  *
  * @threads safe: as an application's own has to be
- * @blocks until the other users of the store are done
+ * @blocks up to 20 s: for the other users of the store
  */
 DDAL_API int ddal_sysinfo_set_uint(uint32_t category, uint32_t key, uint32_t key2, uint64_t value);
 

@@ -4,6 +4,7 @@
 #include <ddal/sshd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -215,13 +216,14 @@ int ddal_auth_reset_user_ssh_keys(const char *user)
     if (!is_supported_user(user))
         return log_error(DDAL_ERR_USER_NOT_SUPPORTED, "user %s is not supported\n", user);
 
+    Path home;
     Path keys;
-    if (!keys.build("/user/", user, "/.ssh/authorized_keys"))
+    if (!home.build("/user/", user, "") || !keys.build(home.text, "/.ssh/authorized_keys", ""))
         return log_error(DDAL_ERR_FAILURE, "%s authorized keys path prepare error\n", user);
     Path default_keys;
     if (!default_keys.build("/etc/default/", user, "/ssh/authorized_keys"))
         return log_error(DDAL_ERR_FAILURE, "%s authorized keys default path prepare error\n", user);
-    const int result = ddal::core::ddal_common_copy_file(default_keys.text, keys.text);
+    const int result = ddal::core::copy_file_below(default_keys.text, keys.text, strlen(home.text));
     if (result != 0)
         return log_error(DDAL_ERR_FAILURE, "%s authorized keys override error: %d\n", user, result);
     return 0;

@@ -2,16 +2,19 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <new>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "core/descriptor_link.h"
 #include "core/fresh_name.h"
 #include "core/log.h"
+#include "core/replacement.h"
+#include "core/sleep.h"
 #include "core/stream.h"
 #include "core/text.h"
 #include "core/unique_fd.h"
@@ -30,8 +33,9 @@ struct ddal_common_atomic_file {
 namespace {
 
 constexpr size_t kPathSize = 4096;
-constexpr mode_t kReplacementMode = 0600;
-constexpr int kReplacementFlags = O_RDWR | O_CLOEXEC;
+constexpr mode_t kNewFileMode = 0600;
+constexpr time_t kLockSeconds = 20;
+constexpr uint64_t kLockPauseUs = 2000;
 
 struct Mode {
     bool valid;
@@ -72,15 +76,37 @@ bool open_directory(ddal_common_atomic_file &file, const char *path)
 
     if (slash)
         slash[slash == directory ? 1 : 0] = '\0';
-    file.directory.reset(open(slash ? directory : ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_PATH));
+    // Readable where that is allowed, to find what killed writers have left.
+    const char *const path_of_directory = slash ? directory : ".";
+    file.directory.reset(open(path_of_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!file.directory && errno == EACCES)
+        file.directory.reset(open(path_of_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_PATH));
     return static_cast<bool>(file.directory);
 }
 
+bool is_over(const timespec &end)
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec > end.tv_sec || (now.tv_sec == end.tv_sec && now.tv_nsec >= end.tv_nsec);
+}
+
+// Any user that can read the file can also hold its lock, so the wait has an end.
 bool lock(int fd, int operation)
 {
-    while (flock(fd, operation) != 0) {
-        if (errno != EINTR)
+    timespec end{};
+    while (flock(fd, operation | LOCK_NB) != 0) {
+        if (errno == EINTR)
+            continue;
+        if (errno != EWOULDBLOCK)
             return false;
+        if (end.tv_sec == 0) {
+            clock_gettime(CLOCK_MONOTONIC, &end);
+            end.tv_sec += kLockSeconds;
+        } else if (is_over(end)) {
+            return fail_with(EBUSY);
+        }
+        sleep_us(kLockPauseUs);
     }
     return true;
 }
@@ -101,7 +127,7 @@ UniqueFd open_locked(const ddal_common_atomic_file &file, const Mode &mode)
 {
     const int flags = O_RDONLY | O_CLOEXEC | (mode.creates ? O_CREAT : 0);
     for (;;) {
-        UniqueFd fd{openat(file.directory.get(), file.base_name, flags, kReplacementMode)};
+        UniqueFd fd{openat(file.directory.get(), file.base_name, flags, kNewFileMode)};
         if (!fd || !lock(fd.get(), mode.writes ? LOCK_EX : LOCK_SH))
             return UniqueFd{};
         const int current = still_current(file, fd.get());
@@ -110,30 +136,9 @@ UniqueFd open_locked(const ddal_common_atomic_file &file, const Mode &mode)
     }
 }
 
-UniqueFd open_anonymous(int directory)
-{
-    UniqueFd fd{openat(directory, ".", kReplacementFlags | O_TMPFILE, kReplacementMode)};
-    if (!fd && errno == EISDIR) // from a kernel that does not know the flag
-        errno = ENOSYS;
-    return fd;
-}
-
-UniqueFd open_replacement(ddal_common_atomic_file &file)
-{
-    const int directory = file.directory.get();
-    UniqueFd fd = open_anonymous(directory);
-    if (fd || (errno != ENOSYS && errno != EOPNOTSUPP))
-        return fd;
-    file.temporary.take([&](const char *name) {
-        fd.reset(openat(directory, name, kReplacementFlags | O_CREAT | O_EXCL, kReplacementMode));
-        return static_cast<bool>(fd);
-    });
-    return fd;
-}
-
 bool open_writer(ddal_common_atomic_file &file, const Mode &mode, const char *mode_text)
 {
-    UniqueFd fd = open_replacement(file);
+    UniqueFd fd = create_replacement(file.directory.get(), file.temporary);
     if (!fd)
         return false;
     if (mode.copies) {
@@ -156,23 +161,17 @@ bool open_all(ddal_common_atomic_file &file, const char *path, const Mode &mode,
     file.reader = UniqueStream::from(std::move(fd), "r");
     if (!file.reader)
         return false;
-    if (mode.writes)
-        return open_writer(file, mode, mode_text);
-    file.directory.reset();
+    if (!mode.writes) {
+        file.directory.reset();
+        return true;
+    }
+    if (!open_writer(file, mode, mode_text))
+        return false;
+    remove_abandoned(file.directory.get(), fileno(file.reader.get()));
     return true;
 }
 
-bool link_to(int fd, int directory, const char *name)
-{
-    if (linkat(fd, "", directory, name, AT_EMPTY_PATH) == 0)
-        return true;
-    if (errno != ENOENT && errno != EPERM)
-        return false;
-    // Linking a descriptor itself takes a privilege; its entry under /proc does not.
-    return linkat(AT_FDCWD, DescriptorLink{fd}.path(), directory, name, AT_SYMLINK_FOLLOW) == 0;
-}
-
-int put_in_place(ddal_common_atomic_file &file)
+int commit_replacement(ddal_common_atomic_file &file)
 {
     if (ferror(file.reader.get())) // what was taken over from it may end too early
         return -EIO;
@@ -186,15 +185,7 @@ int put_in_place(ddal_common_atomic_file &file)
         fchown(fd, target.st_uid, target.st_gid) != 0)
         return minus_errno();
 
-    const int directory = file.directory.get();
-    FreshName linked;
-    if (!linked.take([&](const char *name) { return link_to(fd, directory, name); }))
-        return minus_errno();
-    if (renameat(directory, linked.get(), directory, file.base_name) == 0)
-        return 0;
-    const int result = minus_errno();
-    unlinkat(directory, linked.get(), 0);
-    return result;
+    return put_in_place(fd, file.directory.get(), file.base_name);
 }
 
 } // namespace
@@ -230,7 +221,7 @@ int ddal_common_atomic_close(ddal_common_atomic_file *h, int commit)
     const std::unique_ptr<ddal_common_atomic_file> file{h};
     int result = 0;
     if (commit && file->writer)
-        result = put_in_place(*file);
+        result = commit_replacement(*file);
     if (file->temporary)
         unlinkat(file->directory.get(), file->temporary.get(), 0);
     return result;

@@ -13,7 +13,8 @@ struct ddal_common_atomic_file;
 //   "r+"  exclusive lock, the replacement starts as a copy and is written from its start;
 //   "a"   the same, written at its end; a missing file is created empty;
 //   "w"   exclusive lock, the replacement starts empty; a missing file is created empty.
-// The whole mode string opens the replacement's stream, so "w+" is valid. Returns null with errno.
+// The whole mode string opens the replacement's stream, so "w+" is valid. A lock is awaited for at most 20 s. Returns
+// null with errno; EBUSY when another open file keeps the lock for longer.
 ddal_common_atomic_file *ddal_common_atomic_open(const char *path, const char *mode);
 
 // The stream of the present content.

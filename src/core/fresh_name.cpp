@@ -22,7 +22,15 @@ uint64_t mix(uint64_t value)
     return value ^ (value >> 31);
 }
 
+constexpr size_t kPrefixLength = sizeof kPattern - sizeof "XXXXXX";
+
 } // namespace
+
+bool FreshName::matches(const char *name)
+{
+    return strncmp(name, kPattern, kPrefixLength) == 0 && strlen(name) == sizeof kPattern - 1 &&
+           strspn(name + kPrefixLength, kLetters) == sizeof "XXXXXX" - 1;
+}
 
 void FreshName::choose()
 {
@@ -34,7 +42,7 @@ void FreshName::choose()
                           (static_cast<uint64_t>(getpid()) << 40) ^ (static_cast<uint64_t>(count++) << 56));
 
     memcpy(text_, kPattern, sizeof kPattern);
-    for (char *letter = text_ + sizeof kPattern - sizeof "XXXXXX"; *letter != '\0'; ++letter) {
+    for (char *letter = text_ + kPrefixLength; *letter != '\0'; ++letter) {
         *letter = kLetters[random % kLetterCount];
         random /= kLetterCount;
     }

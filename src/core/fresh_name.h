@@ -5,11 +5,14 @@
 
 namespace ddal::core {
 
-// A name ".ddal-XXXXXX" with six letters of its own; empty until one was taken.
+// A name ".ddal-XXXXXX" with six letters; empty until one was taken.
 class FreshName {
 public:
     explicit operator bool() const { return text_[0] != '\0'; }
     const char *get() const { return text_; }
+
+    // Whether a file's name has this form.
+    static bool matches(const char *name);
 
     // Calls `claim(name)` with one name after another until it succeeds or fails with another errno than EEXIST.
     template <typename Claim>

@@ -21,10 +21,11 @@ public:
     }
     ~UniqueStream() { reset(); }
 
-    // Makes a stream of a descriptor, which it then owns. On failure (errno set) the descriptor is closed.
+    // Makes a stream of a descriptor, which it then owns. On failure (errno set) the descriptor is closed. A descriptor
+    // that is not open makes no stream and leaves errno as it is.
     static UniqueStream from(UniqueFd fd, const char *mode)
     {
-        UniqueStream made{fdopen(fd.get(), mode)};
+        UniqueStream made{fd ? fdopen(fd.get(), mode) : nullptr};
         if (made)
             fd.release();
         return made;

@@ -2,6 +2,8 @@
 #include <ddal/auth.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -106,6 +108,32 @@ TEST(ResetKeys, PutsTheFactorysInTheirPlace)
                                               "3 ddal_auth_reset_user_ssh_keys: user serviceuser2 is not supported"}));
 }
 
+// The user owns the folders below the home and may put links there; what they lead to belongs to others.
+TEST(ResetKeys, FollowsNoLinkOfTheUser)
+{
+    const std::string home = "/user/serviceuser", others = "/user/toor4qrx/.ssh/authorized_keys";
+    put_file(others, "ssh-ed25519 privileged\n");
+    put_file(kDefault, "ssh-ed25519 factory\n");
+    give_own_attributes(kDefault);
+    const std::string before = attributes(others);
+    struct Case {
+        std::string plant;
+        int result;
+    };
+    for (const Case &c : {Case{"ln -s " + others + " " + kKeys, 0}, Case{"ln " + others + " " + kKeys, 0},
+                          Case{"rm -r " + home + "/.ssh; ln -s /user/toor4qrx/.ssh " + home + "/.ssh", -1001}}) {
+        std::filesystem::remove_all(home + "/.ssh");
+        std::filesystem::create_directories(home + "/.ssh");
+        ASSERT_EQ(system(c.plant.c_str()), 0);
+        EXPECT_EQ(ddal_auth_reset_user_ssh_keys("serviceuser"), c.result) << c.plant;
+        EXPECT_EQ(file_content(others), "ssh-ed25519 privileged\n") << c.plant;
+        EXPECT_EQ(attributes(others), before) << c.plant;
+        EXPECT_EQ(file_content(kKeys), c.result == 0 ? "ssh-ed25519 factory\n" : "ssh-ed25519 privileged\n") << c.plant;
+    }
+    std::filesystem::remove(home + "/.ssh");
+    std::filesystem::create_directory(home + "/.ssh");
+}
+
 TEST(ResetKeys, SurvivesEveryFailure)
 {
     const std::string old_keys = "ssh-ed25519 old\n";
@@ -120,34 +148,42 @@ TEST(ResetKeys, SurvivesEveryFailure)
             return outcome;
         };
     };
+    const Expectation not_created =
+        copying_failed(-1, std::string("3 ddal_common_copy_file: error create ") + kKeys + ": %m");
+    unlink(kKeys);
+    put_file(kKeys, old_keys);
+    const std::string old_attributes = attributes(kKeys);
     Sweep("ddal_auth_reset_user_ssh_keys", [] { return ddal_auth_reset_user_ssh_keys("serviceuser"); })
         .before([&] {
+            unlink(kKeys);
             put_file(kKeys, old_keys);
-            chmod(kKeys, 0600);
             put_file(kDefault, new_keys);
             give_own_attributes(kDefault);
         })
         .watch({"/user/serviceuser/.ssh", "/etc/default/serviceuser/ssh"})
         .after([&](const Outcome &seen) {
+            const bool replaced = seen.result == 0;
             const std::string keys = file_content(kKeys);
-            // Written in place: what was begun may be there in part, but nothing else may.
-            EXPECT_TRUE(keys == old_keys || new_keys.starts_with(keys)) << keys;
-            EXPECT_TRUE(attributes(kKeys) == kOwnAttributes || seen.result != 0) << attributes(kKeys);
+            EXPECT_TRUE(replaced ? new_keys.starts_with(keys) : keys == old_keys) << keys; // the source may end early
+            EXPECT_EQ(attributes(kKeys), replaced ? kOwnAttributes : old_attributes);
             EXPECT_EQ(file_content(kDefault), new_keys);
         })
         .when("stat", copying_failed(-1))
         .when("poll", changes_nothing())
         .when("fopen:/etc/*",
               copying_failed(-1, std::string("3 ddal_common_copy_file: error open ") + kDefault + ": %m"))
-        .when("fopen:/user/*",
-              copying_failed(-1, std::string("3 ddal_common_copy_file: error create ") + kKeys + ": %m"))
-        .when("chown", fails(-1001, {overriding + "1"})) // kept: the copying returns 1 for these two
-        .when("chmod", fails(-1001, {overriding + "1"}))
+        .when("open:/user/*", not_created)
+        .when("flock/ENOLCK", not_created)
+        .when("fdopen", not_created)
+        .when("link", not_created)
+        .when("rename", not_created)
+        .when("fchown", fails(-1001, {overriding + "1"})) // kept: the copying returns 1 for these two
+        .when("fchmod", fails(-1001, {overriding + "1"}))
         .when("fread/EIO", copying_failed(+1)) // kept: and a positive number for these two
         .when("fread/end", changes_nothing())  // an empty file
         .when("fwrite", copying_failed(+1))
         .when("fflush", fails(-1001, {overriding + "-5"}))
-        .when("fclose:/user/*", fails(-1001, {overriding + "-5"}))
+        .when("fdatasync", fails(-1001, {overriding + "-5"}))
         .when("fclose", changes_nothing())
         .run();
 }

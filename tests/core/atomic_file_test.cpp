@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -163,11 +164,32 @@ TEST(AtomicFile, AWriterKilledAnywhereLeavesTheOldFileOrTheNew)
             ASSERT_TRUE(left == kLarge || left == result) << mode << ", stop " << stops;
             old_files += left == kLarge;
             ASSERT_TRUE(is_unlocked(path)) << mode << ", stop " << stops;
+            ASSERT_EQ(replace(path, "w", "next"), 0);
+            ASSERT_EQ(directory.names().size(), 1U) << mode << ", stop " << stops << ": a temporary file stays";
         }
         std::printf("mode %s: killed at %d stops, the old file left at %d of them\n", mode, stops - 1, old_files);
         EXPECT_GT(old_files, 20); // open, lock, copy, write: a kill before the last step must show
         EXPECT_LT(old_files, stops);
     }
+}
+
+TEST(AtomicFile, RemovesWhatKilledWritersLeftAndNothingElse)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.put("file", "old");
+    const std::string at_work = directory.put(".ddal-At2Wk1", "");
+    directory.put(".ddal-Killed", "");
+    ASSERT_EQ(link(path.c_str(), (directory / ".ddal-Second").c_str()), 0); // of a writer killed after its rename
+    for (const char *other : {".ddal-seven77", ".ddal-a_b_c_", "ddal-Killed"})
+        directory.put(other, "");
+    ASSERT_EQ(symlink(path.c_str(), (directory / ".ddal-Linked").c_str()), 0);
+    const int fd = open(at_work.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(fd, LOCK_EX), 0);
+    ASSERT_EQ(replace(path, "w", "new"), 0);
+    close(fd);
+    EXPECT_EQ(directory.names(), (std::set<std::string>{".ddal-At2Wk1", ".ddal-seven77", ".ddal-a_b_c_", "ddal-Killed",
+                                                        ".ddal-Linked", "file"}));
+    EXPECT_EQ(directory.get("file"), "new");
 }
 
 // A file of one line: a counter, and its digits repeated to a length that varies with it.

@@ -1,9 +1,11 @@
 // Every failure of every call that the core's internal parts make: replacement of files, copies, directories.
 #include <cerrno>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <list>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -118,6 +120,40 @@ TEST_F(AtomicFileOnBoard, FindsAWayWhereTheFirstIsRefused)
     }
 }
 
+TEST_F(AtomicFileOnBoard, LeavesTheNamedTemporaryOfAWriterAtWork)
+{
+    ddal_common_atomic_file *slow = nullptr;
+    {
+        const Fault no_anonymous("open:/flash/swept nth=2 errno=EOPNOTSUPP");
+        slow = ddal_common_atomic_open(kFile, "w");
+        ASSERT_EQ(no_anonymous.fired(), 1u);
+    }
+    ASSERT_NE(slow, nullptr);
+    put_file("/flash/swept/other", "old");
+    const AtomicFile other{ddal_common_atomic_open("/flash/swept/other", "w")};
+    EXPECT_EQ(Resources({kFolder}).difference(), "");
+    fputs("NEW", ddal_common_atomic_writer(slow));
+    EXPECT_EQ(ddal_common_atomic_close(slow, 1), 0);
+    EXPECT_EQ(file_content(kFile), "NEW");
+}
+
+// Any user who can read the file can hold its lock.
+TEST_F(AtomicFileOnBoard, WaitsForALockForTwentySecondsAtMost)
+{
+    const int fd = open(kFile, O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(fd, LOCK_SH), 0);
+    EXPECT_NE(AtomicFile{ddal_common_atomic_open(kFile, "r")}, nullptr);
+    timespec start{}, end{};
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    EXPECT_EQ(ddal_common_atomic_open(kFile, "w"), nullptr);
+    EXPECT_EQ(errno, EBUSY);
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    EXPECT_GE(end.tv_sec - start.tv_sec, 19);
+    EXPECT_LE(end.tv_sec - start.tv_sec, 60);
+    close(fd);
+    EXPECT_EQ(replace("w"), 0);
+}
+
 TEST(Sweep, CopyOfAFile)
 {
     const auto line = [](const char *what) {
@@ -125,21 +161,27 @@ TEST(Sweep, CopyOfAFile)
     };
     const Expectation positive = [](const Injected &injected, const Outcome &) { return Outcome{injected.error, {}}; };
     put_file("/flash/from", "text");
+    put_file("/flash/to", "old");
     Sweep("ddal_common_copy_file", [] { return ddal_common_copy_file("/flash/from", "/flash/to"); })
         .succeeds(0)
         .when("stat", fails_with_errno_or(-EIO, {}))
         .when("fopen:/flash/from", line("open /flash/from"))
-        .when("fopen:/flash/to", line("create /flash/to"))
-        .when("chown", fails(1, {}))
         .when("poll", changes_nothing())
-        .when("chmod", fails(1, {}))
+        .when("open", line("create /flash/to"))
+        .when("flock/ENOLCK", line("create /flash/to"))
+        .when("fdopen", line("create /flash/to"))
+        .when("link", line("create /flash/to"))
+        .when("rename", line("create /flash/to"))
+        .when("fchown", fails(1, {}))
+        .when("fchmod", fails(1, {}))
         .when("fread/EIO", positive)
         .when("fread/short", changes_nothing())
         .when("fread/end", changes_nothing())
         .when("fwrite", positive)
         .when("fflush", fails(-EIO, {}))
-        .when("fclose:/flash/to", fails(-EIO, {}))
-        .when("fclose:/flash/from", changes_nothing())
+        .when("fdatasync", fails(-EIO, {}))
+        .when("fclose", changes_nothing())
+        .watch({"/flash"})
         .run();
 }
 

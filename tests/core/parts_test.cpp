@@ -2,12 +2,16 @@
 #include <ddal/atboot.h>
 #include <ddal/error.h>
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include "core/atboot.h"
@@ -85,6 +89,12 @@ TEST(Copy, KeepsContentAndModeAndTellsFailures)
     EXPECT_EQ(ddal_common_copy_file(from.c_str(), (directory / "no/x").c_str()), -ENOENT);
     EXPECT_EQ(ddal_common_copy_file((directory / "").c_str(), (directory / "x").c_str()), EISDIR); // positive
 
+    // A change of owner would clear it.
+    ASSERT_EQ(chmod(from.c_str(), 04750), 0);
+    ASSERT_EQ(ddal_common_copy_file(from.c_str(), (directory / "to").c_str()), 0);
+    ASSERT_EQ(stat((directory / "to").c_str(), &copied), 0);
+    EXPECT_EQ(copied.st_mode & ALLPERMS, 04750U);
+
     const std::unique_ptr<FILE, int (*)(FILE *)> source(fopen(from.c_str(), "r"), fclose);
     const std::unique_ptr<FILE, int (*)(FILE *)> full(fopen("/dev/full", "w"), fclose);
     EXPECT_EQ(ddal_common_copy_stream(source.get(), full.get()), -ENOSPC);
@@ -100,6 +110,41 @@ TEST(Copy, SurvivesAStandardErrorWithoutAReader)
                   return std::to_string(ddal_common_copy_file("/none", "/tmp/none"));
               }),
               std::to_string(-ENOENT));
+}
+
+// Below a user's folder: what the user makes of a component while the copy is under way never leads elsewhere.
+TEST(Copy, FollowsNoLinkBelowATrustedFolder)
+{
+    const TemporaryDirectory directory;
+    const std::string from = directory.put("from", "new");
+    const std::string home = directory / "home", spare = directory / "spare";
+    for (const char *folder : {"real", "real/.ssh", "other"})
+        ASSERT_EQ(mkdir((directory / folder).c_str(), 0755), 0);
+    directory.put("other/keys", "other");
+    ASSERT_EQ(symlink("real", home.c_str()), 0) << "a link above is not the user's";
+    ASSERT_EQ(symlink((directory / "other").c_str(), spare.c_str()), 0);
+    const std::string folder = home + "/.ssh", keys = folder + "/keys";
+
+    std::atomic<bool> over{false};
+    std::thread user([&] {
+        while (!over)
+            renameat2(AT_FDCWD, spare.c_str(), AT_FDCWD, folder.c_str(), RENAME_EXCHANGE);
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    int copied = 0, refused = 0;
+    while ((copied < 100 || refused < 100) && std::chrono::steady_clock::now() < end) {
+        const int result = copy_file_below(from.c_str(), keys.c_str(), home.size());
+        ASSERT_TRUE(result == 0 || result == -ENOTDIR || result == -ELOOP) << result;
+        ++(result == 0 ? copied : refused);
+    }
+    over = true;
+    user.join();
+    std::printf("%d copies, %d refusals\n", copied, refused);
+    EXPECT_GT(copied, 0);
+    EXPECT_GT(refused, 0);
+    EXPECT_EQ(directory.get("other/keys"), "other");
+    const std::filesystem::directory_iterator entries(directory / "other"), none;
+    EXPECT_EQ(std::distance(entries, none), 1);
 }
 
 TEST(Directory, CreatesWhatIsMissing)
