@@ -18,6 +18,10 @@
 
 DDAL_BEGIN_DECLS
 
+/* The log of link snapshots, and the semaphore that all processes which write to it share. */
+#define DDAL_RP3_LINK_LOG "/var/log/kvbinit.log"
+#define DDAL_RP3_LINK_LOG_SEMAPHORE "/VALIDATE_RP3_AIF_FILE_SEM"
+
 /*
  * Sets the RP3 alarm mask.
  *
@@ -85,6 +89,13 @@ DDAL_API int ddal_refab_alarm_event_close(int fd);
  * Returns 0, or -1001 when a register could not be read or a check failed. With write_log the result is that of the
  * logging ALONE: 0 when the entry was written, however the checks went, and -1001 when it was not. (Where the first
  * register cannot be read, nothing is logged and the result is -1001 in either case.)
+ *
+ * A process that is killed while it writes its entry leaves the semaphore DDAL_RP3_LINK_LOG_SEMAPHORE taken, and every
+ * later call with write_log waits for ever. `ddalctl aif unlock` frees it then. A live writer holds an flock(2) of the
+ * open log, which the kernel drops with the process: an application that recovers by itself posts the semaphore only
+ * while it can lock the log with LOCK_EX | LOCK_NB and the value of the semaphore stays 0 for 1 s.
+ *
+ * A symbolic link in place of the log is not followed: the call fails.
  *
  * @threads safe
  * @blocks some accesses; with write_log until other processes have written their entries; signals do not end it

@@ -5,11 +5,13 @@
 #include <ctime>
 #include <fcntl.h>
 #include <semaphore.h>
+#include <sys/file.h>
 #include <unistd.h>
 #include <utility>
 
 #include "core/log.h"
 #include "core/stream.h"
+#include "core/unique_fd.h"
 #include "core/unique_stream.h"
 
 using namespace ddal::core;
@@ -19,8 +21,25 @@ namespace ddal::logic {
 namespace {
 
 constexpr size_t kCopyBlock = 100;
+constexpr mode_t kFileMode = 0666;
 constexpr mode_t kSemaphoreMode = 0666;
 constexpr unsigned kSemaphoreFree = 1;
+
+// No link in place of a file is followed: where others may write to the folder, it could lead to any file.
+UniqueStream open_file(const char *path, int flags, const char *mode)
+{
+    return UniqueStream::from(UniqueFd{open(path, flags | O_NOFOLLOW | O_CLOEXEC, kFileMode)}, mode);
+}
+
+// The log, open for appending. While it is open its lock tells others that a live process has the semaphore; nobody
+// waits for the lock, and without it the entry is written all the same.
+FILE *open_log()
+{
+    UniqueStream log = open_file(kLinkLog, O_WRONLY | O_APPEND | O_CREAT, "a");
+    if (log)
+        static_cast<void>(flock(fileno(log.get()), LOCK_EX | LOCK_NB));
+    return log.release();
+}
 
 // 0, or -1 with errno.
 int copy_rest(FILE *from, FILE *to)
@@ -46,14 +65,16 @@ void remove_temporary()
 // Copies the log from `skip` on into the temporary file; where that fails, no temporary file stays behind.
 int write_temporary(off_t skip)
 {
-    const UniqueStream from{fopen(kLinkLog, "re")};
+    const UniqueStream from = open_file(kLinkLog, O_RDONLY, "r");
     if (!from) {
         log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLog);
         return DDAL_ERR_FAILURE;
     }
-    const UniqueStream to{fopen(kLinkLogTemporary, "we")};
+    unlink(kLinkLogTemporary); // of a process that was killed
+    const UniqueStream to = open_file(kLinkLogTemporary, O_WRONLY | O_CREAT | O_EXCL, "w");
     if (!to) {
         log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLogTemporary);
+        remove_temporary();
         return DDAL_ERR_FAILURE;
     }
 
@@ -85,7 +106,7 @@ int write_entry(FILE *log, const char *event, const char *text)
 
 int append_locked(const char *event, const char *text)
 {
-    FILE *log = fopen(kLinkLog, "ae");
+    FILE *log = open_log();
     if (!log) {
         log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Cannot open %s: %m\n", kLinkLog);
         return DDAL_ERR_FAILURE;
@@ -119,7 +140,7 @@ int resize_log_file(FILE **log, size_t add_len)
         remove_temporary();
         return DDAL_ERR_FAILURE;
     }
-    *log = fopen(kLinkLog, "ae");
+    *log = open_log();
     if (!*log)
         return log_error(DDAL_ERR_FAILURE, "Cannot open %s\n", kLinkLog);
     return 0;

@@ -5,12 +5,14 @@
 #include <cstdint>
 #include <cstdio>
 
+#include <ddal/rp3.h>
+
 namespace ddal::logic {
 
-inline constexpr const char *kLinkLog = "/var/log/kvbinit.log";
+inline constexpr const char *kLinkLog = DDAL_RP3_LINK_LOG;
 inline constexpr const char *kLinkLogTemporary = "/var/log/kvbinit.log.tmp";
 inline constexpr size_t kLinkLogLimit = 102400; // bytes; what an entry adds beside its two texts is not counted
-inline constexpr const char *kLinkLogSemaphore = "/VALIDATE_RP3_AIF_FILE_SEM";
+inline constexpr const char *kLinkLogSemaphore = DDAL_RP3_LINK_LOG_SEMAPHORE;
 
 // Appends an entry, cutting the oldest bytes off first where it would not fit. Returns 0 or -1001.
 int append_link_log(const char *event, const char *text);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "logic/rp3_log.h"
+#include "support/board.h"
 #include "support/board_file.h"
 #include "support/log_watch.h"
 #include "support/sweep.h"
@@ -40,7 +41,9 @@ TEST(LinkLogFile, SurvivesEveryFailure)
     append_link_log("", "");
     Sweep("append_link_log", [] { return append_link_log("event", "text"); })
         .when("sem_open", fails(-1001, {kCaller + "Log file semaphore open error: %m"}))
-        .when("fopen", fails(-1001, {kCaller + "Cannot open /var/log/kvbinit.log: %m"}))
+        .when("open", fails(-1001, {kCaller + "Cannot open /var/log/kvbinit.log: %m"}))
+        .when("fdopen", fails(-1001, {kCaller + "Cannot open /var/log/kvbinit.log: %m"}))
+        .when("flock", changes_nothing())
         .when("fflush", fails(-1001, {kCaller + "Error during writing to /var/log/kvbinit.log"}))
         .when("fwrite", fails(-1001, {kCaller + "Error during writing to /var/log/kvbinit.log"}))
         .when("fclose", changes_nothing())
@@ -56,13 +59,17 @@ TEST(LinkLogFile, SurvivesEveryFailureOfTheCut)
     const std::string whole = kCaller + "Failure during resizing /var/log/kvbinit.log: *";
     const std::string log = "/var/log/kvbinit.log", temporary = log + ".tmp";
     const auto no_log = fails(-1001, {kResize + "Cannot open " + log, whole});
+    const auto no_entry = fails(-1001, {kCaller + "Cannot open " + log + ": %m"});
+    const auto no_temporary = fails(-1001, {kResize + "Cannot open " + temporary, whole});
     Sweep("append_link_log, full", [&] { return append_link_log(event.c_str(), ""); })
         .before([&] { put_file(log, old); })
         .watch({"/var/log"})
         .when("sem_open", fails(-1001, {kCaller + "Log file semaphore open error: %m"}))
-        .when("fopen:" + temporary, fails(-1001, {kResize + "Cannot open " + temporary, whole}))
-        .when("fopen", in_turn({fails(-1001, {kCaller + "Cannot open " + log + ": %m"}),
-                                fails(-1001, {kCaller + "Cannot open " + log + ": %m"}), no_log}))
+        .when("open:" + temporary, fails(-1001, {kResize + "Cannot open " + temporary, whole}))
+        .when("open", in_turn({no_entry, no_entry, no_log}))
+        .when("fdopen", in_turn({no_entry, no_log, no_temporary, no_log}))
+        .when("flock", changes_nothing())
+        .when("unlink", changes_nothing())
         .when("fseek",
               in_turn({changes_nothing(), fails(-1001, {kResize + "Cannot change position in " + log, whole})}))
         .when("ftell", changes_nothing())
@@ -98,6 +105,37 @@ TEST(LinkLogFile, WaitsOnAfterASignal)
     EXPECT_EQ(log.take(), Lines{});
     expect_free();
     sem_close(semaphore);
+}
+
+// An entry that just fits is no reason to rewrite the log; one byte more costs the oldest one.
+TEST(LinkLogFile, IsCutFromTheFirstByteTooMuch)
+{
+    const std::string log = "/var/log/kvbinit.log", old(200, 'o');
+    for (const unsigned over : {0U, 1U}) {
+        put_file(log, "!" + old);
+        const Fault renamed("rename");
+        EXPECT_EQ(append_link_log(std::string(kLinkLogLimit - 201 - 4 + over, 'e').c_str(), "text"), 0);
+        EXPECT_EQ(renamed.seen(), over);
+        EXPECT_TRUE(file_content(log).starts_with(over ? old + "2" : "!" + old + "2"));
+    }
+}
+
+// Somebody who may write to the folder could have put a name there that leads to another file.
+TEST(LinkLogFile, IsNeverReachedThroughALink)
+{
+    const std::string log = "/var/log/kvbinit.log", other = "/flash/other", old(kLinkLogLimit, 'o');
+    put_file(other, old);
+    unlink(log.c_str());
+    ASSERT_EQ(symlink(other.c_str(), log.c_str()), 0);
+    EXPECT_EQ(append_link_log("event", "text"), -1001);
+    unlink(log.c_str());
+    put_file(log, old);
+    for (const bool hard : {false, true}) {
+        unlink((log + ".tmp").c_str());
+        ASSERT_EQ((hard ? link : symlink)(other.c_str(), (log + ".tmp").c_str()), 0);
+        EXPECT_EQ(append_link_log("event", "text"), 0);
+    }
+    EXPECT_TRUE(file_content(other) == old);
 }
 
 } // namespace

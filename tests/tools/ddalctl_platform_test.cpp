@@ -1,9 +1,16 @@
 // ddalctl on SFP modules, LEDs, flash file systems and the boot loader.
+#include <csignal>
+#include <ddal/rp3.h>
+#include <semaphore.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/board.h"
 #include "support/board_file.h"
+#include "support/waiting.h"
 #include "tools/ddalctl.h"
 
 using namespace testing_board;
@@ -37,6 +44,30 @@ TEST(DdalctlSfp, FollowsLinesAndMeasurements)
     ASSERT_EQ(events.size(), 4u);
     EXPECT_EQ(events[0].at("present"), true);
     EXPECT_EQ(events[3].at("temperature"), 40.0);
+}
+
+// A process that is killed while it writes to the link log leaves the log locked for all others.
+TEST(DdalctlAif, FreesTheLogOfAKilledProcessOnly)
+{
+    EXPECT_EQ(ddalctl("aif log first").status, 0);
+    EXPECT_EQ(ddalctl_json("aif unlock").at("freed"), false);
+
+    const Fault slow("fflush:/var/log/* delay=600s");
+    const pid_t writer = fork();
+    if (writer == 0) {
+        ddal_rp3_validate_aif("second", 1, nullptr, 0);
+        _exit(0);
+    }
+    wait_until([&] { return slow.fired() == 1; });
+    const Finished refused = ddalctl("--json aif unlock");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(document_of(refused).at("error").at("name"), "EBUSY");
+
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+    EXPECT_EQ(ddalctl_json("aif unlock").at("freed"), true);
+    EXPECT_EQ(ddalctl_json("aif unlock").at("freed"), false);
+    EXPECT_EQ(ddalctl("aif log third").status, 0);
 }
 
 // Nothing is lost without consent; there is no terminal here to ask on.

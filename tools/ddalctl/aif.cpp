@@ -1,9 +1,16 @@
 // ddalctl aif: the radio data path between the SoC's antenna interface and the main FPGA.
 #include <ddal/rp3.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <fcntl.h>
+#include <semaphore.h>
 #include <sstream>
 #include <string>
+#include <sys/file.h>
+#include <thread>
+#include <unistd.h>
 
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
@@ -42,6 +49,84 @@ void validate(const Arguments &, Report &report)
     report.add("healthy", result == 0, result == 0 ? "links healthy" : "links not healthy");
 }
 
+constexpr auto kWatched = std::chrono::seconds(1);
+constexpr auto kLook = std::chrono::milliseconds(20);
+
+// The semaphore of the link log, where a process has made one.
+class LogSemaphore {
+public:
+    LogSemaphore() : semaphore_(sem_open(DDAL_RP3_LINK_LOG_SEMAPHORE, 0))
+    {
+        if (semaphore_ == SEM_FAILED && errno != ENOENT)
+            throw failure_of(-errno);
+    }
+    LogSemaphore(const LogSemaphore &) = delete;
+    LogSemaphore &operator=(const LogSemaphore &) = delete;
+    ~LogSemaphore()
+    {
+        if (semaphore_ != SEM_FAILED)
+            sem_close(semaphore_);
+    }
+
+    bool is_taken() const
+    {
+        int value = 1;
+        return semaphore_ != SEM_FAILED && sem_getvalue(semaphore_, &value) == 0 && value == 0;
+    }
+    // A process that is at work gives it back soon.
+    bool stays_taken() const
+    {
+        const auto end = std::chrono::steady_clock::now() + kWatched;
+        while (is_taken() && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(kLook);
+        return is_taken();
+    }
+    void give_back() const
+    {
+        if (sem_post(semaphore_) != 0)
+            throw failure_of(-errno);
+    }
+
+private:
+    sem_t *semaphore_;
+};
+
+// Keeps the lock that a live writer has.
+class LogLock {
+public:
+    LogLock() : fd_(open(DDAL_RP3_LINK_LOG, O_RDONLY | O_NOFOLLOW | O_CLOEXEC)) {}
+    LogLock(const LogLock &) = delete;
+    LogLock &operator=(const LogLock &) = delete;
+    ~LogLock()
+    {
+        if (fd_ >= 0)
+            close(fd_);
+    }
+
+    // A log that is not there has no writer.
+    bool taken() const { return fd_ < 0 || flock(fd_, LOCK_EX | LOCK_NB) == 0; }
+
+private:
+    int fd_;
+};
+
+void unlock(const Arguments &, Report &report)
+{
+    const LogSemaphore semaphore;
+    bool freed = false;
+    if (semaphore.is_taken()) {
+        const LogLock lock;
+        if (!lock.taken())
+            throw Failure(-EBUSY, kOperationFailed, "a live process is writing to the link log: nothing was changed");
+        freed = semaphore.stays_taken();
+        if (freed)
+            semaphore.give_back();
+    }
+    report.add("freed", freed,
+               freed ? "the process that held the link log is gone: the log is free again"
+                     : "the link log is not held");
+}
+
 void log(const Arguments &arguments, Report &)
 {
     require(DDAL(ddal_rp3_validate_aif)(arguments.text("EVENT").c_str(), 1, nullptr, 0));
@@ -59,6 +144,7 @@ Family aif_family()
                  "append a snapshot of its registers to the board's link log",
                  {{"EVENT", Kind::text, "label of the entry"}},
                  log},
+                {"unlock", "free the link log that a killed process has left locked; takes 1 s", {}, unlock},
             }};
 }
 
