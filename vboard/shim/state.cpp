@@ -42,9 +42,10 @@ __attribute__((constructor)) void find_page(int, char **, char **environment)
     if (fd < 0)
         stop("the board's page cannot be opened; is the board directory still there?");
 #ifdef SYS_mmap2
-    const long at = syscall(SYS_mmap2, 0, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    const long at = syscall(SYS_mmap2, nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0L);
 #else
-    const long at = syscall(SYS_mmap, 0, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    // The last argument goes over the stack, where an int would leave half of a word as it was.
+    const long at = syscall(SYS_mmap, nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0L);
 #endif
     syscall(SYS_close, fd);
     if (at == -1)
