@@ -2,6 +2,7 @@
 #include "shim.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <time.h>
 
 #include "page/failures.h"
@@ -154,6 +155,28 @@ void Call::about(uint64_t offset, uint64_t request, const void *bytes, size_t le
     length_ = length;
 }
 
+void append_to_board(const char *name, const char *bytes, size_t length)
+{
+    char path[320];
+    copy_text(path, sizeof path, page()->private_dir);
+    append(path, sizeof path, name);
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC;
+    long fd = syscall(SYS_openat, AT_FDCWD, path, kFlags, 0644);
+    if (fd < 0 && errno == EMFILE) {
+        // The program has used up its descriptors: what it does then is just what the board has to tell.
+        uint64_t limits[2];
+        syscall(SYS_prlimit64, 0, RLIMIT_NOFILE, nullptr, limits);
+        const uint64_t raised[2] = {limits[1], limits[1]};
+        syscall(SYS_prlimit64, 0, RLIMIT_NOFILE, raised, nullptr);
+        fd = syscall(SYS_openat, AT_FDCWD, path, kFlags, 0644);
+        syscall(SYS_prlimit64, 0, RLIMIT_NOFILE, limits, nullptr);
+    }
+    if (fd < 0)
+        return;
+    syscall(SYS_write, fd, bytes, length);
+    syscall(SYS_close, fd);
+}
+
 namespace {
 
 // One trace line under construction.
@@ -224,14 +247,7 @@ public:
         const size_t n = length_of(buffer_);
         if (p.trace_bytes.fetch_add(n) + n > kTraceLimit)
             return;
-        char path[320];
-        copy_text(path, sizeof path, p.private_dir);
-        append(path, sizeof path, "/trace.jsonl");
-        const long fd = syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-        if (fd < 0)
-            return;
-        syscall(SYS_write, fd, buffer_, n);
-        syscall(SYS_close, fd);
+        append_to_board("/trace.jsonl", buffer_, n);
     }
     Line() { buffer_[0] = '\0'; }
 

@@ -202,6 +202,8 @@ int open_path(int directory, const char *path, int flags, mode_t mode);
 // A stream on a descriptor, which it then owns; its transfers reach a model.
 FILE *stream_on(int fd, const char *mode);
 bool copy_file(const char *from, const char *to);
+// Adds to a file of the board's private folder ("/syslog"), also when the program has no descriptor left.
+void append_to_board(const char *name, const char *bytes, size_t length);
 // Transfers on nodes that the daemon serves.
 long node_read(const Node &node, uint64_t offset, void *buffer, size_t length);
 long node_write(const Node &node, uint64_t offset, const void *buffer, size_t length);

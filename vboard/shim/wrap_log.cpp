@@ -1,7 +1,6 @@
 // The system log of the board: one line a message in .vboard/syslog, "<pid> <priority> <text>".
 #include "shim.h"
 
-#include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <syslog.h>
@@ -34,14 +33,7 @@ void log_to_board(int priority, const char *format, va_list arguments)
         if (line[i] == '\n')
             line[i] = '\r';
     line[end++] = '\n';
-    char path[320];
-    copy_text(path, sizeof path, page()->private_dir);
-    append(path, sizeof path, "/syslog");
-    const long fd = syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return;
-    syscall(SYS_write, fd, line, end);
-    syscall(SYS_close, fd);
+    append_to_board("/syslog", line, end);
 }
 
 } // namespace
