@@ -45,9 +45,13 @@ int LinePattern::match(const LineReader &line)
     compiled_ = true;
 
     matches_[0] = {0, static_cast<regoff_t>(line.size_without_newline())};
+    // A lack of memory comes back as "no match"; errno tells them apart.
+    errno = 0;
     const int code = regexec(&regex_, line.text(), sizeof matches_ / sizeof matches_[0], matches_, REG_STARTEND);
     if (code == 0)
         return 1;
+    if (errno == ENOMEM)
+        return -ENOMEM;
     return code == REG_NOMATCH ? 0 : -code;
 }
 
