@@ -1,0 +1,246 @@
+#include "attempt.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <thread>
+
+#include "calls.h"
+#include "injector.h"
+#include "memory.h"
+#include "support/resources.h"
+
+namespace campaign {
+
+namespace {
+
+constexpr int kTimerPeriod = 500; // us
+
+void reap(int)
+{
+    const int saved = errno;
+    while (waitpid(-1, nullptr, WNOHANG) > 0) {
+    }
+    errno = saved;
+}
+
+void handle(int signal, void (*handler)(int))
+{
+    struct sigaction action {};
+    action.sa_handler = handler; // without SA_RESTART
+    sigaction(signal, &action, nullptr);
+}
+
+void run_timer(int microseconds)
+{
+    const itimerval period{{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &period, nullptr);
+}
+
+int count_threads()
+{
+    int count = 0;
+    DIR *const tasks = opendir("/proc/self/task");
+    while (tasks && readdir(tasks))
+        ++count;
+    if (tasks)
+        closedir(tasks);
+    return count - 2; // "." and ".."
+}
+
+// The preload library connects on the first transfer with a device; where descriptors are scarce it could not.
+void connect_to_board()
+{
+    uint32_t value = 0;
+    const int fd = open("/dev/fpga_usr", O_RDONLY | O_CLOEXEC);
+    (void)!pread(fd, &value, sizeof value, 0);
+    close(fd);
+}
+
+// The soft limit that leaves `number` descriptors free. Descriptors of the board's preload library lie above it.
+void leave_free(int number)
+{
+    int limit = 0;
+    for (; number > 0; ++limit)
+        number -= fcntl(limit, F_GETFD) < 0;
+    while (fcntl(limit, F_GETFD) >= 0)
+        ++limit;
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = static_cast<rlim_t>(limit);
+    setrlimit(RLIMIT_NOFILE, &files);
+}
+
+void lift_limit()
+{
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = 1024;
+    setrlimit(RLIMIT_NOFILE, &files);
+}
+
+} // namespace
+
+std::string Condition::text() const
+{
+    std::string words = name;
+    if (number || name == "descriptors")
+        words += ":" + std::to_string(number);
+    return variant ? words + "." + std::to_string(variant) : words;
+}
+
+bool is_success(Kind kind, long result)
+{
+    return kind == Kind::kCode      ? result == 0
+           : kind == Kind::kPointer ? result != 0
+                                    : kind != Kind::kResult || result >= 0;
+}
+
+Attempt::Attempt(const Condition &condition, Kind kind, Report &report)
+    : condition_(condition), kind_(kind), report_(report)
+{
+}
+
+bool Attempt::succeeded() const
+{
+    return !report_.cancelled && is_success(kind_, report_.result);
+}
+
+void Attempt::output(const void *bytes, size_t length)
+{
+    length = std::min(length, sizeof report_.output - report_.length);
+    memcpy(report_.output + report_.length, bytes, length);
+    report_.length += length;
+}
+
+void Attempt::begin()
+{
+    const std::string &name = condition_.name;
+    if (name == "sigchld-ignored")
+        signal(SIGCHLD, SIG_IGN);
+    else if (name == "sigchld-reaped")
+        handle(SIGCHLD, reap);
+    else if (name == "timer") {
+        handle(SIGALRM, [](int) {});
+        run_timer(kTimerPeriod);
+    } else if (name == "closed") {
+        for (int fd = 0; fd < 3; ++fd)
+            if (condition_.number & 1 << fd)
+                close(fd);
+    } else if (name == "descriptors") {
+        leave_free(condition_.number);
+    }
+    report_.stage = Report::kInside;
+    watch_memory(name == "memory" ? condition_.number : 0);
+    if (name == "call" || name == "cancel")
+        hand_over_calls(report_);
+}
+
+void Attempt::end()
+{
+    report_.stage = Report::kReturned;
+    report_.reached = unwatch_memory();
+    if (condition_.name == "timer")
+        run_timer(0);
+    if (condition_.name == "descriptors")
+        lift_limit();
+    if (condition_.name == "sigchld-reaped" || condition_.name == "sigchld-ignored")
+        signal(SIGCHLD, SIG_DFL);
+    for (int fd = 0; condition_.name == "closed" && fd < 3; ++fd)
+        if (condition_.number & 1 << fd && fcntl(fd, F_GETFD) >= 0)
+            strcpy(report_.trouble, "a descriptor below 3 is left open");
+}
+
+// On a thread of its own, which is cancelled before the call or at a point within, or while whose call the process
+// exits.
+void Attempt::on_another_thread(const std::function<long()> &body)
+{
+    struct Shared {
+        const std::function<long()> &body;
+        Attempt &attempt;
+    } shared{body, *this};
+    report_.cancelled = true;
+    pthread_t thread;
+    const auto start = [](void *given) -> void * {
+        auto &s = *static_cast<Shared *>(given);
+        Report &report = s.attempt.report_;
+        int old;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &old);
+        if (s.attempt.condition_.name == "cancel-pending")
+            pthread_cancel(pthread_self());
+        report.caller = gettid();
+        pthread_cleanup_push([](void *r) { static_cast<Report *>(r)->over = 1; }, &report);
+        s.attempt.begin();
+        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &old);
+        const long result = s.body();
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &old);
+        report.result = result;
+        report.cancelled = false;
+        pthread_cleanup_pop(1);
+        return nullptr;
+    };
+    if (const int rc = pthread_create(&thread, nullptr, start, &shared); rc != 0) {
+        strcpy(report_.trouble, "the campaign could not start a thread");
+        return;
+    }
+    if (condition_.name == "exit") {
+        while (report_.stage < Report::kInside)
+            sched_yield();
+        usleep(static_cast<useconds_t>(condition_.number - 1) * 300);
+        exit(0);
+    }
+    while (condition_.name == "cancel" && report_.cancel == 0 && report_.over == 0)
+        sched_yield();
+    if (report_.cancel == 1) {
+        pthread_cancel(thread);
+        report_.cancel = 2;
+    }
+    pthread_join(thread, nullptr);
+    end();
+}
+
+void Attempt::call(const std::function<long()> &body)
+{
+    const std::string &name = condition_.name;
+    if (name == "exit" || name == "cancel" || name == "cancel-pending") {
+        on_another_thread(body);
+        return;
+    }
+    if (name == "forked" || name == "second-call") {
+        // The call before the fork is the parent's; it is the child's that is judged.
+        body();
+        if (const pid_t child = name == "forked" ? fork() : 0; child > 0) {
+            int status = 0;
+            waitpid(child, &status, 0);
+            _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+        }
+    }
+    begin();
+    report_.result = body();
+    end();
+    if (name == "dlclose" && dlclose(library()) != 0)
+        strcpy(report_.trouble, "dlclose failed");
+}
+
+void run_attempt(const Caller &caller, const Condition &condition, Report &report)
+{
+    connect_to_board();
+    const std::set<int> before = testing_board::open_descriptors();
+    const int threads = count_threads();
+    Attempt attempt(condition, caller.kind, report);
+    caller.call(attempt);
+    report.blocks = blocks_left();
+    report.threads = count_threads() - threads;
+    for (const int fd : testing_board::open_descriptors())
+        report.descriptors += before.count(fd) == 0;
+    report.stage = Report::kDone;
+}
+
+} // namespace campaign

@@ -1,0 +1,48 @@
+// What the callers hand to the operations.
+#include "calls.h"
+
+#include <cstring>
+#include <sys/stat.h>
+
+#include "client/client.h"
+
+namespace campaign {
+
+const uint8_t kPassword[32] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,
+                               0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,
+                               0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+
+Stream stream(const char *content)
+{
+    static char room[4096];
+    return Stream(content ? fmemopen(const_cast<char *>(content), strlen(content), "r")
+                          : fmemopen(room, sizeof room, "w"));
+}
+
+void put(const char *path, const char *content)
+{
+    FILE *const file = fopen(path, "we");
+    if (!file || fputs(content, file) < 0 || fclose(file) != 0) {
+        perror(path);
+        _exit(98);
+    }
+}
+
+void control(const char *line)
+{
+    vboard::Client().run(line);
+}
+
+uint32_t image_size()
+{
+    struct stat status {};
+    stat(image(), &status);
+    return static_cast<uint32_t>(status.st_size);
+}
+
+void *address(uint32_t value)
+{
+    return reinterpret_cast<void *>(static_cast<uintptr_t>(value));
+}
+
+} // namespace campaign

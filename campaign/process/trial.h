@@ -1,0 +1,53 @@
+// Runs one try in a process of its own and gathers all that came of it.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "attempt.h"
+#include "board_state.h"
+#include "calls.h"
+
+namespace campaign {
+
+struct Outcome {
+    bool reached = false; // the numbered event came
+    std::string place;    // which call that was
+    std::string ended;    // how the process ended, if not by itself; "hangs" after the time limit
+    bool returned = false;
+    bool cancelled = false;
+    long result = 0;
+    std::string output;
+    std::vector<std::string> lines;
+    std::map<std::string, std::string> files;
+    std::vector<std::string> accesses;
+    int descriptors = 0, threads = 0, processes = 0;
+    long blocks = 0;
+    std::string trouble;
+
+    bool has_effect() const { return !files.empty() || !accesses.empty(); }
+    std::string text() const;
+};
+
+class Trial {
+public:
+    explicit Trial(const Caller &caller);
+    ~Trial();
+    Trial(const Trial &) = delete;
+    Trial &operator=(const Trial &) = delete;
+
+    Outcome run(const Condition &condition);
+
+private:
+    void wait(const Condition &condition, pid_t process, Outcome &outcome);
+    void gather(Outcome &outcome);
+
+    const Caller &caller_;
+    Report *report_;
+    Files files_;
+    GrowingFile trace_;
+    GrowingFile syslog_;
+};
+
+} // namespace campaign
