@@ -82,14 +82,15 @@ int set_pam_history_length(uint32_t length)
     return ddal_common_atomic_close(pam.release(), 1);
 }
 
-// One unsigned decimal number at the start of the file: 0 or a negative errno.
+// One unsigned decimal number at the start of the file: 0 or a negative errno. An empty file leaves the number as it
+// is: a first change was cut short, and nothing is stored.
 int read_number(FILE *in, uint32_t *number)
 {
     char text[32];
     const core::SignalHold hold;
     errno = 0;
     if (!fgets(text, sizeof text, in))
-        return core::minus_errno();
+        return feof(in) ? 0 : core::minus_errno();
     const char *digits = text;
     while (isspace(static_cast<unsigned char>(*digits)))
         ++digits;

@@ -80,7 +80,10 @@ int create_flag_file()
     if (!directory)
         return core::minus_errno();
     UniqueFd flag{open(kFlagFile, O_WRONLY | O_CREAT | O_CLOEXEC, kFlagFileMode)};
-    return flag && flag.close() == 0 ? core::sync_directory(directory.get()) : core::minus_errno();
+    if (!flag || flag.close() != 0)
+        return core::minus_errno();
+    core::sync_directory(directory.get());
+    return 0;
 }
 
 int restricted_root_access_disable()

@@ -178,11 +178,13 @@ int commit_replacement(ddal_common_atomic_file &file)
     const int fd = fileno(file.writer.get());
     errno = 0;
     // The stream's error flag tells of bytes lost before this last flush.
-    if (flush_stream(file.writer.get()) != 0 || ferror(file.writer.get()) || fdatasync(fd) != 0)
+    if (flush_stream(file.writer.get()) != 0 || ferror(file.writer.get()))
         return minus_errno();
+    // All of the file is on the disk before it takes the target's place: a power cut could leave an empty file, or one
+    // that the target's users may not read.
     struct stat target;
     if (fstat(fileno(file.reader.get()), &target) != 0 || fchmod(fd, target.st_mode & ALLPERMS) != 0 ||
-        fchown(fd, target.st_uid, target.st_gid) != 0)
+        fchown(fd, target.st_uid, target.st_gid) != 0 || fsync(fd) != 0)
         return minus_errno();
 
     return put_in_place(fd, file.directory.get(), file.base_name);

@@ -73,7 +73,7 @@ int fill(FILE *from, FILE *to, const struct stat &attributes)
     const int result = ddal_common_copy_stream(from, to);
     if (result != 0)
         return -result; // kept: a positive errno
-    const bool flushed = flush_stream(to) == 0 && fdatasync(fileno(to)) == 0;
+    const bool flushed = flush_stream(to) == 0 && fsync(fileno(to)) == 0;
     return !flushed || ferror(from) || ferror(to) ? -EIO : 0;
 }
 

@@ -23,7 +23,10 @@ int make_entry(int dir, const char *name, mode_t mode)
     if (mkdirat(dir, name, mode) != 0)
         return errno == EEXIST ? 0 : minus_errno();
     const UniqueFd readable{openat(dir, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    return readable ? sync_directory(readable.get()) : minus_errno();
+    if (!readable)
+        return minus_errno();
+    sync_directory(readable.get());
+    return 0;
 }
 
 // Replaces `dir` by its entry `name`, creating that first unless it is "..".
@@ -77,10 +80,11 @@ int ddal_common_mkdir_p(const char *path, mode_t mode)
     return walk(dir, path, mode);
 }
 
-int sync_directory(int directory)
+void sync_directory(int directory)
 {
-    // EINVAL: the file system cannot tell. EBADF: opened with O_PATH, as the caller may not read it.
-    return fsync(directory) == 0 || errno == EINVAL || errno == EBADF ? 0 : minus_errno();
+    const int saved_errno = errno;
+    static_cast<void>(fsync(directory));
+    errno = saved_errno;
 }
 
 UniqueFd open_directory_of(const char *path)
@@ -102,7 +106,8 @@ int remove_file(const char *path)
         return minus_errno();
     if (unlink(path) != 0)
         return errno == ENOENT ? 0 : minus_errno();
-    return sync_directory(directory.get());
+    sync_directory(directory.get());
+    return 0;
 }
 
 } // namespace ddal::core

@@ -10,9 +10,9 @@ namespace ddal::core {
 // Creates every missing directory of an absolute path. Returns 0 or a negative errno; logs nothing.
 int ddal_common_mkdir_p(const char *path, mode_t mode);
 
-// Waits until the entries of an open directory are on the disk. A file system that cannot tell counts as done.
-// Returns 0 or a negative errno.
-int sync_directory(int directory);
+// Waits until the entries of an open directory are on the disk. A failure is not reported: what was changed is there
+// for all to see, and a result tells of that. errno survives.
+void sync_directory(int directory);
 
 // Opens the directory of an absolute path, to be synced when an entry of it has changed. Empty with errno on failure.
 UniqueFd open_directory_of(const char *path);

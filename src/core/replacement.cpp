@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "core/descriptor_link.h"
+#include "core/directory.h"
 #include "core/log.h"
 
 namespace ddal::core {
@@ -109,8 +110,10 @@ int put_in_place(int fd, int directory, const char *name)
     FreshName linked;
     if (!linked.take([&](const char *fresh) { return link_to(fd, directory, fresh); }))
         return minus_errno();
-    if (renameat(directory, linked.get(), directory, name) == 0)
+    if (renameat(directory, linked.get(), directory, name) == 0) {
+        sync_directory(directory);
         return 0;
+    }
     const int result = minus_errno();
     unlinkat(directory, linked.get(), 0);
     return result;

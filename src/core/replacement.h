@@ -14,7 +14,8 @@ namespace ddal::core {
 // Returns an empty owner with errno on failure.
 UniqueFd create_replacement(int directory, FreshName &temporary);
 
-// Puts the file in place of `name`, which is not followed if it is a link. Returns 0 or a negative errno.
+// Puts the file in place of `name`, which is not followed if it is a link, and waits until that outlives a power cut.
+// The caller has synced the file, with its mode and owner. Returns 0 or a negative errno.
 int put_in_place(int fd, int directory, const char *name);
 
 // Removes the files that killed writers have left under fresh names. `locked` is the file whose lock the caller holds,

@@ -103,7 +103,8 @@ int ddal_ffs_cleanfs(uint32_t id)
             return log_error(DDAL_ERR_FAILURE, "Could not create %s%s\n", prefix, name);
     }
     const ddal::core::UniqueFd root = ddal::core::open_directory_of(prefix);
-    if (!root || ddal::core::sync_directory(root.get()) != 0)
+    if (!root)
         return log_error(DDAL_ERR_FAILURE, "Could not create %s%s\n", prefix, "");
+    ddal::core::sync_directory(root.get());
     return 0;
 }

@@ -102,7 +102,7 @@ TEST_F(RootAccessHook, AppliesNothingWhereTheUnitIsToSkipIt)
 TEST_F(RootAccessHook, EndsEnabledOrRolledBack)
 {
     // Where a change of the mode can fail for a reason: the programs, the flag file, each edit taking effect.
-    for (const char *place : {"exec", "fork", "open:/ffs/*", "close:/ffs/*", "fdatasync", "rename"})
+    for (const char *place : {"exec", "fork", "open:/ffs/*", "close:/ffs/*", "fsync", "rename"})
         Sweep("Init restricted root access", [] { return run_hook(AtbootPlace::root_access); })
             .only(place)
             .before([] {

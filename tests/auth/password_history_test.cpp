@@ -111,7 +111,7 @@ TEST_F(PasswordHistory, BootHookBringsPamBackInLine)
         {"12 and more", 0, true},
         {"0\n", 0, false},
         {nullptr, 0, false},
-        {"", -EIO, false},
+        {"", 0, false}, // a first change that was cut short
         {"many\n", -EIO, false},
         {"-1\n", -EIO, false},
         {"4294967296\n", -ERANGE, false},

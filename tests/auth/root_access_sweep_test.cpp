@@ -62,14 +62,13 @@ protected:
     {
         Sweep sweep("lifting the restriction", [] { return ddal_auth_set_restricted_root_access_state(1); });
         sweep.before([] { put(restricted_); }).watch({"/etc/ssh", "/etc"});
-        sweep.judged_by([](const Injected &injected, const Outcome &seen) {
+        sweep.judged_by([](const Injected &, const Outcome &seen) {
             check_lines(seen, "disable");
             const State state = state_now();
             const auto done = std::find(lifted_.begin(), lifted_.end(), state.config);
             ASSERT_NE(done, lifted_.end()) << "half an edit:\n" << state.config;
-            const bool flag_failed = has(seen, "flag file remove");
-            EXPECT_EQ(state.flag, flag_failed && injected.call != "fsync") << "a failed sync comes after the removal";
-            EXPECT_EQ(state.password == restricted_.password, flag_failed || has(seen, "unlock toor4qrx"));
+            EXPECT_EQ(state.flag, has(seen, "flag file remove"));
+            EXPECT_EQ(state.password == restricted_.password, state.flag || has(seen, "unlock toor4qrx"));
             const bool all = seen.result == 0 || has(seen, "SSHD service restart error");
             EXPECT_EQ(state == unrestricted_, all);
             EXPECT_EQ(has(seen, "disable SSH forwarding"), !all && state.password == unrestricted_.password);

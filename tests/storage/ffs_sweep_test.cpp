@@ -214,7 +214,7 @@ TEST_F(FlashSweep, Clean)
         .when("fclose", changes_nothing())
         .when("mkdir", in_turn(uncreated))
         .when("open:/ffs/*", fails(-1001, {"3 ddal_ffs_cleanfs: Could not create /ffs/fs1/"}))
-        .when("fsync", fails(-1001, {"3 ddal_ffs_cleanfs: Could not create /ffs/fs1/"}))
+        .when("fsync", changes_nothing())
         .run();
 }
 
