@@ -20,7 +20,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <printf.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <thread>
@@ -69,25 +68,27 @@ private:
 
 TEST(Log, AProblemInWritingChangesNeitherTheTextNorErrno)
 {
-    // A conversion that loses errno, as a failing output does.
-    register_printf_specifier(
-        'Y',
-        [](FILE *, const printf_info *, const void *const *) {
-            errno = EIO;
-            return 0;
-        },
-        [](const printf_info *, size_t, int *, int *) { return 0; });
-    int (*const log_line)(int, const char *, ...) = __ddal_log;
-    const auto lines = in_child([&] {
-        StandardError standard_error;
+    const auto lines = in_child([] {
+        std::string text;
+        stderr = fopencookie(&text, "w",
+                             {nullptr,
+                              [](void *to, const char *from, size_t length) {
+                                  static_cast<std::string *>(to)->append(from, length);
+                                  errno = EIO;
+                                  return static_cast<ssize_t>(length);
+                              },
+                              nullptr, nullptr});
+        setvbuf(stderr, nullptr, _IONBF, 0);
         LogWatch log;
         errno = ENOENT;
-        log_line(3, "%m%Y\n");
-        const int error = errno;
-        return std::vector<std::string>{std::to_string(error), standard_error.text(), log.take().at(0)};
+        __ddal_log(3, "%s:%u- %m\n", "function", 1U);
+        const int first = errno;
+        __ddal_log(3, "%lc", wint_t{0x4E00}); // no such character in this locale: EILSEQ
+        return std::vector<std::string>{std::to_string(first), std::to_string(errno), text.substr(0, text.find('\n')),
+                                        log.take().at(0)};
     });
-    EXPECT_THAT(lines, ElementsAre(std::to_string(ENOENT), "[DDAL_ERROR] No such file or directory", "",
-                                   "3 No such file or directory"));
+    EXPECT_THAT(lines, ElementsAre("2", "2", "[DDAL_ERROR] function:1- No such file or directory",
+                                   "3 function: No such file or directory"));
 }
 
 TEST(Log, ABrokenStandardErrorNeitherEndsNorHoldsTheCaller)
