@@ -5,6 +5,8 @@
  * RF card: the upgrade of <ddal/bsl.h> with progress and verdict, and its read-only relatives. Devices, privilege,
  * blocking and the one-at-a-time rule are those of <ddal/bsl.h>: each operation has the hold on the UART from its start
  * to its end, and returns -EBUSY at once where another user has it, in this process or another.
+ *
+ * Switch: the rules of its field processor, with the attachment and privilege of <ddal/eth_switch.h>.
  */
 #ifndef DDAL_EXT_H
 #define DDAL_EXT_H
@@ -87,6 +89,39 @@ DDAL_API int ddal_ext_rfcard_version(uint8_t loader[4], uint8_t application[8], 
  * @blocks up to 22 s: for the application's readiness
  */
 DDAL_API int ddal_ext_rfcard_restart(int verbose);
+
+/* What a field of ddal_ext_switch_rule holds that matches everything, or that stands for an action the rule lacks. */
+#define DDAL_EXT_SWITCH_NONE UINT32_MAX
+
+/* A rule of the switch's field processor: which frames it matches, and what it does with them. 112 bytes. */
+struct ddal_ext_switch_rule {
+    uint32_t group;
+    uint32_t entry;     /* numbered as <ddal/bcm_open.h> says */
+    uint32_t in_port;   /* port of the switch, or DDAL_EXT_SWITCH_NONE */
+    uint32_t tagged;    /* 1, 0 or DDAL_EXT_SWITCH_NONE */
+    uint32_t ethertype; /* or DDAL_EXT_SWITCH_NONE */
+    uint32_t to_port;   /* the port that the frames are sent to, or DDAL_EXT_SWITCH_NONE */
+    uint32_t queue;     /* or DDAL_EXT_SWITCH_NONE */
+    uint8_t has_mac;    /* 1: matches the destination address mac */
+    uint8_t keeps_pcp;  /* 1 or 0 */
+    uint8_t drops;      /* 1 or 0 */
+    uint8_t mac[6];
+    uint8_t reserved[11]; /* 0 */
+    uint32_t in_ports[8]; /* port p is bit p % 32 of word p / 32; all 0 where the rule names no set of ports */
+    uint32_t blocked[8];  /* the ports that the frames do not leave by; all 0 where the rule masks none */
+};
+
+/*
+ * Lists the rules of the switch's field processor, of all groups and of whichever process made them.
+ *
+ * size: the number of rules that fit, in; the number of rules, out. With -ENOMEM the number that did not fit.
+ *
+ * Returns 0, -ENOMEM, or -1001: NULL, the switch cannot be opened, or it refused.
+ *
+ * @threads safe: a rule that changes meanwhile may be listed in part
+ * @blocks exchanges: with the switch's service, some for each rule; the first of the process attaches to it
+ */
+DDAL_API int ddal_ext_switch_rules(struct ddal_ext_switch_rule *list, uint32_t *size);
 
 DDAL_END_DECLS
 

@@ -89,7 +89,30 @@ TEST(DdalctlSwitch, ShowsWhatItSet)
     EXPECT_EQ(ddalctl_json("switch show 20").at("default-svlan"), nullptr);
 }
 
-// The mode is known to the process that sets it: one command must do both.
+TEST(DdalctlSwitch, ShowsAndUndoesRules)
+{
+    const Json before = ddalctl_json("switch rules").at("rules");
+    for (const char *line : {"tunnel 14 18", "tunnel 20 21 0x88f7", "loopback 16 on", "filter 19 20 01:00:5e:00:00:01",
+                             "create-svlan 13", "join 14 13", "translate 14 100 13", "set-translation 14 13 on",
+                             "ethertype-svlan 14 0x88f7 13", "learning shared"})
+        EXPECT_EQ(ddalctl(std::string("switch ") + line).status, 0) << line;
+    EXPECT_EQ(ddalctl_json("switch rules").at("rules").size(), before.size() + 13);
+    const std::string rules = ddalctl("switch rules").out;
+    EXPECT_THAT(rules, HasSubstr("from port 14, with a tag"));
+    EXPECT_THAT(rules, HasSubstr("leave not by 14, 18"));
+    const std::string ways = ddalctl("switch forwarding").out;
+    for (const char *way : {"14 <-> 18", "20 <-> 21", "of type 0x88f7", "16 -> 16", "to 01:00:5e:00:00:01"})
+        EXPECT_THAT(ways, HasSubstr(way));
+    EXPECT_EQ(ddalctl("switch translation 14 13").out, "on\n");
+    EXPECT_EQ(ddalctl("switch learning").out, "shared\n");
+    for (const char *line : {"untunnel 14 18", "untunnel 20 21", "loopback 16 off", "unfilter 19 20 01:00:5e:00:00:01",
+                             "untranslate 14 100 13", "set-translation 14 13 off", "ethertype-svlan 14 0x88f7",
+                             "delete-svlan 13", "learning independent"})
+        EXPECT_EQ(ddalctl(std::string("switch ") + line).status, 0) << line;
+    EXPECT_EQ(ddalctl_json("switch rules").at("rules"), before);
+    EXPECT_EQ(ddalctl_json("switch forwarding").at("forwarding"), Json::array());
+}
+
 TEST(DdalctlSwitch, MapsADscp)
 {
     EXPECT_EQ(ddalctl("switch map-dscp 20 46 5").status, 0);
@@ -106,6 +129,7 @@ TEST(DdalctlSwitch, CountsAndClears)
     EXPECT_EQ(counters.at("queue-4-dropped"), 3);
     EXPECT_EQ(ddalctl("switch clear-drops 20").status, 0);
     EXPECT_EQ(ddalctl_json("switch counters 20").at("queue-4-dropped"), 0);
+    EXPECT_EQ(ddalctl_json("switch counters 20 --watch --count 1").at("rates").at(0).at("rx-packets"), 0);
     EXPECT_EQ(ddalctl_json("switch ports").at("ports").size(), 4u); // devices 0 and 2 share one
 }
 

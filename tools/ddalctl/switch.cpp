@@ -9,8 +9,10 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unistd.h>
 
 #include "ddalctl/families.h"
+#include "ddalctl/interrupt.h"
 #include "ddalctl/library.h"
 #include "ddalctl/phy_device.h"
 #include "ddalctl/report.h"
@@ -89,9 +91,44 @@ void show(const Arguments &arguments, Report &report)
         report.add_missing("default-svlan"); // none was set
 }
 
+// What a port counts in each second.
+void watch_counters(uint32_t port, uint32_t seconds, Report &report)
+{
+    const StopOnSignal stop;
+    ddal_eth_switch_port_stats last = {};
+    require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &last));
+    for (uint32_t n = 0; n < seconds; n++) {
+        sleep(1);
+        if (StopOnSignal::stopped())
+            return;
+        ddal_eth_switch_port_stats now = {};
+        require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &now));
+        const struct {
+            const char *name;
+            uint64_t rate;
+        } rates[] = {
+            {"rx-packets", now.rx_packets - last.rx_packets}, {"rx-octets", now.rx_octets - last.rx_octets},
+            {"rx-dropped", now.rx_dropped - last.rx_dropped}, {"tx-packets", now.tx_packets - last.tx_packets},
+            {"tx-octets", now.tx_octets - last.tx_octets},    {"tx-dropped", now.tx_dropped - last.tx_dropped},
+        };
+        last = now;
+        std::string line;
+        for (const auto &each : rates)
+            line += std::string(line.empty() ? "" : "  ") + each.name + " " + std::to_string(each.rate) + "/s";
+        report.line(line);
+        if (!report.json())
+            continue;
+        Report &row = report.row("rates");
+        for (const auto &each : rates)
+            row.add(each.name, each.rate);
+    }
+}
+
 void counters(const Arguments &arguments, Report &report)
 {
     const uint32_t port = arguments.number("PORT");
+    if (arguments.given("--watch"))
+        return watch_counters(port, arguments.number_or("--count", UINT32_MAX), report);
     ddal_eth_switch_port_stats stats = {};
     require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &stats));
     const struct {
@@ -171,7 +208,12 @@ std::vector<Command> port_commands()
     return {
         {"ports", "show the ports that serve PHY devices, with link and traffic", {}, ports},
         {"show", "show the rates and settings of a port", {kPort}, show},
-        {"counters", "show what a port counted, and what its queues dropped", {kPort}, counters},
+        {"counters",
+         "show what a port counted, and what its queues dropped; or its rates, each second",
+         {kPort,
+          {"--watch", Kind::flag, "show what is counted each second, until interrupted"},
+          {"--count", Kind::number, "end after so many seconds", true, UINT32_MAX, 1}},
+         counters},
         {"clear-drops", "set the counters of dropped packets of a port's queues to 0", {kPort}, clear_drops},
         {"shape", "limit what a port sends", {kPort, limit_argument, burst}, shape},
         {"limit", "limit what a port receives", {kPort, limit_argument, burst}, limit},
@@ -207,7 +249,7 @@ void require_switch(int result)
 Family switch_family()
 {
     std::vector<Command> commands = port_commands();
-    for (const auto &of_part : {switch_qos_commands, switch_vlan_commands})
+    for (const auto &of_part : {switch_qos_commands, switch_vlan_commands, switch_rule_commands})
         for (const Command &command : of_part())
             commands.push_back(command);
     return {"switch", "the Ethernet switch behind the backhaul ports", commands};

@@ -1,8 +1,10 @@
 // What the parts of `ddalctl switch` share.
 #pragma once
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "ddalctl/command.h"
@@ -34,7 +36,13 @@ std::vector<Entry> switch_list(Get get)
     return entries;
 }
 
+// An Ethernet address as a user writes it; throws WrongUse. And back.
+using Mac = std::array<uint8_t, 6>;
+Mac mac_of(const std::string &text);
+std::string mac_text(const uint8_t (&mac)[6]);
+
 std::vector<Command> switch_qos_commands();
+std::vector<Command> switch_rule_commands();
 std::vector<Command> switch_vlan_commands();
 
 } // namespace ddalctl

@@ -86,7 +86,7 @@ void set_mapping(const Arguments &arguments, Report &)
     require_switch(DDAL(ddal_eth_switch_set_port_mapping_mode)(kSwitch, arguments.number("PORT"), mode));
 }
 
-// The mapping mode is known to the process that set it, and the DSCP map is changed in DSCP mode only.
+// The DSCP map is changed in DSCP mode only.
 void map_dscp(const Arguments &arguments, Report &)
 {
     const uint32_t port = arguments.number("PORT");

@@ -95,31 +95,11 @@ void untranslate(const Arguments &arguments, Report &)
                                                                  arguments.number("CVLAN"), arguments.number("SVLAN")));
 }
 
-using Mac = std::array<uint8_t, 6>;
-
-Mac mac_of(const std::string &text)
-{
-    Mac mac = {};
-    int length = 0;
-    if (sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx%n", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4],
-               &mac[5], &length) != 6 ||
-        static_cast<size_t>(length) != text.size() || text.find_first_not_of("0123456789abcdefABCDEF:") != text.npos)
-        throw WrongUse("MAC: \"" + text + "\" is not of the form 02:00:5e:10:00:10");
-    return mac;
-}
-
-std::string text_of(const uint8_t (&mac)[6])
-{
-    char text[18];
-    snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
-    return text;
-}
-
 void add_addresses(Report &report, const char *kind, const std::vector<ddal_eth_switch_mac_entry> &list)
 {
     for (const ddal_eth_switch_mac_entry &entry : list) {
         Report &row = report.row("addresses");
-        row.add("mac", text_of(entry.mac));
+        row.add("mac", mac_text(entry.mac));
         row.add("vlan", uint64_t{entry.vlan});
         row.add("kind", kind);
     }
@@ -158,6 +138,24 @@ void clear_addresses(const Arguments &arguments, Report &)
 }
 
 } // namespace
+
+Mac mac_of(const std::string &text)
+{
+    Mac mac = {};
+    int length = 0;
+    if (sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx%n", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4],
+               &mac[5], &length) != 6 ||
+        static_cast<size_t>(length) != text.size() || text.find_first_not_of("0123456789abcdefABCDEF:") != text.npos)
+        throw WrongUse("MAC: \"" + text + "\" is not of the form 02:00:5e:10:00:10");
+    return mac;
+}
+
+std::string mac_text(const uint8_t (&mac)[6])
+{
+    char text[18];
+    snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+    return text;
+}
 
 std::vector<Command> switch_vlan_commands()
 {

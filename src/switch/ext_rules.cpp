@@ -1,0 +1,114 @@
+// Lists the rules of the switch's field processor as the switch holds them.
+#include <ddal/ext.h>
+
+#include <cstring>
+
+#include "switch/bounded_list.h"
+#include "switch/egress_mask.h"
+#include "switch/field_entry.h"
+#include "switch/start.h"
+
+using namespace ddal::ethswitch;
+
+namespace {
+
+static_assert(sizeof(ddal_ext_switch_rule) == 112);
+
+constexpr int kMostGroups = 64;
+
+struct Groups {
+    int numbers[kMostGroups];
+    int count = 0;
+};
+
+int visit_group(int, int group, void *data)
+{
+    auto *const groups = static_cast<Groups *>(data);
+    if (groups->count < kMostGroups)
+        groups->numbers[groups->count++] = group;
+    return 0;
+}
+
+// A qualifier that was not set, or that the entry's group lacks, matches everything.
+void read_qualifiers(int entry, ddal_ext_switch_rule *rule)
+{
+    int port = 0;
+    int port_mask = 0;
+    if (sdk_result(bcm_field_qualify_InPort_get, kUnit, entry, &port, &port_mask) == 0 && port_mask != 0)
+        rule->in_port = static_cast<uint32_t>(port);
+    uint8_t format = 0;
+    uint8_t format_mask = 0;
+    if (sdk_result(bcm_field_qualify_VlanFormat_get, kUnit, entry, &format, &format_mask) == 0 && format_mask != 0)
+        rule->tagged = format & BCM_FIELD_VLAN_FORMAT_OUTER_TAGGED;
+    uint16_t type = 0;
+    uint16_t type_mask = 0;
+    if (sdk_result(bcm_field_qualify_EtherType_get, kUnit, entry, &type, &type_mask) == 0 && type_mask != 0)
+        rule->ethertype = type;
+    uint8_t mac_mask[6] = {};
+    if (sdk_result(bcm_field_qualify_DstMac_get, kUnit, entry, &rule->mac, &mac_mask) == 0)
+        rule->has_mac = mac_mask[0] != 0;
+    bcm_pbmp_t ports{};
+    bcm_pbmp_t ports_mask{};
+    if (sdk_result(bcm_field_qualify_InPorts_get, kUnit, entry, &ports, &ports_mask) == 0)
+        memcpy(rule->in_ports, ports.pbits, sizeof rule->in_ports);
+}
+
+// 0 or the SDK's result, logged.
+int read_actions(int entry, ddal_ext_switch_rule *rule)
+{
+    std::optional<FieldAction> action;
+    int rv = read_action(entry, bcmFieldActionCosQNew, &action);
+    if (rv == 0 && action)
+        rule->queue = action->first;
+    if (rv == 0)
+        rv = read_action(entry, bcmFieldActionRedirect, &action);
+    if (rv == 0 && action)
+        rule->to_port = port_of_redirection(*action);
+    if (rv == 0)
+        rv = read_action(entry, bcmFieldActionPrioPktCancel, &action);
+    rule->keeps_pcp = action.has_value();
+    if (rv == 0)
+        rv = read_action(entry, bcmFieldActionDrop, &action);
+    rule->drops = action.has_value();
+    bcm_pbmp_t mask{};
+    if (rv == 0 && sdk_result(bcm_field_action_ports_get, kUnit, entry, bcmFieldActionEgressMask, &mask) == 0)
+        memcpy(rule->blocked, egress_mask_of(mask).pbits, sizeof rule->blocked);
+    return rv;
+}
+
+int add_rules_of(int group, BoundedList<ddal_ext_switch_rule> *list)
+{
+    FieldEntryList entries;
+    if (const int rv = entries.read(static_cast<FieldGroup>(group)); rv != 0)
+        return rv;
+    for (const int entry : entries) {
+        ddal_ext_switch_rule rule{};
+        rule.group = static_cast<uint32_t>(group);
+        rule.entry = static_cast<uint32_t>(entry);
+        rule.in_port = rule.tagged = rule.ethertype = rule.to_port = rule.queue = DDAL_EXT_SWITCH_NONE;
+        read_qualifiers(entry, &rule);
+        if (const int rv = read_actions(entry, &rule); rv != 0)
+            return rv;
+        list->add(rule);
+    }
+    return 0;
+}
+
+} // namespace
+
+int ddal_ext_switch_rules(struct ddal_ext_switch_rule *list, uint32_t *size)
+{
+    if (!size || (!list && *size > 0))
+        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
+    if (open_bcm_switch() != 0)
+        return DDAL_ERR_FAILURE;
+
+    Groups groups;
+    BoundedList<ddal_ext_switch_rule> rules{list, *size};
+    int rv = sdk_on_unit(bcm_field_group_traverse, visit_group, &groups);
+    for (int i = 0; rv == 0 && i < groups.count; i++)
+        rv = add_rules_of(groups.numbers[i], &rules);
+    if (rv != 0)
+        return log_error(DDAL_ERR_FAILURE, "Reading the field rules failed\n");
+    return rules.settle(size);
+}
