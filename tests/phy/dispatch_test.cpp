@@ -67,7 +67,7 @@ std::string served_by()
     std::string text;
     std::istringstream calls(ctl("switch calls"));
     for (std::string line; std::getline(calls, line);)
-        if (line.rfind("bcm_port_", 0) == 0 && text.empty())
+        if (line.rfind("bcm_port_", 0) == 0 && line.rfind("bcm_port_gport_get", 0) != 0 && text.empty())
             text = line;
     const std::string external = first_line(ctl("multiport calls"));
     if (!external.empty())
