@@ -26,7 +26,7 @@ MOST_MISSING = 0.03
 def listed_by(entry):
     """The cases of a ctest entry, without running them."""
     name = entry["name"]
-    if name.startswith("check."):
+    if name.startswith(("check.", "campaign.")):
         return [(name, name)]
     command = [word for word in entry["command"] if not word.startswith("--gtest_")] + ["--gtest_list_tests"]
     properties = {p["name"]: p["value"] for p in entry.get("properties", [])}

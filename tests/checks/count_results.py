@@ -4,9 +4,9 @@
 usage: count_results.py BUILD_DIR
 
 BUILD_DIR/test-results.ctest is ctest's report of its entries; BUILD_DIR/test-results/<entry>.xml is what the test program
-of an entry wrote about its cases. An entry named check.* is one case, one named setup.* only if it fails. Any other entry
-counts by its cases; if it ended badly without naming a failed case (crash, time-out) or wrote nothing, that is one
-failed case more. Skipped and disabled cases count as failed: what does not run shows nothing.
+of an entry wrote about its cases. An entry named check.* or campaign.* is one case, one named setup.* only if it fails. Any
+other entry counts by its cases; if it ended badly without naming a failed case (crash, time-out) or wrote nothing, that is
+one failed case more. Skipped and disabled cases count as failed: what does not run shows nothing.
 """
 import pathlib
 import sys
@@ -27,10 +27,10 @@ def collect(build):
     for entry in xml.parse(build / "test-results.ctest").iter("testcase"):
         name = entry.get("name")
         entry_passed = entry.get("status") == "run"
-        if name.startswith(("check.", "setup.")):
+        if name.startswith(("check.", "campaign.", "setup.")):
             if not entry_passed:
                 failed.append(name)
-            if name.startswith("check."):
+            if not name.startswith("setup."):
                 cases.append((name, name, entry_passed))
             continue
         report = build / "test-results" / f"{name}.xml"
