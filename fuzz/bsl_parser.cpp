@@ -57,6 +57,7 @@ Outcome parse(std::span<const uint8_t> file, size_t most)
     Outcome outcome;
     outcome.version.assign(8, 0xEE);
     outcome.result = bsl_parse_file(&list, outcome.version.data(), kImage, static_cast<uint32_t>(file.size()));
+    require(file.empty() || unread.size() < file.size(), "the parser reads what it is given");
 
     const bsl_record *previous = nullptr;
     for (const bsl_record *record = list; record; previous = record, record = record->next) {
@@ -76,7 +77,7 @@ Outcome parse(std::span<const uint8_t> file, size_t most)
 
 extern "C" ssize_t __real_read(int fd, void *buffer, size_t length);
 
-extern "C" ssize_t __wrap_read(int fd, void *buffer, size_t length)
+extern "C" ssize_t read_of_target(int fd, void *buffer, size_t length)
 {
     if (fd != kImage)
         return __real_read(fd, buffer, length);
