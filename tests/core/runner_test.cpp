@@ -127,8 +127,10 @@ TEST(Runner, NobodyTakesTheEndOfAChildAway)
 {
     expect_in_each(testing_board::kReaping, wrong_results);
     static volatile sig_atomic_t told = 0;
-    expect_in_each({{"nothing", [] { testing_board::handle(SIGCHLD, [](int) { told = 1; }); }}},
-                   [] { return wrong_results() + (told ? "the caller was told of a child" : ""); });
+    expect_in_each({{"nothing", [] { testing_board::handle(SIGCHLD, [](int) { told = 1; }); }}}, [] {
+        std::string wrong = wrong_results();
+        return wrong += told ? "the caller was told of a child" : "";
+    });
 }
 
 // What a program was given and said, where a signal comes every millisecond and pipes are slow.
