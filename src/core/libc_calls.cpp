@@ -223,6 +223,7 @@ DDAL_HELD(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, si
 DDAL_HELD(int, nanosleep, (const timespec *time, timespec *left), (time, left))
 DDAL_HELD(int, pthread_cond_timedwait, (pthread_cond_t * condition, pthread_mutex_t *mutex, const timespec *limit),
           (condition, mutex, limit))
+DDAL_HELD(int, pthread_cond_wait, (pthread_cond_t * condition, pthread_mutex_t *mutex), (condition, mutex))
 DDAL_HELD(int, pthread_join, (pthread_t thread, void **result), (thread, result))
 DDAL_HELD(int, sem_wait, (sem_t * semaphore), (semaphore))
 DDAL_HELD(int, sigtimedwait, (const sigset_t *set, siginfo_t *info, const timespec *limit), (set, info, limit))

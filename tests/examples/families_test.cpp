@@ -116,7 +116,7 @@ std::vector<std::string> commands_to_try(const std::filesystem::path &page)
 // Ends only when somebody ends it, or asks for something that a page cannot have.
 bool needs_somebody(const std::string &command)
 {
-    return std::regex_search(command, std::regex(" (watch|events|records|upgrade|password set)\\b"));
+    return std::regex_search(command, std::regex(" (-*watch|events|records|upgrade|password set)\\b"));
 }
 
 } // namespace
