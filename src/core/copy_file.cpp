@@ -38,7 +38,7 @@ void print_error(const char *what)
 // Where the copy goes: the folder, open, and the name in it.
 struct Destination {
     UniqueFd folder;
-    const char *name;
+    const char *name = "";
 };
 
 // The first `trusted` characters of the path name a folder, which is opened as any other; below it no link is followed.
