@@ -95,17 +95,17 @@ DDAL_API int ddal_ext_rfcard_restart(int verbose);
 
 /* A rule of the switch's field processor: which frames it matches, and what it does with them. 112 bytes. */
 struct ddal_ext_switch_rule {
-    uint32_t group;
-    uint32_t entry;     /* numbered as <ddal/bcm_open.h> says */
-    uint32_t in_port;   /* port of the switch, or DDAL_EXT_SWITCH_NONE */
-    uint32_t tagged;    /* 1, 0 or DDAL_EXT_SWITCH_NONE */
-    uint32_t ethertype; /* or DDAL_EXT_SWITCH_NONE */
-    uint32_t to_port;   /* the port that the frames are sent to, or DDAL_EXT_SWITCH_NONE */
-    uint32_t queue;     /* or DDAL_EXT_SWITCH_NONE */
-    uint8_t has_mac;    /* 1: matches the destination address mac */
-    uint8_t keeps_pcp;  /* 1 or 0 */
-    uint8_t drops;      /* 1 or 0 */
-    uint8_t mac[6];
+    uint32_t group;       /* of the field processor */
+    uint32_t entry;       /* numbered as <ddal/bcm_open.h> says */
+    uint32_t in_port;     /* port of the switch, or DDAL_EXT_SWITCH_NONE */
+    uint32_t tagged;      /* 1, 0 or DDAL_EXT_SWITCH_NONE */
+    uint32_t ethertype;   /* or DDAL_EXT_SWITCH_NONE */
+    uint32_t to_port;     /* the port that the frames are sent to, or DDAL_EXT_SWITCH_NONE */
+    uint32_t queue;       /* or DDAL_EXT_SWITCH_NONE */
+    uint8_t has_mac;      /* 1: matches the destination address mac */
+    uint8_t keeps_pcp;    /* 1 or 0 */
+    uint8_t drops;        /* 1 or 0 */
+    uint8_t mac[6];       /* in transmission order; 0 without has_mac */
     uint8_t reserved[11]; /* 0 */
     uint32_t in_ports[8]; /* port p is bit p % 32 of word p / 32; all 0 where the rule names no set of ports */
     uint32_t blocked[8];  /* the ports that the frames do not leave by; all 0 where the rule masks none */
@@ -116,7 +116,8 @@ struct ddal_ext_switch_rule {
  *
  * size: the number of rules that fit, in; the number of rules, out. With -ENOMEM the number that did not fit.
  *
- * Returns 0, -ENOMEM, or -1001: NULL, the switch cannot be opened, or it refused.
+ * Returns 0. -ENOMEM: more rules than fit. DDAL_ERR_FAILURE: a NULL pointer, the switch cannot be opened, or it
+ * refused.
  *
  * @threads safe: a rule that changes meanwhile may be listed in part
  * @blocks exchanges: with the switch's service, some for each rule; the first of the process attaches to it
