@@ -16,15 +16,15 @@ struct Partial {
     const char *why;
 };
 constexpr Partial kPartial[] = {
-    {"ddal_common_write_(string|u32val.*)|ddal_kvb_rpram_set_isti|ddal_devicetree_set_.*|ddal_boot_set_.*|ddal_led_.*",
+    {"ddal_common_write_(string|u32val.*)|ddal_kvb_rpram_set_isti|ddal_devicetree_set_.*|ddal_led_.*|"
+     "ddal_boot_set_(reset_loop_count|lmp_netboot|uart|lmt|isolcpus)",
      "writes the file in place: it is empty once it is open, and a failing close comes after the write"},
     {"ddal_auth_set_login_faildelay|ddal_auth_set_password_history_len",
      "makes a missing file, empty, to have something to lock before it is replaced"},
-    {"ddal_auth_reset_user_ssh_keys", "the keys file may be empty or incomplete after a failure, as its header says"},
 };
 
 // Operations whose wait a signal ends, as their header says.
-constexpr const char *kEndedBySignals = "ddal_clk_event_wait_until|ddal_sfn_wait_.*|ddal_rp3_validate_aif";
+constexpr const char *kEndedBySignals = "ddal_clk_event_wait_until|ddal_sfn_wait_.*";
 
 // Operations with regular expressions: libc's regcomp() loses blocks where an allocation fails.
 constexpr const char *kLibcLosesMemory = "ddal_auth_set_.*|ddal_sshd_set_parameter|ddal_atboot_run";
