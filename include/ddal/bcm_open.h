@@ -57,7 +57,7 @@ DDAL_API int ddal_bcm_vlan_translation_status_on_svlan(uint32_t port, uint32_t s
  *
  * The tunnel drop entry, number 200, drops what comes in at the far end of a tunnel while nothing leads back: forwarded
  * as usual, such frames could come back into the tunnel from its own end. A switch without a qualifier for several
- * ports has no such entry; egress masks do its work there.
+ * ports lacks this entry: egress masks do its work there.
  *
  * @threads one caller at a time: the opening of the switch, once in a process
  * @blocks exchanges: with the switch's service, some for each port

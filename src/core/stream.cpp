@@ -56,8 +56,8 @@ void wait_until_writable(FILE *to)
 {
     const int fd = fileno(to);
     const int flags = fd < 0 ? O_NONBLOCK : fcntl(fd, F_GETFL);
-    if (flags &
-        O_NONBLOCK) // a stream without a descriptor does not block either, and a bad one fails when it is written
+    // A stream without a descriptor never blocks. A bad descriptor fails when the stream is written.
+    if (flags & O_NONBLOCK)
         return;
     pollfd writable = {fd, POLLOUT, 0};
     while (poll(&writable, 1, -1) < 0 && errno == EINTR) {

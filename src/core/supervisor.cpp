@@ -233,7 +233,7 @@ int wait_supervised(pid_t supervisor, int *status)
     if (!stage->ended)
         *status = end;
     else
-        *status = stage->status; // also where somebody else has reaped the supervisor
+        *status = stage->status; // valid even when the application has reaped the supervisor
     return stage->ended || WIFSIGNALED(end) ? 0 : (waited < 0 ? waited : -ECHILD);
 }
 

@@ -122,7 +122,7 @@ DDAL_WEAK int ddal_bcm_ifp_install_default_tunnel_drop_entry()
     bool created = false;
     int rv = sdk_result(bcm_field_entry_create_id, kUnit, kDrops, kTunnelDrop);
     if (rv == BCM_E_NOT_FOUND)
-        return 0; // the device has no such group
+        return 0; // the device lacks this group
     created = rv == BCM_E_NONE;
     if (rv == BCM_E_NONE || rv == BCM_E_EXISTS)
         rv = sdk_result(bcm_field_action_add, kUnit, kTunnelDrop, bcmFieldActionDrop, uint32_t{0}, uint32_t{0});
