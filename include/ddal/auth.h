@@ -3,9 +3,9 @@
  * authorized SSH keys and the restriction of root access.
  *
  * Reaches the account tools (/usr/sbin/updpassword, /usr/sbin/initpassword, /usr/bin/passwd, /usr/bin/ssh-keygen), the
- * PAM password stack, the SSH daemon's configuration and their persistent copies on flash. Needs root. Each call blocks
- * for as long as the programs it runs, without a time limit, and for at most 20 s for another process that edits the
- * same file. Calls may run in parallel from any thread and process: configuration files are replaced whole, under a
+ * PAM password stack, the SSH daemon's configuration and their persistent copies on flash. Requires root. Each call
+ * blocks for as long as the programs it runs, without a time limit, and for at most 20 s for another process that edits
+ * the same file. Calls may run in parallel from any thread and process: configuration files are replaced whole, under a
  * lock. Setting the restriction changes several files in turn, so only one caller should do that at a time.
  *
  * The lock is an flock(2) of the file, which every user who can read the file can hold. After 20 s the edit therefore
@@ -33,8 +33,8 @@ DDAL_BEGIN_DECLS
  *
  * user:          "toor4qrx" or "serviceuser".
  * password:      the new password, not empty. Handed to the tool through its standard input only.
- * error_msg:     receives what the tool printed, also after success, or the reason of a failure; always terminated once
- *                the arguments are accepted. 256 bytes hold the usual explanations.
+ * error_msg:     receives the output of the tool, even after success, or the reason of a failure; always terminated
+ *                once the arguments are accepted. 256 bytes hold the usual explanations.
  * error_msg_len: size of error_msg in bytes, not 0.
  *
  * -EINVAL: a NULL pointer, a size of 0, an empty password or an account missing from the user database.
@@ -77,8 +77,8 @@ DDAL_API int ddal_auth_set_password_history_len(uint32_t len);
 /*
  * Stores the delay after a failed SSH login.
  *
- * delay: in the unit of the system's login-failure delay. 2000000 is subtracted before it is stored; what is smaller is
- *        stored as 0.
+ * delay: in the unit of the system's login-failure delay. The operation subtracts 2000000 before it stores the delay,
+ *        and stores 0 for a smaller one.
  *
  * Returns 0 or a negative errno; after a failure the stored number is the old one.
  *

@@ -1,16 +1,16 @@
 /*
- * Broadcom switch: the operations behind eth_switch.h, and those that phy.h uses where a PHY sits behind the switch.
+ * Broadcom switch: the back end of eth_switch.h, and of phy.h where the switch serves the PHY.
  *
- * They go to the switch's user service, as described in eth_switch.h (first call, blocking, parallel calls); the checks
- * of switch number and board are the front end's. Applications call eth_switch.h and phy.h.
+ * Applications call eth_switch.h and phy.h, which check the switch number and the board first. The operations here send
+ * requests to the switch's user service; eth_switch.h describes the first call, blocking and parallel calls.
  *
- * port: port of the switch, 0 to 255; a larger one gives -1001 before the switch is opened. Ports 14, 16 and 20 are
- *       copper: their PHY's registers are reached directly (port 14 at MDIO address 1, ports 16 and 20 at 0). All
- * others are fibre.
+ * port: port of the switch, 0 to 255. A larger one returns DDAL_ERR_FAILURE before the switch is opened. Ports 14, 16
+ *       and 20 are copper: the operations access their PHY's registers directly, at MDIO address 1 for port 14 and at 0
+ *       for ports 16 and 20. All other ports are fibre.
  *
- * Return 0 on success. -1001: a value that is not supported, a NULL output, an operation that needs a copper port, the
- * switch cannot be opened, or the switch refused; its own error text is in the log. Outputs are unspecified after a
- * failure.
+ * Return 0 on success. DDAL_ERR_FAILURE: the value is not supported, an output is NULL, the operation requires a copper
+ * port, the switch cannot be opened, or the switch refused. The log then has the switch's error text. Outputs are
+ * unspecified after a failure.
  */
 #ifndef DDAL_BCM_H
 #define DDAL_BCM_H
@@ -28,9 +28,12 @@ struct ddal_eth_switch_multicast_filter;
 struct ddal_eth_switch_translation;
 
 /*
- * Ports as PHYs. state: 1 on, 0 off. mode: 1 full duplex, 0 half. speed: 10, 100, 1000 (copper), also 2500 and 10000
- * (fibre; the getter knows only these two there). Forcing the mode or speed of a copper port switches auto-negotiation
- * off and resets the PHY.
+ * Gets or sets the auto-negotiation, duplex mode, speed and power of a port. Forcing the mode or speed of a copper port
+ * switches auto-negotiation off and resets the PHY.
+ *
+ * state: 1 on, 0 off.
+ * mode:  enum ddal_phy_duplex.
+ * speed: Mb/s: 10, 100 or 1000 on a copper port. A fibre port accepts 2500 and 10000 too, and reports only these two.
  *
  * @threads safe: but two settings of one port at the same time may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -45,7 +48,9 @@ DDAL_API int ddal_bcm_power_down(uint32_t port);
 DDAL_API int ddal_bcm_power_up(uint32_t port);
 
 /*
- * Copper ports only. reg: standard register, 0 to 31, of the page that the PHY has selected.
+ * Restarts auto-negotiation, resets the PHY, or accesses one 16-bit PHY register. Copper ports only.
+ *
+ * reg: 0 to 31, in the register page that the PHY has selected.
  *
  * @threads safe on different units: ports; two calls that change one register may undo each other
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -56,7 +61,8 @@ DDAL_API int ddal_bcm_write_ext_phy_register(uint32_t port, uint32_t reg, uint16
 DDAL_API int ddal_bcm_read_ext_phy_register(uint32_t port, uint32_t reg, uint16_t *value);
 
 /*
- * Link, and with a link speed and duplex mode; without one, and where the PHY has not resolved it, 0xFFFFFFFF.
+ * Reads the state of a copper link. Speed and duplex mode are DDAL_PHY_UNKNOWN without a link and until the PHY has
+ * resolved them.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -64,8 +70,9 @@ DDAL_API int ddal_bcm_read_ext_phy_register(uint32_t port, uint32_t reg, uint16_
 DDAL_API int ddal_bcm_copper_get_status(uint32_t port, struct ddal_phy_copper_status *status);
 
 /*
- * What the port offers its partner. mode: 1 full duplex, 0 half. Changing it resets the PHY of a copper port. Pause
- * frames: fibre ports only, both directions together; asymmetric pause can be read but not set.
+ * Gets or sets what the port advertises to its link partner: a combination of speed (Mb/s) and mode (enum
+ * ddal_phy_duplex), or pause frames. A change resets the PHY of a copper port. Pause frames: fibre ports only, in both
+ * directions together. Asymmetric pause can be read but not set.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -76,7 +83,8 @@ DDAL_API int ddal_bcm_get_config_advert_pause(uint32_t port, uint16_t *pause, ui
 DDAL_API int ddal_bcm_set_config_advert_pause(uint32_t port, uint32_t pause, uint32_t asym_pause);
 
 /*
- * Recovered clock, codes 1, 2 and 7 of phy.h. Copper ports only, any other: -ENODEV.
+ * Gets or sets the frequency of the recovered clock, code 1, 2 or 7 (see ddal_phy_get_rclk_freq). Copper ports only;
+ * -ENODEV: another port.
  *
  * @threads safe on different units: PHYs; the call selects another register page and puts the old one back
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -85,7 +93,7 @@ DDAL_API int ddal_bcm_get_rclk_freq(uint32_t port, uint16_t *code);
 DDAL_API int ddal_bcm_set_rclk_freq(uint32_t port, uint16_t code);
 
 /*
- * Crossover: 0 forced straight, 1 forced crossed, 2 automatic. Loopback in the PHY: 1 on, 0 off.
+ * Gets or sets the crossover mode (enum ddal_phy_crossover) or the PHY's internal loopback (1 on, 0 off).
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -96,8 +104,12 @@ DDAL_API int ddal_bcm_set_phy_loopback(uint32_t port, uint32_t enable);
 DDAL_API int ddal_bcm_get_phy_loopback(uint32_t port, uint32_t *state);
 
 /*
- * Clock role of the 2.5G PHY (port 20). Modes and configurations: 0 slave, 1 master, 2 automatic; modes and port types:
- * 4 multi-port, 8 single-port device. is_master is 0 without a link.
+ * Gets or sets the clock role of the 2.5G PHY (port 20).
+ *
+ * config:    receives DDAL_PHY_SLAVE, DDAL_PHY_MASTER or DDAL_PHY_AUTOMATIC.
+ * port_type: receives DDAL_PHY_MULTI_PORT or DDAL_PHY_SINGLE_PORT.
+ * is_master: receives 1 or 0; 0 without a link.
+ * mode:      any of enum ddal_phy_clock_role.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -107,7 +119,8 @@ DDAL_API int ddal_bcm_get_master_slave(uint32_t port, uint16_t *is_master);
 DDAL_API int ddal_bcm_set_master_slave(uint32_t port, uint32_t mode);
 
 /*
- * The rest is described, with the same arguments, in eth_switch.h.
+ * Serves the operations of eth_switch.h of the same meaning, with the same arguments, for rates, counters, default
+ * S-VLANs, multicast filters and loopback.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -131,7 +144,7 @@ DDAL_API int ddal_bcm_loopback_remove(uint32_t port);
 DDAL_API int ddal_bcm_loopback_get(uint32_t port, uint32_t *state);
 
 /*
- * As in eth_switch.h; ethertype 0: every frame.
+ * Serves the tunnels of eth_switch.h. ethertype 0: every frame.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -141,7 +154,7 @@ DDAL_API int ddal_bcm_tunneling_remove(uint32_t port1, uint32_t port2);
 DDAL_API int ddal_bcm_tunneling_get(uint32_t port, uint32_t *peer_port);
 
 /*
- * As in eth_switch.h.
+ * Selects the port whose received clock the switch recovers, as ddal_eth_switch_set_synce_source.
  *
  * @threads safe: the last of several callers decides
  * @blocks until the diagnostic shell has answered; 3 s without data end it
@@ -149,7 +162,7 @@ DDAL_API int ddal_bcm_tunneling_get(uint32_t port, uint32_t *peer_port);
 DDAL_API int ddal_bcm_set_synce_source(uint32_t port);
 
 /*
- * As in eth_switch.h.
+ * Serves the queue weights and queue mappings of eth_switch.h.
  *
  * @threads safe: but two settings of one port at the same time may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -166,7 +179,9 @@ DDAL_API int ddal_bcm_set_default_queue(uint32_t port, uint32_t queue);
 DDAL_API int ddal_bcm_get_default_queue(uint32_t port, uint32_t *queue);
 
 /*
- * As in eth_switch.h; static_entries: 0 the learned addresses, else the static ones.
+ * Serves the address lists of eth_switch.h.
+ *
+ * static_entries: 0 lists the learned addresses, any other value the static ones.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -178,7 +193,11 @@ DDAL_API int ddal_bcm_remove_static_arl_entry(uint32_t port, const uint8_t mac[6
 DDAL_API int ddal_bcm_learned_arl_entries_clear(uint32_t port);
 
 /*
- * As in eth_switch.h, but these two return the NUMBER of VLANs (0 or more) and store at most `size` of them.
+ * Lists the C-VLANs or S-VLANs of a port.
+ *
+ * size: number of entries that fit into the list.
+ *
+ * Return the NUMBER of VLANs (0 or more) and store at most `size` of them, unlike the operations of eth_switch.h.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -187,7 +206,7 @@ DDAL_API int ddal_bcm_cvlans_get(uint32_t port, uint16_t *cvlans, uint32_t size)
 DDAL_API int ddal_bcm_svlans_get(uint32_t port, uint16_t *svlans, uint32_t size);
 
 /*
- * As in eth_switch.h.
+ * Serves the egress translations and the DSCP lookup of eth_switch.h.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -198,7 +217,7 @@ DDAL_API int ddal_bcm_qos_disable(uint32_t port);
 DDAL_API int ddal_bcm_qos_status(uint32_t port, uint32_t *status);
 
 /*
- * As in eth_switch.h.
+ * Serves the ethertype S-VLANs and the VLAN learning mode of eth_switch.h.
  *
  * @threads safe
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
@@ -210,7 +229,7 @@ DDAL_API int ddal_bcm_vlan_learning_mode_set(uint32_t mode);
 DDAL_API int ddal_bcm_vlan_learning_mode_get(uint32_t *mode);
 
 /*
- * Called by the switch SDK while it builds its configuration; not for applications. A failure is logged.
+ * Fills in the configuration of the switch SDK, which calls it while it starts. Not for applications. Logs a failure.
  *
  * @threads one caller at a time: the switch's client library
  * @blocks none

@@ -1,11 +1,11 @@
 /*
- * Broadcom switch: operations that a product may replace.
+ * Broadcom switch: operations that a product can replace.
  *
- * Every name here is a weak symbol with a working default; a product that knows its field processor, its VLAN plan or
- * its translation rules defines the names it wants to supply in its program or in a library that is loaded before this
- * one. Each returns 0 on success and any other value on failure, unless said otherwise. Defaults reach the switch as
- * the operations of bcm.h do and may be called from any thread; the installers are called while the switch is being
- * opened and must not call operations of bcm.h.
+ * Every name here is a weak symbol with a working default. A product that knows its field processor, its VLAN plan or
+ * its translation rules defines the names that it supplies, in its program or in a library that is loaded before this
+ * one. Each operation returns 0 on success and any other value on failure, unless its text says otherwise. The defaults
+ * reach the switch as the operations of bcm.h do and may be called from any thread. The library calls the installers
+ * while it opens the switch; they must not call operations of bcm.h.
  */
 #ifndef DDAL_BCM_OPEN_H
 #define DDAL_BCM_OPEN_H
@@ -20,9 +20,10 @@ struct ddal_eth_switch_multicast_filter;
 struct ddal_eth_switch_translation;
 
 /*
- * S-VLANs. Default: the VLAN of the same number in the switch; ports join tagged.
+ * Creates or removes an S-VLAN, or adds or removes a port. Default: an S-VLAN is the VLAN of the same number in the
+ * switch, and ports join it tagged.
  *
- * @threads safe: as a product's own has to be, for it is called from any thread
+ * @threads safe: a replacement has to be safe too
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_svlan_create(uint32_t svlan);
@@ -31,13 +32,15 @@ DDAL_API int ddal_bcm_svlan_port_add(uint32_t port, uint32_t svlan);
 DDAL_API int ddal_bcm_svlan_port_remove(uint32_t port, uint32_t svlan);
 
 /*
- * Translation. Default: add makes an ingress entry that replaces the C-VLAN's tag by the S-VLAN's, and an egress entry
- * of the port class of the port's number that does the reverse; both or none. Frames keep their PCP. -EEXIST: the
- * C-VLAN or the S-VLAN belongs to another translation of the port. An add after a process that ended between the two
- * entries adds the missing one. remove deletes what there is of the two; get walks the ingress entries. enable and
- * disable switch both directions of the port, for all its translations; add leaves that as it is.
+ * Translates between a port's C-VLANs and the S-VLANs of the switch, as the operations of eth_switch.h.
  *
- * @threads safe: as a product's own has to be; two changes of one translation may mix
+ * Default: adding a translation creates an ingress entry that replaces the tag of the C-VLAN by that of the S-VLAN, and
+ * an egress entry for the port class of the port's number that does the reverse. It creates both or none; if a process
+ * ended between the two entries, the next addition creates the missing one. Removing a translation deletes the entries
+ * that exist. Listing reads the ingress entries. Enabling and disabling switch both directions of the port, for all its
+ * translations. Frames keep their PCP. -EEXIST: the C-VLAN or the S-VLAN belongs to another translation of the port.
+ *
+ * @threads safe: a replacement has to be safe too; two changes of one translation may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_vlan_translation_add(uint32_t port, uint32_t cvlan, uint32_t svlan);
@@ -48,16 +51,19 @@ DDAL_API int ddal_bcm_vlan_translation_disable(uint32_t port, uint32_t svlan);
 DDAL_API int ddal_bcm_vlan_translation_status_on_svlan(uint32_t port, uint32_t svlan, uint32_t *status);
 
 /*
- * Install the default field entries, in this order when the switch is opened. Entries are numbered: untagged frames of
- * a port the port's number, tagged frames the port plus 50, untagged and tagged frames to a certain address the port
- * plus 100 and plus 150. Default: creates groups 1 to 5 and, for each of ports 0 to 49 that the switch has, the entries
- * in the switch, which match the port and whether a frame has a tag. They have no actions and are not in the hardware
- * until they get one. Groups and entries that exist are taken over, and finished where their process did not. An
- * installer that fails removes what it created.
+ * Installs the default field groups and entries. The library calls them in this order while it opens the switch.
  *
- * The tunnel drop entry, number 200, drops what comes in at the far end of a tunnel while nothing leads back: forwarded
- * as usual, such frames could come back into the tunnel from its own end. A switch without a qualifier for several
- * ports lacks this entry: egress masks do its work there.
+ * An untagged entry matches the frames of one port without a tag, and its number is the port's. A tagged entry matches
+ * the frames with a tag; its number is the port plus 50. The entries for one destination address have the numbers port
+ * plus 100 (untagged) and port plus 150 (tagged).
+ *
+ * Default: creates groups 1 to 5 and, for each of ports 0 to 49 that the switch has, the four entries. They do not have
+ * actions and are not in the hardware until they get one. An installer takes over existing groups and entries, and
+ * completes those that a process left unfinished. A failed installer removes what it created.
+ *
+ * The tunnel drop entry, number 200, drops frames that arrive at the far end of a tunnel while no rule leads back. The
+ * switch would forward them as usual otherwise, and they could enter the tunnel again from its other end. A switch that
+ * cannot match several ports does not get this entry; egress masks do its work there.
  *
  * @threads one caller at a time: the opening of the switch, once in a process
  * @blocks exchanges: with the switch's service, some for each port
@@ -70,17 +76,21 @@ DDAL_API int ddal_bcm_ifp_install_default_tagged_dstmac_entries(void);
 DDAL_API int ddal_bcm_ifp_install_default_tunnel_drop_entry(void);
 
 /*
- * Redirect a port's frames to another port: all of them or those of one ethertype (0: all), or those to one address.
- * Default: an action of the port's entries, for frames without and with a tag; both or none. Frames of one ethertype
- * have an entry 250 plus the port. A port's first address uses its default entries, seven more have entries from 400
- * on. A port has one redirection beside its addresses; it comes before them. Redirected frames leave in VLANs that the
- * other port does not carry, too.
+ * Redirects a port's frames to another port, ends that, or reads it: all frames, those of one ethertype (0: all), or
+ * those to one MAC address.
  *
- * -ENOENT: nothing to remove or get. -EEXIST: the port, or the address, is redirected to another port. -ENOSPC: the
- * port has eight addresses. exists returns 1 or 0, or a negative code. A list's *size is the number that fits in, the
- * number found out, or with -ENOMEM the number that did not fit.
+ * Default: a redirection is an action of the port's two entries, for frames without and with a tag; both have it or
+ * none. The entry of one ethertype has the number port plus 250. The first address of a port uses its default entries;
+ * seven more use entries from number 400 on. A port has one redirection besides those of addresses, and it takes
+ * precedence over them. Redirected frames leave the other port even in VLANs that it does not carry.
  *
- * @threads safe: as a product's own has to be; two changes of one port may mix
+ * size: the number of entries that fit into the list; receives the number found, or with -ENOMEM the number that did
+ * not fit.
+ *
+ * -ENOENT: the redirection does not exist. -EEXIST: the port or the address is redirected to another port. -ENOSPC: the
+ * port has eight addresses. The exists operations return 1 or 0, or a negative code.
+ *
+ * @threads safe: a replacement has to be safe too; two changes of one port may mix
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_ifp_redirect_frame_action_add(uint32_t port, uint32_t dst_port, uint32_t ethertype);
@@ -98,22 +108,25 @@ DDAL_API int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_get(uint32_t por
                                                                     uint32_t *size);
 
 /*
- * Brings the egress masks in line with the redirections. Default: reads the redirections of all frames from the switch,
- * those of a port to itself aside. Entry 201 keeps the frames of all ports out of the tunnelled ports, an entry 300
- * plus the port those of a tunnelled port out of all ports but its peer. The tunnel drop entry gets the ports from
- * which nothing leads back. Without tunnels there are no such entries.
+ * Updates the egress masks from the redirections. Default: reads the redirections of all frames from the switch, except
+ * those of a port to itself. Entry 201 keeps the frames of all ports out of the tunnelled ports. Entry 300 plus the
+ * port keeps the frames of a tunnelled port out of all ports but its peer. The tunnel drop entry gets the ports from
+ * which no rule leads back. Without tunnels these entries do not exist.
  *
- * @threads safe: as a product's own has to be
+ * @threads safe: a replacement has to be safe too
  * @blocks exchanges: with the switch's service, one for each port and some for each tunnel
  */
 DDAL_API int ddal_bcm_ifp_egress_mask_update_all(void);
 
 /*
- * Set, remove or get the queue (0 to 7) of a port's frames without a tag. Default: an action of the port's untagged
- * entry, which overrides what priority and maps say. add replaces the queue, removing what is not there succeeds, get
- * is -ENOENT where no queue is set.
+ * Sets, removes or gets the queue of a port's frames without a tag. Default: an action of the port's untagged entry,
+ * which overrides priority and maps. Setting replaces the queue. Removing succeeds when no queue is set.
  *
- * @threads safe: as a product's own has to be
+ * queue: 0 to 7.
+ *
+ * -ENOENT: getting found no queue.
+ *
+ * @threads safe: a replacement has to be safe too
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_ifp_cosq_untagged_frame_action_add(uint32_t port, uint32_t queue);
@@ -121,11 +134,11 @@ DDAL_API int ddal_bcm_ifp_cosq_untagged_frame_action_remove(uint32_t port);
 DDAL_API int ddal_bcm_ifp_cosq_untagged_frame_action_get(uint32_t port, uint32_t *queue);
 
 /*
- * Keep the PCP of a port's tagged frames where the DSCP map would rewrite it, or end that. Default: the action
- * bcmFieldActionPrioPktCancel of the port's tagged entry. Its presence is what tells DSCP mapping from PCP mapping: a
- * product's own operations have to set and remove this action as well.
+ * Keeps the PCP of a port's tagged frames where the DSCP map would rewrite it, or ends that. Default: the action
+ * bcmFieldActionPrioPktCancel of the port's tagged entry. The library tells DSCP mapping from PCP mapping by this
+ * action: a replacement has to set and remove it as well.
  *
- * @threads safe: as a product's own has to be
+ * @threads safe: a replacement has to be safe too
  * @blocks exchanges: with the switch's service; the first of the process attaches to it
  */
 DDAL_API int ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(uint32_t port);

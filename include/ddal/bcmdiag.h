@@ -2,8 +2,8 @@
  * Diagnostic shell of the Broadcom switch: a line-oriented text session with the switch's user service on the loopback
  * address, TCP port 5342.
  *
- * Each call opens a connection of its own and keeps no state, so calls may run in parallel; whether the service accepts
- * parallel sessions is its own business. No privilege is needed. A call makes three round trips and waits at most 3 s
+ * Each call opens a connection and keeps no state, so calls may run in parallel. The service decides whether it accepts
+ * parallel sessions. The calls require no privilege. A call makes three round trips and waits at most 3 s
  * for the next piece of data in each, so a silent service costs three seconds at most. A service that is not silent
  * either is held to 30 s and 4 MiB (4,194,304 bytes) for each text that it takes and for each response that it gives.
  *

@@ -3,19 +3,19 @@
  *
  * Reaches the microcontroller's ROM boot loader over the UART /dev/ttyFPGA3, its TEST and RST lines through main FPGA
  * register 0x14, the RF card's power through FPGA register 0x180008, and the running application through
- * /dev/rfup-usr. Needs read and write permission on those devices.
+ * /dev/rfup-usr. Requires read and write permission on those devices.
  *
- * One user at a time: bsl_set_uart_speed takes an exclusive hold (an flock(2) of the open UART, which also keeps root
- * and other threads out) that lasts until the last close of that open file, and bsl_upgrade_up_image has it from its
- * start to its end. Another user of the family gets -EBUSY at once; the log names the process that has the hold. A
- * child that was forked meanwhile shares the open file, and so the hold, until it executes a program or ends.
+ * One user at a time: bsl_set_uart_speed takes an exclusive hold (an flock(2) of the open UART, which also excludes
+ * root and other threads) that lasts until the last close of that open file. bsl_upgrade_up_image has the hold from its
+ * start to its end. Another user of the family gets -EBUSY at once, and the log names the process that has the hold. A
+ * child that is forked meanwhile shares the open file, and so the hold, until it executes a program or ends.
  *
- * Everything here blocks: a byte is awaited for up to 10 s, a failed reception then listens until the line has been
+ * The operations block: each byte is awaited for up to 10 s, a failed reception then listens until the line has been
  * silent for 10 s, a readiness wait takes up to 21 s, and an upgrade lasts minutes. Link timing, packet buffer and
  * image parser are process-wide: use the operations of the link and the parser from one thread at a time.
  *
- * Names are the loader's view: bsl_rx_* writes to the microcontroller, bsl_tx_* reads from it. `fd` is the UART, set up
- * by bsl_set_uart_speed. A `verbose` above 1 traces every byte of the link to the system log.
+ * Names take the loader's view: bsl_rx_* writes to the microcontroller, bsl_tx_* reads from it. `fd` is the UART, set
+ * up by bsl_set_uart_speed. A `verbose` above 1 traces every byte of the link to the system log.
  */
 #ifndef DDAL_BSL_H
 #define DDAL_BSL_H
@@ -26,7 +26,7 @@
 
 DDAL_BEGIN_DECLS
 
-/* Codes of the loader link; 0 is success. They have no text and never leave bsl_upgrade_up_image. */
+/* Codes of the loader link; 0 is success. They have no text, and bsl_upgrade_up_image never returns them. */
 #define BSL_ERR_ACK 0x100u        /* packet rejected, OR-ed with the acknowledgement byte */
 #define BSL_ERR_CORE 0x200u       /* command failed, OR-ed with the loader's status byte */
 #define BSL_ERR_WRITE 1026u       /* the packet could not be written to the UART */
@@ -41,7 +41,7 @@ DDAL_BEGIN_DECLS
 #define BSL_ERR_RESPONSE 1037u    /* unexpected response type, or a data response of the wrong length */
 #define BSL_ERR_PINS 1039u        /* the FPGA write that drives TEST and RST failed */
 
-/* What bsl_codeload decided and how far it came. */
+/* Verdict of bsl_codeload and the step that it reached. */
 #define BSL_STATUS_NOT_REQUIRED 0u   /* flash already holds the image; also: not yet decided */
 #define BSL_STATUS_SUCCESSFUL 1u     /* programmed and verified */
 #define BSL_STATUS_EMPTY 2u          /* image file is empty */
@@ -55,7 +55,7 @@ DDAL_BEGIN_DECLS
 /* A packet's payload, or a block of flash contents. */
 struct bsl_packet {
     uint16_t length; /* bytes at data */
-    uint8_t *data;   /* the caller's */
+    uint8_t *data;   /* belongs to the caller */
 };
 
 /* One contiguous block of an image. */
@@ -80,7 +80,7 @@ enum bsl_fsm_state {
 };
 
 /*
- * Sets the UART to raw mode, 8 data bits, even parity, one stop bit, and discards what both queues hold.
+ * Sets the UART to raw mode, 8 data bits, even parity, one stop bit, and discards the contents of both queues.
  *
  * baud: 1200, 2400, 4800, 9600, 19200, 38400, 57600 or 115200.
  *
@@ -94,10 +94,10 @@ enum bsl_fsm_state {
 DDAL_API int bsl_set_uart_speed(int fd, uint32_t baud);
 
 /*
- * Starts the loader by its TEST/RST sequence (about 0.3 s) and discards what both UART queues hold. Returns 0 or
+ * Starts the loader by its TEST/RST sequence (about 0.3 s) and discards the contents of both UART queues. Returns 0 or
  * BSL_ERR_PINS.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks up to 0.3 s: the sequence's pauses
  */
 DDAL_API uint32_t bsl_entry(int fd, int verbose);
@@ -105,7 +105,7 @@ DDAL_API uint32_t bsl_entry(int fd, int verbose);
 /*
  * Restarts the microcontroller into its application by TEST and RST. Returns 0 or BSL_ERR_PINS.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks up to 0.1 s: the sequence's pauses
  */
 DDAL_API uint32_t bsl_reset(int fd, int verbose);
@@ -118,7 +118,7 @@ DDAL_API uint32_t bsl_reset(int fd, int verbose);
  * Returns 0, BSL_ERR_WRITE, BSL_ERR_TIMEOUT, BSL_ERR_READ, or BSL_ERR_ACK OR-ed with the acknowledgement (both UART
  * queues are discarded then).
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks up to 10 s: for the acknowledgement, once the packet is in the UART's queue
  */
 DDAL_API uint32_t bsl_tx_pkt(int fd, const struct bsl_packet *packet, int verbose);
@@ -131,7 +131,7 @@ DDAL_API uint32_t bsl_tx_pkt(int fd, const struct bsl_packet *packet, int verbos
  *
  * Returns 0 or a link code; a failure first listens until the line has been silent for 10 s.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_rx_pkt(int fd, struct bsl_packet *packet, int verbose);
@@ -139,7 +139,7 @@ DDAL_API uint32_t bsl_rx_pkt(int fd, struct bsl_packet *packet, int verbose);
 /*
  * Receives a packet that must be a message with status 0. Returns 0 or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t get_bsl_resp(int fd, int verbose);
@@ -152,7 +152,7 @@ DDAL_API uint32_t get_bsl_resp(int fd, int verbose);
  *
  * Returns 0 or a link code; BSL_ERR_TX_TOO_LONG before anything is sent.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_rx_data_blk(int fd, uint32_t address, const struct bsl_packet *block, int verbose);
@@ -166,7 +166,7 @@ DDAL_API uint32_t bsl_rx_data_blk(int fd, uint32_t address, const struct bsl_pac
  *
  * Returns 0 or a link code; BSL_ERR_RX_TOO_LONG before anything is sent.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_tx_data_blk(int fd, uint32_t address, uint32_t length, uint8_t *destination, int verbose);
@@ -178,15 +178,15 @@ DDAL_API uint32_t bsl_tx_data_blk(int fd, uint32_t address, uint32_t length, uin
  *
  * Returns 0 or a link code; BSL_ERR_RESPONSE unless exactly two bytes come back.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_crc_check(int fd, uint32_t address, uint16_t length, uint16_t *crc, int verbose);
 
 /*
- * Lets the microcontroller run from `address`. Acknowledgement only. Returns 0 or a link code.
+ * Starts the microcontroller's program at `address`. Waits for the acknowledgement only. Returns 0 or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks up to 10 s: for the acknowledgement
  */
 DDAL_API uint32_t bsl_load_pc(int fd, uint32_t address, int verbose);
@@ -199,7 +199,7 @@ DDAL_API uint32_t bsl_load_pc(int fd, uint32_t address, int verbose);
  *
  * Returns 0 or a link code (0x205: wrong password).
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_rx_password(int fd, const uint8_t *bytes, uint16_t length, int verbose);
@@ -207,7 +207,7 @@ DDAL_API uint32_t bsl_rx_password(int fd, const uint8_t *bytes, uint16_t length,
 /*
  * Erases the 512-byte segment that holds `address`. Returns 0 or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_erase_segment(int fd, uint32_t address, int verbose);
@@ -215,7 +215,7 @@ DDAL_API uint32_t bsl_erase_segment(int fd, uint32_t address, int verbose);
 /*
  * Unlocks the information memory, or locks it again. Returns 0 or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_toggle_info(int fd, int verbose);
@@ -227,7 +227,7 @@ DDAL_API uint32_t bsl_toggle_info(int fd, int verbose);
  *
  * Returns 0 or a link code; BSL_ERR_RESPONSE for more than 256 bytes.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_tx_bsl_version(int fd, uint8_t *buffer, int verbose);
@@ -239,7 +239,7 @@ DDAL_API uint32_t bsl_tx_bsl_version(int fd, uint8_t *buffer, int verbose);
  *
  * Returns 0 or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks up to 10 s: for the acknowledgement
  */
 DDAL_API uint32_t bsl_change_baud(int fd, uint32_t baud, int verbose);
@@ -249,7 +249,7 @@ DDAL_API uint32_t bsl_change_baud(int fd, uint32_t baud, int verbose);
  *
  * Returns 0 (also for an empty request) or the code of the first block that failed.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until every block is done; each byte of an answer is awaited for up to 10 s, and after a failure 10 s of
  * silence
  */
@@ -258,7 +258,7 @@ DDAL_API uint32_t bsl_rx_data(int fd, uint32_t address, const struct bsl_packet 
 /*
  * Reads any number of bytes, in blocks of 250. Returns 0 (also for an empty request) or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until every block is done; each byte of an answer is awaited for up to 10 s, and after a failure 10 s of
  * silence
  */
@@ -273,7 +273,7 @@ DDAL_API uint32_t bsl_tx_data(int fd, uint32_t address, uint32_t length, uint8_t
  *
  * Returns 0 or the link code of the segment that failed; the outputs then include that segment.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until every block is done; each byte of an answer is awaited for up to 10 s, and after a failure 10 s of
  * silence
  */
@@ -283,13 +283,14 @@ DDAL_API uint32_t bsl_erase(int fd, uint32_t start, uint32_t length, uint32_t *f
 /*
  * Reads the application's 8-byte version block into `buffer`. Returns 0 or a link code.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the answer has come; each byte is awaited for up to 10 s, and after a failure 10 s of silence
  */
 DDAL_API uint32_t bsl_tx_app_ver(int fd, uint8_t *buffer, int verbose);
 
 /*
- * CRC-16/CCITT-FALSE: start value, one byte, the two halves, and a whole buffer. Any thread.
+ * Computes CRC-16/CCITT-FALSE: the start value, the value after one more byte, its two halves, and the value of a
+ * buffer.
  *
  * @threads safe
  * @blocks none
@@ -309,9 +310,9 @@ DDAL_API uint16_t bsl_crc_calc(const uint8_t *buf, uint32_t len);
  * file_size: size of the file in bytes.
  *
  * Returns 0, 1 when the image holds no complete version block (list is valid), -1 without memory. A file that cannot be
- * read or is not well-formed is logged, gives 0 as well, and leaves list and version as they were: preset both.
+ * read or is not well-formed is logged, also returns 0, and leaves list and version unchanged: preset both.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks some accesses: reads the whole file
  */
 DDAL_API int bsl_parse_file(struct bsl_record **list, uint8_t version[8], int fd, uint32_t file_size);
@@ -325,9 +326,9 @@ DDAL_API int bsl_parse_file(struct bsl_record **list, uint8_t version[8], int fd
 DDAL_API int bsl_get_file_version(struct bsl_record *list, uint8_t version[8]);
 
 /*
- * Gives back what bsl_parse_file stored; the records become invalid.
+ * Releases the records of bsl_parse_file, which become invalid.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks none
  */
 DDAL_API void bsl_parse_release(struct bsl_record *list);
@@ -349,13 +350,13 @@ DDAL_API void bsl_generate_pattern_record(struct bsl_record *record, uint8_t *da
  *              loader; any other value: as 0, and rewrite the loader. A loader whose version cannot be read
  *              counts as 1.
  *
- * Returns 0, -EBUSY when another user has the hold on the UART (nothing is done then but switching the card's power
- * on), -1001 on any failure (the log has the cause), or the negative errno of a failed change of the UART's speed,
- * which leaves the microcontroller in its loader. 0 also when the flash differs from the image after programming: see
- * ddal_ext_rfcard_upgrade for the verdict.
+ * Returns 0, -EBUSY when another user has the hold on the UART (the call then has only switched the card's power on),
+ * DDAL_ERR_FAILURE on any failure (the log has the cause), or the negative errno of a failed change of the UART's
+ * speed, which leaves the microcontroller in its loader. 0 also when the flash differs from the image after
+ * programming: see ddal_ext_rfcard_upgrade for the verdict.
  *
  * @threads safe
- * @blocks until the procedure is over; minutes, of which no single wait has to be longer than 21 s
+ * @blocks until the procedure is over; minutes, with single waits of up to 21 s
  */
 DDAL_API int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose);
 
@@ -367,24 +368,24 @@ DDAL_API int bsl_upgrade_up_image(const char *path, int upgrade_all, int verbose
  *
  * Returns 0 or a positive code. 0 with BSL_STATUS_MISMATCH when the flash differs after programming.
  *
- * @threads one caller at a time: of all that talks to the RF card
+ * @threads one caller at a time: of all users of the RF card
  * @blocks until the procedure is over; minutes, with the waits of bsl_rx_data
  */
 DDAL_API uint32_t bsl_codeload(int fd, const char *path, uint32_t *status, int force, int verbose);
 
 /*
- * Address of the application's version block on this board type (a value, not a result).
+ * Returns the address of the application's version block on this board type (a value, not a result code).
  *
  * @threads safe
- * @blocks none: reads the board type where nobody has asked for it yet
+ * @blocks none: but the first call of the process reads the board type
  */
 DDAL_API uint32_t bsl_get_up_version_addr(void);
 
 /*
- * Largest range for one bsl_crc_check on this board type, in bytes (a value, not a result).
+ * Returns the largest range for one bsl_crc_check on this board type, in bytes (a value, not a result code).
  *
  * @threads safe
- * @blocks none: reads the board type where nobody has asked for it yet
+ * @blocks none: but the first call of the process reads the board type
  */
 DDAL_API uint32_t bsl_get_crc_max_length(void);
 

@@ -3,7 +3,7 @@
  *
  * Reaches /dev/cma and /proc/cma: needs read and write permission on the device. The memory regions are mapped into the
  * process once, by ddal_cma_process_init or ddal_cma_init_once, and stay mapped for its life. Every process of the unit
- * maps the same regions, at its own virtual addresses; exchange physical addresses between processes.
+ * maps the same regions at different virtual addresses; exchange physical addresses between processes.
  *
  * All addresses here are 32-bit words on every host: on a 64-bit one the regions are mapped below 4 GiB.
  *

@@ -79,7 +79,7 @@ DDAL_API int ddal_common_read_file(void *buf, size_t n, const char *path);
 DDAL_API int ddal_kvb_common_read_string_and_size(size_t *size, char *buf, const char *path);
 
 /*
- * Reads a text of at most size - 1 bytes and adds a NUL; what does not fit is dropped silently. A newline or NUL of the
+ * Reads a text of at most size - 1 bytes and adds a NUL; drops the rest silently. A newline or NUL of the
  * file stays in the buffer.
  *
  * Returns 0, not the length. -EINVAL: size is 0. Otherwise a negative code of ddal_common_read_file.

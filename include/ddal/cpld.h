@@ -2,7 +2,7 @@
  * CPLD: 8-bit registers behind /dev/cpld-usr.
  *
  * Every call opens the device, does one transfer and closes it; no state is kept, so calls may run in parallel from any
- * thread and process. A call blocks only as long as the driver's register access. Needs read and write permission on
+ * thread and process. A call blocks only as long as the driver's register access. Requires read and write permission on
  * the device file, also for reading.
  *
  * Register addresses are byte offsets and must be multiples of 4.
@@ -22,7 +22,7 @@ DDAL_BEGIN_DECLS
  * address: byte offset of the register, a multiple of 4.
  * value:   receives the register; unspecified after a failure.
  *
- * Returns 0 on success. -EINVAL (not -EFAULT): the address is not a multiple of 4. -EFAULT: there is no register at
+ * Returns 0 on success. -EINVAL (not -EFAULT): the address is not a multiple of 4. -EFAULT: no register exists at
  * this address. Otherwise the negative errno of open or read.
  *
  * @threads safe

@@ -182,7 +182,7 @@ DDAL_API int ddal_devicetree_write_to_flash(void);
  *         pool of virtual addresses ("virt0").
  * mac:    receives the 6 bytes in transmission order; untouched after a failure.
  *
- * Returns 0 on success. -ENODEV: no such interface on this board type.
+ * Returns 0 on success. -ENODEV: this board type does not have the interface.
  *
  * @threads safe
  * @blocks one access

@@ -2,8 +2,8 @@
  * Digital front end: a byte-addressed register space behind /dev/dfe.
  *
  * Every call opens the device, locks it, does one transfer and closes it; no state is kept. The lock (flock) excludes
- * all other processes and threads: a call blocks during another transfer. Needs read (or read and write) permission on
- * the device file.
+ * all other processes and threads: a call blocks during another transfer. Requires read (or read and write) permission
+ * on the device file.
  *
  * chip: DDAL_DFE_CHIP_ID0, the only one of this board.
  */

@@ -50,7 +50,7 @@ DDAL_API int ddal_emtimer_create(uint32_t a, uint32_t b, const struct ddal_emtim
 DDAL_API int ddal_emtimer_settime(uint32_t id, const struct ddal_emtimer_setting *setting);
 
 /*
- * Destroys a timer. out1, out2: receive what the driver reports of it; may be NULL; unchanged after a failure.
+ * Destroys a timer. out1, out2: receive the two values that the driver reports; may be NULL; unchanged after a failure.
  *
  * @threads safe on different units: timers
  * @blocks one access

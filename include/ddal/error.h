@@ -1,8 +1,8 @@
 /*
  * Result codes.
  *
- * An operation returns 0 (or the success value its own documentation names), a negative errno number of a failed system
- * call, or one of the negative codes below. Pure lookups: any thread, no privilege, nothing blocks.
+ * An operation returns 0 (or the success value that its documentation names), a negative errno number of a failed
+ * system call, or one of the negative codes below. Pure lookups: any thread, no privilege, nothing blocks.
  */
 #ifndef DDAL_ERROR_H
 #define DDAL_ERROR_H

@@ -1,11 +1,11 @@
 /*
- * External multiport switch behind a backhaul port: what a product supplies for a board that has one.
+ * External multiport switch behind a backhaul port: operations that a product supplies for a board with such a switch.
  *
- * Every name here is a weak symbol; phy.h calls them with the port of the switch (3 or 4) in place of the PHY device,
- * and the arguments of the ddal_phy_* operation of the same meaning. The defaults stand for a board without such a
- * switch: they touch nothing, log nothing and may be called from any thread.
+ * Every name here is a weak symbol. The operations of phy.h call them with a port of the switch (3 or 4) in place of
+ * the PHY device. The defaults stand for a board without such a switch: they access nothing, log nothing and may be
+ * called from any thread.
  *
- * Return 0 on success, -1001 or a negative errno on failure. Default: -ENOSYS.
+ * Return 0 on success, DDAL_ERR_FAILURE or a negative errno on failure. Default: -ENOSYS.
  */
 #ifndef DDAL_EX_SWITCH_H
 #define DDAL_EX_SWITCH_H
@@ -21,15 +21,16 @@ struct ddal_phy_copper_status;
 /*
  * Returns -1 when no external multiport switch is fitted (the default), else 0 or more.
  *
- * @threads safe: as a product's own has to be, for phy.h calls it from any thread
+ * @threads safe: a replacement has to be safe too
  * @blocks none: the default
  */
 DDAL_API int is_BH3_type_multiport_switch(void);
 
 /*
- * Arguments of the ddal_phy_* operation of the same meaning, with the switch's port in place of the device.
+ * Serves the ddal_phy_* operation of the same meaning, with its arguments and the port of the switch in place of the
+ * PHY device.
  *
- * @threads safe: as a product's own has to be, for phy.h calls it from any thread
+ * @threads safe: a replacement has to be safe too
  * @blocks none: the defaults
  */
 DDAL_API int ex_switch_phy_set_autoneg(uint32_t port, uint32_t state);

@@ -93,7 +93,7 @@ DDAL_API int ddal_ext_rfcard_restart(int verbose);
 /* What a field of ddal_ext_switch_rule holds that matches everything, or that stands for an action the rule lacks. */
 #define DDAL_EXT_SWITCH_NONE UINT32_MAX
 
-/* A rule of the switch's field processor: which frames it matches, and what it does with them. 112 bytes. */
+/* A rule of the switch's field processor: the frames that it matches and the actions on them. 112 bytes. */
 struct ddal_ext_switch_rule {
     uint32_t group;       /* of the field processor */
     uint32_t entry;       /* numbered as <ddal/bcm_open.h> says */

@@ -2,7 +2,7 @@
  * Flash file systems: the two data file systems on the flash disk, one for each Linux installation.
  *
  * Reaches the partitions /dev/sda1 and /dev/sda2 (to tell their type), the mount table, and the programs
- * /usr/bin/luksapi, /bin/mount, /bin/umount and /sbin/mkfs.ext4. Needs the privilege to mount and to write the disk
+ * /usr/bin/luksapi, /bin/mount, /bin/umount and /sbin/mkfs.ext4. Requires the privilege to mount and to write the disk
  * (root). A call blocks until its programs have ended: formatting and encrypting take many seconds. No locking:
  * operations on one file system must not overlap.
  *
@@ -48,8 +48,8 @@ DDAL_BEGIN_DECLS
  *
  * type: at least 17 bytes, zero-filled by the caller; unchanged after a failure.
  *
- * -ENODEV: no such partition. -ENOMEDIUM: nothing recognised on it. -EMEDIUMTYPE: recognised, but without a type.
- * -ENOSPC: a type of more than 16 characters.
+ * -ENODEV: the partition does not exist. -ENOMEDIUM: its contents are not recognised. -EMEDIUMTYPE: they are
+ * recognised, but their type is unknown. -ENOSPC: a type of more than 16 characters.
  *
  * @threads safe on different units: file systems
  * @blocks a program; then reads the partition

@@ -4,7 +4,7 @@
  *
  * Every register or setting call opens the file, does one transfer and closes it; no state is kept, so calls may run in
  * parallel from any thread and process. Such a call blocks only as long as the driver's access; ddal_fpga_rf_pwr_wait
- * blocks until the meter delivers a record. Needs read (or read and write) permission on the files.
+ * blocks until the meter delivers a record. Requires read (or read and write) permission on the files.
  *
  * Register addresses are byte offsets and must be multiples of 4.
  */

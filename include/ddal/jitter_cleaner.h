@@ -3,7 +3,7 @@
  * the SPI device /dev/spidev2.1.
  *
  * Every call opens the file, does one transfer and closes it; calls may run in parallel from any thread. A write blocks
- * for the SPI transfer. Needs read permission on the attribute, write permission on the device.
+ * for the SPI transfer. Requires read permission on the attribute, write permission on the device.
  *
  * device: 0, the only one of this board.
  *

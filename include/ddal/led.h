@@ -3,8 +3,8 @@
  *
  * Reaches four attributes of the CPLD driver under /sys/class/cpld-usr/cpld-usr. Changing the board-wide mode also
  * reaches the LED registers of the copper PHYs whose interfaces are listed in /run/config/has/phy_leds and, when asked
- * to persist, runs /usr/bin/l2u-dtb. Needs read and write permission on the attributes (also for reading an LED), and
- * what the PHY registers need (see phy.h).
+ * to persist, runs /usr/bin/l2u-dtb. Requires read and write permission on the attributes (also for reading an LED),
+ * and the permissions of the PHY registers (see phy.h).
  *
  * Every call opens and closes its files and keeps no state. Calls may run in parallel, but two settings of one LED may
  * disturb each other's read-back check. A call blocks as long as the attribute and the PHY registers do; a persistent

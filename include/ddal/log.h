@@ -2,7 +2,7 @@
  * The library's log channel: standard error and the system log.
  *
  * Every failure inside the library is written here once, where it is detected. Applications may write to the same
- * channel. May be called from any thread; blocks only as long as standard error and the system log do. Needs no
+ * channel. May be called from any thread; blocks only as long as standard error and the system log do. Requires no
  * privilege.
  */
 #ifndef DDAL_LOG_H

@@ -33,7 +33,7 @@ DDAL_API void *ddal_map_soc(void);
 DDAL_API int ddal_unmap_soc(void);
 
 /*
- * Maps physical memory for reading and writing. A mapping of its own for every call.
+ * Maps physical memory for reading and writing. Every call creates a new mapping.
  *
  * physical: address of the first byte wanted, with any alignment.
  * size:     bytes wanted; whole pages around them are mapped.
@@ -46,7 +46,7 @@ DDAL_API int ddal_unmap_soc(void);
 DDAL_API void *ddal_mem_map_addr(uint64_t physical, uint32_t size);
 
 /*
- * Unmaps what ddal_mem_map_addr returned, given the same size.
+ * Removes a mapping of ddal_mem_map_addr, given the same size.
  *
  * Returns 0. -EINVAL: addr is NULL, or this process never mapped anything with ddal_mem_map_addr. Otherwise the
  * negative errno of munmap.

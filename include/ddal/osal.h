@@ -18,12 +18,12 @@
  * For sa the plain pair is the one between threads and the "Mt" pair the one between processes; for qmss it is the
  * other way round.
  *
- * A process that dies inside a section between processes LEAVES IT LOCKED: a semaphore has no owner who could be found
- * dead, and every other process then waits for ever. To recover, stop all processes that use the drivers, remove the
+ * A process that dies inside a section between processes LEAVES IT LOCKED: a semaphore does not know its owner, and
+ * every other process then waits for ever. To recover, stop all processes that use the drivers, remove the
  * semaphores (the files sem.OSAL-sem_cppi_cs, sem.OSAL-sem_qmss_cs and sem.OSAL-sem_sa_cs under /dev/shm) and start the
- * processes again: the first one makes them anew, free. Removing them under a running process splits the users in two
- * groups that no longer exclude each other. Posting a semaphore instead lets the others go on, with the hardware queues
- * in whatever state the dead process left them; the drivers' set-up should be repeated in either case.
+ * processes again: the first one creates them again, free. Removing them under a running process splits the users in
+ * two groups that no longer exclude each other. Posting a semaphore instead lets the others go on, with the hardware
+ * queues in the state in which the dead process left them. Repeat the drivers' set-up in either case.
  */
 #ifndef DDAL_OSAL_H
 #define DDAL_OSAL_H
@@ -54,7 +54,7 @@ DDAL_API int Osal_shutdown(void);
  * Enters or leaves a section between processes. Enter blocks until the section is free; signals do not interrupt it.
  * Enter returns NULL.
  *
- * @threads safe: that is what it is for; once Osal_startup has returned
+ * @threads safe: once Osal_startup has returned
  * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
  */
 DDAL_API void *Osal_cppiCsEnter(void);
@@ -68,7 +68,7 @@ DDAL_API void Osal_saMtCsExit(uint32_t key);
  * Enters or leaves a section between threads of this process. `key` is ignored; an Enter that returns a handle returns
  * NULL.
  *
- * @threads safe: that is what it is for; the thread that entered is the one that exits
+ * @threads safe: the thread that entered has to exit
  * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
  */
 DDAL_API void *Osal_qmssMtCsEnter(void);

@@ -18,7 +18,7 @@ DDAL_BEGIN_DECLS
  * mutex as Osal_qmssMtCsEnter and Osal_qmssMtCsExit: the two sections exclude each other and cannot be nested. Enter
  * returns NULL; the handle is ignored.
  *
- * @threads safe: that is what it is for; the thread that entered is the one that exits
+ * @threads safe: the thread that entered has to exit
  * @blocks until the section is free, without a time limit; signals do not end it; Exit: none
  */
 DDAL_API void *Osal_qmssAccCsEnter(void);

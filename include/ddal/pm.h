@@ -1,7 +1,8 @@
 /*
  * Run-time clock of the unit, kept by the uptime daemon and asked for through its local socket.
  *
- * Each call makes a connection and blocks until the daemon answers, for at most 30 s. Any thread. Needs no privilege.
+ * Each call makes a connection and blocks until the daemon answers, for at most 30 s. Any thread. Requires no
+ * privilege.
  */
 #ifndef DDAL_PM_H
 #define DDAL_PM_H

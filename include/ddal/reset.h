@@ -1,8 +1,8 @@
 /*
  * Resets of units of the board.
  *
- * Reaches what ddal_watchdog_reboot reaches (see watchdog.h), with the same privilege and blocking. May run in parallel
- * from any thread.
+ * Reaches the same devices as ddal_watchdog_reboot (watchdog.h), with the same privilege and blocking. May run in
+ * parallel from any thread.
  */
 #ifndef DDAL_RESET_H
 #define DDAL_RESET_H

@@ -74,7 +74,7 @@ DDAL_API int ddal_rf_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t
  *
  * bit: 0 to 31; 0 to 7 for devices 1 to 3.
  *
- * Return 0. -EFAULT: no such bit. Otherwise as ddal_rf_fpga_masked_write.
+ * Return 0. -EFAULT: the bit does not exist. Otherwise as ddal_rf_fpga_masked_write.
  *
  * @threads safe
  * @blocks one access

@@ -2,7 +2,7 @@
  * Message channel to the application that runs on the RF card's microcontroller, behind /dev/rfup-usr.
  *
  * Every call opens the device, exchanges one message and closes it; no state is kept, so calls may run in parallel.
- * Blocks as long as the driver's exchange. Needs read and write permission on the device file.
+ * Blocks as long as the driver's exchange. Requires read and write permission on the device file.
  */
 #ifndef DDAL_RFUP_H
 #define DDAL_RFUP_H

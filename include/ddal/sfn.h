@@ -5,9 +5,9 @@
  * two frames the processor's counter tells the offset. The system frame number (SFN) is the low 12 bits of the BCN.
  *
  * Loading the library opens the driver; where it is missing, or the processor's counter does not run at 204.8 MHz, the
- * process is aborted. Needs read permission on the device file. ddal_sfn_get and ddal_sfn_get_bcn make no system call
- * and never block (they spin for as long as the driver is writing); the wait operations block until the frame comes.
- * All may run in parallel from any thread.
+ * process is aborted. Requires read permission on the device file. ddal_sfn_get and ddal_sfn_get_bcn make no system
+ * call and never block (they spin for as long as the driver is writing); the wait operations block until the frame
+ * comes. All may run in parallel from any thread.
  *
  * ts: a time of frame start in seconds and nanoseconds; may be NULL.
  *

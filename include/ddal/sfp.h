@@ -80,7 +80,7 @@ DDAL_API int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t off
                                    uint32_t length);
 
 /*
- * Texts of the identification memory: as stored, with the padding spaces, and a terminating NUL. The NUL is written
+ * Reads a text of the identification memory as stored, with its padding spaces, and adds a NUL. The NUL is written
  * even when the read fails; the text before it then means nothing. Errors are those of ddal_sfp_memory_read.
  *
  * @threads safe

@@ -32,7 +32,7 @@ DDAL_BEGIN_DECLS
  *
  * value: receives the number; unchanged after a failure.
  *
- * Returns 0. -EINVAL: value is NULL. -ENOENT: there is no such item (which is not logged). Otherwise the negative errno
+ * Returns 0. -EINVAL: value is NULL. -ENOENT: the item does not exist (not logged). Otherwise the negative errno
  * of reading the file.
  *
  * @threads safe: as an application's own has to be

@@ -1,7 +1,7 @@
 /*
  * Readiness of the unit, as seen by the service manager.
  *
- * Reaches the service manager's notification socket (environment variable NOTIFY_SOCKET). Needs no privilege beyond
+ * Reaches the service manager's notification socket (environment variable NOTIFY_SOCKET). Requires no privilege besides
  * being allowed to notify. Does not block; may run in parallel from any thread.
  */
 #ifndef DDAL_SYSTEM_H

@@ -19,7 +19,8 @@ DDAL_BEGIN_DECLS
  * Keeps the software watchdog alive, and reports readiness as well. The first ping of a process starts the watchdog
  * service; while that fails, every ping tries again.
  *
- * DDAL_ERR_FAILURE: the service did not start, there is no notification socket, or the notification could not be sent.
+ * DDAL_ERR_FAILURE: the service did not start, the notification socket does not exist, or the notification could not be
+ * sent.
  *
  * @threads safe
  * @blocks one access; the first ping of a process: a program
@@ -37,8 +38,8 @@ DDAL_API int ddal_watchdog_set_period(uint32_t period);
 /*
  * Starts a graceful reboot and returns once it is accepted.
  *
- * -1 (not DDAL_ERR_FAILURE): there is no /sbin/reboot; nothing was started. DDAL_ERR_FAILURE: the shutdown program
- * failed. Otherwise the negative errno of running it.
+ * -1 (not DDAL_ERR_FAILURE): /sbin/reboot does not exist, and nothing was started. DDAL_ERR_FAILURE: the shutdown
+ * program failed. Otherwise the negative errno of running it.
  *
  * @threads safe
  * @blocks a program

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Every operation says in its header who may call it at the same time and how long it may take, in the words of
-docs/reference/conventions.md, and every exported name is declared.
+"""Every operation's text begins with a verb, names result codes by their constants, and states who may call the operation at
+the same time and how long it may take in the words of docs/reference/conventions.md. Every exported name is declared.
 
 usage: operation_docs.py SOURCE_DIR
 """
@@ -15,8 +15,22 @@ CLASSES = {
     ),
 }
 
+VERBS = set(
+    """Accesses Allocates Asks Brings Changes Chooses Clears Closes Compares Computes Converts Copies Creates Deletes Destroys Does
+    Drives Enables Enters Erases Fills Formats Frees Gets Gives Installs Issues Keeps Lets Lists Looks Makes Maps Measures Mounts
+    Opens Parses Powers Reads Receives Redirects Refuses Releases Remounts Removes Replaces Reports Resets Restarts Restricts
+    Returns Runs Selects Sends Serves Sets Starts Stores Switches Takes Tells Translates Unlocks Unmounts Updates Upgrades Waits
+    Writes""".split()
+)
+
 
 def faults_of(operation):
+    first = re.match(r"\w*", operation.comments[0] if operation.comments else "")[0]
+    if first not in VERBS:
+        yield f"{operation.name}: its text begins with '{first}', not with one of the verbs that this check knows"
+    numbers = re.findall(r"(?<![\w-])-10[0-2]\d\b", "\n".join(operation.comments))
+    if numbers:
+        yield f"{operation.name}: names {numbers[0]} instead of its constant (error.h)"
     for tag, classes in CLASSES.items():
         said = operation.tag(tag)
         if said is None:
