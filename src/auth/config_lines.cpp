@@ -45,7 +45,7 @@ int LinePattern::match(const LineReader &line)
     compiled_ = true;
 
     matches_[0] = {0, static_cast<regoff_t>(line.size_without_newline())};
-    // A lack of memory comes back as "no match"; errno tells them apart.
+    // regexec reports a lack of memory as "no match"; errno tells the two apart.
     errno = 0;
     const int code = regexec(&regex_, line.text(), sizeof matches_ / sizeof matches_[0], matches_, REG_STARTEND);
     if (code == 0)
@@ -63,7 +63,7 @@ int write_text(FILE *out, const char *text, size_t size)
 int check_read_whole(FILE *in)
 {
     const int fd = fileno(in);
-    if (fd < 0) // memory
+    if (fd < 0) // a stream in memory
         return 0;
     struct stat status;
     return fstat(fd, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_size == ftello(in)) ? 0 : -EIO;

@@ -33,10 +33,10 @@ namespace {
 constexpr const char *kPasswordTool = "/usr/sbin/updpassword";
 constexpr const char *kPasswordResetTool = "/usr/sbin/initpassword";
 constexpr const char *kFailDelayFile = "/rom/etc/ssh/ssh_fail_login_delay";
-constexpr uint32_t kFailDelayBase = 2000000; // what the system waits on its own
+constexpr uint32_t kFailDelayBase = 2000000; // us, which the system adds to the stored delay
 
-// Runs the password tool between two streams over the caller's memory; unbuffered, so that neither keeps a copy of the
-// password. Returns as the program runner does.
+// Runs the password tool with streams over the caller's memory. The streams are unbuffered, so that they keep no copy
+// of the password. Returns as the program runner does.
 int run_password_tool(const char *user, const char *password, char *output, size_t output_size)
 {
     const UniqueStream in{fmemopen(const_cast<char *>(password), strlen(password), "r")};
@@ -126,6 +126,6 @@ int ddal_auth_set_login_faildelay(uint32_t delay)
     const int result = write_number(kFailDelayFile, delay >= kFailDelayBase ? delay - kFailDelayBase : 0);
     if (result == 0)
         return 0;
-    errno = -result; // what "%m" reads
+    errno = -result; // for "%m"
     return log_error(result, "error during writing to %s: %m\n", kFailDelayFile);
 }

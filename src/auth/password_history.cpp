@@ -1,4 +1,4 @@
-// Number of earlier passwords that PAM remembers: the persistent number, and the live PAM file that must agree with it.
+// Number of earlier passwords that PAM remembers: the persistent number and the live PAM file, which must agree.
 #include <ddal/auth.h>
 
 #include <cctype>
@@ -47,7 +47,7 @@ int write_with_length(const LineReader &line, const LinePattern &pattern, uint32
     return write_text(out, line.text() + pattern.group_end(), line.size() - pattern.group_end());
 }
 
-// Kept: a history that cannot be emptied does not fail the edit; there may be none yet.
+// Kept: a history that cannot be emptied does not fail the edit, because it may not exist yet.
 void empty_history()
 {
     const core::UniqueFd store{open(kHistoryStore, O_WRONLY | O_TRUNC | O_CLOEXEC)};
@@ -82,8 +82,8 @@ int set_pam_history_length(uint32_t length)
     return ddal_common_atomic_close(pam.release(), 1);
 }
 
-// One unsigned decimal number at the start of the file: 0 or a negative errno. An empty file leaves the number as it
-// is: a first change was cut short, and nothing is stored.
+// Reads one unsigned decimal number at the start of the file. Returns 0 or a negative errno. An empty file keeps
+// `*number`: a first change was cut short, and nothing is stored.
 int read_number(FILE *in, uint32_t *number)
 {
     char text[32];
@@ -110,7 +110,7 @@ int restore_password_history_length()
     if (!file)
         return errno == ENOENT ? 0 : core::minus_errno();
 
-    // The lock is held until PAM agrees, so that a change made meanwhile is not undone.
+    // Holds the lock until PAM agrees, so that a concurrent change is not undone.
     uint32_t length = 0;
     const int result = read_number(ddal_common_atomic_reader(file.get()), &length);
     return result == 0 && length != 0 ? set_pam_history_length(length) : result;
@@ -126,7 +126,7 @@ using namespace ddal::auth;
 
 int ddal_auth_set_password_history_len(uint32_t len)
 {
-    // A directory that cannot be made shows when the file in it is opened.
+    // A failure shows when the file in the directory is opened.
     static_cast<void>(ddal::core::ddal_common_mkdir_p(kPersistentDirectory, kPersistentDirectoryMode));
     AtomicFile persistent{ddal_common_atomic_open(kPersistentLength, "w")};
     if (!persistent)

@@ -8,7 +8,7 @@ namespace ddal::auth {
 struct Path {
     char text[4096];
 
-    // False when the result would not fit.
+    // Joins the three parts. Returns false when the result does not fit.
     bool build(const char *before, const char *middle, const char *after)
     {
         const int n = snprintf(text, sizeof text, "%s%s%s", before, middle, after);

@@ -1,4 +1,4 @@
-// Restricted root access: the privileged account logs in from the unit itself only, with a key.
+// Restricted root access: the privileged account logs in only from the unit itself, with a key.
 #include <ddal/auth.h>
 #include <ddal/common.h>
 #include <ddal/sshd.h>
@@ -36,7 +36,7 @@ constexpr const char *kKeyTool = "/usr/bin/ssh-keygen";
 constexpr const char *kPasswordLockTool = "/usr/bin/passwd";
 
 struct Setting {
-    const char *user; // block of the option, or global
+    const char *user; // user whose block holds the option; null: global
     const char *name;
     const char *restricted;
     const char *unrestricted;
@@ -60,7 +60,7 @@ int write_settings(const char *const Setting::*value)
     return 0;
 }
 
-// The restriction locks the password: without a good key file nobody could log in any more.
+// Checks the key file. The restriction locks the password, so without valid keys the account could not log in any more.
 int ssh_configuration_is_valid()
 {
     Path home;
@@ -114,7 +114,7 @@ int restricted_root_access_enable()
         log_line(LOG_ERR, "restricted root access flag file create error: %d\n", result);
     else
         return 0;
-    static_cast<void>(restricted_root_access_disable()); // logs on its own; the first error is the one to report
+    static_cast<void>(restricted_root_access_disable()); // logs its failures; the first error is the one to report
     return code_of(result);
 }
 
@@ -133,7 +133,7 @@ int create_dir(const char *path, mode_t mode)
     return 0;
 }
 
-// Some units keep their factory login: a non-zero number leaves the restriction off at start.
+// Reads whether the unit keeps its factory login: a non-zero number leaves the restriction off at start.
 int skip_passwd_init(uint64_t *number)
 {
     const int result = ddal_kvb_common_read_string_to_u64(number, kSkipProperty, 10);

@@ -62,7 +62,7 @@ int is_parameter_valid(const char *name, const char *value)
     const long number = strtol(value, &end, 10);
     if (isspace(static_cast<unsigned char>(value[0])) || errno != 0 || end == value || *end != '\0')
         return log_error(-EINVAL, "Value '%s' for '%s' is not long\n", value, name);
-    // Compared as unsigned, so that negative numbers are above every maximum.
+    // The comparison is unsigned, so that negative numbers are above every maximum.
     const auto magnitude = static_cast<unsigned long>(number);
     if (magnitude < parameter->minimum || magnitude > parameter->maximum)
         return log_error(-EINVAL, "Value '%s' for '%s' is out of bounds\n", value, name);
@@ -97,7 +97,7 @@ int ddal_sshd_set_banner(const char *banner_text)
     AtomicFile banner{ddal_common_atomic_open(kBannerFile, "w")};
     if (!banner)
         return log_error(DDAL_ERR_FAILURE, "couldn't open banner file=%s: %m\n", kBannerFile);
-    // A failed write shows in the commit.
+    // The commit reports a failed write.
     static_cast<void>(
         ddal::core::write_stream(ddal_common_atomic_writer(banner.get()), banner_text, strlen(banner_text)));
     const int result = ddal_common_atomic_close(banner.release(), 1);

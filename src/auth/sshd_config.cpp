@@ -41,8 +41,8 @@ int replace_global(const char *pattern, const char *name, const char *value, Lin
     return 0;
 }
 
-// A block that is not found before the first empty line begins there; what follows it then belongs to the block, and it
-// is the daemon that judges the result.
+// A block that is not found before the first empty line begins there. The lines after it then belong to the block, and
+// the daemon's test decides whether the result is valid.
 int replace_in_block(const char *pattern, const char *user, const char *name, const char *value, LineReader &lines,
                      FILE *out)
 {
@@ -74,11 +74,11 @@ int edit(const char *user, const char *name, const char *value, core::ddal_commo
     return copy_replace_option(user, name, value, ddal_common_atomic_reader(config), ddal_common_atomic_writer(config));
 }
 
-// Lets the daemon test the configuration. Returns as the program runner does.
+// Runs the daemon's test on the configuration. Returns as the program runner does.
 int validate(FILE *config)
 {
     errno = 0;
-    if (fseeko(config, 0, SEEK_SET) != 0) // not rewind(): it would forget a failed write
+    if (fseeko(config, 0, SEEK_SET) != 0) // rewind() would clear the flag of a failed write
         return core::minus_errno();
     return _ddal_common_shell_command_write_fp(config, 0, kDaemon, ArgumentVector{"-tf", "/dev/stdin"}.get());
 }
@@ -92,7 +92,7 @@ int copy_replace_option(const char *user, const char *name, const char *value, F
     const int length =
         snprintf(pattern, sizeof pattern, "%s%s%s", user ? "^Match[[:space:]]+User[[:space:]]+" : "^[[:space:]]*",
                  sought, user ? "[[:space:]]*$" : "");
-    // A line break would add a line of the caller's choosing to the configuration.
+    // A line break would add a line of the caller's choice to the configuration.
     if (length < 0 || static_cast<size_t>(length) >= sizeof pattern || has_line_break(user) || has_line_break(name) ||
         has_line_break(value))
         return log_error(-EINVAL, "error value %s too long to be found\n", sought);
@@ -126,7 +126,7 @@ int update_persistent_file(const char *name, const char *value)
     errno = 0;
     AtomicFile config{ddal_common_atomic_open(kPersistentConfig, "w")};
     if (!config)
-        return errno == 0 ? 0 : DDAL_ERR_FAILURE; // kept: no errno, no persistent area, no failure
+        return errno == 0 ? 0 : DDAL_ERR_FAILURE; // kept: a missing persistent area sets no errno and is not a failure
     const int edited = edit(nullptr, name, value, config.get());
     if (edited != 0)
         return log_error(DDAL_ERR_FAILURE, "Unable to write persistent sshd config: %d\n", edited);

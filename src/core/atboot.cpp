@@ -8,7 +8,7 @@
 using ddal::core::AtbootHook;
 using ddal::core::kAtbootOrder;
 
-// Bounds of the section, made by the linker; absent where no hook is linked.
+// Bounds of the section, which the linker defines. They are null where no hook is linked.
 extern "C"
 {
 [[gnu::weak, gnu::visibility("hidden")]] extern const AtbootHook *const __start_ddal_atboot[];

@@ -1,9 +1,9 @@
-// Table of the actions at system start. A family adds its own next to the code of the action:
+// Table of the actions at system start. A family registers an action next to the action's code:
 //
 //     DDAL_ATBOOT_HOOK(leds, restore_leds, "Restore LEDs global state settings")
 //
-// The linker gathers the entries of all folders in one section, in whatever order it meets them; the place of each
-// decides when it runs. A family that is not linked leaves a gap and nothing else.
+// The linker gathers the entries of all folders in one section, in an unspecified order. The place of an entry decides
+// when it runs. A family that is not linked leaves a gap, and the other entries keep their places.
 #pragma once
 
 namespace ddal::core {
@@ -25,8 +25,8 @@ struct AtbootHook {
 
 } // namespace ddal::core
 
-// At namespace scope, once per function. The section holds pointers, whose size leaves no gaps between the files'
-// shares.
+// Use at namespace scope, once per function. The section holds pointers instead of records: their size leaves no gaps
+// between the shares of the object files.
 #define DDAL_ATBOOT_HOOK(place, function, description)                                                                 \
     static constexpr ddal::core::AtbootHook atboot_hook_##function = {ddal::core::AtbootPlace::place,                  \
                                                                       {function, description}};                        \

@@ -76,7 +76,7 @@ bool open_directory(ddal_common_atomic_file &file, const char *path)
 
     if (slash)
         slash[slash == directory ? 1 : 0] = '\0';
-    // Readable where that is allowed, to find what killed writers have left.
+    // Open for reading where that is allowed, to find the files that killed writers have left.
     const char *const path_of_directory = slash ? directory : ".";
     file.directory.reset(open(path_of_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!file.directory && errno == EACCES)
@@ -91,7 +91,7 @@ bool is_over(const timespec &end)
     return now.tv_sec > end.tv_sec || (now.tv_sec == end.tv_sec && now.tv_nsec >= end.tv_nsec);
 }
 
-// Any user that can read the file can also hold its lock, so the wait has an end.
+// Any user who can read the file can also hold its lock, so the wait has a limit.
 bool lock(int fd, int operation)
 {
     timespec end{};
@@ -111,7 +111,8 @@ bool lock(int fd, int operation)
     return true;
 }
 
-// 1: the locked file still bears the target's name; 0: it was replaced while the lock was awaited; -1 with errno.
+// Returns 1 if the locked file still has the target's name, 0 if it was replaced during the wait for the lock, or -1
+// with errno.
 int still_current(const ddal_common_atomic_file &file, int fd)
 {
     struct stat locked;
@@ -146,7 +147,7 @@ bool open_writer(ddal_common_atomic_file &file, const Mode &mode, const char *mo
         if (result != 0)
             return fail_with(-result);
     }
-    // Only now: the append flag of "a" would forbid the splice.
+    // Opened only now: the append flag of "a" would make the splice fail.
     file.writer = UniqueStream::from(std::move(fd), mode_text);
     return static_cast<bool>(file.writer);
 }
@@ -173,14 +174,14 @@ bool open_all(ddal_common_atomic_file &file, const char *path, const Mode &mode,
 
 int commit_replacement(ddal_common_atomic_file &file)
 {
-    if (ferror(file.reader.get())) // what was taken over from it may end too early
+    if (ferror(file.reader.get())) // the copy of its content may be incomplete
         return -EIO;
     const int fd = fileno(file.writer.get());
     errno = 0;
-    // The stream's error flag tells of bytes lost before this last flush.
+    // The stream's error flag reports bytes lost before this last flush.
     if (flush_stream(file.writer.get()) != 0 || ferror(file.writer.get()))
         return minus_errno();
-    // All of the file is on the disk before it takes the target's place: a power cut could leave an empty file, or one
+    // Syncs the whole file before it takes the target's place: a power cut could otherwise leave an empty file, or one
     // that the target's users may not read.
     struct stat target;
     if (fstat(fileno(file.reader.get()), &target) != 0 || fchmod(fd, target.st_mode & ALLPERMS) != 0 ||

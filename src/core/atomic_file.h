@@ -13,19 +13,19 @@ struct ddal_common_atomic_file;
 //   "r+"  exclusive lock, the replacement starts as a copy and is written from its start;
 //   "a"   the same, written at its end; a missing file is created empty;
 //   "w"   exclusive lock, the replacement starts empty; a missing file is created empty.
-// The whole mode string opens the replacement's stream, so "w+" is valid. A lock is awaited for at most 20 s. Returns
-// null with errno; EBUSY when another open file keeps the lock for longer.
+// The whole mode string opens the replacement's stream, so "w+" is valid. Waits for the lock for at most 20 s. Returns
+// null with errno on failure; EBUSY when another open file keeps the lock for longer.
 ddal_common_atomic_file *ddal_common_atomic_open(const char *path, const char *mode);
 
-// The stream of the present content.
+// Returns the stream of the present content.
 FILE *ddal_common_atomic_reader(ddal_common_atomic_file *h);
 
-// The stream of the replacement; null for a handle opened with "r".
+// Returns the stream of the replacement, or null for a handle opened with "r".
 FILE *ddal_common_atomic_writer(ddal_common_atomic_file *h);
 
-// Puts the replacement in place if `commit` is set, drops the lock and frees the handle in every case. Returns 0 or the
-// first negative errno; -EIO when a read or write on one of the streams has failed, as the replacement is incomplete
-// then.
+// Puts the replacement in place if `commit` is set. Drops the lock and frees the handle in every case. Returns 0 or the
+// first negative errno; -EIO when a read or write on one of the streams has failed, because the replacement is then
+// incomplete.
 int ddal_common_atomic_close(ddal_common_atomic_file *h, int commit);
 
 // Copies a whole file into an empty one and rewinds both. Returns 0 or a negative errno.

@@ -13,7 +13,7 @@ namespace {
 
 constexpr size_t kCopyChunk = 8192;
 
-// In pieces, so that signals are held for no longer than one of them takes.
+// Writes in pieces, so that signals are held for no longer than one piece takes.
 bool write_pieces(FILE *to, const char *chunk, size_t len)
 {
     for (size_t done = 0; done < len;) {

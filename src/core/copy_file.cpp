@@ -23,7 +23,7 @@ constexpr const char *kCopyFile = "ddal_common_copy_file"; // name of the operat
 constexpr int kAttributesFailed = 1;                       // kept: the negation of what chown and chmod return
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-// The line of perror, which neither ends the caller nor waits for a reader that has stopped.
+// Prints the line of perror, without raising SIGPIPE and without waiting for a reader that has stopped.
 void print_error(const char *what)
 {
     const int saved_errno = errno;
@@ -32,17 +32,17 @@ void print_error(const char *what)
         return;
     errno = saved_errno;
     perror(what);
-    guard.caused(); // perror does not tell
+    guard.caused(); // perror does not report an EPIPE
 }
 
-// Where the copy goes: the folder, open, and the name in it.
+// Place of the copy: the open folder and the name in it.
 struct Destination {
     UniqueFd folder;
     const char *name = "";
 };
 
-// The first `trusted` characters of the path name a folder, which is opened as any other; below it no link is followed.
-// The folder is not open after a failure, which errno tells.
+// Opens the folder of the destination. Follows links only within the first `trusted` characters of the path. On failure
+// the folder is not open, and errno holds the reason.
 Destination open_destination(const char *path, size_t trusted)
 {
     char component[PATH_MAX];
@@ -66,7 +66,7 @@ Destination open_destination(const char *path, size_t trusted)
 
 int fill(FILE *from, FILE *to, const struct stat &attributes)
 {
-    // Owner first: its change clears the set-user-id bits.
+    // Owner first: chown clears the set-user-id bits.
     if (fchown(fileno(to), attributes.st_uid, attributes.st_gid) != 0 ||
         fchmod(fileno(to), attributes.st_mode & ALLPERMS) != 0)
         return kAttributesFailed;
@@ -79,7 +79,7 @@ int fill(FILE *from, FILE *to, const struct stat &attributes)
 
 int create_failed(const char *dst, int result)
 {
-    errno = -result; // what "%m" reads
+    errno = -result; // for "%m"
     log_line_as(LOG_ERR, kCopyFile, "error create %s: %m\n", dst);
     return result;
 }

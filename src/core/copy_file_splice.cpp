@@ -15,8 +15,8 @@ namespace {
 constexpr size_t kSpliceChunk = 65536;
 constexpr unsigned kSpliceFlags = SPLICE_F_MOVE | SPLICE_F_NONBLOCK | SPLICE_F_MORE;
 
-// splice(2) that carries on after EINTR. Where it would have to wait it is asked again to do so, which neither spins
-// nor gives up data that is already in the pipe.
+// Calls splice(2) and continues after EINTR. Where the call would have to wait, it is repeated without
+// SPLICE_F_NONBLOCK: that neither spins nor drops data that is already in the pipe.
 ssize_t splice_some(int from, int to, size_t len)
 {
     unsigned flags = kSpliceFlags;
@@ -31,7 +31,7 @@ ssize_t splice_some(int from, int to, size_t len)
     }
 }
 
-// Empties the pipe of `len` bytes. False with errno, which may be 0.
+// Moves `len` bytes out of the pipe. Returns false with errno, which may be 0.
 bool drain(int pipe, int to, size_t len)
 {
     while (len > 0) {

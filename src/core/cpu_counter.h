@@ -13,7 +13,7 @@ inline constexpr uint32_t kCpuCounterHz = 204'800'000;
 
 #if defined(__arm__)
 
-// The generic timer's virtual count. The barrier keeps the processor from reading it ahead of earlier loads.
+// Reads the generic timer's virtual count. The barrier keeps the processor from reading it ahead of earlier loads.
 inline uint64_t cpu_counter()
 {
     uint64_t count;
@@ -30,7 +30,7 @@ inline uint32_t cpu_counter_frequency()
 
 #else
 
-// Development machines have no such counter: the monotonic clock, scaled to the board's frequency.
+// A development machine has no such counter: scales the monotonic clock to the frequency of the board.
 inline uint64_t cpu_counter()
 {
     constexpr uint64_t kCountsPer625Nanoseconds = 128;

@@ -17,7 +17,8 @@ namespace {
 
 constexpr int kWalkFlags = O_DIRECTORY | O_PATH | O_CLOEXEC;
 
-// Creates `name` unless it is there. What is put into it later outlives a power cut only if its entry does.
+// Creates `name` if it is missing, and syncs it: the content of a directory survives a power cut only if its entry
+// does.
 int make_entry(int dir, const char *name, mode_t mode)
 {
     if (mkdirat(dir, name, mode) != 0)
@@ -29,7 +30,7 @@ int make_entry(int dir, const char *name, mode_t mode)
     return 0;
 }
 
-// Replaces `dir` by its entry `name`, creating that first unless it is "..".
+// Replaces `dir` by its entry `name`, which it creates first unless it is "..".
 int step_into(UniqueFd &dir, const char *name, mode_t mode)
 {
     const int made = strcmp(name, "..") != 0 ? make_entry(dir.get(), name, mode) : 0;
@@ -100,7 +101,7 @@ UniqueFd open_directory_of(const char *path)
 
 int remove_file(const char *path)
 {
-    // Opened first: what can fail easily fails before the file is gone.
+    // Opened first: the step that is likely to fail comes before the file is gone.
     const UniqueFd directory = open_directory_of(path);
     if (!directory && errno != ENOENT)
         return minus_errno();

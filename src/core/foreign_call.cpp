@@ -11,7 +11,7 @@ namespace ddal::core {
 
 namespace {
 
-// Several threads may be in foreign calls at the same time: the first one occupies the numbers, the last one frees
+// Several threads may be in foreign calls at the same time. The first one occupies the numbers, the last one frees
 // them.
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 unsigned users;
@@ -30,11 +30,11 @@ bool all_open()
 void occupy()
 {
     while (!all_open()) {
-        // Such a descriptor neither reads nor writes, and exists in every root directory.
+        // An O_PATH descriptor can neither read nor write, and every process has a root directory.
         const int fd = __real_open64("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
         if (fd < 0)
             return;
-        if (fd >= kStandardStreams) { // the application has opened a file meanwhile
+        if (fd >= kStandardStreams) { // the application has opened a low number meanwhile
             __real_close(fd);
             continue;
         }
@@ -42,7 +42,7 @@ void occupy()
     }
 }
 
-// What the application has put there meanwhile stays.
+// Frees the numbers that the library still occupies. A descriptor that the application has put there stays.
 void vacate()
 {
     for (int number = 0; number < kStandardStreams; ++number) {
@@ -64,7 +64,7 @@ void in_parent()
     pthread_mutex_unlock(&mutex);
 }
 
-void in_child() // the other threads and their calls have stayed behind
+void in_child() // fork does not copy the other threads and their calls
 {
     users = 0;
     vacate();

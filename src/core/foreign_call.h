@@ -1,11 +1,11 @@
-// Around what must not be ended half-way or take the number of a standard stream.
+// Guards for calls that must not be cancelled half-way or receive the number of a standard stream.
 #pragma once
 
 #include <pthread.h>
 
 namespace ddal::core {
 
-// Holds deferred cancellation of the calling thread off while it lives.
+// Holds off deferred cancellation of the calling thread while it lives.
 class CancellationHold {
 public:
     CancellationHold() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
@@ -27,7 +27,7 @@ public:
     ~StandardNumbers();
 };
 
-// For the duration of a call into a library that may open descriptors and may be a cancellation point.
+// Guards a call into a library that may open descriptors and may be a cancellation point.
 class ForeignCall {
     CancellationHold hold_;
     StandardNumbers numbers_;

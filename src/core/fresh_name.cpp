@@ -34,7 +34,8 @@ bool FreshName::matches(const char *name)
 
 void FreshName::choose()
 {
-    // Need only differ between writers at work at the same time: whoever creates the name insists that it is new.
+    // Names need only differ between writers at work at the same time: the creation of the file fails if the name
+    // exists.
     static std::atomic<uint32_t> count{0};
     struct timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);

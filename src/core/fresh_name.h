@@ -1,20 +1,20 @@
-// Names of short-lived files next to the file that they replace.
+// Names of short-lived files next to the files that they replace.
 #pragma once
 
 #include <cerrno>
 
 namespace ddal::core {
 
-// A name ".ddal-XXXXXX" with six letters; empty until one was taken.
+// A name ".ddal-XXXXXX" with six letters. Empty until take() succeeds.
 class FreshName {
 public:
     explicit operator bool() const { return text_[0] != '\0'; }
     const char *get() const { return text_; }
 
-    // Whether a file's name has this form.
+    // Reports whether a file's name has this form.
     static bool matches(const char *name);
 
-    // Calls `claim(name)` with one name after another until it succeeds or fails with another errno than EEXIST.
+    // Calls `claim(name)` with up to kAttempts names, until it succeeds or fails with an errno other than EEXIST.
     template <typename Claim>
     bool take(Claim claim)
     {

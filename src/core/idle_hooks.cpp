@@ -1,4 +1,4 @@
-// Actions at system start for which this board has nothing to do; start-up logs expect to see them run.
+// Actions at system start that do nothing on this board; start-up logs expect to see them run.
 #include "core/atboot.h"
 
 namespace {

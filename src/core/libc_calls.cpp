@@ -1,8 +1,9 @@
-// Stand-ins for functions of other libraries: the linker puts them into every call of this library ("--wrap"; the names
-// are in CMakeLists.txt).
+// Stand-ins for functions of other libraries. The linker directs every call of this library to them ("--wrap"; the
+// names are in CMakeLists.txt).
 //
-// No cancellation acts within them, so none acts between acquiring something and giving it to its owner; and no
-// descriptor that they open has the number of a standard stream, on which a log line could be written into it.
+// A cancellation does not act inside a stand-in, so it cannot come between acquiring something and giving it to its
+// owner. A descriptor that a stand-in opens never has the number of a standard stream: a log line could otherwise be
+// written into it.
 #include "core/libc_calls.h"
 
 #include <atomic>
@@ -30,8 +31,8 @@ using ddal::core::StandardNumbers;
 
 namespace {
 
-// Set by the first low number. From then on the numbers are occupied before anything is opened, so that another
-// thread's log line cannot come between opening and moving.
+// Set by the first low number. From then on every stand-in occupies the free numbers before it opens anything, so that
+// another thread's log line cannot come between opening and moving.
 std::atomic<bool> low_numbers_free{false};
 
 bool is_low(int fd)
@@ -63,7 +64,7 @@ int lifted(int fd)
     return moved;
 }
 
-// Streams and directories: `remake` makes one of a descriptor, `end` ends one.
+// Lifts a stream or directory. `remake` makes one of a descriptor, `end` ends one.
 template <typename Stream, typename Remake, typename End>
 Stream *lifted(Stream *stream, int fd, Remake remake, End end)
 {
@@ -199,7 +200,8 @@ int __wrap_fcntl64(int fd, int command, ...)
 {
     va_list arguments;
     va_start(arguments, command);
-    void *const argument = va_arg(arguments, void *); // what there is of one, as the C library itself takes it
+    // Reads an argument even where the caller has passed none, as the C library does.
+    void *const argument = va_arg(arguments, void *);
     va_end(arguments);
     const CancellationHold hold;
     return __real_fcntl64(fd, command, argument);

@@ -1,4 +1,5 @@
-// The C library's own functions behind the stand-ins of libc_calls.cpp, for what must take or give a low number itself.
+// The C library's functions behind the stand-ins of libc_calls.cpp, for code that must itself take or free a low
+// number.
 #pragma once
 
 extern "C"

@@ -1,4 +1,4 @@
-// Which of the two Linux installations is running.
+// Number of the Linux installation that is running.
 #include <ddal/common.h>
 
 #include <cerrno>
@@ -23,7 +23,7 @@ int ddal_common_linux_id_get(uint32_t *id)
         return log_error(result, "linux ID get error: %d\n", result);
 
     const int number = text[kIdPosition] - '0';
-    *id = static_cast<uint32_t>(number); // kept: stored even if it is no valid id
+    *id = static_cast<uint32_t>(number); // kept: stored even if the id is invalid
     if (number != 1 && number != 2)
         return log_error(DDAL_ERR_FAILURE, "invalid linux ID: %d\n", number);
     return 0;

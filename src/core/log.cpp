@@ -53,7 +53,7 @@ namespace ddal::core {
 
 bool takes_text(FILE *stream)
 {
-    pollfd place{fileno(stream), POLLOUT, 0}; // a number below 0, of a stream in memory, is never ready
+    pollfd place{fileno(stream), POLLOUT, 0}; // a stream in memory has a negative number, which is never ready
     if (place.fd < 0)
         return true;
     const int64_t deadline = monotonic_ms() + kReaderLimit;
@@ -76,7 +76,7 @@ int __ddal_log(int priority, const char *format, ...)
     write_line(prefix_of(priority), format, arguments);
     va_end(arguments);
 
-    // Writing may have changed errno; "%m" must read the same in both places.
+    // Writing may have changed errno. "%m" must read the same value in both places.
     errno = saved_errno;
     va_start(arguments, format);
     vsyslog(priority, format, arguments);

@@ -12,12 +12,12 @@ namespace ddal::core {
 class Mapping {
 public:
     Mapping() = default;
-    // Maps `length` bytes of `fd`; check with operator bool, errno tells why not.
+    // Maps `length` bytes of `fd`. Check with operator bool; errno holds the reason of a failure.
     Mapping(size_t length, int protection, int flags, int fd, off_t offset)
         : Mapping(mmap(nullptr, length, protection, flags, fd, offset), length)
     {
     }
-    // Takes over what mmap returned.
+    // Takes over the result of mmap.
     Mapping(void *address, size_t length) : address_(address == MAP_FAILED ? nullptr : address), length_(length) {}
     Mapping(Mapping &&other) noexcept : address_(other.release()), length_(other.length_) {}
     Mapping &operator=(Mapping &&other) noexcept
@@ -34,7 +34,7 @@ public:
     size_t size() const { return length_; }
     void *release() { return std::exchange(address_, nullptr); }
 
-    // Unmaps what is held; errno survives.
+    // Unmaps the mapping, if there is one. Keeps errno.
     void reset()
     {
         if (!address_)

@@ -36,7 +36,7 @@ void *ddal_map_soc()
     if (!made)
         return log_error(nullptr, "Error mmaping SoC registers: %m\n");
 
-    // Of two first calls at the same time one keeps its mapping and both return it.
+    // When two first calls race, one keeps its mapping and both return it.
     if (g_soc.compare_exchange_strong(present, made.get()))
         return made.release();
     return present;

@@ -39,7 +39,7 @@ int ddal_common_spawn(pid_t *pid, FILE **to_child, FILE **from_child, int err_fd
     if ((to_child && !input.make()) || (from_child && !output.make()))
         return minus_errno();
 
-    // The streams are made first: once the child runs, nothing can fail any more.
+    // The streams are made first, because nothing may fail once the child runs.
     UniqueStream writer;
     UniqueStream reader;
     if (to_child && !(writer = UniqueStream::from(std::move(input.write_end), "a")))

@@ -6,7 +6,7 @@
 
 namespace ddal::core {
 
-// NULL-terminated argument vector; the runners put the program's base name first.
+// NULL-terminated argument vector. The runners fill its first element with the program's base name.
 template <typename... Arguments>
 class ArgumentVector {
 public:
@@ -17,14 +17,14 @@ private:
     char *argv_[sizeof...(Arguments) + 2];
 };
 
-// Runs a program and waits: 0, its positive exit status, or a negative code.
+// Runs a program and waits for its end. Returns 0, its positive exit status or a negative code.
 template <typename... Arguments>
 int run_program(const char *path, Arguments... arguments)
 {
     return _ddal_common_shell_command(path, ArgumentVector{arguments...}.get());
 }
 
-// The result code for the outcome of a program: exit statuses never reach our callers.
+// Returns the result code for a program's outcome: exit statuses never reach callers of the library.
 inline int code_of(int outcome)
 {
     return outcome > 0 ? DDAL_ERR_FAILURE : outcome;

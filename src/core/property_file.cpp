@@ -140,7 +140,7 @@ int ddal_kvb_common_read_string_to_u64(uint64_t *out, const char *path, int base
 
 int ddal_common_read_u32val_array(unsigned n, uint32_t *vals, const char *path)
 {
-    if (n > INT_MAX / sizeof *vals) // no file of that length is ever reported
+    if (n > INT_MAX / sizeof *vals) // ddal_common_read_file cannot report such a length
         return -ENODATA;
     const size_t length = n * sizeof *vals;
     const int result = ddal_common_read_file(vals, length, path);

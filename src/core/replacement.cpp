@@ -44,7 +44,7 @@ bool has_name(int fd, int directory, const char *name)
 UniqueFd create_anonymous(int directory)
 {
     UniqueFd fd{openat(directory, ".", kFlags | O_TMPFILE, kMode)};
-    if (!fd && errno == EISDIR) // from a kernel that does not know the flag
+    if (!fd && errno == EISDIR) // the kernel does not know O_TMPFILE
         errno = ENOSYS;
     if (fd && !lock_at_once(fd.get()))
         fd.reset();
@@ -58,7 +58,7 @@ UniqueFd create_named(int directory, FreshName &temporary)
         fd.reset(openat(directory, name, kFlags | O_CREAT | O_EXCL, kMode));
         if (!fd)
             return false;
-        errno = EEXIST; // where another writer has taken the file for an abandoned one before it was locked
+        errno = EEXIST; // another writer took the file for an abandoned one before it was locked, and removed it
         if (lock_at_once(fd.get()) && has_name(fd.get(), directory, name))
             return true;
         const int error = errno == EWOULDBLOCK || errno == ENOENT ? EEXIST : errno;
@@ -76,7 +76,7 @@ bool link_to(int fd, int directory, const char *name)
         return true;
     if (errno != ENOENT && errno != EPERM)
         return false;
-    // Linking a descriptor itself takes a privilege; its entry under /proc does not.
+    // Linking by descriptor requires a privilege; linking its entry under /proc does not.
     return linkat(AT_FDCWD, DescriptorLink{fd}.path(), directory, name, AT_SYMLINK_FOLLOW) == 0;
 }
 
@@ -87,7 +87,7 @@ void remove_if_abandoned(int directory, const char *name, int locked)
     if (!fd || fstat(fd.get(), &found) != 0 || !S_ISREG(found.st_mode))
         return;
     // A writer that was killed between putting its file in place and removing the first name leaves a second name of
-    // the target, whose lock is the caller's.
+    // the target. The caller holds the lock of the target.
     struct stat target;
     const bool is_target = locked >= 0 && fstat(locked, &target) == 0 && same_file(target, found);
     if ((is_target || lock_at_once(fd.get())) && has_name(fd.get(), directory, name))

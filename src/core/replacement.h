@@ -1,8 +1,8 @@
-// The new content of a file on its way into a directory: first without a name or under a fresh one, then at once in
-// place.
+// Replacement of a file in a directory. The new content is written without a name or under a fresh one, and then takes
+// the file's place in one step.
 //
-// Whoever makes a replacement holds its lock from before it gets a name until it is closed, so that a name whose file
-// is not locked was left by a writer that was killed.
+// A writer locks its replacement before the replacement gets a name, and holds the lock until it closes the file. A
+// file under a fresh name that is not locked was therefore left by a killed writer.
 #pragma once
 
 #include "core/fresh_name.h"
@@ -10,16 +10,16 @@
 
 namespace ddal::core {
 
-// Creates an empty, locked file in the directory; `temporary` receives its name where the file system wants one.
-// Returns an empty owner with errno on failure.
+// Creates an empty, locked file in the directory. Stores its name in `temporary` if the file system cannot create a
+// file without a name. Returns an empty owner with errno on failure.
 UniqueFd create_replacement(int directory, FreshName &temporary);
 
-// Puts the file in place of `name`, which is not followed if it is a link, and waits until that outlives a power cut.
-// The caller has synced the file, with its mode and owner. Returns 0 or a negative errno.
+// Gives the file the name `name`, replaces a file or link of that name, and waits until that survives a power cut. The
+// caller has synced the file, with its mode and owner. Returns 0 or a negative errno.
 int put_in_place(int fd, int directory, const char *name);
 
-// Removes the files that killed writers have left under fresh names. `locked` is the file whose lock the caller holds,
-// or -1. Failures are ignored: the next writer tries again.
+// Removes the files that killed writers have left under fresh names. `locked` is a file whose lock the caller holds, or
+// -1. Ignores failures: the next writer tries again.
 void remove_abandoned(int directory, int locked);
 
 } // namespace ddal::core

@@ -28,7 +28,7 @@ namespace {
 
 constexpr unsigned kAppendNewline = 1U << 0;
 
-// Which runner a line is logged for: its name, and what it calls the way of running.
+// The runner that a line is logged for, and its word for the way of running.
 struct Caller {
     const char *function;
     const char *kind;
@@ -62,7 +62,8 @@ int result_of(const Caller &caller, int status)
     return -EINVAL;
 }
 
-// The result of a program that was waited for: a failure to run it, else one to feed or read it, else its end.
+// Returns the result of a program that has ended: a failure to run it, else a failure to feed or read it, else its
+// exit.
 int outcome(const Caller &caller, int waited, int status, int moved)
 {
     if (waited < 0)
@@ -93,7 +94,7 @@ int capture(FILE *out, char *buf, size_t size, const char *function)
     if (read_stream(out, rest, 1) == 0)
         return 0;
     while (read_stream(out, rest, sizeof rest) == sizeof rest) {
-        // Read to the end, or the program would block on a full pipe.
+        // Reads to the end: the program would otherwise block on a full pipe.
     }
     return -ENOBUFS;
 }
@@ -123,7 +124,7 @@ struct Feeder {
 void *feed_and_close(void *argument)
 {
     Feeder &feeder = *static_cast<Feeder *>(argument);
-    char buffer[BUFSIZ]; // passwords pass through it, so it must be one that can be wiped
+    char buffer[BUFSIZ]; // passwords pass through it, so it must be wiped
     setvbuf(feeder.to_child, buffer, _IOFBF, sizeof buffer);
     feeder.result = feed(feeder.in, feeder.flags, feeder.to_child);
 
@@ -138,7 +139,7 @@ void *feed_and_close(void *argument)
     return nullptr;
 }
 
-// The thread takes none of the application's signals: their handlers belong to threads that the application knows.
+// The thread blocks all signals: the application's handlers must run in the application's threads.
 int start_feeder(pthread_t *thread, Feeder *feeder)
 {
     sigset_t all;
@@ -201,7 +202,8 @@ int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out
     if (started < 0)
         return failed(caller, started);
 
-    // A child may write much before it has read all its input: a single thread would deadlock with it.
+    // A child may write much before it has read all of its input. One thread for both directions would deadlock with
+    // it.
     int status = 0;
     Feeder feeder = {in, flags, to_child, 0};
     pthread_t thread;

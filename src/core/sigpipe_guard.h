@@ -1,4 +1,4 @@
-// Lets one thread write to a pipe whose reader may be gone without a SIGPIPE for the process.
+// Lets one thread write to a pipe whose reader may be gone, without raising SIGPIPE in the process.
 #pragma once
 
 #include <cerrno>
@@ -6,8 +6,9 @@
 
 namespace ddal::core {
 
-// While it lives, the calling thread gets EPIPE alone. After an EPIPE call `caused()`: the signal that came with it is
-// then taken back, unless one was pending before. The caller's mask and pending signals end as they were.
+// While it lives, a write of the calling thread to a pipe without a reader only fails with EPIPE. After an EPIPE call
+// `caused()`, which takes back the signal unless one was pending before. The caller's mask and pending signals end as
+// they were.
 class SigpipeGuard {
 public:
     SigpipeGuard()

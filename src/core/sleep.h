@@ -5,7 +5,7 @@
 
 namespace ddal::core {
 
-// Sleeps for the whole time, whatever signals come.
+// Sleeps for the whole time, even when signals arrive.
 void sleep_us(uint64_t microseconds);
 
 } // namespace ddal::core

@@ -1,4 +1,4 @@
-// Transfers on stdio streams that no signal cuts short.
+// Transfers on stdio streams that signals cannot cut short.
 #pragma once
 
 #include <cerrno>
@@ -8,7 +8,7 @@
 
 namespace ddal::core {
 
-// Keeps signals from the calling thread while it lives. errno survives its end.
+// Blocks all signals for the calling thread while it lives. Its end keeps errno.
 class SignalHold {
 public:
     SignalHold()
@@ -30,19 +30,21 @@ private:
     sigset_t old_;
 };
 
-// As fread. Goes on after a signal: the C library keeps what it has read.
+// Works like fread, but continues after a signal: the C library keeps the bytes that it has read.
 size_t read_stream(FILE *from, void *buf, size_t len);
 
-// As getline, fwrite, fprintf, fflush and fclose, but signals wait until the call is over: the C library takes what it
-// has of an interrupted line for the whole, and forgets what an interrupted write has left in the buffer.
+// Work like getline, fwrite, fprintf, fflush and fclose, but block signals until the call is over. The C library
+// returns a part of an interrupted line as a whole one, and loses the bytes that an interrupted write has left in the
+// buffer.
 ssize_t read_line(FILE *from, char **line, size_t *capacity);
 size_t write_stream(FILE *to, const void *buf, size_t len);
 [[gnu::format(printf, 2, 3)]] int print_stream(FILE *to, const char *format, ...);
 int flush_stream(FILE *to);
 int close_stream(FILE *stream);
 
-// Waits, open to signals, until a write of at most kPipePiece bytes to a pipe, a socket or a terminal cannot block.
-constexpr size_t kPipePiece = 2048; // with a full buffer of 4096 bytes before it, still one page of the pipe
+// Waits until a write of at most kPipePiece bytes to a pipe, a socket or a terminal cannot block. Signals are handled
+// during the wait.
+constexpr size_t kPipePiece = 2048; // flushes at most one full 4096-byte buffer: one page of the pipe
 void wait_until_writable(FILE *to);
 
 } // namespace ddal::core

@@ -33,7 +33,7 @@ struct Stage {
     pid_t caller;
 
     pid_t supervisor = -1;
-    Stage *next = nullptr; // the one that the thread started before
+    Stage *next = nullptr; // the one that the thread started before this one
 
     std::atomic<int> error{0}; // errno of a program that could not be started
     std::atomic<int> status{0};
@@ -43,28 +43,30 @@ struct Stage {
     void *program_stack() { return reinterpret_cast<char *>(this) + 3 * kStackSize; }
 };
 
-// Each thread waits for what it has started, so no lock is needed that a forked child could find taken.
+// A thread waits only for the programs that it has started. The list needs no lock, which a forked child could find
+// taken.
 constinit thread_local Stage *started = nullptr;
 
-// Everything in a child is async-signal-safe: another thread of the caller may have held any lock. Nothing in it is
-// [[noreturn]] either: sanitizers would look for the stack of the thread there.
+// The functions of a child make only async-signal-safe calls: another thread of the caller may have held any lock. None
+// of them is [[noreturn]]: sanitizers would look there for the stack of the thread.
 
 void reset_handling()
 {
     struct sigaction standard = {};
     standard.sa_handler = SIG_DFL;
     for (int number = 1; number < NSIG; ++number)
-        sigaction(number, &standard, nullptr); // refused for SIGKILL, SIGSTOP and the C library's own: no matter
+        sigaction(number, &standard, nullptr); // fails harmlessly for SIGKILL, SIGSTOP and the C library's signals
 }
 
-// Without the stand-in, which may wait for a lock.
+// Opens without the stand-in, which may wait for a lock.
 int open_in_child(const char *path, int flags)
 {
     return __real_open64(path, flags | O_CLOEXEC);
 }
 
-// A copy of `fd` above the standard streams, so that setting one of these up never overwrites another's source. What
-// the caller itself has closed becomes the null device, also while another thread's call occupies its number.
+// Returns a copy of `fd` above the standard streams, so that setting up one of them never overwrites another's source.
+// Returns the null device for a descriptor that the caller has closed, even while another thread's call occupies its
+// number.
 int lift(int fd, int null_fd)
 {
     const int flags = fd == kNullDevice ? -1 : fcntl(fd, F_GETFL);
@@ -93,7 +95,7 @@ bool connect_streams(const ChildStreams &streams)
            connect_stream(out, STDOUT_FILENO) && connect_stream(err, STDERR_FILENO);
 }
 
-// The descriptor a directory entry of /proc/self/fd stands for, -1 for "." and "..".
+// Returns the descriptor that an entry of /proc/self/fd stands for, or -1 for "." and "..".
 int listed_fd(const char *name)
 {
     if (*name == '.')
@@ -125,7 +127,7 @@ bool close_private_fds()
     return length == 0;
 }
 
-// False when the parent ended before it could be told to take this process along.
+// Requests `signal` for the end of the parent. Returns false if the parent has already ended.
 bool dies_with(pid_t parent, int signal)
 {
     prctl(PR_SET_PDEATHSIG, signal);
@@ -165,14 +167,14 @@ int run_to_end(Stage &stage)
     if (pid < 0)
         return minus_errno();
     for (int fd = 0; fd < kStandardStreams; ++fd)
-        close(fd); // the caller sees the end of the output as soon as the program has closed it
+        close(fd); // the caller sees the end of the output as soon as the program closes it
     int status = 0;
     const int waited = wait_for(pid, &status);
     return waited < 0 ? waited : status;
 }
 
-// All signals stay blocked here: what the terminal sends to the whole process group is for the program alone. SIGKILL
-// is the one that ends it with its caller.
+// All signals stay blocked: a signal from the terminal to the process group is for the program alone. Only SIGKILL ends
+// the supervisor, together with its caller.
 int supervise(void *argument)
 {
     Stage &stage = *static_cast<Stage *>(argument);

@@ -1,5 +1,5 @@
-// System-information store. All three calls may be replaced by the application; the library itself goes through the
-// dynamic symbols, too.
+// System-information store. The application may replace all three calls; the library itself also calls them through the
+// dynamic symbols.
 #include <ddal/sysinfo.h>
 
 #include <cerrno>
@@ -26,7 +26,7 @@ constexpr const char *kHeading = "# System information: category.key.key2 = valu
 bool put(FILE *to, std::string_view text)
 {
     return text.empty() ||
-           write_stream(to, text.data(), text.size()) == text.size(); // an empty view may have no address
+           write_stream(to, text.data(), text.size()) == text.size(); // an empty view may have a null address
 }
 
 bool put_item(FILE *to, const SysinfoKey &key, uint64_t value, std::string_view tail)
@@ -37,14 +37,14 @@ bool put_item(FILE *to, const SysinfoKey &key, uint64_t value, std::string_view 
     return put(to, {item, static_cast<size_t>(length)}) && put(to, tail) && put(to, "\n");
 }
 
-// Copies all lines with the item set to its new value. False after a failed write, with errno.
+// Copies all lines with the item set to its new value. Returns false with errno after a failed write.
 bool copy_with_item(SysinfoReader &from, FILE *to, const SysinfoKey &key, uint64_t value)
 {
     bool stored = false;
     while (from.next()) {
         const bool ours = from.line().is(key);
         if (ours && stored)
-            continue; // a second line of the item goes
+            continue; // drops a second line of the item
         const bool copied = ours ? put_item(to, key, value, from.line().tail) : put(to, from.text()) && put(to, "\n");
         if (!copied)
             return false;

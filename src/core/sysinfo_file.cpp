@@ -29,7 +29,7 @@ public:
         return true;
     }
 
-    // Decimal, or hexadecimal after "0x"; no sign, no overflow.
+    // Reads a decimal number, or a hexadecimal one after "0x". Rejects signs and overflow.
     template <typename Number>
     bool read(Number &number)
     {

@@ -26,10 +26,10 @@ struct SysinfoLine {
     bool is(const SysinfoKey &wanted) const { return kind == Kind::item && key == wanted; }
 };
 
-// `text` is one line without its newline. The tail refers to it.
+// Parses one line without its newline. The tail refers to `text`.
 SysinfoLine parse_sysinfo_line(std::string_view text);
 
-// The lines of a stream of any content, one after another.
+// Reads the lines of a stream, which may hold any content.
 class SysinfoReader {
 public:
     explicit SysinfoReader(FILE *stream) : stream_(stream) {}
@@ -37,7 +37,7 @@ public:
     SysinfoReader &operator=(const SysinfoReader &) = delete;
     ~SysinfoReader();
 
-    // Moves to the next line and reports it if it is damaged. False at the end and after a failure.
+    // Moves to the next line and reports it if it is damaged. Returns false at the end and after a failure.
     bool next();
 
     std::string_view text() const { return text_; } // without the newline

@@ -7,7 +7,7 @@ namespace ddal::core {
 
 namespace {
 
-// `step(done)` moves what is left after `done` bytes and returns as read(2) does.
+// `step(done)` transfers bytes behind the first `done` and returns as read(2) does.
 template <typename Step>
 ssize_t move_all(size_t len, Step step)
 {

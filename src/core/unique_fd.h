@@ -23,7 +23,7 @@ public:
     int get() const { return fd_; }
     int release() { return std::exchange(fd_, -1); }
 
-    // Closes what is held. errno survives, so that a result can be built from it afterwards.
+    // Closes the present descriptor. Keeps errno, so that a result can be built from it afterwards.
     void reset(int fd = -1)
     {
         if (fd_ >= 0) {
@@ -34,7 +34,7 @@ public:
         fd_ = fd;
     }
 
-    // Closes and reports, for the places where the result of close counts.
+    // Closes the descriptor and returns the result, for callers that must know it.
     int close() { return ::close(release()); }
 
 private:

@@ -21,8 +21,8 @@ public:
     }
     ~UniqueStream() { reset(); }
 
-    // Makes a stream of a descriptor, which it then owns. On failure (errno set) the descriptor is closed. A descriptor
-    // that is not open makes no stream and leaves errno as it is.
+    // Makes a stream that owns the descriptor. On failure it sets errno and closes the descriptor. An empty owner gives
+    // an empty stream and keeps errno.
     static UniqueStream from(UniqueFd fd, const char *mode)
     {
         UniqueStream made{fd ? fdopen(fd.get(), mode) : nullptr};
@@ -35,7 +35,7 @@ public:
     FILE *get() const { return stream_; }
     FILE *release() { return std::exchange(stream_, nullptr); }
 
-    // Closes what is held. errno survives, so that a result can be built from it afterwards.
+    // Closes the present stream. Keeps errno, so that a result can be built from it afterwards.
     void reset(FILE *stream = nullptr)
     {
         if (stream_) {
@@ -46,7 +46,7 @@ public:
         stream_ = stream;
     }
 
-    // Closes and reports, for the places where the result of fclose counts.
+    // Closes the stream and returns the result, for callers that must know it.
     int close() { return fclose(release()); }
 
 private:

@@ -1,4 +1,4 @@
-// Bodies of the operations that this board does not have: one for each result, shared by all their names.
+// Bodies of the operations that this board lacks: one for each result, shared by all their names.
 #include <cerrno>
 
 #include <ddal/export.h>

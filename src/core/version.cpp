@@ -10,7 +10,7 @@
 namespace {
 
 constexpr size_t kVersionSize = 128;
-constexpr char kOnTag[] = "-0-g"; // no commit after the tag, then the commit's own number
+constexpr char kOnTag[] = "-0-g"; // the build is exactly the tag: 0 commits after it, then the commit's number
 constexpr char kHexDigits[] = "0123456789abcdefABCDEF";
 
 void drop_newline(char *text)
@@ -22,7 +22,7 @@ void drop_newline(char *text)
 
 void drop_tag_suffix(char *text)
 {
-    char *suffix = nullptr; // the last one: a tag's own name may hold the same letters
+    char *suffix = nullptr; // the last occurrence, because a tag may hold the same letters
     for (char *next = text; (next = strstr(next, kOnTag)) != nullptr; ++next)
         suffix = next;
     if (!suffix)

@@ -1,4 +1,4 @@
-// Wi-Fi fitting of the board.
+// Wi-Fi support of the board.
 #include <ddal/wifi.h>
 
 #include <ddal/sysinfo.h>
@@ -10,7 +10,7 @@ namespace {
 constexpr uint32_t kCategory = 0;
 constexpr uint32_t kUserDefinedKey = 13;
 constexpr uint32_t kWifiSupportField = 20;
-constexpr int kNo = -1; // kept: callers expect the plain number
+constexpr int kNo = -1; // kept: callers expect this number
 
 } // namespace
 

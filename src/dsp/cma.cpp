@@ -41,7 +41,7 @@ bool skip_line(FILE *stream)
     return ferror(stream) == 0;
 }
 
-// Region after region from the list: physical address, a word, size, a word. Both numbers are hexadecimal.
+// Reads the next region of the list: physical address, a word, size, a word. Both numbers are hexadecimal.
 bool next_entry(FILE *stream, uint64_t *phys, uint64_t *size)
 {
     const core::SignalHold hold;
@@ -63,7 +63,7 @@ bool map_region(int fd, uint64_t phys, uint64_t size, Region *region)
     return region->virt != 0;
 }
 
-// Regions that are given up again unless the whole list could be mapped.
+// Regions that are unmapped again unless the whole list could be mapped.
 class RegionSet {
 public:
     RegionSet() = default;
@@ -80,7 +80,7 @@ public:
 
     void publish()
     {
-        // The region of the second line is the one that is asked for most: it is looked up first.
+        // Callers request the region of the second line most often, so it is looked up first.
         if (full())
             std::swap(entries_[0], entries_[1]);
         regions = entries_;

@@ -1,4 +1,4 @@
-// What the CMA kernel driver offers: nodes, requests and records, the same on every target.
+// Interface of the CMA kernel driver: nodes, requests and records, the same on every target.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +7,10 @@
 namespace ddal::dsp {
 
 inline constexpr const char *kCmaNode = "/dev/cma";        // file offset = physical address
-inline constexpr const char *kCmaRegionList = "/proc/cma"; // a header line, then one line a region
+inline constexpr const char *kCmaRegionList = "/proc/cma"; // a header line, then one line per region
 
 inline constexpr uint32_t kCmaInitialise = 0xFE01;
-inline constexpr uint32_t kCmaAllocate = 0xC004FE03; // encodes 4 bytes, the record has 12
+inline constexpr uint32_t kCmaAllocate = 0xC004FE03; // encodes a size of 4 bytes, but the record has 12
 inline constexpr uint32_t kCmaEnablePmu = 0xFE04;
 
 struct CmaAllocRequest {

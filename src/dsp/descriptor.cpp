@@ -1,4 +1,5 @@
-// Addresses between this process and the hardware: single ones, and those inside the queue manager's descriptors.
+// Translation of addresses between this process and the hardware: single ones, and those inside the queue manager's
+// descriptors.
 #include <ddal/osal.h>
 
 #include <cstddef>
@@ -49,7 +50,7 @@ bool is_whole_descriptor(uint32_t virt)
     return regions_hold(virt & ~kHandleHints, sizeof(HostDescriptor));
 }
 
-// No chain without a loop is longer than this.
+// Limits the length of a chain: a longer one has a loop.
 uint32_t descriptors_in_regions()
 {
     uint32_t count = 0;
@@ -88,7 +89,7 @@ bool convert_buffers(HostDescriptor *desc)
     return true;
 }
 
-// Converts every pointer of the chain that starts at `desc`. What was converted before a failure stays converted.
+// Converts every pointer of the chain that starts at `desc`. Pointers converted before a failure stay converted.
 template <typename Direction>
 bool convert_chain(HostDescriptor *desc)
 {

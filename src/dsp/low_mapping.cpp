@@ -7,7 +7,7 @@ namespace ddal::dsp {
 
 namespace {
 
-// On a 64-bit host the kernel must be asked for a low address; a 32-bit one has no other.
+// A 64-bit kernel maps at a low address only on request. A 32-bit process has no other addresses.
 #ifdef MAP_32BIT
 constexpr int kMapFlags = MAP_SHARED | MAP_32BIT;
 #else

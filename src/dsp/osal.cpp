@@ -126,7 +126,7 @@ void Osal_qmssCsExit(void *)
         osal_log("failure unlocking QMSS semaphore, %m");
 }
 
-// kept: for the security accelerator the "Mt" pair is the one between processes, the plain pair the one between threads
+// kept: for the security accelerator the "Mt" pair excludes other processes, the plain pair other threads
 void Osal_saMtCsEnter(uint32_t *)
 {
     if (!on_semaphore(sem_wait, sa_semaphore))
@@ -176,8 +176,7 @@ void Osal_paMtCsExit(uint32_t)
         osal_log("failure unlocking PA mutex, %m");
 }
 
-// The accumulator functions of newer drivers: one process owns the accumulators, so threads are all there is to keep
-// apart.
+// Accumulator functions of newer drivers. One process owns the accumulators, so the lock excludes only other threads.
 void *Osal_qmssAccCsEnter(void)
 {
     if (!on_mutex(pthread_mutex_lock, &qmss_mutex))
@@ -193,7 +192,8 @@ void Osal_qmssAccCsExit(void *)
 
 void *Osal_qmssMemBarrier(uint32_t, void *desc)
 {
-    // The other side is hardware, so the builtin: a fence of the language may be weakened where only threads matter.
+    // The other side is hardware. A compiler may weaken a C++ fence that it proves useless between threads, but not
+    // this builtin.
     __sync_synchronize();
     return desc;
 }
@@ -245,7 +245,8 @@ void Osal_saLog(char *format, ...)
     va_end(arguments);
 }
 
-// Memory of the DMA regions is coherent with the hardware on this board: there is no cache to write back or invalidate.
+// Memory of the DMA regions is coherent with the hardware on this board, so there is no cache to write back or
+// invalidate.
 void Osal_cppiBeginMemAccess(void *, uint32_t) {}
 void Osal_cppiEndMemAccess(void *, uint32_t) {}
 void Osal_qmssBeginMemAccess(void *, uint32_t) {}

@@ -1,4 +1,4 @@
-// The adaptation callbacks write to the system log directly, with their own prefix.
+// The adaptation callbacks write to the system log directly, with a separate prefix.
 #pragma once
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// The DMA regions of this process: where each is mapped and at which physical address the hardware sees it.
+// The DMA regions of this process: the address of each mapping, and its physical address for the hardware.
 #pragma once
 
 #include <array>
@@ -43,7 +43,7 @@ inline bool region_virt_to_phy(uint32_t virt, uint32_t *phys)
     return false;
 }
 
-// Whether all of [virt, virt + length) lies inside one region.
+// Reports whether all of [virt, virt + length) lies inside one region.
 inline bool regions_hold(uint32_t virt, uint32_t length)
 {
     for (const Region &region : regions) {

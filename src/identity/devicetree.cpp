@@ -49,7 +49,7 @@ int read_sized_string(size_t *size, char *buf, const char *path)
 
 } // namespace
 
-// One operation a row: its name and the property it reads.
+// Each row defines one operation: its name and the property that it reads.
 #define BOARD_TEXT(operation, path)                                                                                    \
     int operation(uint32_t, size_t size, char *buf)                                                                    \
     {                                                                                                                  \
@@ -157,7 +157,8 @@ int ddal_devicetree_get_dsp_mask(uint32_t, uint32_t *mask, uint32_t *count)
     if (result != 0)
         return log_error(result, "Unknown error\n");
 
-    // calloc refuses a count whose size in bytes overflows; one cell at least, because calloc(0) may yield NULL.
+    // calloc refuses a count whose size in bytes overflows. Allocates at least one cell, because calloc(0) may return
+    // NULL.
     const std::unique_ptr<uint32_t, decltype(&free)> cells{
         static_cast<uint32_t *>(calloc(n != 0 ? n : 1, sizeof(uint32_t))), free};
     if (!cells)

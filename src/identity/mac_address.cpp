@@ -1,4 +1,4 @@
-// MAC addresses: which property belongs to which network interface on which board type.
+// MAC addresses: the property of each network interface on each board type.
 #include <ddal/devicetree.h>
 
 #include <array>
@@ -49,7 +49,7 @@ constexpr size_t kVirtualPrefixLength = sizeof kVirtualPrefix - 1;
 constexpr const char *kVirtualPool = "/proc/device-tree/virtual-mac-pool/virtual-mac";
 constexpr size_t kVirtualPathSize = 70;
 
-// Backhaul 3 of raw type 6 or 7: its port takes the place of the first one.
+// Reports whether backhaul 3 has raw type 6 or 7: its port then takes the place of the first one.
 constexpr bool is_alternate(int board, uint32_t backhaul_3_type)
 {
     return board != ddal::identity::kBoardTypeMbo && (backhaul_3_type & ~UINT32_C(0x10)) == 0x60;
@@ -67,7 +67,7 @@ void add_to(MacAddress &mac, unsigned carry)
 
 int read_address(const char *path, unsigned add, uint8_t *mac)
 {
-    char text[std::tuple_size_v<MacAddress> + 1] = {}; // the reader ends what it read with a NUL
+    char text[std::tuple_size_v<MacAddress> + 1] = {}; // the reader ends the text with a NUL
     const int result = ddal_common_read_string(sizeof text, text, path);
     if (result != 0)
         return result;
@@ -104,7 +104,7 @@ int ddal_devicetree_get_mac_addr(uint32_t, const char *ifname, uint8_t mac[6])
 {
     const int board = ddal_unit_get_board();
     std::span<const MacSource> sources = kBoard5Sources;
-    if (board != ddal::identity::kBoardType5) { // an unknown board type is one of the others
+    if (board != ddal::identity::kBoardType5) { // an unknown board type counts as one of the others
         uint32_t backhaul_3_type = 0;
         const int result = ddal_devicetree_get_user_defined_a_backhaul_3_type(&backhaul_3_type);
         if (result != 0)

@@ -23,7 +23,7 @@ int ddal_cpld_read(uint32_t address, uint8_t *value)
 
     const ssize_t n = ddal::core::ddal_common_pread_all(fd.get(), value, sizeof *value, address);
     if (n >= 0)
-        errno = 0; // an interrupted read that was carried on leaves EINTR behind
+        errno = 0; // an interrupted and continued read leaves EINTR behind
     if (n != sizeof *value)
         return log_errno_or(-EFAULT, "pread failed: %m\n");
     return 0;

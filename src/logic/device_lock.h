@@ -6,8 +6,8 @@
 
 namespace ddal::logic {
 
-// Waits for the lock on construction. Released explicitly: closing the descriptor would not do where a child of the
-// process still shares it.
+// Waits for the lock on construction. Releases it explicitly: a close would leave it to a child of the process that
+// still shares the descriptor.
 class DeviceLock {
 public:
     explicit DeviceLock(int fd) : fd_(fd)
@@ -27,7 +27,7 @@ public:
         errno = saved_errno;
     }
 
-    // False, with errno, if the lock could not be had.
+    // False with errno if the lock could not be taken.
     explicit operator bool() const { return held_; }
 
 private:

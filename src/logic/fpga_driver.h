@@ -1,4 +1,4 @@
-// What the FPGA kernel drivers offer: nodes, attributes, requests and records, the same on every target.
+// Interface of the FPGA kernel drivers: nodes, attributes, requests and records, the same on every target.
 #pragma once
 
 #include <cstddef>

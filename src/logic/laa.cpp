@@ -33,7 +33,7 @@ HeapPtr<T> allocate()
     return HeapPtr<T>{static_cast<T *>(malloc(sizeof(T))), free};
 }
 
-// Frees the caller's descriptor and clears his pointer, however the close ends.
+// Frees the caller's descriptor and sets the caller's pointer to NULL, even when the close fails.
 template <typename T>
 int close_and_free(T **desc)
 {
@@ -61,7 +61,7 @@ int ddal_rf_fpga_laa_wait(int fd, struct ddal_rf_fpga_laa_record *record)
     ddal_rf_fpga_laa_record received;
     const ssize_t n = ddal_common_read_all(fd, &received, sizeof received);
     if (n >= 0)
-        errno = 0; // an interrupted read that was carried on leaves EINTR behind
+        errno = 0; // an interrupted and continued read leaves EINTR behind
     if (n != sizeof received)
         return log_errno("read from /dev/fpga_laa failed: %m\n");
     *record = received;
@@ -151,7 +151,7 @@ int ddal_rf_fpga_laa_dfs_wait(struct ddal_rf_fpga_laa_dfs *desc)
         return log_errno("read from /dev/fpga_laa_dfs%d failed: %m\n", static_cast<int>(desc->event));
     if (n != sizeof event)
         return log_error(DDAL_ERR_FAILURE, "data is not available\n");
-    desc->event = event; // kept: callers read the event where the channel's index was
+    desc->event = event; // kept: callers read the event from the member that held the channel's index
     return 0;
 }
 
@@ -211,7 +211,7 @@ int ddal_rf_fpga_laa_sas_wait(struct ddal_rf_fpga_laa_sas *desc)
         signalled = poll(&channel, 1, -1);
     while (signalled < 0 && errno == EINTR);
 
-    // Without priority input it was the descriptor that ended the wait: not open, or its device gone.
+    // Without priority input the descriptor has ended the wait: it is not open, or its device is gone.
     if (signalled >= 0 && (channel.revents & POLLPRI) == 0) {
         errno = (channel.revents & POLLNVAL) != 0 ? EBADF : EIO;
         signalled = -1;

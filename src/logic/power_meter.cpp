@@ -108,7 +108,7 @@ int ddal_fpga_rf_pwr_wait(int fd, uint32_t data[11])
     PowerMeterRecord record;
     const ssize_t n = ddal::core::ddal_common_read_all(fd, &record, sizeof record);
     if (n >= 0)
-        errno = 0; // an interrupted read that was carried on leaves EINTR behind
+        errno = 0; // an interrupted and continued read leaves EINTR behind
     if (n != sizeof record)
         return log_errno("RF Power Meter data read error: %m\n");
     unpack(record, data);

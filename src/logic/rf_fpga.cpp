@@ -47,7 +47,7 @@ bool is_behind_spi(uint32_t devid)
     return devid >= 1 && devid <= kRfFpgaLastDevice;
 }
 
-// Passes one request to a device. The lines carry the name of the public operation.
+// Passes one request to a device. Logs under the name of the public operation.
 int request(const char *function, uint32_t devid, int flags, uint32_t number, FpgaRegRequest *record)
 {
     const NodeName node{devid};
@@ -81,7 +81,7 @@ int lock(int fd, int operation)
     return result;
 }
 
-// The read-modify-write itself, under the lock.
+// Reads, modifies and writes the block. The caller holds the lock.
 int rewrite_block(int fd, uint32_t address, uint8_t *block, uint32_t len, const uint8_t *clear, const uint8_t *set)
 {
     int n = ddal_rf_fpga_read_fd(fd, address, len, block);
@@ -178,7 +178,7 @@ int ddal_rf_fpga_masked_write(uint32_t address, uint32_t mask, uint32_t value, u
         return log_errno("can't open device %s: %m\n", node.get());
     FpgaRegRequest record{0, address, mask, value};
     if (ioctl(fd.get(), kFpgaRegMaskedWrite, &record) != 0)
-        return log_error(DDAL_ERR_FAILURE, "ioctl failed: %m\n"); // kept: not the errno
+        return log_error(DDAL_ERR_FAILURE, "ioctl failed: %m\n"); // kept: a fixed code instead of the errno
     return 0;
 }
 

@@ -1,11 +1,11 @@
-// Parts of the RF FPGA channels that other files and tests reach.
+// Operations on the RF FPGA channels that other files and tests use.
 #pragma once
 
 struct ddal_rf_fpga_laa_sas;
 
 namespace ddal::logic {
 
-// Stores whether the main FPGA is of type C5. Returns 0 or -1001.
+// Stores whether the main FPGA is of type C5. Returns 0 or DDAL_ERR_FAILURE.
 int check_if_board_is_with_c5(int *with_c5);
 
 // Opens a SAS channel by the name of its node.

@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t kLinkTextSize = 255;
 
-// Closes `fd` if it is the attribute of that name. The lines carry the name of the public operation.
+// Closes `fd` if it is the attribute of that name. Logs under the name of the public operation.
 int close_attribute(const char *function, int fd, const char *name)
 {
     char path[kLinkTextSize + 1];

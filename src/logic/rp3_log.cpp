@@ -25,14 +25,14 @@ constexpr mode_t kFileMode = 0666;
 constexpr mode_t kSemaphoreMode = 0666;
 constexpr unsigned kSemaphoreFree = 1;
 
-// No link in place of a file is followed: where others may write to the folder, it could lead to any file.
+// Does not follow a link in place of a file: where others may write to the folder, it could lead to any file.
 UniqueStream open_file(const char *path, int flags, const char *mode)
 {
     return UniqueStream::from(UniqueFd{open(path, flags | O_NOFOLLOW | O_CLOEXEC, kFileMode)}, mode);
 }
 
-// The log, open for appending. While it is open its lock tells others that a live process has the semaphore; nobody
-// waits for the lock, and without it the entry is written all the same.
+// Opens the log for appending. The lock on the open log shows others that a live process has the semaphore. Does not
+// wait for the lock, and needs no lock to write the entry.
 FILE *open_log()
 {
     UniqueStream log = open_file(kLinkLog, O_WRONLY | O_APPEND | O_CREAT, "a");
@@ -41,7 +41,7 @@ FILE *open_log()
     return log.release();
 }
 
-// 0, or -1 with errno.
+// Copies the rest of `from`. Returns 0, or -1 with errno.
 int copy_rest(FILE *from, FILE *to)
 {
     char block[kCopyBlock];
@@ -50,11 +50,11 @@ int copy_rest(FILE *from, FILE *to)
         if (write_stream(to, block, n) != n)
             return -1;
     }
-    // On the disk before it takes the log's place: a power cut would leave an empty log otherwise.
+    // Synced before it takes the log's place: a power cut could otherwise leave an empty log.
     return ferror(from) || flush_stream(to) != 0 || fsync(fileno(to)) != 0 ? -1 : 0;
 }
 
-// errno survives: the caller's line tells why.
+// Keeps errno for the caller's log line.
 void remove_temporary()
 {
     const int saved_errno = errno;
@@ -62,7 +62,7 @@ void remove_temporary()
     errno = saved_errno;
 }
 
-// Copies the log from `skip` on into the temporary file; where that fails, no temporary file stays behind.
+// Copies the log from offset `skip` on into the temporary file. Leaves no temporary file behind on failure.
 int write_temporary(off_t skip)
 {
     const UniqueStream from = open_file(kLinkLog, O_RDONLY, "r");
@@ -70,7 +70,7 @@ int write_temporary(off_t skip)
         log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLog);
         return DDAL_ERR_FAILURE;
     }
-    unlink(kLinkLogTemporary); // of a process that was killed
+    unlink(kLinkLogTemporary); // left by a killed process
     const UniqueStream to = open_file(kLinkLogTemporary, O_WRONLY | O_CREAT | O_EXCL, "w");
     if (!to) {
         log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLogTemporary);
@@ -157,7 +157,7 @@ int append_link_log(const char *event, const char *text)
     int result;
     if (TEMP_FAILURE_RETRY(sem_wait(semaphore)) == 0) {
         result = append_locked(event, text);
-    } else { // kept: the semaphore is posted all the same
+    } else { // kept: the semaphore is posted even after a failed wait
         log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore wait error: %m\n");
         result = DDAL_ERR_FAILURE;
     }

@@ -11,14 +11,14 @@ namespace ddal::logic {
 
 inline constexpr const char *kLinkLog = DDAL_RP3_LINK_LOG;
 inline constexpr const char *kLinkLogTemporary = "/var/log/kvbinit.log.tmp";
-inline constexpr size_t kLinkLogLimit = 102400; // bytes; what an entry adds beside its two texts is not counted
+inline constexpr size_t kLinkLogLimit = 102400; // bytes; of an entry only its two texts count
 inline constexpr const char *kLinkLogSemaphore = DDAL_RP3_LINK_LOG_SEMAPHORE;
 
-// Appends an entry, cutting the oldest bytes off first where it would not fit. Returns 0 or -1001.
+// Appends an entry. Cuts off the oldest bytes first if the entry would not fit. Returns 0 or DDAL_ERR_FAILURE.
 int append_link_log(const char *event, const char *text);
 
-// Cuts the log so that `add_len` bytes more stay within the limit. `*log` is the log open for appending and is again
-// afterwards; after a failure it may be null. Returns 0 or -1001.
+// Cuts the log so that `add_len` bytes more stay within the limit. `*log` is the log, open for appending before and
+// after the call; after a failure it may be null. Returns 0 or DDAL_ERR_FAILURE.
 int resize_log_file(FILE **log, size_t add_len);
 
 } // namespace ddal::logic

@@ -10,7 +10,7 @@ struct LabelledRegister {
     const char *label;
 };
 
-// The first of the snapshot: without it there is none.
+// First register of the snapshot. If it cannot be read, no snapshot is made.
 inline constexpr LabelledRegister kRp1SfnStatus = {0x00140900, "RP1 and SFN status"};
 inline constexpr uint32_t kRp1SfnStatusGood = 0x7; // all of these bits are set on a healthy link
 
@@ -34,7 +34,7 @@ inline constexpr LabelledRegister kAifCommon[] = {
     {0x01F4C000, "TM_LK_CFG"},
 };
 
-// Which two links of the antenna interface are wired depends on the board type.
+// The board type decides which two links of the antenna interface are wired.
 inline constexpr int kBoardsWithUpperLinks[] = {4, 6, 8, 9};
 
 struct LinkRegister {

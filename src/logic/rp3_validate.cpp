@@ -30,7 +30,7 @@ void append_line(char *text, size_t text_len, uint32_t address, uint32_t value, 
     ddal_common_scnprintf(text + used, text_len - used, "0x%08X <0x%08X> - %s\n", address, value, label);
 }
 
-// The lines as they come, and whether the links are healthy.
+// Collects the lines of a snapshot and the health of the links.
 class Snapshot {
 public:
     int take();
@@ -105,7 +105,8 @@ int Snapshot::take()
 int sprintf_read_fpga_reg(char *text, size_t text_len, uint32_t address, const char *label, uint32_t *value)
 {
     *value = 0;
-    // kept: only the library's own code counts as a failed read; after an errno the line shows what the call left
+    // kept: only DDAL_ERR_FAILURE counts as a failed read. After a negative errno the line shows the value that the
+    // call left.
     if (ddal_fpga_read(address, value) == DDAL_ERR_FAILURE)
         return log_error(DDAL_ERR_FAILURE, "Reading FPGA register 0x%08X failed.\n", address);
     append_line(text, text_len, address, *value, label);
@@ -139,7 +140,7 @@ int ddal_rp3_validate_aif(const char *event, int write_log, char *text, size_t t
 {
     Snapshot snapshot;
     const int result = snapshot.take();
-    if (result != 0 && snapshot.text()[0] == '\0') // not even the first register
+    if (result != 0 && snapshot.text()[0] == '\0') // even the first register could not be read
         return result;
 
     if (text)

@@ -1,4 +1,4 @@
-// The periodic slow measurement report: announced by its own driver, read from registers of the main FPGA.
+// The periodic slow measurement report. Its driver announces it, and registers of the main FPGA hold it.
 #include <ddal/rf_fpga.h>
 
 #include <atomic>
@@ -34,7 +34,7 @@ namespace {
 constexpr uint32_t kMagic = 0xFEEDFACE;
 constexpr int kVersionRead = 1; // success value of ddal_fpga_get_version
 
-// A board keeps its kind of FPGA: once seen, the address table of the C5 stays in use for the life of the process.
+// A board keeps its type of FPGA: once a C5 was seen, its address table stays in use for the life of the process.
 std::atomic<bool> c5_seen{false};
 
 int check_descriptor_as(const char *function, const ddal_rf_fpga_slow_meas *desc)
@@ -62,7 +62,7 @@ namespace ddal::logic {
 int check_if_board_is_with_c5(int *with_c5)
 {
     uint32_t version = 0;
-    errno = 0; // a register that came short leaves none of its own
+    errno = 0; // a short register read does not set errno
     if (ddal_fpga_get_version(&version) != kVersionRead)
         return log_error(DDAL_ERR_FAILURE, "Getting fpga version error %m\n");
     *with_c5 = (version & kC5Version) == kC5Version;
@@ -104,7 +104,7 @@ int ddal_rf_fpga_slow_meas_report_set_period(struct ddal_rf_fpga_slow_meas *desc
     int with_c5;
     if (check_if_board_is_with_c5(&with_c5) != 0)
         return log_error(DDAL_ERR_FAILURE, "Error checking board\n");
-    if (with_c5) { // kept: before any check of the arguments
+    if (with_c5) { // kept: comes before every check of the arguments
         log_line(LOG_INFO, "Function executed but set nothing because the board is with C5 FPGA\n");
         return 0;
     }

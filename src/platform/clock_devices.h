@@ -12,8 +12,9 @@ inline constexpr const char *kPpsNode = "/dev/pps/fpga-pps";
 inline constexpr const char *kJitterCleanerStatus = "/sys/class/cpld-usr/cpld-usr/jcstat";
 inline constexpr const char *kJitterCleanerNode = "/dev/spidev2.1";
 
-// The uptime daemon: a sequenced-packet socket in the abstract name space (the name follows a NUL byte and is padded
-// with NUL bytes to the full address size). It sends one 64-bit count of milliseconds to whoever connects.
+// The uptime daemon: a sequenced-packet socket in the abstract name space. The name follows a NUL byte and is padded
+// with NUL bytes to the full address size. The daemon sends one 64-bit count of milliseconds to each client that
+// connects.
 inline constexpr char kUptimeSocketName[] = "/uptimed";
 
 } // namespace ddal::platform

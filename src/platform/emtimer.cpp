@@ -20,7 +20,7 @@ namespace {
 
 constexpr ddal_emtimer_setting kNoSetting{};
 
-// The process's descriptor; once there, its number never changes, so that no thread ever uses a closed one.
+// The descriptor of the process. Its number never changes once it is open, so that no thread uses a closed one.
 std::atomic<int> timer_fd{-1};
 
 int install(UniqueFd fresh)

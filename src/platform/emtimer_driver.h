@@ -1,4 +1,4 @@
-// What the FPGA's timer driver offers: node, requests and records, the same on every target.
+// Interface of the FPGA's timer driver: node, requests and records, the same on every target.
 #pragma once
 
 #include <cstdint>

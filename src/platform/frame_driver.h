@@ -1,4 +1,4 @@
-// What the FPGA's frame driver offers: node, requests and the page it publishes once per radio frame.
+// Interface of the FPGA's frame driver: node, requests and the page that it publishes once per radio frame.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@ namespace ddal::platform {
 
 inline constexpr const char *kFrameNode = "/dev/fpga_frame";
 
-inline constexpr uint32_t kFrameWaitNext = 0xE560; // argument passed through from the caller
+inline constexpr uint32_t kFrameWaitNext = 0xE560; // the caller's argument is passed through
 inline constexpr uint32_t kFrameWaitFor =
     0x4004E561; // argument: pointer to the 32-bit frame number; EAGAIN: no frame count
 

@@ -18,7 +18,7 @@ namespace {
 constexpr uint32_t kOnlyDevice = 0;
 constexpr size_t kNumberTextSize = 32;
 
-// Reads one signed decimal number; false with errno where there is none.
+// Reads one signed decimal number. Returns false with errno if there is none.
 bool read_number(int fd, int32_t *number)
 {
     char text[kNumberTextSize];

@@ -42,7 +42,7 @@ int write_colour(uint32_t led_id, uint32_t colour)
     return write_ddal_led(fd.get(), led_id, token);
 }
 
-// The tool keeps an LEDs-off flag, hence the inverse.
+// The tool stores an LEDs-off flag, hence the inverse.
 int persist_global_state(bool enabled)
 {
     const int result = core::code_of(run_program(kDeviceTreeTool, "set_led", enabled ? "0" : "1"));

@@ -1,4 +1,4 @@
-// The unit's run-time clock, asked of the uptime daemon.
+// The unit's run-time clock, requested from the uptime daemon.
 #include <ddal/pm.h>
 
 #include <cerrno>
@@ -21,7 +21,7 @@ namespace {
 constexpr timeval kAnswerTimeout{.tv_sec = 30, .tv_usec = 0};
 constexpr uint64_t kMillisecondsPerDay = 86'400'000;
 
-// The full address size counts: the padding is part of an abstract name.
+// Passes the full address size: the padding is part of an abstract name.
 bool connect_to_daemon(int fd)
 {
     sockaddr_un address{};
@@ -37,7 +37,7 @@ int64_t now_ms()
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-// The socket's own time limit begins anew with each call, so what a signal has left of it is waited for by poll.
+// The socket's time limit begins anew with each call, so after a signal poll waits for the time that is left.
 ssize_t receive_answer(int fd, void *answer, size_t size)
 {
     const int64_t end = now_ms() + kAnswerTimeout.tv_sec * 1000;
@@ -69,7 +69,7 @@ int ddal_pm_get_runtimeclock(uint32_t *millisec, uint32_t *days)
         return log_errno("socket: %m\n");
 
     uint64_t count;
-    uint8_t answer[sizeof count + 1]; // one byte more, so that an answer that is too long is noticed
+    uint8_t answer[sizeof count + 1]; // one byte more reveals an answer that is too long
     errno = 0;
     if (receive_answer(fd.get(), answer, sizeof answer) != sizeof count)
         return log_errno("recv: %m\n");

@@ -1,4 +1,4 @@
-// Radio frame number and frame-locked clocks: the frame driver's page, read without locks and extrapolated from the
+// Radio frame number and frame-locked clocks. Reads the frame driver's page without locks and extrapolates from the
 // processor's counter.
 #include <ddal/clock.h>
 #include <ddal/sfn.h>
@@ -26,13 +26,13 @@ struct Timestamp {
 };
 
 struct Snapshot {
-    uint64_t counter; // 0: none taken
+    uint64_t counter; // 0: no snapshot taken
     uint64_t bcn;
     Timestamp monotonic;
     Timestamp real;
 };
 
-// Takes the place of a sub-frame offset.
+// Stands for a sub-frame offset where there is none.
 constexpr uint32_t kNoFrameInfo = UINT32_MAX;
 
 constexpr uint32_t kNanosecondsPerSecond = 1'000'000'000;
@@ -43,8 +43,8 @@ const FramePage *frame_page;
 
 constinit thread_local Snapshot cache{};
 
-// Acquire on every word: the sequence word is then read again after them, which a fence would ensure as well, but not
-// in a way that a thread checker understands.
+// Acquires on every word, so that the sequence word is read again after the others. A fence would ensure that as well,
+// but thread checkers do not understand it.
 uint32_t load(const uint32_t &word)
 {
     return __atomic_load_n(&word, __ATOMIC_ACQUIRE);
@@ -120,7 +120,7 @@ void advance(Timestamp &time, uint32_t sec, uint32_t nsec)
     ts->tv_nsec = static_cast<long>(time.nsec);
 }
 
-// The driver's time of the frame start plus the offset.
+// Stores the driver's time of the frame start plus the offset.
 [[gnu::always_inline]] inline int store_clock(const Timestamp &frame_start, uint32_t offset, timespec *ts)
 {
     constexpr uint64_t kNanosecondsPerUnit = 0xD0555555; // 1 / 1.2288 in units of 2^-32

@@ -5,7 +5,8 @@
 
 namespace ddal::platform {
 
-// Null for an unknown identifier; only a known one makes the board type be read.
+// Finds the cage of a known identifier by the board type. Returns null for an unknown one, without reading the board
+// type.
 const SfpCage *find_sfp_cage(uint32_t sfpId);
 
 } // namespace ddal::platform

@@ -14,7 +14,7 @@ namespace ddal::platform {
 
 namespace {
 
-constexpr uint32_t kMonitoringType = 92; // in the identification memory
+constexpr uint32_t kMonitoringType = 92; // offset in the identification memory
 constexpr uint8_t kLegacyAddressing = 0x80;
 constexpr uint8_t kDiagnosticsImplemented = 0x40;
 constexpr uint8_t kInternallyCalibrated = 0x20;
@@ -41,7 +41,7 @@ int internal_calibration_get(uint32_t sfpId, int *internal)
 namespace {
 
 // Offsets in the diagnostics memory.
-constexpr uint32_t kRxPowerCoefficients = 56; // five, the highest power first
+constexpr uint32_t kRxPowerCoefficients = 56; // five coefficients, the highest power first
 constexpr uint32_t kAlarmFlags = 112;
 constexpr uint32_t kWarningFlags = 116;
 
@@ -50,7 +50,7 @@ struct Quantity {
     bool is_signed;
     float unit;      // one step of a calibrated measurement
     uint32_t slope;  // offsets of the constants of external calibration
-    uint32_t offset; // 0: none, the received power has a polynomial
+    uint32_t offset; // 0: none, because the received power uses a polynomial
 };
 
 // By DDAL_SFP_DIAG_*.

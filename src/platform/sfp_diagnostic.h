@@ -5,7 +5,7 @@
 
 namespace ddal::platform {
 
-// *internal: 1 when the module reports calibrated values, 0 when its raw values need its calibration constants.
+// Stores 1 when the module reports calibrated values, 0 when its raw values need its calibration constants.
 int internal_calibration_get(uint32_t sfpId, int *internal);
 
 } // namespace ddal::platform

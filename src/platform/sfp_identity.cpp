@@ -29,7 +29,7 @@ int read_field(uint32_t sfpId, Field field, void *buffer, uint32_t length)
     return ddal_sfp_memory_read(sfpId, DDAL_SFP_MEMORY_ID, field, buffer, length);
 }
 
-// The NUL is written after a failed read, too.
+// Writes the NUL even after a failed read.
 int read_text(uint32_t sfpId, Field field, char *text, uint32_t length)
 {
     const int result = read_field(sfpId, field, text, length);

@@ -25,7 +25,8 @@ constexpr size_t kTextLength = 4;
 constexpr unsigned long kLineLimit = 256;
 
 struct Control {
-    const char *attribute; // null: a bit of the diagnostics memory, which cannot be set here
+    // An attribute of null means a bit of the diagnostics memory, which cannot be set here.
+    const char *attribute;
     uint8_t offset;
     uint8_t length; // bytes to read from there; the bit is in the first
     uint8_t mask;
@@ -44,7 +45,7 @@ constexpr Control kControls[] = {
 };
 static_assert(std::size(kControls) == DDAL_SFP_CTRL_SOFT_RATE_SELECT_1 + 1);
 
-// Logs under the name of the function that wants the path.
+// Logs under the name of the function that needs the path.
 int make_line_path(uint32_t sfpId, const char *attribute, char (&path)[kPathSize], const char *function)
 {
     const SfpCage *cage = find_sfp_cage(sfpId);
@@ -189,7 +190,8 @@ int ddal_sfp_status_event_open(uint32_t sfpId, uint32_t status, int32_t *fd)
 int ddal_sfp_status_event_get(int fd, uint32_t *value)
 {
     char text[kTextLength + 1] = {};
-    // One read only: a second one, to find the end, would take the notice of a change that the first has not seen.
+    // Reads only once: a second read, to find the end, would consume the notice of a change that the first one has not
+    // seen.
     const ssize_t n = TEMP_FAILURE_RETRY(pread(fd, text, kTextLength, 0));
     if (n < 0)
         return -errno;

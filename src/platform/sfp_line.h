@@ -10,7 +10,7 @@ int ddal_sfp_read_file(uint32_t sfpId, const char *attribute, char text[5]);
 
 int ddal_sfp_write_file(uint32_t sfpId, const char *attribute, char character);
 
-// 0 when `ctrl` can be set and takes `value`.
+// Checks that `ctrl` can be set to `value`. Returns 0 if so.
 int validate_sfp_ctrl_value(uint32_t ctrl, uint32_t value);
 
 } // namespace ddal::platform

@@ -31,7 +31,7 @@ const SfpCage *find_sfp_cage(uint32_t sfpId)
 
 namespace {
 
-// errno is that of the transfer that moved `moved` bytes.
+// Returns the result of a transfer that moved `moved` bytes and left its errno.
 int transfer_result(ssize_t moved, uint32_t length)
 {
     if (moved < 0)

@@ -14,7 +14,7 @@ using ddal::core::run_program;
 
 namespace {
 
-// Two first pings at once may both start the service, which is harmless.
+// Two concurrent first pings may both start the service, which is harmless.
 std::atomic<bool> watchdog_service_started{false};
 
 } // namespace

@@ -24,7 +24,7 @@ constexpr const char *kImageRoot = "/ffs";
 constexpr char kImageName[] = "uImage";
 constexpr char kUbootName[] = "u-boot.img";
 
-// The three readers log under the name of the operation they serve.
+// The three readers log under the name of the operation that calls them.
 int read_text(const char *path, char (&text)[kTextSize], const char *function)
 {
     text[0] = '\0';

@@ -85,7 +85,7 @@ int ddal_boot_set_linux_active(uint32_t partition)
         return undone != 0 ? log_error(undone, "error %d\n", undone) : result;
     }
 
-    // From here on nothing is undone.
+    // From here on a failure undoes nothing.
     result = ddal_boot_set_reset_loop_count(0);
     if (result == 0)
         result = ddal_sysinfo_update_devicetree_to_flash();

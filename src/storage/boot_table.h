@@ -3,7 +3,7 @@
 
 namespace ddal::storage {
 
-// Settings that the boot loader passes on: one cell each, but for the version (text).
+// Settings that the boot loader passes on. Each is one cell, except the version, which is text.
 inline constexpr const char *kLinuxActiveCell = "/proc/device-tree/uboot/linux_active_partition";
 inline constexpr const char *kNetbootCell = "/proc/device-tree/uboot/netboot";
 inline constexpr const char *kUartCell = "/proc/device-tree/uboot/uart";

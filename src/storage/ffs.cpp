@@ -40,7 +40,7 @@ using namespace ddal::storage;
 
 namespace {
 
-constexpr size_t kTypeSize = 17; // of the caller's buffer
+constexpr size_t kTypeSize = 17; // size of the caller's buffer
 constexpr const char *kLuksType = "luks_ext4";
 constexpr const char *kPlainType = "ext4";
 constexpr size_t kMountEntrySize = 1024;
@@ -79,7 +79,7 @@ int ddal_ffs_get_fstype(uint32_t id, char *type)
     if (blkid_do_probe(probe.get()) != 0)
         return log_error(-ENOMEDIUM, "cannot probe %s\n", fs.partition);
     const char *found;
-    size_t size; // with the NUL
+    size_t size; // includes the NUL
     if (blkid_probe_lookup_value(probe.get(), "TYPE", &found, &size) != 0)
         return log_error(-EMEDIUMTYPE, "probe of %s is missing type\n", fs.partition);
     if (size >= kTypeSize)

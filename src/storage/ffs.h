@@ -7,10 +7,10 @@
 
 namespace ddal::storage {
 
-// 1 for the id of a flash file system, else 0.
+// Returns 1 for the id of a flash file system, otherwise 0.
 int ddal_ffs_id_is_valid(uint32_t id);
 
-// The row of a valid id.
+// Returns the row of a valid id.
 const FlashFileSystem &file_system(uint32_t id);
 
 // The argument that names a partition to the encryption tool.

@@ -1,4 +1,4 @@
-// The flash file systems and what they consist of.
+// The flash file systems, with their partitions and folders.
 #pragma once
 
 #include <cstdint>
