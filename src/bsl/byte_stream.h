@@ -27,10 +27,9 @@ protected:
     ByteStream &operator=(const ByteStream &) = default;
 };
 
+// Without a destructor to run: the process's clock stays usable for threads that still run while the process exits.
 class Clock {
 public:
-    virtual ~Clock() = default;
-
     // A free-running counter and its rate in Hz.
     virtual uint64_t ticks() = 0;
     virtual uint64_t frequency() = 0;
@@ -38,6 +37,7 @@ public:
 
 protected:
     Clock() = default;
+    ~Clock() = default;
     Clock(const Clock &) = default;
     Clock &operator=(const Clock &) = default;
 };

@@ -234,7 +234,14 @@ public:
     MemoryStream &operator=(const MemoryStream &) = delete;
 
     FILE *get() const { return stream_; }
-    bool close() { return fclose(std::exchange(stream_, nullptr)) == 0; }
+    bool close()
+    {
+        if (fclose(std::exchange(stream_, nullptr)) != 0)
+            return false;
+        if (!text_)
+            errno = ENOMEM; // closing trims the text to its length, and does not report a failure of that
+        return text_ != nullptr;
+    }
     std::string_view text() const { return {text_, length_}; }
     const char *c_str() const { return text_; }
 

@@ -6,7 +6,7 @@ usage: foreign_calls.py LIBDDAL TABLE
 Every undefined name of LIBDDAL is one of these: a stand-in of src/core/libc_calls.cpp serves it; TABLE calls it "guarded"
 (its callers hold a ForeignCall or a CancellationHold); TABLE calls it "plain" (it neither opens a descriptor nor is a
 cancellation point). Rows of TABLE are "NAME|PATTERN guarded|plain"; a name that stands there in full is not looked up
-among the patterns.
+among the patterns. Nothing registers a function for the end of the process.
 """
 import fnmatch
 import re
@@ -49,6 +49,8 @@ def faults(needed, stand_ins, table):
     for name in sorted(needed):
         kinds = [table[row] for row in sorted(table, key=len) if fnmatch.fnmatchcase(name, row)]
         kind = table.get(name) or (kinds[-1] if kinds else None)
+        if name in ("__cxa_atexit", "__aeabi_atexit", "atexit"):
+            yield f"{name}: an object of static lifetime has a destructor, and threads may use it while the process exits"
         if name in stand_ins:
             if table.get(name):
                 yield f"{name}: has a stand-in and a row in the table"
