@@ -15,6 +15,7 @@ namespace {
 
 constexpr uint32_t kServedSwitch = 2;
 constexpr int kBoardWithBroadcomSwitch = 9;
+constexpr uint32_t kHighestSvlan = 20;
 
 } // namespace
 
@@ -43,174 +44,126 @@ int admit_board_first(const char *caller, uint32_t sw)
     return -ENOSYS;
 }
 
-} // namespace ddal::ethswitch
+int admit_svlan(const char *caller, int refusal, uint32_t svlan)
+{
+    if (refusal != 0 || svlan <= kHighestSvlan)
+        return refusal;
+    log_line_as(LOG_ERR, caller, "S-VLAN %u is not supported (max S-VLAN ID = %u)\n", svlan, kHighestSvlan);
+    return -EOPNOTSUPP;
+}
 
-using ddal::ethswitch::admit;
+} // namespace ddal::ethswitch
 
 int ddal_eth_switch_set_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_port_egress_shaping_set(port, limit, burst);
-    return rc == 0 ? 0 : log_error(rc, "port %u egress shaping set error\n", port);
+    return on_switch(sw, ddal_bcm_port_egress_shaping_set(port, limit, burst), "port %u egress shaping set error\n",
+                     port);
 }
 
 int ddal_eth_switch_get_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_port_egress_shaping_get(port, limit, burst);
-    return rc == 0 ? 0 : log_error(rc, "port %u egress shaping get error\n", port);
+    return on_switch(sw, ddal_bcm_port_egress_shaping_get(port, limit, burst), "port %u egress shaping get error\n",
+                     port);
 }
 
 int ddal_eth_switch_set_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_port_ingress_limiting_set(port, limit, burst);
-    return rc == 0 ? 0 : log_error(rc, "port %u ingress limiting set error\n", port);
+    return on_switch(sw, ddal_bcm_port_ingress_limiting_set(port, limit, burst), "port %u ingress limiting set error\n",
+                     port);
 }
 
 int ddal_eth_switch_get_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_port_ingress_limiting_get(port, limit, burst);
-    return rc == 0 ? 0 : log_error(rc, "port %u ingress limiting get error\n", port);
+    return on_switch(sw, ddal_bcm_port_ingress_limiting_get(port, limit, burst), "port %u ingress limiting get error\n",
+                     port);
 }
 
 int ddal_eth_switch_get_port_cos_dropped_pkts(uint32_t sw, uint32_t port, uint32_t counters[6])
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_cos_dropped_pkts_get(port, counters);
-    return rc == 0 ? 0 : log_error(rc, "port %u CoS dropped packets get error\n", port);
+    return on_switch(sw, ddal_bcm_cos_dropped_pkts_get(port, counters), "port %u CoS dropped packets get error\n",
+                     port);
 }
 
 int ddal_eth_switch_set_port_cos_dropped_pkts(uint32_t sw, uint32_t port)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_cos_dropped_pkts_set(port);
-    return rc == 0 ? 0 : log_error(rc, "port %u CoS dropped packets set error\n", port);
+    return on_switch(sw, ddal_bcm_cos_dropped_pkts_set(port), "port %u CoS dropped packets set error\n", port);
 }
 
 int ddal_eth_switch_get_port_stats(uint32_t sw, uint32_t port, struct ddal_eth_switch_port_stats *stats)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_port_stats_get(port, stats);
-    return rc == 0 ? 0 : log_error(rc, "port %u statistics get error\n", port);
+    return on_switch(sw, ddal_bcm_port_stats_get(port, stats), "port %u statistics get error\n", port);
 }
 
 int ddal_eth_switch_set_synce_source(uint32_t sw, uint32_t port)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_set_synce_source(port);
-    return rc == 0 ? 0 : log_error(rc, "Setting synce source to port %u error\n", port);
+    return on_switch(sw, ddal_bcm_set_synce_source(port), "Setting synce source to port %u error\n", port);
 }
 
 int ddal_eth_switch_set_port_cosq_quanta(uint32_t sw, uint32_t port, const uint32_t quanta[8])
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_set_port_cosq_quanta(port, quanta);
-    return rc == 0 ? 0 : log_error(rc, "Setting cosq quanta error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_set_port_cosq_quanta(port, quanta), "Setting cosq quanta error on port %u\n", port);
 }
 
 int ddal_eth_switch_get_port_cosq_quanta(uint32_t sw, uint32_t port, uint32_t quanta[8])
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_get_port_cosq_quanta(port, quanta);
-    return rc == 0 ? 0 : log_error(rc, "Getting cosq quanta error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_get_port_cosq_quanta(port, quanta), "Getting cosq quanta error on port %u\n", port);
 }
 
 int ddal_eth_switch_set_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t mode)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_set_mapping_mode(port, mode);
-    return rc == 0 ? 0 : log_error(rc, "Setting mapping mode error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_set_mapping_mode(port, mode), "Setting mapping mode error on port %u\n", port);
 }
 
 int ddal_eth_switch_get_port_mapping_mode(uint32_t sw, uint32_t port, uint32_t *mode)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_get_mapping_mode(port, mode);
-    return rc == 0 ? 0 : log_error(rc, "Getting mapping mode error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_get_mapping_mode(port, mode), "Getting mapping mode error on port %u\n", port);
 }
 
 int ddal_eth_switch_set_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t queue)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_set_dscp_to_queue_mapping(port, dscp, queue);
-    return rc == 0 ? 0 : log_error(rc, "Setting DSCP to cosq mapping error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_set_dscp_to_queue_mapping(port, dscp, queue),
+                     "Setting DSCP to cosq mapping error on port %u\n", port);
 }
 
 int ddal_eth_switch_get_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t *queue)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_get_dscp_to_queue_mapping(port, dscp, queue);
-    return rc == 0 ? 0 : log_error(rc, "Getting DSCP to cosq mapping error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_get_dscp_to_queue_mapping(port, dscp, queue),
+                     "Getting DSCP to cosq mapping error on port %u\n", port);
 }
 
 int ddal_eth_switch_set_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t queue)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_set_pcp_to_queue_mapping(port, pcp, queue);
-    return rc == 0 ? 0 : log_error(rc, "Setting PCP to cosq mapping error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_set_pcp_to_queue_mapping(port, pcp, queue),
+                     "Setting PCP to cosq mapping error on port %u\n", port);
 }
 
 int ddal_eth_switch_get_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t *queue)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_get_pcp_to_queue_mapping(port, pcp, queue);
-    return rc == 0 ? 0 : log_error(rc, "Getting PCP to cosq mapping error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_get_pcp_to_queue_mapping(port, pcp, queue),
+                     "Getting PCP to cosq mapping error on port %u\n", port);
 }
 
 int ddal_eth_switch_set_port_default_cosq(uint32_t sw, uint32_t port, uint32_t queue)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_set_default_queue(port, queue);
-    return rc == 0 ? 0 : log_error(rc, "Setting default cosq error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_set_default_queue(port, queue), "Setting default cosq error on port %u\n", port);
 }
 
 int ddal_eth_switch_get_port_default_cosq(uint32_t sw, uint32_t port, uint32_t *queue)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_get_default_queue(port, queue);
-    return rc == 0 ? 0 : log_error(rc, "Getting default cosq error on port %u\n", port);
+    return on_switch(sw, ddal_bcm_get_default_queue(port, queue), "Getting default cosq error on port %u\n", port);
 }
 
 int ddal_eth_switch_enable_qos(uint32_t sw, uint32_t port)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_qos_enable(port);
-    return rc == 0 ? 0 : log_error(rc, "Enabling QoS port %u error\n", port);
+    return on_switch(sw, ddal_bcm_qos_enable(port), "Enabling QoS port %u error\n", port);
 }
 
 int ddal_eth_switch_disable_qos(uint32_t sw, uint32_t port)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_qos_disable(port);
-    return rc == 0 ? 0 : log_error(rc, "Disabling QoS port %u error\n", port);
+    return on_switch(sw, ddal_bcm_qos_disable(port), "Disabling QoS port %u error\n", port);
 }
 
 int ddal_eth_switch_get_qos_status(uint32_t sw, uint32_t port, uint32_t *status)
 {
-    if (const int refusal = admit(__func__, sw))
-        return refusal;
-    const int rc = ddal_bcm_qos_status(port, status);
-    return rc == 0 ? 0 : log_error(rc, "Getting QoS status port %u error\n", port);
+    return on_switch(sw, ddal_bcm_qos_status(port, status), "Getting QoS status port %u error\n", port);
 }

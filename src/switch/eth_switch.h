@@ -1,7 +1,9 @@
-// Who may use the switch's front end.
+// The front end of the switch: who may use it, and the body that its operations share.
 #pragma once
 
 #include <cstdint>
+
+#include "core/log.h"
 
 namespace ddal::ethswitch {
 
@@ -12,4 +14,34 @@ int verify_broadcom_support();
 int admit(const char *caller, uint32_t sw);
 int admit_board_first(const char *caller, uint32_t sw);
 
+// `refusal` unless that is 0; else 0, or -EOPNOTSUPP for an S-VLAN that the switch lacks.
+int admit_svlan(const char *caller, int refusal, uint32_t svlan);
+
+// The refusal, or the result of the call; a failed call is told.
+template <typename Call, typename Tell>
+int answer(int refusal, Call call, Tell tell)
+{
+    if (refusal != 0)
+        return refusal;
+    const int rc = call();
+    if (rc != 0)
+        tell(rc);
+    return rc;
+}
+
 } // namespace ddal::ethswitch
+
+// The body of an operation: admits its caller, makes `call`, and logs the text under the operation's name if that
+// fails. The arguments of the text may name the result, `rc`.
+#define on_switch(sw, call, format, ...)                                                                               \
+    answer_or_refuse(ddal::ethswitch::admit(__func__, (sw)), call, format, __VA_ARGS__)
+#define on_board_switch(sw, call, format, ...)                                                                         \
+    answer_or_refuse(ddal::ethswitch::admit_board_first(__func__, (sw)), call, format, __VA_ARGS__)
+#define on_svlan(refusal, svlan, call, format, ...)                                                                    \
+    answer_or_refuse(ddal::ethswitch::admit_svlan(__func__, (refusal), (svlan)), call, format, __VA_ARGS__)
+
+// __func__ is read outside the lambda, where it names the operation.
+#define answer_or_refuse(refusal, call, format, ...)                                                                   \
+    ddal::ethswitch::answer(                                                                                           \
+        (refusal), [&] { return call; },                                                                               \
+        [&, caller = __func__]([[maybe_unused]] int rc) { log_line_as(LOG_ERR, caller, format, __VA_ARGS__); })
