@@ -13,16 +13,11 @@ constexpr uint32_t kWithId = 1;
 constexpr uint32_t kWithMode = 4;
 constexpr int kParameter = -4;
 
-// Only ports of the switch's first bitmap word exist.
-int64_t word_of(const bcm_pbmp_t &ports)
-{
-    return ports.pbits[0];
-}
-
-bcm_pbmp_t set_of(int64_t word)
+bcm_pbmp_t set_of(const Answer &answer, size_t at)
 {
     bcm_pbmp_t ports{};
-    ports.pbits[0] = static_cast<uint32_t>(word);
+    for (uint32_t &word : ports.pbits)
+        word = static_cast<uint32_t>(answer.word(at++));
     return ports;
 }
 
@@ -138,17 +133,18 @@ int bcm_field_qualify_InPort_get(int unit, int entry, int *data, int *mask)
 
 int bcm_field_qualify_InPorts(int unit, int entry, bcm_pbmp_t data, bcm_pbmp_t mask)
 {
-    return qualify("bcm_field_qualify_InPorts", unit, entry, bcmFieldQualifyInPorts, word_of(data), word_of(mask));
+    std::vector<int64_t> in{unit, entry, bcmFieldQualifyInPorts};
+    append(in, data);
+    append(in, mask);
+    return ask("bcm_field_qualify_InPorts", in).result;
 }
 
 int bcm_field_qualify_InPorts_get(int unit, int entry, bcm_pbmp_t *data, bcm_pbmp_t *mask)
 {
-    int64_t words[2] = {};
-    const int result =
-        qualifier_of("bcm_field_qualify_InPorts_get", unit, entry, bcmFieldQualifyInPorts, &words[0], &words[1]);
-    *data = set_of(words[0]);
-    *mask = set_of(words[1]);
-    return result;
+    const Answer answer = ask("bcm_field_qualify_InPorts_get", {unit, entry, bcmFieldQualifyInPorts});
+    *data = set_of(answer, 0);
+    *mask = set_of(answer, std::size(data->pbits));
+    return answer.result;
 }
 
 int bcm_field_qualify_DstMac(int unit, int entry, uint8_t data[6], uint8_t mask[6])
@@ -203,13 +199,14 @@ int bcm_field_action_remove(int unit, int entry, bcm_field_action_t action)
 
 int bcm_field_action_ports_add(int unit, int entry, bcm_field_action_t action, bcm_pbmp_t ports)
 {
-    return put("bcm_field_action_ports_add", unit, entry, static_cast<int>(action), word_of(ports), 0);
+    std::vector<int64_t> in{unit, entry, action};
+    append(in, ports);
+    return ask("bcm_field_action_ports_add", in).result;
 }
 
 int bcm_field_action_ports_get(int unit, int entry, bcm_field_action_t action, bcm_pbmp_t *ports)
 {
-    int64_t word = 0;
-    const int result = get("bcm_field_action_ports_get", &word, unit, entry, static_cast<int>(action));
-    *ports = set_of(word);
-    return result;
+    const Answer answer = ask("bcm_field_action_ports_get", {unit, entry, action});
+    *ports = set_of(answer, 0);
+    return answer.result;
 }

@@ -1,6 +1,7 @@
 #include "daemon/models/field_rules.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "daemon/models/switch_words.h"
 
@@ -21,6 +22,22 @@ bool holds(const List &list, int64_t value)
     return std::find(std::begin(list), std::end(list), value) != std::end(list);
 }
 
+// The words of a set that hold ports, the one of the highest ports first.
+std::string set_text(const PortSet &set)
+{
+    SwitchWords words;
+    append(&words, set);
+    while (words.size() > 1 && words.back() == 0)
+        words.pop_back();
+    std::string text = "0x";
+    char word[16];
+    for (size_t i = words.size(); i-- > 0;) {
+        snprintf(word, sizeof word, "%08x", static_cast<unsigned>(words[i]));
+        text += word;
+    }
+    return text;
+}
+
 } // namespace
 
 struct FieldRules::Handler {
@@ -39,24 +56,24 @@ const FieldRules::Handler FieldRules::kHandlers[] = {
     {"bcm_field_entry_multi_get", 3, &FieldRules::list_entries},
     {"bcm_field_entry_prio_set", 3, &FieldRules::set_priority},
     {"bcm_field_qualify_clear", 2, &FieldRules::qualify_clear},
-    {"bcm_field_qualify_InPort", 5, &FieldRules::qualify}, // entry, qualifier, data, mask
-    {"bcm_field_qualify_InPorts", 5, &FieldRules::qualify},
+    {"bcm_field_qualify_InPort", 5, &FieldRules::qualify},         // entry, qualifier, data, mask
+    {"bcm_field_qualify_InPorts", 19, &FieldRules::qualify_ports}, // entry, qualifier, two sets
     {"bcm_field_qualify_DstMac", 5, &FieldRules::qualify},
     {"bcm_field_qualify_EtherType", 5, &FieldRules::qualify},
     {"bcm_field_qualify_VlanFormat", 5, &FieldRules::qualify},
     {"bcm_field_qualify_InPort_get", 3, &FieldRules::qualifier_get},
-    {"bcm_field_qualify_InPorts_get", 3, &FieldRules::qualifier_get},
+    {"bcm_field_qualify_InPorts_get", 3, &FieldRules::ports_qualifier_get},
     {"bcm_field_qualify_DstMac_get", 3, &FieldRules::qualifier_get},
     {"bcm_field_qualify_EtherType_get", 3, &FieldRules::qualifier_get},
     {"bcm_field_qualify_VlanFormat_get", 3, &FieldRules::qualifier_get},
     {"bcm_field_action_add", 5, &FieldRules::add_action},
-    {"bcm_field_action_ports_add", 5, &FieldRules::add_action},
+    {"bcm_field_action_ports_add", 11, &FieldRules::add_ports_action}, // entry, action, a set
     {"bcm_field_action_get", 3, &FieldRules::get_action},
-    {"bcm_field_action_ports_get", 3, &FieldRules::get_action},
+    {"bcm_field_action_ports_get", 3, &FieldRules::get_ports_action},
     {"bcm_field_action_remove", 3, &FieldRules::remove_action},
 };
 
-SwitchWords FieldRules::call(const std::string &name, const SwitchWords &in, PortSet ports)
+SwitchWords FieldRules::call(const std::string &name, const SwitchWords &in, const PortSet &ports)
 {
     ports_ = ports;
     for (const Handler &handler : kHandlers) {
@@ -64,11 +81,14 @@ SwitchWords FieldRules::call(const std::string &name, const SwitchWords &in, Por
             continue;
         if (in.size() < handler.words)
             return failed(kInternal);
-        if (name == "bcm_field_action_add" && holds(kByPortSet, in[2]))
-            return failed(kParameter); // takes a set of ports
         return (this->*handler.handle)(in);
     }
     return failed(kUnavailable);
+}
+
+bool FieldRules::has_port(int64_t number) const
+{
+    return is_within(number, kPortsOfSet - 1) && ports_[static_cast<size_t>(number)];
 }
 
 FieldRules::Entry *FieldRules::entry_of(int64_t number)
@@ -185,11 +205,9 @@ SwitchWords FieldRules::qualify(const SwitchWords &in)
     Entry *entry = entry_of(in[1]);
     if (!entry)
         return failed(kNotFound);
-    if (in[2] == bcmFieldQualifyInPorts && !offers_port_sets_)
-        return failed(kUnavailable);
     if (!holds(groups_.at(entry->group).qualifiers, in[2]))
         return failed(kParameter);
-    if (in[2] == bcmFieldQualifyInPort && in[4] != 0 && (!is_within(in[3], 31) || !(ports_ >> in[3] & 1)))
+    if (in[2] == bcmFieldQualifyInPort && in[4] != 0 && !has_port(in[3]))
         return failed(kPort);
     entry->rule.qualifiers[in[2]] = {in[3], in[4]};
     return done();
@@ -199,10 +217,37 @@ SwitchWords FieldRules::qualify(const SwitchWords &in)
 SwitchWords FieldRules::qualifier_get(const SwitchWords &in)
 {
     const Entry *entry = entry_of(in[1]);
-    if (!entry)
+    if (!entry || !holds(groups_.at(entry->group).qualifiers, in[2]))
         return failed(kNotFound);
     const auto found = entry->rule.qualifiers.find(in[2]);
     return found == entry->rule.qualifiers.end() ? done({0, 0}) : done({found->second.data, found->second.mask});
+}
+
+SwitchWords FieldRules::qualify_ports(const SwitchWords &in)
+{
+    Entry *entry = entry_of(in[1]);
+    if (!entry)
+        return failed(kNotFound);
+    if (!offers_port_sets_)
+        return failed(kUnavailable);
+    if (!holds(groups_.at(entry->group).qualifiers, in[2]))
+        return failed(kParameter);
+    entry->rule.in_ports = {port_set_of(in, 3), port_set_of(in, 3 + kWordsOfSet)};
+    return done();
+}
+
+SwitchWords FieldRules::ports_qualifier_get(const SwitchWords &in)
+{
+    const Entry *entry = entry_of(in[1]);
+    if (!offers_port_sets_)
+        return failed(kUnavailable);
+    if (!entry || !holds(groups_.at(entry->group).qualifiers, in[2]))
+        return failed(kNotFound);
+    const MaskedSet set = entry->rule.in_ports.value_or(MaskedSet{});
+    SwitchWords out = done();
+    append(&out, set.data);
+    append(&out, set.mask);
+    return out;
 }
 
 SwitchWords FieldRules::qualify_clear(const SwitchWords &in)
@@ -211,10 +256,27 @@ SwitchWords FieldRules::qualify_clear(const SwitchWords &in)
     if (!entry)
         return failed(kNotFound);
     entry->rule.qualifiers.clear();
+    entry->rule.in_ports.reset();
     return done();
 }
 
 SwitchWords FieldRules::add_action(const SwitchWords &in)
+{
+    if (holds(kByPortSet, in[2]))
+        return failed(kParameter); // takes a set of ports
+    if (in[2] == bcmFieldActionRedirect && !has_port(local_port(in[4])))
+        return failed(kPort);
+    if (in[2] == bcmFieldActionCosQNew && !is_within(in[3], 7))
+        return failed(kParameter);
+    return put_action(in, {in[3], in[4], {}});
+}
+
+SwitchWords FieldRules::add_ports_action(const SwitchWords &in)
+{
+    return holds(kByPortSet, in[2]) ? put_action(in, {0, 0, port_set_of(in, 3)}) : failed(kParameter);
+}
+
+SwitchWords FieldRules::put_action(const SwitchWords &in, const Action &action)
 {
     Entry *entry = entry_of(in[1]);
     if (!entry)
@@ -223,14 +285,10 @@ SwitchWords FieldRules::add_action(const SwitchWords &in)
     if (actions.contains(in[2]))
         return failed(kExists);
     if (holds(kRedirections, in[2]))
-        for (const auto &[number, action] : actions)
+        for (const auto &[number, other] : actions)
             if (holds(kRedirections, number))
                 return failed(kConfiguration); // one entry redirects or masks
-    if (in[2] == bcmFieldActionRedirect && (local_port(in[4]) > 31 || !(ports_ >> local_port(in[4]) & 1)))
-        return failed(kPort);
-    if (in[2] == bcmFieldActionCosQNew && !is_within(in[3], 7))
-        return failed(kParameter);
-    actions[in[2]] = {in[3], in[4]};
+    actions[in[2]] = action;
     return done();
 }
 
@@ -241,6 +299,16 @@ SwitchWords FieldRules::get_action(const SwitchWords &in)
         return failed(kNotFound);
     const auto found = entry->rule.actions.find(in[2]);
     return found == entry->rule.actions.end() ? failed(kNotFound) : done({found->second.first, found->second.second});
+}
+
+SwitchWords FieldRules::get_ports_action(const SwitchWords &in)
+{
+    const Entry *entry = entry_of(in[1]);
+    if (!entry || !entry->rule.actions.contains(in[2]))
+        return failed(kNotFound);
+    SwitchWords out = done();
+    append(&out, entry->rule.actions.at(in[2]).ports);
+    return out;
 }
 
 SwitchWords FieldRules::remove_action(const SwitchWords &in)
@@ -263,10 +331,10 @@ void FieldRules::order()
         steps_[port].clear();
         for (const Step &step : all) {
             const auto one = step.rule.qualifiers.find(bcmFieldQualifyInPort);
-            const auto set = step.rule.qualifiers.find(bcmFieldQualifyInPorts);
             const auto end = step.rule.qualifiers.end();
+            const auto &set = step.rule.in_ports;
             if ((one == end || ((port ^ one->second.data) & one->second.mask) == 0) &&
-                (set == end || set->second.mask == 0 || (set->second.data >> port & 1)))
+                (!set || set->mask.none() || set->data[port]))
                 steps_[port].push_back(step);
         }
     }
@@ -302,7 +370,7 @@ void FieldRules::apply(const Rule &rule, FieldVerdict *verdict)
         else if (number == bcmFieldActionRedirect && !verdict->redirect)
             verdict->redirect = static_cast<uint32_t>(local_port(action.second));
         else if (number == bcmFieldActionEgressMask && !verdict->mask)
-            verdict->mask = static_cast<PortSet>(action.first);
+            verdict->mask = action.ports;
     }
 }
 
@@ -325,9 +393,13 @@ std::string FieldRules::text_of(const Rule &rule)
     std::string text;
     for (const auto &[number, masked] : rule.qualifiers)
         text += " q" + std::to_string(number) + "=" + std::to_string(masked.data) + "/" + std::to_string(masked.mask);
+    if (rule.in_ports)
+        text += " q" + std::to_string(bcmFieldQualifyInPorts) + "=" + set_text(rule.in_ports->data) + "/" +
+                set_text(rule.in_ports->mask);
     for (const auto &[number, action] : rule.actions)
-        text +=
-            " a" + std::to_string(number) + "=" + std::to_string(action.first) + "," + std::to_string(action.second);
+        text += " a" + std::to_string(number) + "=" +
+                (holds(kByPortSet, number) ? set_text(action.ports)
+                                           : std::to_string(action.first) + "," + std::to_string(action.second));
     return text;
 }
 

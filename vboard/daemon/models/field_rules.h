@@ -8,10 +8,9 @@
 #include <string>
 #include <vector>
 
-namespace vboard {
+#include "daemon/models/port_set.h"
 
-using SwitchWords = std::vector<int64_t>;
-using PortSet = uint32_t; // port p is bit p
+namespace vboard {
 
 // What a rule can see of a received frame.
 struct FieldKey {
@@ -27,13 +26,13 @@ struct FieldVerdict {
     bool keep_pcp = false;
     std::optional<uint32_t> redirect;
     std::optional<int64_t> queue;
-    std::optional<PortSet> mask; // bitmap as it was written
+    std::optional<PortSet> mask; // as it was written
 };
 
 class FieldRules {
 public:
     // A call of the SDK, the unit as first word. The first word of the answer is the SDK's result.
-    SwitchWords call(const std::string &name, const SwitchWords &in, PortSet ports);
+    SwitchWords call(const std::string &name, const SwitchWords &in, const PortSet &ports);
 
     FieldVerdict match(const FieldKey &key);
 
@@ -48,13 +47,19 @@ private:
         int64_t data;
         int64_t mask;
     };
+    struct MaskedSet {
+        PortSet data;
+        PortSet mask;
+    };
     struct Action {
         int64_t first;
         int64_t second;
+        PortSet ports;
     };
     struct Rule {
         std::map<int64_t, Masked> qualifiers; // by the SDK's number
-        std::map<int64_t, Action> actions;    // by the SDK's number
+        std::optional<MaskedSet> in_ports;
+        std::map<int64_t, Action> actions; // by the SDK's number
     };
     struct Entry {
         int64_t group;
@@ -85,12 +90,18 @@ private:
     SwitchWords list_entries(const SwitchWords &in);
     SwitchWords qualify(const SwitchWords &in);
     SwitchWords qualifier_get(const SwitchWords &in);
+    SwitchWords qualify_ports(const SwitchWords &in);
+    SwitchWords ports_qualifier_get(const SwitchWords &in);
     SwitchWords qualify_clear(const SwitchWords &in);
     SwitchWords add_action(const SwitchWords &in);
+    SwitchWords add_ports_action(const SwitchWords &in);
+    SwitchWords put_action(const SwitchWords &in, const Action &action);
     SwitchWords get_action(const SwitchWords &in);
+    SwitchWords get_ports_action(const SwitchWords &in);
     SwitchWords remove_action(const SwitchWords &in);
     SwitchWords set_priority(const SwitchWords &in);
 
+    bool has_port(int64_t number) const;
     Entry *entry_of(int64_t number);
     void order();
     static bool fits(const Rule &rule, const FieldKey &key);
@@ -101,7 +112,7 @@ private:
     std::map<int64_t, Entry> entries_;
     std::vector<Step> ghosts_; // rules whose entries were destroyed while they were installed
     std::array<std::vector<Step>, 32> steps_;
-    PortSet ports_ = 0;
+    PortSet ports_;
     bool is_ordered_ = false;
     bool offers_port_sets_ = true;
 };

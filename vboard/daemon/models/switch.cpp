@@ -1,5 +1,7 @@
 #include "daemon/models/switch.h"
 
+#include <span>
+
 #include "daemon/board.h"
 #include "daemon/models/links.h"
 #include "daemon/models/switch_words.h"
@@ -18,6 +20,23 @@ bool differs_by_release(const std::string &name)
         if (name.rfind(start, 0) == 0)
             return true;
     return false;
+}
+
+// Sets or reads values of a port, each at most `last`.
+SwitchWords transfer(std::span<int64_t> values, const SwitchWords &in, bool sets, int64_t last)
+{
+    SwitchWords out = done();
+    if (!sets) {
+        out.insert(out.end(), values.begin(), values.end());
+        return out;
+    }
+    if (in.size() != 2 + values.size())
+        return failed(kParameter);
+    for (size_t i = 0; i < values.size(); ++i)
+        if (!is_within(in[2 + i], last))
+            return failed(kParameter);
+    std::copy(in.begin() + 2, in.end(), values.begin());
+    return out;
 }
 
 } // namespace
@@ -116,15 +135,15 @@ Switch::Switch(Board &board) : Model(board)
         }
     }
     ports_[kMultiGigabitPort].speed = 2500;
-    vlans_[kDefaultVlan][0] = vlans_[kDefaultVlan][8] = all_ports();
+    clock_port_ = kFirstClockPort;
+    vlans_[kDefaultVlan] = {all_ports(), all_ports()};
 }
 
 PortSet Switch::all_ports() const
 {
-    static_assert(kLastPort < 32);
-    PortSet ports = 0;
+    PortSet ports;
     for (const auto &[number, port] : ports_)
-        ports |= PortSet{1} << number;
+        ports.set(number);
     return ports;
 }
 
@@ -174,6 +193,11 @@ void Switch::plug(uint32_t number, bool partner)
     settle(number);
 }
 
+void Switch::select_clock(uint32_t channel)
+{
+    clock_port_ = kFirstClockPort + channel;
+}
+
 bool Switch::is_failing(const std::string &name, int *code)
 {
     const auto found = failures_.find(name);
@@ -205,6 +229,7 @@ SwitchWords Switch::call(const std::string &name, const SwitchWords &in)
         return done(); // a step of the start-up, which the client library checks
     if (in.empty() || in[0] != 0)
         return failed(kUnit);
+    serve_ports();
     if (release_ != service_release_ && differs_by_release(name))
         return failed(kUnavailable);
     if (name.rfind("bcm_field_", 0) == 0)
@@ -227,32 +252,16 @@ bool Switch::call_scalar(const std::string &name, const SwitchWords &in, SwitchW
     if (!sets && !name.ends_with("_get"))
         return false;
     Port *port = port_of(in[1]);
-    for (const Scalar &scalar : kScalars) {
-        if (what != scalar.name)
-            continue;
-        if (!port)
-            *out = failed(kPort);
-        else if (!sets)
-            *out = done({port->*scalar.field});
-        else if (in.size() != 3 || !is_within(in[2], scalar.last))
-            *out = failed(kParameter);
-        else
-            *out = (port->*scalar.field = in[2], done());
-        return true;
-    }
-    for (const Pair &pair : kPairs) {
-        if (what != pair.name)
-            continue;
-        if (!port)
-            *out = failed(kPort);
-        else if (!sets)
-            *out = done({(port->*pair.field)[0], (port->*pair.field)[1]});
-        else if (in.size() != 4)
-            *out = failed(kParameter);
-        else
-            *out = (port->*pair.field = {in[2], in[3]}, done());
-        return true;
-    }
+    for (const Scalar &scalar : kScalars)
+        if (what == scalar.name) {
+            *out = port ? transfer({&(port->*scalar.field), 1}, in, sets, scalar.last) : failed(kPort);
+            return true;
+        }
+    for (const Pair &pair : kPairs)
+        if (what == pair.name) {
+            *out = port ? transfer(port->*pair.field, in, sets, UINT32_MAX) : failed(kPort);
+            return true;
+        }
     return false;
 }
 
@@ -264,9 +273,11 @@ std::string Switch::show(uint32_t number)
     std::string text = has_link(number) ? "link up\n" : "link down\n";
     for (const Scalar &scalar : kScalars)
         text += std::string(scalar.name).substr(9) + " " + std::to_string(port->*scalar.field) + "\n";
-    text += "enabled " + std::to_string(port->enabled) + "\nschedule " + std::to_string(port->schedule) + "\nability " +
-            std::to_string(port->half_ability) + " " + std::to_string(port->full_ability) + " " +
+    text += "enabled " + std::to_string(port->enabled) + "\nschedule " + std::to_string(port->queues.mode()) +
+            "\nability " + std::to_string(port->half_ability) + " " + std::to_string(port->full_ability) + " " +
             std::to_string(port->pause_ability) + "\n";
+    if (number == clock_port_)
+        text += has_link(number) ? "recovered clock runs\n" : "recovered clock stands still\n";
     return text;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "daemon/models/egress_queues.h"
 #include "daemon/models/ethernet_frame.h"
 #include "daemon/models/field_rules.h"
 #include "daemon/models/phy.h"
@@ -23,6 +24,9 @@ public:
 
     // The cable of a port.
     void plug(uint32_t number, bool partner);
+
+    // The port whose received clock the switch hands out, by its channel.
+    void select_clock(uint32_t channel);
 
     // show <port>
     // calls                            the calls since the last time this was asked, one a line
@@ -44,7 +48,9 @@ private:
         std::array<int64_t, 20> action; // the first 160 bytes of the SDK's record
     };
     struct Bucket { // what a rate still lets pass
-        bool takes(const std::array<int64_t, 2> &rate, uint32_t octets, int64_t now);
+        // Frames that wait use what came in meanwhile; without them it is lost beyond the burst.
+        void fill(const std::array<int64_t, 2> &rate, int64_t now, bool frames_wait);
+        bool takes(uint32_t octets);
         std::array<int64_t, 2> kept_rate{};
         double bits = 0;
         int64_t filled_at = 0;
@@ -66,9 +72,8 @@ private:
         std::array<int64_t, 64> dscp_new{};
         std::array<int64_t, 64> dscp_priority{};
         std::array<int64_t, 8> queue_of_priority{};
-        std::array<int64_t, 8> weights{};
         std::array<uint32_t, 8> drops{};
-        int64_t schedule = 0;
+        EgressQueues queues;
         std::map<int64_t, uint64_t> counters; // by the SDK's number
         std::optional<std::array<int64_t, 20>> default_action;
         std::map<int64_t, int64_t> vlan_control; // by the SDK's number
@@ -91,9 +96,11 @@ private:
     };
     struct Copy { // a frame that left
         uint32_t port;
-        int64_t queue;
-        int64_t priority;
-        EthernetFrame frame;
+        QueuedFrame sent;
+    };
+    struct Vlan {
+        PortSet members;
+        PortSet untagged;
     };
     using Place = std::pair<int64_t, int64_t>; // an address in a VLAN
     struct Address {
@@ -178,6 +185,9 @@ private:
     void learn(const Passage &passage);
     PortSet destinations(const Passage &passage);
     void send(uint32_t number, const Passage &passage);
+    void serve(uint32_t number, Port *port);
+    void serve_ports();
+    void leave(uint32_t number, Port *port, QueuedFrame frame);
     static void count(Port *port, const EthernetFrame &frame, bool received);
     void send_command(const Words &words);
     std::string sent();
@@ -189,16 +199,17 @@ private:
 
     using Key = std::array<int64_t, 4>;
     std::map<uint32_t, Port> ports_;
-    std::array<Phy, 2> phys_;                          // at MDIO addresses 0 and 1
-    std::map<int64_t, std::array<int64_t, 16>> vlans_; // members, then untagged members
-    std::map<Key, Translation> translations_;          // port, kind of key, outer, inner
-    std::map<Key, Translation> egress_;                // port class, 0, outer, inner
-    std::map<Place, Translation> protocols_;           // port, ethertype
+    std::array<Phy, 2> phys_; // at MDIO addresses 0 and 1
+    std::map<int64_t, Vlan> vlans_;
+    std::map<Key, Translation> translations_; // port, kind of key, outer, inner
+    std::map<Key, Translation> egress_;       // port class, 0, outer, inner
+    std::map<Place, Translation> protocols_;  // port, ethertype
     std::map<Place, Address> addresses_;
     FieldRules rules_;
     std::vector<Copy> copies_;
     bool shares_addresses_ = false;
     bool mask_keeps_ = false;
+    uint32_t clock_port_ = 0;
     std::map<std::string, Failure> failures_;
     std::string calls_;
     int64_t release_ = 0;

@@ -1,5 +1,4 @@
 // What the switch model does with a frame: VLAN, learning, field rules, queue, rates, copies that leave.
-#include <bit>
 #include <cstring>
 
 #include "daemon/board.h"
@@ -30,19 +29,24 @@ bool decides_by_dscp(int64_t map_mode)
 } // namespace
 
 // `rate` is limit and burst in kilobits; a bucket that holds less than a frame could never pass it.
-bool Switch::Bucket::takes(const std::array<int64_t, 2> &rate, uint32_t octets, int64_t now)
+void Switch::Bucket::fill(const std::array<int64_t, 2> &rate, int64_t now, bool frames_wait)
 {
-    if (rate[0] == 0)
-        return true;
     const double room = std::max(static_cast<double>(rate[1]) * 1000, kLargestFrameBits);
     if (rate != kept_rate) {
         kept_rate = rate;
         bits = room;
     } else {
-        bits = std::min(room, bits + static_cast<double>(rate[0]) * 1000 * static_cast<double>(now - filled_at) /
-                                         static_cast<double>(kNanoseconds));
+        bits += static_cast<double>(rate[0]) * 1000 * static_cast<double>(now - filled_at) /
+                static_cast<double>(kNanoseconds);
+        bits = frames_wait ? bits : std::min(room, bits);
     }
     filled_at = now;
+}
+
+bool Switch::Bucket::takes(uint32_t octets)
+{
+    if (kept_rate[0] == 0)
+        return true;
     if (bits < octets * 8)
         return false;
     bits -= octets * 8;
@@ -70,7 +74,8 @@ void Switch::receive(uint32_t number, const EthernetFrame &frame)
     const FieldVerdict verdict = rules_.match(
         {number, (frame.outer ? 1 : 0) | (frame.inner ? 2 : 0) | (frame.outer && frame.outer->vlan == 0 ? 4 : 0),
          static_cast<int64_t>(frame.destination), frame.type});
-    if (!port->receiving.takes(port->ingress_rate, frame.length(), board().monotonic_ns()) || verdict.drop) {
+    port->receiving.fill(port->ingress_rate, board().monotonic_ns(), false);
+    if (!port->receiving.takes(frame.length()) || verdict.drop) {
         ++port->counters[snmpIfInDiscards];
         return;
     }
@@ -78,11 +83,11 @@ void Switch::receive(uint32_t number, const EthernetFrame &frame)
     assign_priority(*port, verdict, &passage);
     learn(passage);
 
-    PortSet targets = verdict.redirect ? PortSet{1} << *verdict.redirect : destinations(passage);
+    PortSet targets = verdict.redirect ? only(*verdict.redirect) : destinations(passage);
     if (verdict.mask)
         targets &= mask_keeps_ ? *verdict.mask : ~*verdict.mask;
-    for (; targets; targets &= targets - 1)
-        send(static_cast<uint32_t>(std::countr_zero(targets)), passage);
+    for (size_t target = targets._Find_first(); target < targets.size(); target = targets._Find_next(target))
+        send(static_cast<uint32_t>(target), passage);
 }
 
 // Inside the switch each frame has an outer tag.
@@ -157,10 +162,10 @@ PortSet Switch::destinations(const Passage &passage)
 {
     const auto vlan = vlans_.find(passage.vlan);
     if (vlan == vlans_.end())
-        return 0;
-    const PortSet others = static_cast<PortSet>(vlan->second[0]) & ~(PortSet{1} << passage.port);
+        return {};
+    const PortSet others = vlan->second.members & ~only(passage.port);
     const auto known = find_address(passage.frame.destination, passage.vlan);
-    return known == addresses_.end() ? others : others & PortSet{1} << known->second.port;
+    return known == addresses_.end() ? others : others & only(static_cast<uint32_t>(known->second.port));
 }
 
 void Switch::send(uint32_t number, const Passage &passage)
@@ -179,23 +184,51 @@ void Switch::send(uint32_t number, const Passage &passage)
         if (is_within(action.record.priority, 7))
             frame.outer->pcp = static_cast<uint8_t>(action.record.priority);
     }
-    if (vlan != vlans_.end() && (vlan->second[8] >> number & 1))
+    if (vlan != vlans_.end() && (vlan->second.untagged[number]))
         frame.outer.reset();
-    if (!port->sending.takes(port->egress_rate, frame.length(), board().monotonic_ns())) {
+    serve(number, port);
+    QueuedFrame queued{passage.queue, passage.priority, std::move(frame)};
+    if (port->queues.is_empty() && port->sending.takes(queued.frame.length()))
+        return leave(number, port, std::move(queued));
+    if (!port->queues.put(std::move(queued))) {
         ++port->drops[static_cast<size_t>(passage.queue)];
         ++port->counters[snmpIfOutDiscards];
-        return;
     }
-    count(port, frame, false);
+}
+
+// Lets the frames leave that the port's rate has had time for.
+void Switch::serve(uint32_t number, Port *port)
+{
+    if (!has_link(number))
+        port->queues.clear();
+    port->sending.fill(port->egress_rate, board().monotonic_ns(), !port->queues.is_empty());
+    for (const QueuedFrame *next = port->queues.next(); next; next = port->queues.next()) {
+        if (!port->sending.takes(next->frame.length()))
+            return;
+        leave(number, port, port->queues.take());
+    }
+}
+
+void Switch::serve_ports()
+{
+    for (auto &[number, port] : ports_)
+        if (!port.queues.is_empty())
+            serve(number, &port);
+}
+
+void Switch::leave(uint32_t number, Port *port, QueuedFrame frame)
+{
+    count(port, frame.frame, false);
     if (copies_.size() < kKeptCopies)
-        copies_.push_back({number, passage.queue, passage.priority, std::move(frame)});
+        copies_.push_back({number, std::move(frame)});
 }
 
 std::string Switch::sent()
 {
+    serve_ports();
     std::string text;
-    for (const Copy &copy : copies_)
-        text += std::to_string(copy.port) + ": " + copy.frame.text() + " queue=" + std::to_string(copy.queue) +
+    for (const auto &[port, copy] : copies_)
+        text += std::to_string(port) + ": " + copy.frame.text() + " queue=" + std::to_string(copy.queue) +
                 " priority=" + std::to_string(copy.priority) + "\n";
     copies_.clear();
     return text;

@@ -10,12 +10,8 @@ namespace {
 // The single port of a set, -1 for none or several.
 int64_t only_port(const SwitchWords &in, size_t at)
 {
-    int64_t found = -1;
-    for (size_t word = 0; word < 8; ++word)
-        for (uint32_t bit = 0; bit < 32; ++bit)
-            if (in[at + word] >> bit & 1)
-                found = found == -1 ? static_cast<int64_t>(word * 32 + bit) : -2;
-    return found < 0 ? -1 : found;
+    const PortSet ports = port_set_of(in, at);
+    return ports.count() == 1 ? static_cast<int64_t>(ports._Find_first()) : -1;
 }
 
 } // namespace
@@ -99,8 +95,9 @@ SwitchWords Switch::sched_set(const SwitchWords &in)
     Port *port = port_of(only_port(in, 1));
     if (!port || !is_within(in[9], 6))
         return failed(port ? kParameter : kPort);
-    port->schedule = in[9];
-    std::copy_n(in.begin() + 10, 8, port->weights.begin());
+    std::array<int64_t, EgressQueues::kQueues> weights{};
+    std::copy_n(in.begin() + 10, weights.size(), weights.begin());
+    port->queues.schedule(in[9], weights);
     return done();
 }
 
@@ -109,8 +106,8 @@ SwitchWords Switch::sched_get(const SwitchWords &in)
     const Port *port = port_of(only_port(in, 1));
     if (!port)
         return failed(kPort);
-    SwitchWords out = done({port->schedule});
-    out.insert(out.end(), port->weights.begin(), port->weights.end());
+    SwitchWords out = done({port->queues.mode()});
+    out.insert(out.end(), port->queues.weights().begin(), port->queues.weights().end());
     return out;
 }
 

@@ -1,11 +1,14 @@
 #include "daemon/models/switch_shell.h"
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <system_error>
 
 #include "daemon/board.h"
+#include "daemon/models/switch.h"
 
 namespace vboard {
 
@@ -14,6 +17,7 @@ namespace {
 constexpr uint16_t kBoardPort = 5342;
 constexpr const char *kPrompt = "BCM.0> ";
 constexpr size_t kLongestLine = 4096;
+constexpr const char *kClockSelection = "modreg top_misc_control_2 l1_rcvd_pri_clk_port_sel=";
 
 void say(int fd, const std::string &text)
 {
@@ -77,6 +81,9 @@ void SwitchShell::run(Session &session, const std::string &line)
     } else if (line != "exit;") { // which leaves a subshell; at the top level nothing happens
         log_ += line + "\n";
         session.result = result_;
+        if (result_ == 0 && line.rfind(kClockSelection, 0) == 0)
+            if (auto *const board_switch = board().find<Switch>())
+                board_switch->select_clock(static_cast<uint32_t>(strtoul(&line[strlen(kClockSelection)], nullptr, 10)));
         if (!output_.empty())
             answer += output_ + "\r\n";
     }

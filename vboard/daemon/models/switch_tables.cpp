@@ -57,8 +57,8 @@ SwitchWords Switch::vlan_port_add(const SwitchWords &in)
     const auto vlan = vlans_.find(in[1]);
     if (vlan == vlans_.end())
         return {kNotFound};
-    for (size_t i = 0; i < 16; ++i)
-        vlan->second[i] |= in[2 + i];
+    vlan->second.members |= port_set_of(in, 2);
+    vlan->second.untagged |= port_set_of(in, 2 + kWordsOfSet);
     return {0};
 }
 
@@ -67,8 +67,9 @@ SwitchWords Switch::vlan_port_remove(const SwitchWords &in)
     const auto vlan = vlans_.find(in[1]);
     if (vlan == vlans_.end())
         return {kNotFound};
-    for (size_t i = 0; i < 16; ++i)
-        vlan->second[i] &= ~in[2 + i % 8];
+    const PortSet others = ~port_set_of(in, 2);
+    vlan->second.members &= others;
+    vlan->second.untagged &= others;
     return {0};
 }
 
@@ -78,7 +79,8 @@ SwitchWords Switch::vlan_port_get(const SwitchWords &in)
     if (vlan == vlans_.end())
         return {is_vlan(in[1]) ? kNotFound : kParameter};
     SwitchWords out{0};
-    out.insert(out.end(), vlan->second.begin(), vlan->second.end());
+    append(&out, vlan->second.members);
+    append(&out, vlan->second.untagged);
     return out;
 }
 

@@ -11,6 +11,7 @@ namespace vboard {
 constexpr uint32_t kMultiGigabitPort = 20;
 constexpr int kMultiGigabitMdio = 0;
 constexpr uint32_t kLastPort = 29;
+constexpr uint32_t kFirstClockPort = 10;   // of the clock channels
 constexpr int64_t kDefaultVlan = 4094;     // of frames that nothing else assigns; leaves the S-VLANs to the application
 constexpr int64_t kLocalPort = 0x08000000; // what a gport adds to a port of this switch
 
