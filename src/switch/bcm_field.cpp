@@ -53,7 +53,7 @@ private:
     {
         uint8_t data = 0;
         uint8_t mask = 0;
-        const int rv = sdk_on_entry(entry, bcm_field_qualify_VlanFormat_get, &data, &mask);
+        const int rv = sdk_if_set(entry, bcm_field_qualify_VlanFormat_get, &data, &mask);
         *unfinished = mask == 0;
         return rv;
     }

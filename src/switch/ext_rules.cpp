@@ -29,28 +29,46 @@ int visit_group(int, int group, void *data)
     return 0;
 }
 
-// A qualifier that was not set, or that the entry's group lacks, matches everything.
-void read_qualifiers(int entry, ddal_ext_switch_rule *rule)
+// A device without the qualifier for several ports has no entry with it.
+int read_ports(int entry, bcm_pbmp_t *ports)
+{
+    bcm_pbmp_t mask{};
+    const int rv = sdk_result(bcm_field_qualify_InPorts_get, kUnit, entry, ports, &mask);
+    if (rv == BCM_E_NONE || rv == BCM_E_NOT_FOUND || rv == BCM_E_UNAVAIL)
+        return 0;
+    log_entry_failure({__func__, __LINE__, "bcm_field_qualify_InPorts_get"}, entry, rv);
+    return rv;
+}
+
+// A qualifier that was not set, or that the entry's group lacks, matches everything. 0 or the SDK's result, logged.
+int read_qualifiers(int entry, ddal_ext_switch_rule *rule)
 {
     int port = 0;
     int port_mask = 0;
-    if (sdk_result(bcm_field_qualify_InPort_get, kUnit, entry, &port, &port_mask) == 0 && port_mask != 0)
-        rule->in_port = static_cast<uint32_t>(port);
     uint8_t format = 0;
     uint8_t format_mask = 0;
-    if (sdk_result(bcm_field_qualify_VlanFormat_get, kUnit, entry, &format, &format_mask) == 0 && format_mask != 0)
-        rule->tagged = format & BCM_FIELD_VLAN_FORMAT_OUTER_TAGGED;
     uint16_t type = 0;
     uint16_t type_mask = 0;
-    if (sdk_result(bcm_field_qualify_EtherType_get, kUnit, entry, &type, &type_mask) == 0 && type_mask != 0)
-        rule->ethertype = type;
     uint8_t mac_mask[6] = {};
-    if (sdk_result(bcm_field_qualify_DstMac_get, kUnit, entry, &rule->mac, &mac_mask) == 0)
-        rule->has_mac = mac_mask[0] != 0;
     bcm_pbmp_t ports{};
-    bcm_pbmp_t ports_mask{};
-    if (sdk_result(bcm_field_qualify_InPorts_get, kUnit, entry, &ports, &ports_mask) == 0)
-        memcpy(rule->in_ports, ports.pbits, sizeof rule->in_ports);
+    int rv = sdk_if_set(entry, bcm_field_qualify_InPort_get, &port, &port_mask);
+    if (rv == 0)
+        rv = sdk_if_set(entry, bcm_field_qualify_VlanFormat_get, &format, &format_mask);
+    if (rv == 0)
+        rv = sdk_if_set(entry, bcm_field_qualify_EtherType_get, &type, &type_mask);
+    if (rv == 0)
+        rv = sdk_if_set(entry, bcm_field_qualify_DstMac_get, &rule->mac, &mac_mask);
+    if (rv == 0)
+        rv = read_ports(entry, &ports);
+    if (port_mask != 0)
+        rule->in_port = static_cast<uint32_t>(port);
+    if (format_mask != 0)
+        rule->tagged = format & BCM_FIELD_VLAN_FORMAT_OUTER_TAGGED;
+    if (type_mask != 0)
+        rule->ethertype = type;
+    rule->has_mac = mac_mask[0] != 0;
+    memcpy(rule->in_ports, ports.pbits, sizeof rule->in_ports);
+    return rv;
 }
 
 // 0 or the SDK's result, logged.
@@ -70,9 +88,10 @@ int read_actions(int entry, ddal_ext_switch_rule *rule)
     if (rv == 0)
         rv = read_action(entry, bcmFieldActionDrop, &action);
     rule->drops = action.has_value();
-    bcm_pbmp_t mask{};
-    if (rv == 0 && sdk_result(bcm_field_action_ports_get, kUnit, entry, bcmFieldActionEgressMask, &mask) == 0)
-        memcpy(rule->blocked, egress_mask_of(mask).pbits, sizeof rule->blocked);
+    bcm_pbmp_t mask = egress_mask_of({}); // that of an entry without one blocks nothing
+    if (rv == 0)
+        rv = sdk_if_set(entry, bcm_field_action_ports_get, bcmFieldActionEgressMask, &mask);
+    memcpy(rule->blocked, egress_mask_of(mask).pbits, sizeof rule->blocked);
     return rv;
 }
 
@@ -86,8 +105,10 @@ int add_rules_of(int group, BoundedList<ddal_ext_switch_rule> *list)
         rule.group = static_cast<uint32_t>(group);
         rule.entry = static_cast<uint32_t>(entry);
         rule.in_port = rule.tagged = rule.ethertype = rule.to_port = rule.queue = DDAL_EXT_SWITCH_NONE;
-        read_qualifiers(entry, &rule);
-        if (const int rv = read_actions(entry, &rule); rv != 0)
+        int rv = read_qualifiers(entry, &rule);
+        if (rv == 0)
+            rv = read_actions(entry, &rule);
+        if (rv != 0)
             return rv;
         list->add(rule);
     }

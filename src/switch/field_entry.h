@@ -45,6 +45,17 @@ int entry_call(const CallSite &site, int entry, int (*function)(int, int, Parame
     return result;
 }
 
+// As entry_call for a property that the entry may lack: the outputs stay then as they are, and the result is 0.
+template <typename... Parameters, typename... Arguments>
+int entry_read(const CallSite &site, int entry, int (*function)(int, int, Parameters...), Arguments... arguments)
+{
+    const int result = sdk_result(function, kUnit, entry, arguments...);
+    if (result == BCM_E_NONE || result == BCM_E_NOT_FOUND)
+        return 0;
+    log_entry_failure(site, entry, result);
+    return result;
+}
+
 // The port that a redirection names, as a port or as a gport.
 inline uint32_t port_of_redirection(const FieldAction &action)
 {
@@ -58,3 +69,7 @@ inline uint32_t port_of_redirection(const FieldAction &action)
 // As sdk_on_port for calls on a field entry.
 #define sdk_on_entry(entry, function, ...)                                                                             \
     ddal::ethswitch::entry_call({__func__, __LINE__, #function}, (entry), function __VA_OPT__(, ) __VA_ARGS__)
+
+// As sdk_on_entry for a property that the entry may lack.
+#define sdk_if_set(entry, function, ...)                                                                               \
+    ddal::ethswitch::entry_read({__func__, __LINE__, #function}, (entry), function __VA_OPT__(, ) __VA_ARGS__)

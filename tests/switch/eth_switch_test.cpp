@@ -334,6 +334,20 @@ TEST(FrontEnd, ClockSource)
                                        "modreg top_misc_control_2 l1_rcvd_pri_clk_port_sel=6\n"
                                        "modreg top_misc_control_2 l1_rcvd_pri_clk_port_sel=8\n"
                                        "modreg top_misc_control_2 l1_rcvd_pri_clk_port_sel=11\n");
+    // The clock comes from the link of that port and stops with it.
+    const auto clock_of = [](const char *port) {
+        const std::string text = ctl(std::string("switch show ") + port);
+        const size_t at = text.find("recovered clock ");
+        return at == std::string::npos ? "" : text.substr(at + 16);
+    };
+    EXPECT_EQ(ddal_eth_switch_set_synce_source(kSwitch, 20), 0);
+    EXPECT_EQ(clock_of("21"), "");
+    EXPECT_EQ(clock_of("20"), "runs\n");
+    ctl("link 3 down");
+    EXPECT_EQ(clock_of("20"), "stands still\n");
+    EXPECT_EQ(ddal_eth_switch_set_synce_source(kSwitch, 18), 0);
+    EXPECT_EQ(clock_of("18"), "runs\n") << "another port's link";
+    ctl("link 3 up");
     LogWatch log;
     EXPECT_EQ(ddal_eth_switch_set_synce_source(kSwitch, 17), -1001);
     ctl("switch-shell answer -2");

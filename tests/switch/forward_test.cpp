@@ -1,7 +1,9 @@
 // Frames through the virtual switch: each operation of the front end sends one another way, to another queue or with
 // another tag, and its undo brings the old way back.
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
 
 #include <ddal/bcm_open.h>
 #include <ddal/eth_switch.h>
@@ -155,7 +157,53 @@ TEST(Forward, VlansShareAddressesOrNot)
         EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, vlan), 0);
 }
 
-// A burst passes, what comes right behind it does not; the counters say so.
+// A port that sends more slowly than frames come serves its queues by their weights.
+TEST(Forward, QueuesShareACongestedPortByTheirWeights)
+{
+    constexpr uint32_t kFrames = 60; // of each of the queues 1 and 3
+    struct Sharing {
+        const char *what;
+        uint32_t quanta[8];
+        uint32_t low; // frames of queue 1 among the first forty
+    };
+    const std::string large =
+        "src=00:00:00:00:00:00 payload=" + std::string(2800, '0') + " " + kStation + "vlan=8 pcp=";
+    ASSERT_EQ(ddal_eth_switch_create_svlan(kSwitch, 8), 0);
+    ASSERT_EQ(ddal_eth_switch_add_svlan(kSwitch, 20, 8), 0);
+    for (const Sharing &each : {
+             Sharing{"strict priority", {}, 0},
+             Sharing{"one queue strict", {0, 7, 0, 0, 0, 0, 0, 0}, 0},
+             Sharing{"the other queue strict", {0, 0, 0, 5, 0, 0, 0, 0}, 40},
+             Sharing{"the same weight", {0, 1, 0, 1, 0, 0, 0, 0}, 20},
+             Sharing{"one to three", {0, 1, 0, 3, 0, 0, 0, 0}, 10},
+             Sharing{"four to one", {0, 4, 0, 1, 0, 0, 0, 0}, 32},
+         }) {
+        uint32_t quanta[8] = {};
+        EXPECT_EQ(ddal_eth_switch_set_port_cosq_quanta(kSwitch, 20, each.quanta), 0);
+        EXPECT_EQ(ddal_eth_switch_get_port_cosq_quanta(kSwitch, 20, quanta), 0);
+        EXPECT_TRUE(std::equal(quanta, quanta + 8, each.quanta)) << each.what;
+        ASSERT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 1, 12), 0);
+        EXPECT_EQ(way(14, large + "7"), "20 8.7 q7"); // uses up the burst
+        for (const char *pcp : {"1", "3"})
+            ctl("switch send 14 times=" + std::to_string(kFrames) + " " + large + pcp);
+        EXPECT_EQ(ctl("switch sent"), "") << each.what;
+        // A burst of forty frames and a half; the rate lets the next one wait for 5 s.
+        ASSERT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 1, 40 * 1422 * 8 / 1000 + 5), 0);
+        std::istringstream copies(ctl("switch sent"));
+        std::map<std::string, uint32_t> left;
+        for (std::string line; std::getline(copies, line);)
+            ++left[frame_field(line, "queue")];
+        EXPECT_EQ(left["1"] + left["3"], 40u) << each.what;
+        EXPECT_NEAR(left["1"], each.low, 2) << each.what;
+        ASSERT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 0, 0), 0);
+        ctl("switch sent"); // the rest
+    }
+    const uint32_t none[8] = {};
+    EXPECT_EQ(ddal_eth_switch_set_port_cosq_quanta(kSwitch, 20, none), 0);
+    EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 8), 0);
+}
+
+// A burst passes, what comes right behind it waits while there is room; the counters tell what was lost.
 TEST(Forward, RatesDropFrames)
 {
     const std::string large = kStation + "payload=" + std::string(2800, '0');
@@ -165,7 +213,7 @@ TEST(Forward, RatesDropFrames)
     ASSERT_EQ(ddal_eth_switch_add_static_arl_entry(kSwitch, 20, kMac, 4094), 0);
     EXPECT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 1, 12), 0);
     EXPECT_EQ(way(14, large), "20 q0");
-    EXPECT_EQ(way(14, large), "");
+    EXPECT_EQ(way(14, "times=65 " + large), "") << "a queue has room for 64";
     EXPECT_EQ(ddal_eth_switch_get_port_cos_dropped_pkts(kSwitch, 20, drops), 0);
     EXPECT_EQ(drops[0], 1u);
     EXPECT_EQ(ddal_eth_switch_get_port_stats(kSwitch, 20, &stats), 0);

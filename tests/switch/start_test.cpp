@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -51,6 +52,21 @@ int calls_of(const std::string &name)
     return count;
 }
 
+// The calls that an operation makes, each with the number of those of its name before it.
+std::vector<std::string> calls_made(const std::function<int()> &operation)
+{
+    ctl("switch calls");
+    EXPECT_EQ(operation(), 0);
+    std::istringstream calls(ctl("switch calls"));
+    std::map<std::string, int> made;
+    std::vector<std::string> points;
+    for (std::string line; std::getline(calls, line);) {
+        const std::string name = line.substr(0, line.find(' '));
+        points.push_back(name + " " + std::to_string(made[name]++));
+    }
+    return points;
+}
+
 void wait_for_nanoseconds_between(long first, long last)
 {
     timespec now{};
@@ -86,6 +102,34 @@ INSTALLER(tagged_entries)
 INSTALLER(untagged_dstmac_entries)
 INSTALLER(tagged_dstmac_entries)
 INSTALLER(tunnel_drop_entry)
+
+namespace {
+
+struct Installer {
+    int (*install)();
+    const char *entries; // the line that ends a failure of one of them
+};
+const Installer kInstallers[] = {
+    {ddal_bcm_ifp_install_default_field_groups, ""},
+    {ddal_bcm_ifp_install_default_untagged_entries,
+     "ddal_bcm_ifp_install_default_untagged_entries: installing field entries 0 to 49"},
+    {ddal_bcm_ifp_install_default_tagged_entries,
+     "ddal_bcm_ifp_install_default_tagged_entries: installing field entries 50 to 99"},
+    {ddal_bcm_ifp_install_default_untagged_dstmac_entries,
+     "ddal_bcm_ifp_install_default_untagged_dstmac_entries: installing field entries 100 to 149"},
+    {ddal_bcm_ifp_install_default_tagged_dstmac_entries,
+     "ddal_bcm_ifp_install_default_tagged_dstmac_entries: installing field entries 150 to 199"},
+    {ddal_bcm_ifp_install_default_tunnel_drop_entry, ""},
+};
+
+// What an installer needs: the groups are the work of the first.
+void prepare_for(int installer)
+{
+    if (installer > 0)
+        kInstallers[0].install();
+}
+
+} // namespace
 
 TEST(Start, EachStepHasItsLineAndTheFailureLasts)
 {
@@ -253,36 +297,115 @@ TEST(Start, ReleasesThatDoNotFitAreNamed)
     ctl("switch release 6.5.16");
 }
 
-// Whatever an installer cannot do, it undoes, and the next process goes on from there.
+// Whatever an installer cannot do, it undoes: each of its calls fails once.
 TEST(Start, InstallersLeaveNoHalves)
 {
-    ctl("switch rules clear");
-    ASSERT_EQ(in_child(opened), "0");
-    const std::string complete = ctl("switch rules");
-    for (const auto &[call, times] : {std::pair{"bcm_field_group_config_create", 5},
-                                      {"bcm_field_entry_multi_get", 4},
-                                      {"bcm_port_gport_get", 200},
-                                      {"bcm_field_entry_create_id", 117},
-                                      {"bcm_field_qualify_InPort", 116},
-                                      {"bcm_field_qualify_VlanFormat", 116},
-                                      {"bcm_field_action_add", 1}}) {
-        const int step = times < 20 ? 1 : 29;
-        for (int nth = 0; nth < times; nth += step) {
+    const std::vector<std::string> report = in_child([] {
+        std::vector<std::string> faults;
+        opened();
+        const int installers = std::size(kInstallers);
+        int points = 0;
+        for (int number = 0; number < installers; ++number) {
             ctl("switch rules clear");
-            ctl("switch fail " + std::string(call) + " -11 1 " + std::to_string(nth));
-            EXPECT_EQ(in_child(opened), "-1001") << call << " " << nth;
-            ctl("switch heal " + std::string(call));
-            std::istringstream rules(ctl("switch rules"));
-            std::map<int, int> entries; // by fifty numbers
-            for (std::string word, line; std::getline(rules, line);)
-                if (line.rfind("entry ", 0) == 0)
-                    ++entries[std::stoi(line.substr(6)) / 50];
-            for (const auto &[fifty, count] : entries)
-                EXPECT_EQ(count, fifty < 4 ? 29 : 1) << call << " " << nth;
-            EXPECT_EQ(in_child(opened), "0") << call << " " << nth;
-            EXPECT_EQ(ctl("switch rules"), complete) << call << " " << nth;
+            prepare_for(number);
+            const std::string before = ctl("switch rules");
+            const auto calls = calls_made([&] { return kInstallers[number].install(); });
+            const std::string after = ctl("switch rules");
+            for (const std::string &point : calls) {
+                ctl("switch rules clear");
+                prepare_for(number);
+                const std::string name = point.substr(0, point.find(' '));
+                ctl("switch fail " + name + " -11 1" + point.substr(name.size()));
+                const int failed = kInstallers[number].install();
+                const bool undone = ctl("switch rules") == before;
+                if (failed != -1001 || !undone || kInstallers[number].install() != 0 || ctl("switch rules") != after)
+                    faults.push_back(std::to_string(number) + ", " + point);
+                ++points;
+            }
         }
-    }
+        faults.push_back(std::to_string(points) + " failing calls");
+        return faults;
+    });
+    EXPECT_EQ(report, std::vector<std::string>{"559 failing calls"});
+}
+
+// The SDK's results: some say that another process was there first or that the device lacks something, the rest end the
+// installation with their text.
+TEST(Start, InstallersTellTheResultsApart)
+{
+    const std::map<int, std::string> kTexts = {{-4, "Invalid parameter"},
+                                               {-7, "Entry not found"},
+                                               {-8, "Entry exists"},
+                                               {-10, "Operation still running"},
+                                               {-14, "No resources for operation"},
+                                               {-15, "Invalid configuration"},
+                                               {-16, "Feature unavailable"},
+                                               {-18, "Invalid port"}};
+    struct Failing {
+        int installer;
+        const char *call;
+        int nth;
+        std::string line;       // without the text of the result
+        std::set<int> harmless; // results that are no failure
+        int special = 0;        // a result with a line of its own
+        std::string special_line = {};
+    };
+    const std::string groups = "ddal_bcm_ifp_install_default_field_groups: ";
+    const std::string drop = "ddal_bcm_ifp_install_default_tunnel_drop_entry: installing field entry 200 failed: ";
+    const std::string first = "qualify_port: bcm_field_qualify_InPort failed on field entry ";
+    const Failing kFailing[] = {
+        {0,
+         "bcm_field_group_config_create",
+         0,
+         groups + "creating field group 1 failed: ",
+         {-8},
+         -16,
+         groups + "the switch's service does not know this SDK's records of field rules (192 bytes): it is of another "
+                  "release"},
+        {0, "bcm_field_group_config_create", 4, groups + "creating field group 5 failed: ", {-8, -14, -16}},
+        {1, "bcm_field_entry_multi_get", 0, "read: bcm_field_entry_multi_get failed on field group 1: ", {-7}},
+        {2, "bcm_port_gport_get", 49, "has_port: bcm_port_gport_get failed on port 49: ", {-18}},
+        {3,
+         "bcm_field_entry_create_id",
+         28,
+         "ensure_entry: bcm_field_entry_create_id failed on field entry 129: ",
+         {},
+         -8,
+         first + "129: Entry not found"}, // the other process has destroyed it since
+        {4, "bcm_field_qualify_InPort", 28, first + "179: ", {}},
+        {4,
+         "bcm_field_qualify_VlanFormat",
+         0,
+         "qualify_tag: bcm_field_qualify_VlanFormat failed on field entry 151: ",
+         {}},
+        {5, "bcm_field_entry_create_id", 0, drop, {-7}, -8, drop + "Entry not found"},
+        {5, "bcm_field_action_add", 0, drop, {-8}},
+    };
+    EXPECT_EQ(in_child([&] {
+                  std::vector<std::string> faults;
+                  opened();
+                  for (const Failing &each : kFailing)
+                      for (const auto &[code, text] : kTexts) {
+                          ctl("switch rules clear");
+                          prepare_for(each.installer);
+                          const std::string before = ctl("switch rules");
+                          ctl(std::string("switch fail ") + each.call + " " + std::to_string(code) + " 1 " +
+                              std::to_string(each.nth));
+                          std::vector<std::string> expected;
+                          if (!each.harmless.contains(code))
+                              expected.push_back("3 " + (code == each.special ? each.special_line : each.line + text));
+                          const Installer &installer = kInstallers[each.installer];
+                          if (!expected.empty() && *installer.entries)
+                              expected.push_back(std::string("3 ") + installer.entries + " failed");
+                          LogWatch log;
+                          const int result = installer.install();
+                          if (log.take() != expected || result != (expected.empty() ? 0 : -1001) ||
+                              (result != 0 && ctl("switch rules") != before))
+                              faults.push_back(each.call + (" " + std::to_string(code)));
+                      }
+                  return faults;
+              }),
+              std::vector<std::string>{});
 }
 
 // A process that ended in the middle leaves entries without qualifiers; the next one finishes them before they are

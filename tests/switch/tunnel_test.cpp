@@ -1,13 +1,16 @@
 // Loopbacks, tunnels and address filters: the way of frames, what is left behind, how many calls of the SDK they cost.
 // Runs for both meanings that a set bit of an egress mask may have.
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <sstream>
+#include <vector>
 
 #include <ddal/bcm_open.h>
 #include <ddal/eth_switch.h>
+#include <ddal/ext.h>
 
 #include "support/log_watch.h"
 #include "way.h"
@@ -18,8 +21,10 @@ namespace {
 
 #ifdef MASKS_KEEP
 const char *const kMaskOfTheSwitch = "switch mask keeps";
+constexpr uint32_t kBlocked = 0; // ports of a mask as the library reads it, which here takes a set bit to block
 #else
 const char *const kMaskOfTheSwitch = "switch mask blocks";
+constexpr uint32_t kBlocked = 0xFFFFFFFF;
 #endif
 constexpr uint32_t kSwitch = 2;
 const uint8_t kGroup[6] = {0x01, 0, 0x5e, 0, 0, 0x01};
@@ -93,13 +98,50 @@ const Pair kPairs[] = {
      [] { return ddal_bcm_ifp_preserve_pcp_priority_frame_action_add(14); },
      [] { return ddal_bcm_ifp_preserve_pcp_priority_frame_action_remove(14); },
      {3, 4}},
+    {"default S-VLAN",
+     [] { return ddal_eth_switch_set_default_svlan(kSwitch, 14, 5); },
+     [] { return ddal_eth_switch_remove_default_svlan(kSwitch, 14); },
+     {1, 1}},
+    {"S-VLAN of an ethertype",
+     [] { return ddal_eth_switch_set_ethertype_svlan(kSwitch, 14, 0x88f7, 5); },
+     [] { return ddal_eth_switch_remove_ethertype_svlan(kSwitch, 14, 0x88f7); },
+     {1, 1}},
+    {"translation",
+     [] { return ddal_eth_switch_add_vlan_translation(kSwitch, 14, 100, 5); },
+     [] { return ddal_eth_switch_remove_vlan_translation(kSwitch, 14, 100, 5); },
+     {5, 5}},
+    {"translation in force",
+     [] { return ddal_eth_switch_enable_vlan_translation(kSwitch, 14, 6); },
+     [] { return ddal_eth_switch_disable_vlan_translation(kSwitch, 14, 6); },
+     {3, 2}},
     {"DSCP mapping",
      [] { return ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 1); },
      [] { return ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 0); },
      {9, 11}},
 };
 
-// The rules; entries that are not in the hardware without what they would match.
+// The S-VLANs and translations of a port.
+std::string vlans_of(uint32_t port)
+{
+    uint16_t of_port = 0;
+    uint16_t of_type = 0;
+    uint32_t status = 0;
+    ddal_eth_switch_translation ingress[2]{};
+    ddal_eth_switch_translation egress[2]{};
+    uint32_t ingress_size = 2;
+    uint32_t egress_size = 2;
+    ddal_eth_switch_get_default_svlan(kSwitch, port, &of_port);
+    ddal_eth_switch_get_ethertype_svlan(kSwitch, port, 0x88f7, &of_type);
+    ddal_eth_switch_get_vlan_translation(kSwitch, port, ingress, &ingress_size);
+    ddal_eth_switch_get_egress_translations(kSwitch, port, egress, &egress_size);
+    ddal_eth_switch_get_vlan_translation_status_on_svlan(kSwitch, port, 6, &status);
+    std::string text;
+    for (const uint32_t value : {uint32_t{of_port}, uint32_t{of_type}, ingress_size, egress_size, status})
+        text += std::to_string(value) + " ";
+    return text;
+}
+
+// The rules; entries that are not in the hardware without what they would match. Then the S-VLANs.
 std::string state()
 {
     std::istringstream rules(ctl("switch rules"));
@@ -111,7 +153,7 @@ std::string state()
             line.erase(qualifiers, actions == std::string::npos ? actions : actions - qualifiers);
         text += line + "\n";
     }
-    return text;
+    return text + vlans_of(14);
 }
 
 // Fails each call of the operation in turn. `judge` sees what is left.
@@ -267,6 +309,7 @@ TEST_F(Tunnel, RulesCostTheirCallsAndLeaveNothing)
 TEST_F(Tunnel, FailuresLeaveNoHalves)
 {
     ASSERT_EQ(add_filter(14, 21, kOtherGroup), 0); // the port's default entries are taken
+    ASSERT_EQ(ddal_eth_switch_add_vlan_translation(kSwitch, 14, 101, 6), 0);
     for (const Pair &each : kPairs) {
         const std::string before = state();
         sweep(
@@ -286,4 +329,37 @@ TEST_F(Tunnel, FailuresLeaveNoHalves)
             });
     }
     EXPECT_EQ(remove_filter(14, 21, kOtherGroup), 0);
+    EXPECT_EQ(ddal_eth_switch_remove_vlan_translation(kSwitch, 14, 101, 6), 0);
+}
+
+// A list of the rules is whole: a property that could not be read is not taken for one that a rule lacks.
+TEST_F(Tunnel, RulesAreReadWholeOrNotAtAll)
+{
+    ASSERT_EQ(ddal_eth_switch_add_tunneling(kSwitch, 14, 18), 0);
+    std::vector<ddal_ext_switch_rule> rules(1000);
+    uint32_t size = 1000;
+    ASSERT_EQ(ddal_ext_switch_rules(rules.data(), &size), 0);
+    const auto mask = std::find_if(rules.begin(), rules.end(), [](const auto &rule) { return rule.entry == 314; });
+    ASSERT_NE(mask, rules.end());
+    EXPECT_EQ(mask->in_port, 14u);
+    EXPECT_EQ(mask->blocked[0], kBlocked ^ 1U << 18) << "all but the peer";
+    for (size_t word = 1; word < 8; ++word)
+        EXPECT_EQ(mask->blocked[word], kBlocked) << word;
+    for (const char *call : {"qualify_InPort_get", "qualify_InPorts_get", "qualify_VlanFormat_get",
+                             "qualify_EtherType_get", "qualify_DstMac_get", "action_get", "action_ports_get"}) {
+        const std::string name = std::string("bcm_field_") + call;
+        ctl("switch fail " + name + " -9");
+        LogWatch log;
+        size = 1000;
+        EXPECT_EQ(ddal_ext_switch_rules(rules.data(), &size), -1001) << call;
+        const std::vector<std::string> lines = log.take();
+        ASSERT_EQ(lines.size(), 2u) << call;
+        EXPECT_NE(lines[0].find(name + " failed on field entry 1: Operation timed out"), std::string::npos) << lines[0];
+        EXPECT_EQ(lines[1], "3 ddal_ext_switch_rules: Reading the field rules failed");
+    }
+    ctl("switch port-sets off");
+    size = 1000;
+    EXPECT_EQ(ddal_ext_switch_rules(rules.data(), &size), 0) << "a device without the qualifier for several ports";
+    ctl("switch port-sets on");
+    EXPECT_EQ(ddal_eth_switch_remove_tunneling(kSwitch, 14, 18), 0);
 }

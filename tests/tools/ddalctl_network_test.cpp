@@ -100,6 +100,7 @@ TEST(DdalctlSwitch, ShowsAndUndoesRules)
     const std::string rules = ddalctl("switch rules").out;
     EXPECT_THAT(rules, HasSubstr("from port 14, with a tag"));
     EXPECT_THAT(rules, HasSubstr("leave not by 14, 18"));
+    EXPECT_THAT(rules, HasSubstr("leave by no port but 18"));
     const std::string ways = ddalctl("switch forwarding").out;
     for (const char *way : {"14 <-> 18", "20 <-> 21", "of type 0x88f7", "16 -> 16", "to 01:00:5e:00:00:01"})
         EXPECT_THAT(ways, HasSubstr(way));
