@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "support/log_watch.h"
-#include "switch/bcmdiag.h"
+#include "switch/shell/bcmdiag.h"
 
 using namespace ddal::ethswitch;
 using testing_board::LogWatch;

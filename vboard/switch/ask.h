@@ -1,9 +1,9 @@
 // Calls of the client library in terms of words, once the process is attached.
 #pragma once
 
+#include "switch/broadcom/sdk.h"
 #include "switch/exchange.h"
 #include "switch/release.h"
-#include "switch/sdk.h"
 
 namespace vboard::client_library {
 

@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "switch/ask.h"
+#include "switch/broadcom/sdk.h"
 #include "switch/release.h"
-#include "switch/sdk.h"
 
 using namespace vboard::client_library;
 

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <dlfcn.h>
 
+#include "switch/broadcom/sdk.h"
 #include "switch/exchange.h"
-#include "switch/sdk.h"
 
 using vboard::client_library::call;
 

@@ -4,7 +4,7 @@
 #include <initializer_list>
 
 #include "daemon/models/switch.h"
-#include "switch/sdk.h"
+#include "switch/broadcom/sdk.h"
 
 namespace vboard {
 

@@ -1,0 +1,67 @@
+// What the Broadcom operations share: the checks before a call, the copper ports and the register access behind them.
+#pragma once
+
+#include <cstdint>
+
+#include "core/log.h"
+#include "switch/broadcom/sdk_call.h"
+#include "switch/broadcom/start.h"
+
+namespace ddal::ethswitch {
+
+constexpr uint32_t kHighestPort = 255;
+
+// Standard registers of a PHY, and those of the copper ports' Marvell PHY
+constexpr uint32_t kControlRegister = 0;
+constexpr uint32_t kControlReset = 0x8000;
+constexpr uint32_t kControlLoadSpeed100 = 0x2000;
+constexpr uint32_t kControlAutoneg = 0x1000;
+constexpr uint32_t kControlPowerDown = 0x0800;
+constexpr uint32_t kControlRestartAutoneg = 0x0200;
+constexpr uint32_t kControlFullDuplex = 0x0100;
+constexpr uint32_t kControlLoadSpeed1000 = 0x0040;
+
+// 0, or -1001 logged under the caller's name.
+int check_port(const char *caller, uint32_t port);
+
+// 0, or -1001 logged under the caller's name with the text `missing`.
+inline int check_given(const char *caller, bool is_given, const char *missing = "data cannot be null")
+{
+    if (is_given)
+        return 0;
+    log_line_as(LOG_ERR, caller, "%s\n", missing);
+    return DDAL_ERR_FAILURE;
+}
+
+// A list of `*size` entries may be missing where that is 0.
+template <typename Entry>
+int check_list(const char *caller, const Entry *list, const uint32_t *size)
+{
+    return check_given(caller, size && (list || *size == 0));
+}
+
+// The checks of an operation with outputs, and the switch opened: 0, or -1001 logged under the caller's name. `missing`
+// is the text for a null pointer among the outputs.
+inline int open_port_for(const char *caller, uint32_t port, bool has_outputs, const char *missing)
+{
+    const bool is_refused = check_port(caller, port) != 0 || check_given(caller, has_outputs, missing) != 0;
+    return is_refused ? DDAL_ERR_FAILURE : open_bcm_switch();
+}
+
+// The MDIO address of the port's PHY, or -1 for a fibre port.
+int mdio_address(uint32_t port);
+inline bool is_copper(uint32_t port)
+{
+    return mdio_address(port) >= 0;
+}
+
+// 0, or `code` logged under the caller's name for a port without direct PHY access.
+int check_copper(const char *caller, uint32_t port, int code = DDAL_ERR_FAILURE);
+
+// The control register of a copper port's PHY: the bits of `mask` become those of `value`. 0 or -1001.
+int copper_port_control_register_modify(uint32_t port, uint32_t value, uint32_t mask);
+
+// One register of a copper port's PHY. 0 or the SDK's result, logged under the caller's name.
+int read_copper_register(const CallSite &site, uint32_t port, uint32_t reg, uint32_t *data);
+
+} // namespace ddal::ethswitch
