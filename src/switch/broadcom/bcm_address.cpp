@@ -44,11 +44,7 @@ int visit(int, bcm_l2_addr_t *entry, void *data)
 int ddal_bcm_get_mac_addresses(uint32_t port, struct ddal_eth_switch_mac_entry *list, uint32_t *size,
                                uint32_t static_entries)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!size || (!list && *size > 0))
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_list(__func__, list, size) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     Walk walk{{}, static_cast<int>(port), static_entries != 0, {list, *size}};
@@ -59,11 +55,8 @@ int ddal_bcm_get_mac_addresses(uint32_t port, struct ddal_eth_switch_mac_entry *
 
 int ddal_bcm_add_static_arl_entry(uint32_t port, const uint8_t mac[6], uint32_t vlan)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!mac)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (check_vlan(__func__, vlan) != 0 || open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, mac) != 0 || check_vlan(__func__, vlan) != 0 ||
+        open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     L2Layout layout;
@@ -79,11 +72,8 @@ int ddal_bcm_add_static_arl_entry(uint32_t port, const uint8_t mac[6], uint32_t 
 
 int ddal_bcm_remove_static_arl_entry(uint32_t port, const uint8_t mac[6], uint32_t vlan)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!mac)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (check_vlan(__func__, vlan) != 0 || open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, mac) != 0 || check_vlan(__func__, vlan) != 0 ||
+        open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     uint8_t address[6];

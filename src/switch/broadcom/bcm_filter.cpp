@@ -140,11 +140,8 @@ int remove_filter(const FieldEntryList &entries, const Filter &filter)
 DDAL_WEAK int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(uint32_t port, uint32_t dst_port,
                                                                      const uint8_t *mac)
 {
-    if (check_port(__func__, port) != 0 || check_port(__func__, dst_port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!mac)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_port(__func__, dst_port) != 0 || check_given(__func__, mac) != 0 ||
+        open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     Search result;
@@ -163,9 +160,7 @@ DDAL_WEAK int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(uint32_t po
 DDAL_WEAK int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(uint32_t port, uint32_t dst_port,
                                                                         const uint8_t *mac)
 {
-    if (!mac)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_given(__func__, mac) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
     Search result;
     if (search(port, mac, &result) != 0)
@@ -180,9 +175,7 @@ DDAL_WEAK int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(uint32_t
 DDAL_WEAK int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_exists(uint32_t port, uint32_t dst_port,
                                                                         const uint8_t *mac)
 {
-    if (!mac)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_given(__func__, mac) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
     Search result;
     if (search(port, mac, &result) != 0)
@@ -194,9 +187,7 @@ DDAL_WEAK int ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_get(uint32_t po
                                                                      struct ddal_eth_switch_multicast_filter *list,
                                                                      uint32_t *size)
 {
-    if (!size || (!list && *size > 0))
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_list(__func__, list, size) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
     FieldEntryList entries;
     BoundedList<ddal_eth_switch_multicast_filter> filters{list, *size};

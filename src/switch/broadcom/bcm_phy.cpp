@@ -130,11 +130,8 @@ int ddal_bcm_write_ext_phy_register(uint32_t port, uint32_t reg, uint16_t value)
 
 int ddal_bcm_read_ext_phy_register(uint32_t port, uint32_t reg, uint16_t *value)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!value)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (check_copper(__func__, port) != 0 || open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, value) != 0 || check_copper(__func__, port) != 0 ||
+        open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     uint32_t data = 0;

@@ -65,9 +65,7 @@ DDAL_WEAK int ddal_bcm_ifp_cosq_untagged_frame_action_remove(uint32_t port)
 
 DDAL_WEAK int ddal_bcm_ifp_cosq_untagged_frame_action_get(uint32_t port, uint32_t *queue)
 {
-    if (!queue)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_given(__func__, queue) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
     std::optional<FieldAction> action;
     if (port < kPortsWithEntries && read_action(untagged_entry(port), bcmFieldActionCosQNew, &action) != 0)

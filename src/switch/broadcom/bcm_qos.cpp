@@ -107,11 +107,8 @@ int ddal_bcm_set_dscp_to_queue_mapping(uint32_t port, uint32_t dscp, uint32_t qu
 
 int ddal_bcm_get_dscp_to_queue_mapping(uint32_t port, uint32_t dscp, uint32_t *queue)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!queue)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (check_at_most(__func__, "DSCP", dscp, kHighestDscp) != 0 || open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, queue) != 0 ||
+        check_at_most(__func__, "DSCP", dscp, kHighestDscp) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     int new_dscp = 0;
@@ -134,11 +131,8 @@ int ddal_bcm_set_pcp_to_queue_mapping(uint32_t port, uint32_t pcp, uint32_t queu
 
 int ddal_bcm_get_pcp_to_queue_mapping(uint32_t port, uint32_t pcp, uint32_t *queue)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!queue)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (check_at_most(__func__, "PCP", pcp, kHighestPcp) != 0 || open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, queue) != 0 ||
+        check_at_most(__func__, "PCP", pcp, kHighestPcp) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     int mapped = 0;

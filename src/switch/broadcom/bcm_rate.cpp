@@ -121,10 +121,8 @@ int ddal_bcm_port_stats_get(uint32_t port, struct ddal_eth_switch_port_stats *st
 
 int ddal_bcm_set_port_cosq_quanta(uint32_t port, const uint32_t quanta[8])
 {
-    if (check_port(__func__, port) != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, quanta) != 0)
         return DDAL_ERR_FAILURE;
-    if (!quanta)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
 
     int weights[kQueues];
     for (int queue = 0; queue < kQueues; queue++) {

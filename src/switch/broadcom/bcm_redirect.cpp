@@ -154,9 +154,7 @@ DDAL_WEAK int ddal_bcm_ifp_redirect_frame_action_exists(uint32_t port, uint32_t 
 
 DDAL_WEAK int ddal_bcm_ifp_redirect_frame_action_get(uint32_t port, uint32_t *dst_port)
 {
-    if (!dst_port)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_given(__func__, dst_port) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
     Redirection present;
     if (read_redirection(port, &present) != 0)

@@ -183,11 +183,7 @@ DDAL_WEAK int ddal_bcm_vlan_translation_remove(uint32_t port, uint32_t cvlan, ui
 
 DDAL_WEAK int ddal_bcm_vlan_translation_get(uint32_t port, struct ddal_eth_switch_translation *list, uint32_t *size)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!size || (!list && *size > 0))
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_list(__func__, list, size) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     BoundedList<ddal_eth_switch_translation> entries{list, *size};
@@ -233,11 +229,7 @@ DDAL_WEAK int ddal_bcm_vlan_translation_status_on_svlan(uint32_t port, uint32_t 
 
 int ddal_bcm_cvlans_get(uint32_t port, uint16_t *cvlans, uint32_t size)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!cvlans && size > 0)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, cvlans || size == 0) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     BoundedList<uint16_t> list{cvlans, size};
@@ -248,11 +240,7 @@ int ddal_bcm_cvlans_get(uint32_t port, uint16_t *cvlans, uint32_t size)
 
 int ddal_bcm_egress_translations_get(uint32_t port, struct ddal_eth_switch_translation *list, uint32_t *size)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!size || (!list && *size > 0))
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_list(__func__, list, size) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     EgressWalk walk{static_cast<int>(port), {list, *size}};

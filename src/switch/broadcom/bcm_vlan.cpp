@@ -88,11 +88,7 @@ DDAL_WEAK int ddal_bcm_svlan_port_remove(uint32_t port, uint32_t svlan)
 
 int ddal_bcm_svlans_get(uint32_t port, uint16_t *svlans, uint32_t size)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!svlans && size > 0)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, svlans || size == 0) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     BoundedList<uint16_t> list{svlans, size};
@@ -146,11 +142,8 @@ int ddal_bcm_default_svlan_remove(uint32_t port)
 
 int ddal_bcm_ethertype_svlan_get(uint32_t port, uint32_t ethertype, uint16_t *svlan)
 {
-    if (check_port(__func__, port) != 0)
-        return DDAL_ERR_FAILURE;
-    if (!svlan)
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (check_ethertype(__func__, ethertype) != 0 || open_bcm_switch() != 0)
+    if (check_port(__func__, port) != 0 || check_given(__func__, svlan) != 0 ||
+        check_ethertype(__func__, ethertype) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     bcm_vlan_action_set_t action{};

@@ -6,7 +6,7 @@
 #include "switch/broadcom/bounded_list.h"
 #include "switch/broadcom/egress_mask.h"
 #include "switch/broadcom/field_entry.h"
-#include "switch/broadcom/start.h"
+#include "switch/broadcom/port.h"
 
 using namespace ddal::ethswitch;
 
@@ -119,9 +119,7 @@ int add_rules_of(int group, BoundedList<ddal_ext_switch_rule> *list)
 
 int ddal_ext_switch_rules(struct ddal_ext_switch_rule *list, uint32_t *size)
 {
-    if (!size || (!list && *size > 0))
-        return log_error(DDAL_ERR_FAILURE, "data cannot be null\n");
-    if (open_bcm_switch() != 0)
+    if (check_list(__func__, list, size) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
     Groups groups;
