@@ -18,7 +18,7 @@ namespace {
 constexpr uint32_t kSwitch = 2;
 constexpr uint32_t kPort = 18;
 
-uint32_t a, b, list8[8], size;
+uint32_t value, burst, by_queue[8], size;
 uint16_t vlan, vlans[24];
 ddal_eth_switch_port_stats stats;
 ddal_eth_switch_mac_entry macs[4];
@@ -35,13 +35,14 @@ struct Operation {
 // Each with arguments that a switch would take.
 const std::vector<Operation> kOperations = {
     {"set_port_egress_shaping", [](uint32_t sw) { return ddal_eth_switch_set_port_egress_shaping(sw, kPort, 1, 2); }},
-    {"get_port_egress_shaping", [](uint32_t sw) { return ddal_eth_switch_get_port_egress_shaping(sw, kPort, &a, &b); }},
+    {"get_port_egress_shaping",
+     [](uint32_t sw) { return ddal_eth_switch_get_port_egress_shaping(sw, kPort, &value, &burst); }},
     {"set_port_ingress_limiting",
      [](uint32_t sw) { return ddal_eth_switch_set_port_ingress_limiting(sw, kPort, 1, 2); }},
     {"get_port_ingress_limiting",
-     [](uint32_t sw) { return ddal_eth_switch_get_port_ingress_limiting(sw, kPort, &a, &b); }},
+     [](uint32_t sw) { return ddal_eth_switch_get_port_ingress_limiting(sw, kPort, &value, &burst); }},
     {"get_port_cos_dropped_pkts",
-     [](uint32_t sw) { return ddal_eth_switch_get_port_cos_dropped_pkts(sw, kPort, list8); }},
+     [](uint32_t sw) { return ddal_eth_switch_get_port_cos_dropped_pkts(sw, kPort, by_queue); }},
     {"set_port_cos_dropped_pkts", [](uint32_t sw) { return ddal_eth_switch_set_port_cos_dropped_pkts(sw, kPort); }},
     {"get_port_stats", [](uint32_t sw) { return ddal_eth_switch_get_port_stats(sw, kPort, &stats); }},
     {"create_svlan", [](uint32_t sw) { return ddal_eth_switch_create_svlan(sw, 1); }},
@@ -53,22 +54,22 @@ const std::vector<Operation> kOperations = {
     {"remove_default_svlan", [](uint32_t sw) { return ddal_eth_switch_remove_default_svlan(sw, kPort); }},
     {"get_multicast_filters",
      [](uint32_t sw) { return size = 4, ddal_eth_switch_get_multicast_filters(sw, kPort, filters, &size); }},
-    {"get_loopback", [](uint32_t sw) { return ddal_eth_switch_get_loopback(sw, kPort, &a); }},
+    {"get_loopback", [](uint32_t sw) { return ddal_eth_switch_get_loopback(sw, kPort, &value); }},
     {"set_synce_source", [](uint32_t sw) { return ddal_eth_switch_set_synce_source(sw, kPort); }},
-    {"set_port_cosq_quanta", [](uint32_t sw) { return ddal_eth_switch_set_port_cosq_quanta(sw, kPort, list8); }},
-    {"get_port_cosq_quanta", [](uint32_t sw) { return ddal_eth_switch_get_port_cosq_quanta(sw, kPort, list8); }},
+    {"set_port_cosq_quanta", [](uint32_t sw) { return ddal_eth_switch_set_port_cosq_quanta(sw, kPort, by_queue); }},
+    {"get_port_cosq_quanta", [](uint32_t sw) { return ddal_eth_switch_get_port_cosq_quanta(sw, kPort, by_queue); }},
     {"set_port_mapping_mode", [](uint32_t sw) { return ddal_eth_switch_set_port_mapping_mode(sw, kPort, 1); }},
-    {"get_port_mapping_mode", [](uint32_t sw) { return ddal_eth_switch_get_port_mapping_mode(sw, kPort, &a); }},
+    {"get_port_mapping_mode", [](uint32_t sw) { return ddal_eth_switch_get_port_mapping_mode(sw, kPort, &value); }},
     {"set_port_mapping_dscp_to_cosq",
      [](uint32_t sw) { return ddal_eth_switch_set_port_mapping_dscp_to_cosq(sw, kPort, 1, 2); }},
     {"get_port_mapping_dscp_to_cosq",
-     [](uint32_t sw) { return ddal_eth_switch_get_port_mapping_dscp_to_cosq(sw, kPort, 1, &a); }},
+     [](uint32_t sw) { return ddal_eth_switch_get_port_mapping_dscp_to_cosq(sw, kPort, 1, &value); }},
     {"set_port_mapping_pcp_to_cosq",
      [](uint32_t sw) { return ddal_eth_switch_set_port_mapping_pcp_to_cosq(sw, kPort, 1, 2); }},
     {"get_port_mapping_pcp_to_cosq",
-     [](uint32_t sw) { return ddal_eth_switch_get_port_mapping_pcp_to_cosq(sw, kPort, 1, &a); }},
+     [](uint32_t sw) { return ddal_eth_switch_get_port_mapping_pcp_to_cosq(sw, kPort, 1, &value); }},
     {"set_port_default_cosq", [](uint32_t sw) { return ddal_eth_switch_set_port_default_cosq(sw, kPort, 2); }},
-    {"get_port_default_cosq", [](uint32_t sw) { return ddal_eth_switch_get_port_default_cosq(sw, kPort, &a); }},
+    {"get_port_default_cosq", [](uint32_t sw) { return ddal_eth_switch_get_port_default_cosq(sw, kPort, &value); }},
     {"get_port_learned_addrs",
      [](uint32_t sw) { return size = 4, ddal_eth_switch_get_port_learned_addrs(sw, kPort, macs, &size); }},
     {"get_static_arl_entries",
@@ -87,9 +88,9 @@ const std::vector<Operation> kOperations = {
     {"get_vlan_translation",
      [](uint32_t sw) { return size = 4, ddal_eth_switch_get_vlan_translation(sw, kPort, translations, &size); }},
     {"get_vlan_translation_status_on_svlan",
-     [](uint32_t sw) { return ddal_eth_switch_get_vlan_translation_status_on_svlan(sw, kPort, 1, &a); }},
+     [](uint32_t sw) { return ddal_eth_switch_get_vlan_translation_status_on_svlan(sw, kPort, 1, &value); }},
     {"enable_qos", [](uint32_t sw) { return ddal_eth_switch_enable_qos(sw, kPort); }},
-    {"get_qos_status", [](uint32_t sw) { return ddal_eth_switch_get_qos_status(sw, kPort, &a); }},
+    {"get_qos_status", [](uint32_t sw) { return ddal_eth_switch_get_qos_status(sw, kPort, &value); }},
     {"disable_qos", [](uint32_t sw) { return ddal_eth_switch_disable_qos(sw, kPort); }},
     {"set_ethertype_svlan", [](uint32_t sw) { return ddal_eth_switch_set_ethertype_svlan(sw, kPort, 0x800, 1); }, true},
     {"get_ethertype_svlan", [](uint32_t sw) { return ddal_eth_switch_get_ethertype_svlan(sw, kPort, 0x800, &vlan); },
@@ -97,14 +98,14 @@ const std::vector<Operation> kOperations = {
     {"remove_ethertype_svlan", [](uint32_t sw) { return ddal_eth_switch_remove_ethertype_svlan(sw, kPort, 0x800); },
      true},
     {"set_vlan_learning_mode", [](uint32_t sw) { return ddal_eth_switch_set_vlan_learning_mode(sw, 1); }, true},
-    {"get_vlan_learning_mode", [](uint32_t sw) { return ddal_eth_switch_get_vlan_learning_mode(sw, &a); }, true},
+    {"get_vlan_learning_mode", [](uint32_t sw) { return ddal_eth_switch_get_vlan_learning_mode(sw, &value); }, true},
     {"add_multicast_filter", [](uint32_t sw) { return ddal_eth_switch_add_multicast_filter(sw, kPort, 20, kMac); }},
     {"remove_multicast_filter",
      [](uint32_t sw) { return ddal_eth_switch_remove_multicast_filter(sw, kPort, 20, kMac); }},
     {"enable_loopback", [](uint32_t sw) { return ddal_eth_switch_enable_loopback(sw, kPort); }},
     {"disable_loopback", [](uint32_t sw) { return ddal_eth_switch_disable_loopback(sw, kPort); }},
     {"add_tunneling", [](uint32_t sw) { return ddal_eth_switch_add_tunneling(sw, kPort, 20); }},
-    {"get_tunneling", [](uint32_t sw) { return ddal_eth_switch_get_tunneling(sw, kPort, &a); }},
+    {"get_tunneling", [](uint32_t sw) { return ddal_eth_switch_get_tunneling(sw, kPort, &value); }},
     {"remove_tunneling", [](uint32_t sw) { return ddal_eth_switch_remove_tunneling(sw, kPort, 20); }},
     {"add_tunneling_with_ethertype_filter",
      [](uint32_t sw) { return ddal_eth_switch_add_tunneling_with_ethertype_filter(sw, kPort, 21, 0x800); }},
@@ -239,11 +240,11 @@ TEST(FrontEnd, ListsTellWhatDidNotFit)
         EXPECT_EQ(on ? ddal_eth_switch_enable_vlan_translation(kSwitch, kPort, 5)
                      : ddal_eth_switch_disable_vlan_translation(kSwitch, kPort, 5),
                   0);
-        EXPECT_EQ(ddal_eth_switch_get_vlan_translation_status_on_svlan(kSwitch, kPort, 5, &a), 0);
-        EXPECT_EQ(a, on ? 1u : 2u);
+        EXPECT_EQ(ddal_eth_switch_get_vlan_translation_status_on_svlan(kSwitch, kPort, 5, &value), 0);
+        EXPECT_EQ(value, on ? 1u : 2u);
     }
-    EXPECT_EQ(ddal_eth_switch_get_vlan_translation_status_on_svlan(kSwitch, 21, 5, &a), 0);
-    EXPECT_EQ(a, 0u) << "another port's translation";
+    EXPECT_EQ(ddal_eth_switch_get_vlan_translation_status_on_svlan(kSwitch, 21, 5, &value), 0);
+    EXPECT_EQ(value, 0u) << "another port's translation";
     size = 4;
     EXPECT_EQ(ddal_eth_switch_get_port_learned_addrs(kSwitch, kPort, macs, &size), 0);
     EXPECT_EQ(ddal_eth_switch_remove_static_arl_entry(kSwitch, kPort, macs[0].mac, macs[0].vlan), -1001)
@@ -301,8 +302,8 @@ TEST(FrontEnd, CountersCountAndClear)
 // DSCP mode brings queue 7 for frames without a tag, PCP mode takes it away; the map is changed in DSCP mode only.
 TEST(FrontEnd, MappingModes)
 {
-    const auto mode = [] { return ddal_eth_switch_get_port_mapping_mode(kSwitch, 12, &a), a; };
-    const auto queue = [] { return ddal_eth_switch_get_port_default_cosq(kSwitch, 12, &a), a; };
+    const auto mode = [] { return ddal_eth_switch_get_port_mapping_mode(kSwitch, 12, &value), value; };
+    const auto queue = [] { return ddal_eth_switch_get_port_default_cosq(kSwitch, 12, &value), value; };
     EXPECT_EQ(mode(), 0u);
     EXPECT_EQ(queue(), 0u);
     EXPECT_EQ(ddal_eth_switch_set_port_mapping_dscp_to_cosq(kSwitch, 12, 46, 5), -1001);
@@ -310,8 +311,8 @@ TEST(FrontEnd, MappingModes)
     EXPECT_EQ(mode(), 1u);
     EXPECT_EQ(queue(), 7u);
     EXPECT_EQ(ddal_eth_switch_set_port_mapping_dscp_to_cosq(kSwitch, 12, 46, 5), 0);
-    EXPECT_EQ(ddal_eth_switch_get_port_mapping_dscp_to_cosq(kSwitch, 12, 46, &a), 0);
-    EXPECT_EQ(a, 5u);
+    EXPECT_EQ(ddal_eth_switch_get_port_mapping_dscp_to_cosq(kSwitch, 12, 46, &value), 0);
+    EXPECT_EQ(value, 5u);
     EXPECT_EQ(ddal_eth_switch_set_port_default_cosq(kSwitch, 12, 4), 0);
     EXPECT_EQ(queue(), 4u);
     EXPECT_EQ(mode(), 1u) << "another default queue is no other mode";
