@@ -1,6 +1,7 @@
 // Frames through the virtual switch: each operation of the front end sends one another way, to another queue or with
 // another tag, and its undo brings the old way back.
 #include <algorithm>
+#include <dlfcn.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
@@ -35,6 +36,26 @@ void expect_change(const Change &each)
     EXPECT_EQ(way(each.port, each.frame), each.changed) << each.what;
     EXPECT_EQ(each.undo(), 0) << each.what;
     EXPECT_EQ(way(each.port, each.frame), each.usual) << each.what << ", undone";
+}
+
+// Scheduling modes of the SDK
+constexpr int kStrict = 1;
+constexpr int kInTurn = 2;
+constexpr int kWeighted = 3;
+constexpr int kDeficit = 5;
+
+struct Ports {
+    uint32_t words[8];
+};
+
+// What no operation of the library sets.
+int schedule(uint32_t port, int mode, const uint32_t (&quanta)[8])
+{
+    using Call = int (*)(int, Ports, int, const int[8], int);
+    const auto call = reinterpret_cast<Call>(dlsym(RTLD_DEFAULT, "bcm_cosq_port_sched_set"));
+    int weights[8];
+    std::copy(quanta, quanta + 8, weights);
+    return call ? call(0, Ports{{1U << port}}, mode, weights, 0) : -1;
 }
 
 } // namespace
@@ -163,6 +184,7 @@ TEST(Forward, QueuesShareACongestedPortByTheirWeights)
     constexpr uint32_t kFrames = 60; // of each of the queues 1 and 3
     struct Sharing {
         const char *what;
+        int mode; // of the SDK; the library sets deficit round robin
         uint32_t quanta[8];
         uint32_t low; // frames of queue 1 among the first forty
     };
@@ -171,17 +193,23 @@ TEST(Forward, QueuesShareACongestedPortByTheirWeights)
     ASSERT_EQ(ddal_eth_switch_create_svlan(kSwitch, 8), 0);
     ASSERT_EQ(ddal_eth_switch_add_svlan(kSwitch, 20, 8), 0);
     for (const Sharing &each : {
-             Sharing{"strict priority", {}, 0},
-             Sharing{"one queue strict", {0, 7, 0, 0, 0, 0, 0, 0}, 0},
-             Sharing{"the other queue strict", {0, 0, 0, 5, 0, 0, 0, 0}, 40},
-             Sharing{"the same weight", {0, 1, 0, 1, 0, 0, 0, 0}, 20},
-             Sharing{"one to three", {0, 1, 0, 3, 0, 0, 0, 0}, 10},
-             Sharing{"four to one", {0, 4, 0, 1, 0, 0, 0, 0}, 32},
+             Sharing{"no weights", kDeficit, {}, 0},
+             Sharing{"one queue strict", kDeficit, {0, 7, 0, 0, 0, 0, 0, 0}, 0},
+             Sharing{"the other queue strict", kDeficit, {0, 0, 0, 5, 0, 0, 0, 0}, 40},
+             Sharing{"the same weight", kDeficit, {0, 1, 0, 1, 0, 0, 0, 0}, 20},
+             Sharing{"one to three", kDeficit, {0, 1, 0, 3, 0, 0, 0, 0}, 10},
+             Sharing{"four to one", kDeficit, {0, 4, 0, 1, 0, 0, 0, 0}, 32},
+             Sharing{"frames, one to three", kWeighted, {0, 1, 0, 3, 0, 0, 0, 0}, 10},
+             Sharing{"in turn", kInTurn, {0, 1, 0, 3, 0, 0, 0, 0}, 20},
+             Sharing{"strict priority", kStrict, {0, 3, 0, 1, 0, 0, 0, 0}, 0},
          }) {
         uint32_t quanta[8] = {};
         EXPECT_EQ(ddal_eth_switch_set_port_cosq_quanta(kSwitch, 20, each.quanta), 0);
         EXPECT_EQ(ddal_eth_switch_get_port_cosq_quanta(kSwitch, 20, quanta), 0);
         EXPECT_TRUE(std::equal(quanta, quanta + 8, each.quanta)) << each.what;
+        if (each.mode != kDeficit) {
+            ASSERT_EQ(schedule(20, each.mode, each.quanta), 0) << each.what;
+        }
         ASSERT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 1, 12), 0);
         EXPECT_EQ(way(14, large + "7"), "20 8.7 q7"); // uses up the burst
         for (const char *pcp : {"1", "3"})
