@@ -1,5 +1,5 @@
-// Runs a program in a mount namespace whose /dev and /sys hold plain files for the board's nodes, so that nothing but
-// the kernel lies between the library and them, and stands in for the frame driver meanwhile.
+// Runs a program in a mount namespace whose /dev and /sys hold plain files for the board's nodes, so that only the
+// kernel lies between the library and the files. Takes the part of the frame driver meanwhile.
 //
 // usage: bare_board PROGRAM [ARGUMENT...]
 #include <cerrno>
@@ -65,7 +65,7 @@ void enter_namespace()
     write_text("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-// A /dev with the nodes that the benchmarks use, and the machine's own null device. Returns the frame page.
+// Makes a /dev with the nodes of the benchmarks and the machine's null device. Returns the frame page.
 FramePage *furnish_dev()
 {
     const int null_device = open("/dev/null", O_PATH | O_CLOEXEC);
@@ -90,7 +90,7 @@ FramePage *furnish_dev()
     return static_cast<FramePage *>(page);
 }
 
-// A node below folders that need not be there yet.
+// Makes a node and its missing folders.
 void make_file(const char *path, const std::string &content, off_t size)
 {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -98,7 +98,7 @@ void make_file(const char *path, const std::string &content, off_t size)
     write_text(path, content);
 }
 
-// A /sys with an internally and an externally calibrated SFP module, and a PHY behind the interface eth0.
+// Makes a /sys with an internally and an externally calibrated SFP module, and a PHY behind the interface eth0.
 void furnish_sys()
 {
     constexpr off_t kMemorySize = 256;

@@ -1,4 +1,4 @@
-// Results of one run, compared with each other.
+// Comparison of the results of one run.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +11,8 @@
 
 namespace bench {
 
-// Prints as usual and keeps the best time of every benchmark's repetitions: what disturbs a run only makes it slower.
+// Prints as usual and keeps the best time of every benchmark's repetitions, because a disturbance only makes a run
+// slower.
 class Comparison : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run> &runs) override
@@ -31,7 +32,7 @@ public:
     {
         const auto own = best_.find(name);
         const auto other = best_.find(peer);
-        if (own != best_.end() && other != best_.end()) // a filter may have left one out
+        if (own != best_.end() && other != best_.end()) // a filter may leave one out
             printf("%s: %.1f ns, %.2f times %s (%.1f ns), %+.1f ns\n", name.c_str(), own->second,
                    own->second / other->second, peer.c_str(), other->second, own->second - other->second);
     }

@@ -1,4 +1,4 @@
-// Address conversion and descriptor chains, against hand-written equivalents that know two regions as well.
+// Address conversion and descriptor chains, compared with hand-written equivalents that also know two regions.
 #include <ddal/cma.h>
 #include <ddal/osal.h>
 
@@ -21,7 +21,7 @@ char region_list[128];
 
 } // namespace
 
-// The kernel's list of regions: no namespace can put a file of its own into /proc, so the list is served here.
+// Serves the kernel's list of regions: a namespace cannot put a file into /proc.
 extern "C" FILE *fopen64(const char *path, const char *mode)
 {
     if (strcmp(path, ddal::dsp::kCmaRegionList) == 0)
@@ -61,7 +61,7 @@ __attribute__((noinline, noclone)) int virt_to_phy_by_hand(uint32_t virt, uint32
     return -1;
 }
 
-// Addresses of both regions, in no order that a branch predictor could learn.
+// Returns addresses of both regions in an order that a branch predictor cannot learn.
 std::vector<uint32_t> addresses()
 {
     std::mt19937 random{1};
@@ -101,7 +101,8 @@ void *pointer(uint32_t address)
 
 enum { kBuffer = 4, kLink = 5, kOriginal = 7, kWords = 8 };
 
-// A chain of host descriptors in the second region with buffers in the first. Returns its head's physical address.
+// Makes a chain of host descriptors in the second region with buffers in the first. Returns the physical address of its
+// head.
 uint32_t make_chain()
 {
     uint32_t virt = 0;
@@ -115,7 +116,7 @@ uint32_t make_chain()
     return kSecond;
 }
 
-// Both directions are one round: afterwards the chain is as before.
+// One round converts in both directions, so that the chain ends as it began.
 void chain_by_library(benchmark::State &state)
 {
     void *const head = pointer(make_chain());
@@ -164,7 +165,7 @@ int main(int argc, char **argv)
              kSecondSize);
     if (ddal_cma_process_init() != 0)
         return 1;
-    // The same order as the library's: the second region is asked first.
+    // Same order as in the library, which looks in the second region first.
     ranges[0] = {0, kSecond, kSecondSize};
     ranges[1] = {0, kFirst, kFirstSize};
     for (Range &range : ranges)

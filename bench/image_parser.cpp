@@ -1,4 +1,4 @@
-// A firmware image of 1 MiB, parsed by the library and read by srec_cat, and how fast its bytes can be had at all.
+// A firmware image of 1 MiB, parsed by the library and read by srec_cat, with the bare time to read its bytes.
 #include <ddal/bsl.h>
 
 #include <algorithm>
@@ -38,7 +38,7 @@ void run(const std::vector<std::string> &words)
     }
 }
 
-// The shortest of so many runs, in seconds: what disturbs a run only makes it longer.
+// Returns the shortest of several runs in seconds, because a disturbance only makes a run longer.
 double best_of(int runs, const std::function<void()> &step)
 {
     double best = 1e9;
@@ -69,7 +69,7 @@ size_t heap_in_use()
     return info.uordblks + info.hblkhd;
 }
 
-// Bytes of heap that the parsed image occupies.
+// Returns the bytes of heap that the parsed image occupies.
 size_t parse(const std::string &image)
 {
     const int fd = open(image.c_str(), O_RDONLY | O_CLOEXEC);
@@ -102,7 +102,7 @@ void read_only(const std::string &image)
 
 int main()
 {
-    if (!freopen("/dev/null", "w", stderr) || !mkdtemp(folder.data())) // the log, where there is no device tree
+    if (!freopen("/dev/null", "w", stderr) || !mkdtemp(folder.data())) // discards the library's log
         return 2;
     const std::string image = make_image("image", kImageBytes);
     const std::string small = make_image("small", 16);

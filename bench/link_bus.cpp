@@ -138,7 +138,7 @@ void LinkBus::start_service()
     if (service_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         close(requests[1]);
-        dup2(ready[1], STDIN_FILENO); // told when the name is there
+        dup2(ready[1], STDIN_FILENO); // reports that the name is on the bus
         serve(requests[0]);
     }
     close(requests[0]);

@@ -1,4 +1,4 @@
-// A message bus with the switch's link service on it, as the library meets them on a board.
+// A message bus with the switch's link service, in the form of a board's.
 #pragma once
 
 #include <atomic>
@@ -13,15 +13,15 @@ constexpr unsigned kPorts = 16;
 
 class LinkBus {
 public:
-    // Starts a bus and the service, and lets the library find them. Ends the program, with the reason, if it cannot.
+    // Starts a bus and the service, and points the library to them. Ends the program with the reason on failure.
     LinkBus();
     ~LinkBus();
     LinkBus(const LinkBus &) = delete;
     LinkBus &operator=(const LinkBus &) = delete;
 
-    // Lets the service change the link of a port, whatever it was.
+    // Makes the service change the link of a port, whatever its state.
     void change(unsigned port) const;
-    // When the service put its last change of the port on the bus, in ns of the monotonic clock.
+    // Returns the time of the service's last signal about the port, in ns of the monotonic clock.
     int64_t changed_at(unsigned port) const { return times_[port]; }
     const std::string &address() const { return address_; }
 

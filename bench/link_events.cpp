@@ -27,7 +27,7 @@ constexpr int kLimitMs = 5000;
 struct Result {
     double per_second;
     double median_us;
-    double late_us; // 99 of 100 are sooner
+    double late_us; // 99 of 100 arrive earlier
 };
 
 Result result_of(std::vector<int64_t> &delays, int64_t total_ns)
@@ -38,7 +38,7 @@ Result result_of(std::vector<int64_t> &delays, int64_t total_ns)
             static_cast<double>(delays[delays.size() * 99 / 100]) / 1000};
 }
 
-// Keeps one change on its way for each of so many ports. `next` waits for an event and yields its port.
+// Keeps one change in progress for each port. `next` waits for an event and returns its port.
 Result measure(const bench::LinkBus &bus, unsigned ports, const std::function<std::vector<unsigned>()> &next)
 {
     std::vector<int64_t> delays;
@@ -70,7 +70,7 @@ public:
                 fail("no link events");
             links_.push_back({fd, POLLIN, 0});
         }
-        next(); // readable from the start
+        next(); // descriptors are readable from the start
     }
     ~LibraryClient()
     {

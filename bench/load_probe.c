@@ -1,5 +1,5 @@
 /*
- * The process that load_time measures: loads a library or two, asks for a link event, or does nothing, and ends.
+ * The process that load_time measures: loads up to two libraries, may open a link event, and ends.
  *
  *     load_probe [LIBRARY [event | LIBRARY]]
  */

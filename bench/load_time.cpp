@@ -1,5 +1,5 @@
-// What loading the library costs a process, from its start to its end: without it, with it, with the D-Bus library
-// loaded as well, and with a first link event.
+// Cost of loading the library, from start to end of a process: without it, with it, with the D-Bus library too, and
+// with a first link event.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +21,7 @@ struct Kind {
     std::vector<int64_t> times;
 };
 
-// ns from start to end of a probe.
+// Returns the ns from start to end of a probe.
 int64_t run(const std::string &probe, const std::vector<const char *> &arguments)
 {
     std::vector<char *> words = {const_cast<char *>(probe.c_str())};
@@ -59,7 +59,7 @@ int main()
     };
     if (!freopen("/dev/null", "w", stderr)) // the library's log
         return 2;
-    for (int round = 0; round < kRounds; round++) { // in turn, so that what disturbs them disturbs all
+    for (int round = 0; round < kRounds; round++) { // in turn, so that a disturbance affects all kinds alike
         for (Kind &kind : kinds)
             kind.times.push_back(run(probe, kind.arguments));
     }

@@ -1,5 +1,5 @@
-// One PHY register read against a hand-written open, pread and close of the same node, and against what finding the
-// node takes besides: the number of the interface's SoC port comes from a file, read on every call.
+// One PHY register read, compared with a hand-written open, pread and close of the same node, and with the cost of
+// finding the node: every call reads the number of the interface's SoC port from a file.
 #include <ddal/phy.h>
 
 #include <cstdlib>
@@ -11,7 +11,7 @@
 #include "bench/comparison.h"
 #include "bench/system_calls.h"
 
-// A bare board has no device tree to tell its type; the library reads it once in the life of a process anyway.
+// A bare board has no device tree with its type. The library reads it only once per process anyway.
 int ddal_unit_get_board(void)
 {
     return 1;

@@ -56,7 +56,7 @@ void masked_write_4k_by_library(benchmark::State &state)
     }
 }
 
-// The same calls and a bare loop over the bytes.
+// Makes the same calls and a bare loop over the bytes.
 void masked_write_4k_by_hand(benchmark::State &state)
 {
     for (auto _ : state) {

@@ -1,5 +1,5 @@
-// Programming 64 KiB into the RF card over a line at its real speed, against what bytes, acknowledgements and
-// turnaround gaps take at 11 bits a byte. Runs on a virtual board:
+// Programming 64 KiB into the RF card over a line at its real speed, compared with the time of the bytes,
+// acknowledgements and turnaround gaps at 11 bits per byte. Runs on a virtual board:
 //     bin/vboard run --no-trace -- bench/rfcard_link
 #include <ddal/bsl.h>
 #include <ddal/ext.h>
@@ -53,7 +53,8 @@ std::string make_image()
     return path;
 }
 
-// Packets of the blocks out, an acknowledgement and a message of seven bytes back, and one gap before the next packet.
+// Adds up the packets of the blocks, an acknowledgement and a message of seven bytes for each, and one gap before the
+// next packet.
 double time_on_the_wire()
 {
     constexpr uint32_t kAround = 3 + 4 + 2; // header and length, command and address, CRC

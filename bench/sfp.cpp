@@ -10,7 +10,7 @@
 #include "bench/system_calls.h"
 #include "platform/sfp_table.h"
 
-// A bare board has no device tree to tell its type; the library reads it once in the life of a process anyway.
+// A bare board has no device tree with its type. The library reads it only once per process anyway.
 int ddal_unit_get_board(void)
 {
     return 9;
@@ -53,7 +53,7 @@ void memory_by_library(benchmark::State &state)
     }
 }
 
-// All quantities of an internally calibrated module: each asks for the kind of calibration and for its raw value.
+// Reads all quantities of an internally calibrated module. Each reads the kind of calibration and a raw value.
 void diagnostics_by_hand(benchmark::State &state)
 {
     const auto *memory = kSfpCagesOnI2c[0].memory;

@@ -1,4 +1,4 @@
-// Rules of the switch: calls of the SDK and time to add and remove one, and the frames a second that the virtual switch
+// Rules of the switch: SDK calls and time to add and remove one, and the frames per second that the virtual switch
 // forwards with them. Runs on a virtual board:
 //     bin/vboard run --no-trace -- bench/switch
 #include <ddal/eth_switch.h>
@@ -70,7 +70,7 @@ int main()
     report_pair(
         "address filter", [&] { return ddal_eth_switch_add_multicast_filter(kSwitch, 14, 20, group); },
         [&] { return ddal_eth_switch_remove_multicast_filter(kSwitch, 14, 20, group); });
-    client.run("switch send 18 dst=02:00:00:00:00:01 src=02:00:00:00:00:02"); // learned
+    client.run("switch send 18 dst=02:00:00:00:00:01 src=02:00:00:00:00:02"); // the switch learns the address
     report_frames("without rules");
     if (ddal_eth_switch_add_tunneling(kSwitch, 20, 21) != 0 ||
         ddal_eth_switch_set_port_mapping_mode(kSwitch, 14, 1) != 0)

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int kSystemCallStop = SIGTRAP | 0x80; // as reported with PTRACE_O_TRACESYSGOOD
+constexpr int kSystemCallStop = SIGTRAP | 0x80; // as PTRACE_O_TRACESYSGOOD reports it
 
 long count_stops(void (*code)())
 {

@@ -3,7 +3,7 @@
 
 namespace bench {
 
-// Runs `code` in a traced child. -1 where tracing is not allowed or the child did not end by itself.
+// Runs `code` in a traced child. Returns -1 where tracing is not allowed or the child was killed.
 long count_system_calls(void (*code)());
 
 } // namespace bench

@@ -1,5 +1,5 @@
-// The image parser: whatever the file holds, the records are sound, and they do not depend on how the file's bytes are
-// cut into reads. A parse that is fed one byte at a time takes the state machine's way for every byte.
+// The image parser. For any file the records are valid and do not depend on how reads cut the file. A parse that gets
+// one byte at a time sends every byte through the state machine.
 //
 // Input: one byte (length of the second parse's reads), then the file.
 #include <ddal/bsl.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int kImage = 1'000'000; // no descriptor of the process
+constexpr int kImage = 1'000'000; // not a descriptor of the process
 constexpr size_t kMaxReads = 100'000;
 
 std::span<const uint8_t> unread;

@@ -1,7 +1,7 @@
-// The loader link's receiver: whatever comes from the UART, every operation ends with a code of the link and stays
-// within the caller's memory. The line ends by end of file; nothing waits.
+// The loader link's receiver. For any input from the UART, every operation ends with a code of the link and stays
+// within the caller's memory. The line ends with end of file, so nothing waits.
 //
-// Input: one byte chooses the operation, one its length; the rest is what the loader sends.
+// Input: one byte chooses the operation, one its length; the loader sends the rest.
 #include "bsl/command.h"
 
 #include <cstdio>
@@ -42,7 +42,7 @@ public:
     void sleep_us(uint64_t) override {}
 };
 
-// Memory of exactly the size that the operation may use, so that a byte too many is noticed.
+// Memory of exactly the size that the operation may use, so that an excess byte is noticed.
 using Room = std::unique_ptr<uint8_t[]>;
 
 Room room_of(size_t size)

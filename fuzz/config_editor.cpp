@@ -1,9 +1,8 @@
-// The editor of the SSH daemon's configuration: whatever the file and the option, no line but the replaced ones is
-// lost.
+// The editor of the SSH daemon's configuration. For any file and option, only the replaced lines are lost.
 //
 // Input: one byte (bit 0: edit a user's block, bit 1: delete), then user, option name and value, each up to a NUL, then
-// the configuration. Names stay clear of the signs that make the C library's pattern compiler, which is not under test
-// here, take unbounded memory.
+// the configuration. Names avoid the characters that make the C library's pattern compiler take unbounded memory; the
+// compiler is not under test.
 #include "auth/sshd_config.h"
 
 #include <algorithm>
@@ -62,7 +61,7 @@ std::vector<std::string> lines_without(const std::vector<std::string> &lines, co
     return rest;
 }
 
-// Whether the edit may take this line away. What a pattern matches is not told again here: only plain names are.
+// Reports whether the edit may remove this line. Checks only plain names, without repeating the pattern match.
 bool may_go(const std::string &line, const std::string &name, bool in_block)
 {
     const bool plain = std::all_of(name.begin(), name.end(), [](unsigned char c) { return isalnum(c); });

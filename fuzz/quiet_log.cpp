@@ -1,4 +1,4 @@
-// Bad input makes the library talk a lot: nothing of it goes to the machine's system log.
+// Discards the library's log: bad input causes many lines, which must not reach the machine's system log.
 #include <cstdarg>
 #include <syslog.h>
 

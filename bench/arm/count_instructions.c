@@ -4,15 +4,15 @@
  * usage: qemu-arm -plugin libcount_instructions.so,out=FILE ...
  *
  * Writes a line for each section that ends, "<section> <instructions>", and one for each system call in it,
- * "<section> <instructions up to it> <number of the call>". An instruction that reads the processor's counter is one,
- * as it is on the board: what answers it under the emulator is not counted. One thread only.
+ * "<section> <instructions up to it> <number of the call>". An instruction that reads the processor's counter counts as
+ * one, as on the board: the emulator's work to answer it is not counted. Supports one thread only.
  */
 #include <inttypes.h>
 #include <stdbool.h>
 #include <stdio.h>
 #include <string.h>
 
-/* The interface's version 1, as far as it is used here: the distribution ships no header of it. */
+/* Version 1 of the interface, as far as this plugin uses it: the distribution does not ship its header. */
 typedef uint64_t qemu_plugin_id_t;
 typedef struct qemu_info_t qemu_info_t;
 struct qemu_plugin_tb;

@@ -1,6 +1,5 @@
-// Calls that an application makes all the time, each in a section of its own whose instructions are counted
-// (section.h). Prints a line for each section: its number, the most instructions that it may take (0: no limit), what
-// it is.
+// Calls that an application makes all the time. Each runs in a section (section.h), whose instructions are counted.
+// Prints a line for each section: its number, its limit of instructions (0: no limit) and its name.
 //
 // Runs under the emulator on bare_board, with nothing between the library and the kernel.
 #include <ddal/clock.h>
@@ -37,7 +36,7 @@ void answer(int, siginfo_t *, void *context)
         signal(SIGILL, SIG_DFL);
 }
 
-// Before the library's constructor, which checks the counter's frequency.
+// Runs before the library's constructor, which checks the counter's frequency.
 void install(int, char **, char **)
 {
     struct sigaction action {};
@@ -49,7 +48,8 @@ __attribute__((used, section(".preinit_array"))) void (*const kInstall)(int, cha
 
 int failures;
 
-// Counts what `call` does. The first time it resolves symbols and fills caches, so it is called twice before.
+// Counts the instructions of `call`. The first calls resolve symbols and fill caches, so two uncounted calls come
+// first.
 template <int number, typename Call>
 void count(const char *name, unsigned limit, Call call)
 {
@@ -84,7 +84,7 @@ void *pointer(uint32_t address)
 
 } // namespace
 
-// The kernel's list of regions: no namespace can put a file of its own into /proc, so the list is served here.
+// Serves the kernel's list of regions: a namespace cannot put a file into /proc.
 extern "C" FILE *fopen64(const char *path, const char *mode)
 {
     static char list[] = "header\n100000 A 100000 -\n400000 B 400000 -\n";

@@ -1,6 +1,6 @@
 /*
- * Sections of a program whose instructions are counted. A hint instruction without a meaning of its own begins a
- * section, another one ends it; the processor does nothing for either.
+ * Sections of a program whose instructions are counted. One hint instruction begins a section and another ends it. The
+ * processor ignores both.
  */
 #pragma once
 

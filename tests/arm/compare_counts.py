@@ -20,7 +20,7 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "checks"))
 from count_results import collect  # noqa: E402
 
-NOT_CASES = ("setup.", "campaign.")  # campaigns start programs of this machine's own build
+NOT_CASES = ("setup.", "campaign.")  # campaigns start programs of this machine's build
 MOST_MISSING = 0.03
 
 
@@ -44,7 +44,7 @@ def listed_by(entry):
             cases.append((name, suite + found.group(1)))
     if not cases:
         sys.exit(f"{name}: lists no case")
-    # A program lists all of its cases, also those that run in the other entries it is divided into.
+    # A program lists all of its cases, including those of its other entries.
     return cases[int(changes.get("GTEST_SHARD_INDEX", 0))::int(changes.get("GTEST_TOTAL_SHARDS", 1))]
 
 

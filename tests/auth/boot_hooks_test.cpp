@@ -1,4 +1,4 @@
-// The boot hooks of this folder, each on its own, with every call failing once.
+// The boot hooks of this folder, each run alone with every call failing once.
 #include "core/atboot.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ int run_hook(AtbootPlace place)
 
 constexpr const char *kStoredLength = "/rom/etc/security/pwhistory_remember";
 
-TEST(PasswordHistoryHook, LeavesTheOldFileOrTheNewOne)
+TEST(PasswordHistoryHook, LeavesTheOldOrTheNewFile)
 {
     const std::string before = distribution_pam_file();
     const std::string after = with(before, "remember=5", "remember=12");
@@ -52,7 +52,7 @@ TEST(PasswordHistoryHook, LeavesTheOldFileOrTheNewOne)
             EXPECT_EQ(attributes(kStoredLength), kOwnAttributes);
             EXPECT_TRUE(is_unlocked(kPamFile) && is_unlocked(kStoredLength));
         })
-        .when("open/ENOENT:/rom/etc/security*", changes_nothing()); // nothing was ever set
+        .when("open/ENOENT:/rom/etc/security*", changes_nothing()); // a length was never set
     expect_quiet_failures(sweep, before);
     sweep.run();
     EXPECT_EQ(file_content(kPamFile), after) << "nothing failed in the last try";
@@ -71,7 +71,7 @@ protected:
     void TearDown() override { std::filesystem::remove(kSkip); }
 };
 
-TEST_F(RootAccessHook, AppliesNothingWhereTheUnitIsToSkipIt)
+TEST_F(RootAccessHook, AppliesNothingWhereTheUnitSkipsIt)
 {
     const State before = {unrestricted_.config, unrestricted_.password, true};
     const std::string reading = std::string("3 skip_passwd_init: reading ") + kSkip + ": error: ";
@@ -97,11 +97,10 @@ TEST_F(RootAccessHook, AppliesNothingWhereTheUnitIsToSkipIt)
         .run();
 }
 
-// What follows an error is the rollback: the flag goes with the restriction, and the unit starts as it was left by the
-// factory.
+// An error causes the rollback: the flag is removed with the restriction, and the unit starts in its factory state.
 TEST_F(RootAccessHook, EndsEnabledOrRolledBack)
 {
-    // Where a change of the mode can fail for a reason: the programs, the flag file, each edit taking effect.
+    // Steps whose failure affects the mode: the programs, the flag file, and the end of each edit.
     for (const char *place : {"exec", "fork", "open:/ffs/*", "close:/ffs/*", "fsync", "rename"})
         Sweep("Init restricted root access", [] { return run_hook(AtbootPlace::root_access); })
             .only(place)

@@ -1,5 +1,4 @@
-// The editor of the SSH daemon's configuration, on streams: what a line is, where an option goes, what failing streams
-// do.
+// The editor of the SSH daemon's configuration, on streams: lines, the place of an option, failing streams.
 #include "auth/sshd_config.h"
 
 #include <cerrno>
@@ -103,7 +102,7 @@ const EditCase kEdits[] = {
      "Match User serviceuser\n\n Zed b\nMatch User serviceuser\n Zed c\n"},
     {"a line of blanks is no empty line", "serviceuser", "Zed", "b", " \t\nMatch User serviceuser\n Zed c\n",
      " \t\nMatch User serviceuser\n Zed b\n"},
-    // kept: inside a block the option's name counts wherever it stands in a line
+    // kept: inside a block the option's name counts anywhere in a line
     {"inside a block a comment is taken for the option", "serviceuser", "Banner", "/b",
      "Match User serviceuser\n # no Banner here\n Banner none\n", "Match User serviceuser\n Banner /b\n Banner none\n"},
     {"an option of a block goes", "serviceuser", "Zed", nullptr, "Match User serviceuser\n Zed c\n B d\n",
@@ -113,7 +112,7 @@ const EditCase kEdits[] = {
      repeat("# hay\n", 10000) + "Match User serviceuser\n Needle yes\n" + repeat(" # hay\n", 10000)},
 };
 
-TEST(ConfigEditor, PutsAnOptionWhereItBelongs)
+TEST(ConfigEditor, PutsAnOptionInItsPlace)
 {
     for (const EditCase &c : kEdits) {
         const Edited edited = edit(c.user, c.name, c.value, c.before);
@@ -122,7 +121,7 @@ TEST(ConfigEditor, PutsAnOptionWhereItBelongs)
     }
 }
 
-TEST(ConfigEditor, RefusesWhatItCannotWriteSafely)
+TEST(ConfigEditor, RefusesTextsThatItCannotWriteSafely)
 {
     const std::string fits(512 - strlen("^[[:space:]]*") - 1, 'n');
     const std::string too_long = fits + "n";
@@ -192,7 +191,7 @@ struct Failing {
     }
 };
 
-TEST(ConfigEditor, NoFailedStreamLooksLikeAnEnd)
+TEST(ConfigEditor, AFailedStreamDoesNotLookLikeAnEnd)
 {
     const std::string before = "Port 22\nMatch User serviceuser\n Zed c\n# rest\n";
     const std::string after = "Port 22\nMatch User serviceuser\n Zed b\n# rest\n";
@@ -204,7 +203,7 @@ TEST(ConfigEditor, NoFailedStreamLooksLikeAnEnd)
             const Stream out{target.open("w"), fclose};
             const int result = copy_replace_option("serviceuser", "Zed", "b", in.get(), out.get());
             const bool failed = ferror(in.get()) || ferror(out.get());
-            // kept: a failure in the rest after the option is left to the streams' error flags
+            // kept: the streams' error flags alone report a failure after the option
             const bool option_done = target.text.find(" Zed b\n") != std::string::npos;
             EXPECT_EQ(result, failed && !option_done ? -EIO : 0) << limit << reading;
             EXPECT_EQ(failed, target.text != after) << limit << reading;

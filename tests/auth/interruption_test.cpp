@@ -1,4 +1,4 @@
-// Edits that are cut off by SIGKILL at any system call, and edits by two at once.
+// Edits that SIGKILL cuts off at any system call, and edits by two processes at once.
 #include <ddal/auth.h>
 #include <ddal/sshd.h>
 
@@ -21,8 +21,8 @@ using namespace testing_board;
 
 namespace {
 
-// Runs an operation in a child and kills that at its nth stop: before a system call, or after one. False when it ended
-// before. Returns when everything that it started is gone as well.
+// Runs an operation in a child and kills the child at its nth stop, before or after a system call. Returns false if the
+// child ended earlier. Returns only when every process that it started has ended.
 bool is_killed_at(unsigned nth, const std::function<void()> &operation)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -37,7 +37,7 @@ bool is_killed_at(unsigned nth, const std::function<void()> &operation)
     waitpid(child, &status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD);
     unsigned stops = 0;
-    int passed_on = 0; // signals are the child's own business
+    int passed_on = 0; // signals reach the child unchanged
     while (stops < nth && ptrace(PTRACE_SYSCALL, child, nullptr, passed_on) == 0) {
         waitpid(child, &status, 0);
         if (!WIFSTOPPED(status))
@@ -54,7 +54,7 @@ bool is_killed_at(unsigned nth, const std::function<void()> &operation)
     return killed;
 }
 
-// Takes the stray names away that a killed edit may leave; anything else in the folder is a fault.
+// Removes the stray names that a killed edit may leave. Any other name in the folder is a fault.
 void expect_strays_only(const std::string &folder, const std::set<std::string> &known)
 {
     static const std::regex stray("\\.ddal-[A-Za-z0-9]{6}");
@@ -79,7 +79,7 @@ struct EditedFile {
     std::string path, before, after;
 };
 
-// The files are changed in this order: a later one never without the earlier ones.
+// The files change in this order: a later one never changes without the earlier ones.
 void expect_whole_files_wherever_it_is_killed(const std::vector<EditedFile> &files,
                                               const std::function<void()> &operation)
 {
@@ -106,12 +106,12 @@ void expect_whole_files_wherever_it_is_killed(const std::vector<EditedFile> &fil
         ++nth;
     }
     for (const EditedFile &file : files)
-        EXPECT_EQ(file_content(file.path), file.after) << "at last it was left alone";
+        EXPECT_EQ(file_content(file.path), file.after) << "the last run was not killed";
     EXPECT_GT(changed, 0u) << "no kill came late enough";
     std::cout << "killed at " << nth - 1 << " places" << std::endl;
 }
 
-TEST(Interruption, SshdConfigurationsAreOldOrNewWhereverAnEditIsKilled)
+TEST(Interruption, SshdConfigurationsAreOldOrNewAfterAKilledEdit)
 {
     install_daemon();
     const EditedFile live = {kLiveConfig, "UsePAM yes\nClientAliveInterval 1\n",
@@ -122,7 +122,7 @@ TEST(Interruption, SshdConfigurationsAreOldOrNewWhereverAnEditIsKilled)
         {live, persistent}, [] { ddal_sshd_set_parameter("ClientAliveInterval", "42", DDAL_SSHD_PERSIST); });
 }
 
-TEST(Interruption, PamFileIsOldOrNewWhereverAnEditIsKilled)
+TEST(Interruption, PamFileIsOldOrNewAfterAKilledEdit)
 {
     const std::string line = "password required pam_pwhistory.so remember=";
     const EditedFile pam = {kPamFile, line + "5 use_authtok\n# rest\n", line + "12 use_authtok\n# rest\n"};
@@ -153,7 +153,7 @@ void expect_both_edits(const std::string &before)
 TEST(Interruption, TwoEditorsLoseNothingAndReadersSeeWholeFiles)
 {
     install_daemon();
-    put_program("/usr/sbin/sshd", "#!/bin/sh\nexec cat >/dev/null\n"); // quick, so that the two meet often
+    put_program("/usr/sbin/sshd", "#!/bin/sh\nexec cat >/dev/null\n"); // quick, so that the two edits often overlap
     const std::string before = "UsePAM yes\nClientAliveInterval 0\nClientAliveCountMax 0\n# the end\n";
     const std::regex whole("UsePAM yes\nClientAliveInterval [0-9]+\nClientAliveCountMax [0-9]+\n# the end\n");
 
@@ -183,7 +183,7 @@ TEST(Interruption, TwoEditorsLoseNothingAndReadersSeeWholeFiles)
     expect_both_edits(before);
 }
 
-// The number that survives a restart and the one in the PAM file are two files; whoever comes last sets both.
+// The persistent number and the one in the PAM file are two files. The last setter sets both.
 TEST(Interruption, TwoSettersOfTheHistoryLengthAgree)
 {
     constexpr const char *kStored = "/rom/etc/security/pwhistory_remember";

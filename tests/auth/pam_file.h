@@ -1,4 +1,4 @@
-// The PAM file of passwords as the distribution writes it, and what an edit of it makes of every failure.
+// The PAM file of passwords as the distribution writes it, and the outcome of its edit for every failure.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace testing_board {
 
-// The distribution's file as its own tool fills it in, with the history module in front of the password store.
+// Returns the distribution's file as its tool writes it, with the history module in front of the password store.
 inline std::string distribution_pam_file()
 {
     std::string text = file_content("/usr/share/pam/common-password");
@@ -21,13 +21,13 @@ inline std::string distribution_pam_file()
     return with(text, "$password_additional", "");
 }
 
-// What the result of an edit of `pam` tells of each failure; nothing is logged.
+// Expects that an edit of `pam` reports each failure by its result alone and logs nothing.
 inline void expect_quiet_failures(Sweep &sweep, const std::string &pam)
 {
     const Expectation short_transfer = fails(-EIO, {});
     const Expectation fails_with_its_errno = fails_with_errno_or(-EIO, {});
-    // The lines before the one with the number, that one in three pieces, the rest of the file; a write has two ways to
-    // fail.
+    // The lines before the one with the number, that one in three pieces, the rest of the file. A write can fail in two
+    // ways.
     const std::string before = pam.substr(0, pam.find("remember="));
     const auto pieces = static_cast<size_t>(std::count(before.begin(), before.end(), '\n')) + 3;
     std::vector<Expectation> writes(2 * pieces, short_transfer);

@@ -1,4 +1,4 @@
-// How many passwords PAM remembers: the edit of its file, the number that survives a restart, the boot hook.
+// Number of passwords that PAM remembers: the edit of its file, the persistent number, the boot hook.
 #include <ddal/atboot.h>
 #include <ddal/auth.h>
 
@@ -36,19 +36,19 @@ protected:
         put_file(kHistory, "serviceuser:1000:1:hash\n");
     }
 
-    // What the real module makes of these two is tested below.
+    // Tests below show how the real module reads these two.
     const std::string before_ = distribution_pam_file();
     const std::string after_ = with(before_, "remember=5", "remember=12");
 };
 
-TEST_F(PasswordHistory, ChangesTheDigitsAndNothingElse)
+TEST_F(PasswordHistory, ChangesOnlyTheDigits)
 {
     std::string hay;
     for (int i = 0; i < 10000; ++i)
         hay += "# password required pam_pwhistory.so remember=1\n";
     const std::string line = "password required pam_pwhistory.so ";
     const struct {
-        std::string before, after; // the same: no line to change
+        std::string before, after; // equal if the file has no line to change
     } cases[] = {
         {before_, after_},
         {hay + before_, hay + after_},
@@ -80,7 +80,7 @@ TEST_F(PasswordHistory, ChangesTheDigitsAndNothingElse)
     }
 }
 
-TEST_F(PasswordHistory, IsForgottenWithALengthOfZeroOnly)
+TEST_F(PasswordHistory, IsForgottenOnlyWithALengthOfZero)
 {
     EXPECT_EQ(ddal_auth_set_password_history_len(4294967295u), 0);
     EXPECT_EQ(file_content(kStored), "4294967295\n");
@@ -95,11 +95,11 @@ TEST_F(PasswordHistory, IsForgottenWithALengthOfZeroOnly)
 TEST_F(PasswordHistory, MakesItsFolder)
 {
     std::filesystem::remove_all("/rom/etc/security");
-    EXPECT_EQ(ddal_auth_set_password_history_len(0), 0) << "no history to empty is no failure";
+    EXPECT_EQ(ddal_auth_set_password_history_len(0), 0) << "a missing history is not a failure";
     EXPECT_EQ(file_content(kStored), "0\n");
 }
 
-TEST_F(PasswordHistory, BootHookBringsPamBackInLine)
+TEST_F(PasswordHistory, BootHookSetsPamToTheStoredLength)
 {
     const std::string returned = "3 ddal_atboot_run: 'Restore PAM pwhistory settings' returned ";
     const struct {
@@ -111,7 +111,7 @@ TEST_F(PasswordHistory, BootHookBringsPamBackInLine)
         {"12 and more", 0, true},
         {"0\n", 0, false},
         {nullptr, 0, false},
-        {"", 0, false}, // a first change that was cut short
+        {"", 0, false}, // the first change was cut short
         {"many\n", -EIO, false},
         {"-1\n", -EIO, false},
         {"4294967296\n", -ERANGE, false},
@@ -144,9 +144,9 @@ TEST_F(PasswordHistory, BootHookBringsPamBackInLine)
     EXPECT_THAT(log.take(), Contains(returned + std::to_string(-ENODATA)));
 }
 
-// The real PAM library and history module read what the library has made of the distribution's file. Only the module
-// that stores passwords in the machine's own database is left out.
-TEST_F(PasswordHistory, IsWhatTheRealModuleKeeps)
+// The real PAM library and history module read the edited file of the distribution. The test leaves out only the module
+// that stores passwords in the machine's database.
+TEST_F(PasswordHistory, IsReadByTheRealModule)
 {
     const KeptFile accounts("/etc/passwd");
     put_file("/etc/passwd", "serviceuser:$6$salt$present:1000:1000::/:/bin/sh\n");
@@ -187,7 +187,7 @@ TEST_F(PasswordHistory, SettingItSurvivesEveryFailure)
             EXPECT_EQ(attributes(kStored), kOwnAttributes);
             EXPECT_TRUE(is_unlocked(kPamFile) && is_unlocked(kStored));
         })
-        .when("stat:/rom/etc/security", changes_nothing()); // the open that follows tells more
+        .when("stat:/rom/etc/security", changes_nothing()); // the following open reports the failure
     expect_quiet_failures(sweep, before_);
     sweep.run();
 }

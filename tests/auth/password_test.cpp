@@ -1,4 +1,4 @@
-// Passwords of the service accounts: what reaches the tool, what comes back, and that no copy stays behind.
+// Passwords of the service accounts: the tool's input, the results, and that memory holds no copy afterwards.
 #include <ddal/auth.h>
 #include <ddal/error.h>
 
@@ -33,7 +33,7 @@ namespace {
 constexpr const char *kTool = "/usr/sbin/updpassword";
 constexpr const char *kUser = "serviceuser";
 
-// One of the board's programs, put back at the end of the scope.
+// Replaces one of the board's programs and restores it at the end of the scope.
 class ReplacedProgram {
 public:
     ReplacedProgram(std::string path, const std::string &script)
@@ -56,7 +56,7 @@ TEST(SetPassword, ChecksItsArgumentsInOrder)
     const Lines null_line = {"3 ddal_auth_set_user_password: argument can't be NULL pointer"};
     const struct {
         const char *user, *password;
-        uint32_t size; // of the text; the buffer itself is larger
+        uint32_t size; // size of the text; the buffer itself is larger
         int result;
         std::string text;
         Lines lines;
@@ -108,14 +108,14 @@ TEST(SetPassword, FollowsThePolicyOfTheTool)
     EXPECT_EQ(ddal_auth_set_user_password(kUser, "second-password-2", text, sizeof text), 0);
     EXPECT_EQ(ddal_auth_set_user_password(kUser, "first-password-1", text, sizeof text), DDAL_ERR_PASSWORD_REFUSED);
     EXPECT_STREQ(text, "the password was used before\n");
-    // Forgetting the history makes it good again.
+    // A forgotten history makes the password valid again.
     EXPECT_EQ(ddal_auth_set_password_history_len(0), 0);
     EXPECT_EQ(ddal_auth_set_user_password(kUser, "first-password-1", text, sizeof text), 0);
     EXPECT_EQ(password_hash(kUser), first);
     EXPECT_THAT(log.take(), ElementsAre("3 ddal_auth_set_user_password: update password failed: 1"));
 }
 
-TEST(SetPassword, TellsHowTheToolEnded)
+TEST(SetPassword, ReportsHowTheToolEnded)
 {
     const std::string long_text(1000, 'x');
     const std::string very_long_text(200000, 'y');
@@ -154,10 +154,10 @@ TEST(SetPassword, TellsHowTheToolEnded)
     }
 }
 
-TEST(SetPassword, SurvivesAToolThatIsNotThereOrDoesNotRead)
+TEST(SetPassword, SurvivesAToolThatIsMissingOrDoesNotRead)
 {
     char text[64];
-    const std::string big(200000, 'p'); // more than a pipe takes
+    const std::string big(200000, 'p'); // more than a pipe can hold
     {
         const ReplacedProgram tool(kTool, "#!/bin/sh\nexec <&-\necho no\nexit 1\n");
         EXPECT_EQ(ddal_auth_set_user_password(kUser, big.c_str(), text, sizeof text), -EPIPE);
@@ -168,7 +168,7 @@ TEST(SetPassword, SurvivesAToolThatIsNotThereOrDoesNotRead)
         EXPECT_EQ(ddal_auth_set_user_password(kUser, big.c_str(), text, sizeof text), 0);
         EXPECT_EQ(file_content("/ram/stdin"), big);
     }
-    // With the default handling of SIGPIPE this process would be gone by now; it must be left as it was.
+    // The default handling of SIGPIPE would have ended this process. The handling must be unchanged.
     struct sigaction action = {};
     sigaction(SIGPIPE, nullptr, &action);
     EXPECT_EQ(action.sa_handler, SIG_DFL);
@@ -185,13 +185,13 @@ TEST(SetPassword, ReachesTheToolThroughStandardInputOnly)
     const size_t syslog_before = file_content(board().directory() / ".vboard/syslog").size();
     char text[64];
     EXPECT_EQ(ddal_auth_set_user_password("toor4qrx", "tell-no-1 else\\", text, sizeof text), 0);
-    EXPECT_EQ(file_content("/ram/stdin"), "tell-no-1 else\\") << "as it is, without a newline";
+    EXPECT_EQ(file_content("/ram/stdin"), "tell-no-1 else\\") << "unchanged, without a newline";
     const std::string seen = file_content("/ram/seen");
     EXPECT_THAT(seen, HasSubstr("updpassword\n-u\ntoor4qrx\n"));
     EXPECT_THAT(seen, Not(HasSubstr("tell-no-1")));
     const std::string syslog = file_content(board().directory() / ".vboard/syslog").substr(syslog_before);
     EXPECT_THAT(syslog, Not(HasSubstr("tell-no-1")));
-    // Every program that the board started, with its arguments: the words of a trace line are written in hexadecimal.
+    // The trace holds every program that the board started, with its arguments in hexadecimal.
     const std::string trace = file_content(board().directory() / ".vboard/trace.jsonl");
     EXPECT_THAT(trace, HasSubstr("2d7520746f6f7234717278")) << "-u toor4qrx";
     EXPECT_THAT(trace, Not(HasSubstr("74656c6c2d6e6f2d31"))) << "the password";
@@ -200,7 +200,7 @@ TEST(SetPassword, ReachesTheToolThroughStandardInputOnly)
 // --- what stays in memory
 // ---------------------------------------------------------------------------------------------
 
-// Places of a text in the writable memory of this process, without ever holding a second copy of the text.
+// Finds a text in the writable memory of this process, without ever holding a second copy of the text.
 class MemoryScan {
 public:
     explicit MemoryScan(const char *text) : size_(strlen(text))
@@ -216,14 +216,14 @@ public:
     {
         std::vector<uintptr_t> found;
         std::ifstream maps("/proc/self/maps");
-        const int memory = memfd_create("copy", MFD_CLOEXEC); // takes what can be read and refuses the rest
+        const int memory = memfd_create("copy", MFD_CLOEXEC); // receives the readable memory and refuses the rest
         for (std::string line; std::getline(maps, line);) {
             uintptr_t from = 0, to = 0;
             char dash = 0;
             std::string rights;
             std::istringstream words(line);
             words >> std::hex >> from >> dash >> to >> rights;
-            // A sanitizer's shadow takes terabytes and holds no text.
+            // A sanitizer's shadow takes terabytes and does not hold the text.
             if (rights.substr(0, 2) == "rw" && to - from < kLargest && from != reinterpret_cast<uintptr_t>(window_))
                 scan(memory, from, to, found);
         }
@@ -240,7 +240,7 @@ private:
     {
         for (uintptr_t at = from; at < to; at += kWindow - sizeof masked_) {
             lseek(memory, 0, SEEK_SET);
-            // Straight to the kernel: a sanitizer would not have its own memory looked at.
+            // A direct system call, because a sanitizer refuses to read its memory.
             ssize_t n =
                 syscall(SYS_write, memory, reinterpret_cast<const void *>(at), std::min<size_t>(kWindow, to - at));
             if (n > 0)
@@ -267,7 +267,7 @@ private:
 TEST(SetPassword, LeavesNoCopyInMemory)
 {
     static char password[] = "0000-not-to-be-found-again";
-    for (int i = 0; i < 4; ++i) // made at run time: the program file has no copy of it
+    for (int i = 0; i < 4; ++i) // filled at run time, so that the program file holds no copy
         password[i] = static_cast<char>('A' + getpid() / (i + 1) % 26);
     MemoryScan scan(password);
     char text[256];
@@ -285,7 +285,7 @@ TEST(SetPassword, LeavesNoCopyInMemory)
 
 constexpr const char *kDelayFile = "/rom/etc/ssh/ssh_fail_login_delay";
 
-TEST(LoginDelay, IsStoredWithoutTheSystemsOwn)
+TEST(LoginDelay, IsStoredWithoutTheDelayOfTheSystem)
 {
     const struct {
         uint32_t delay;
@@ -342,12 +342,12 @@ TEST(SetPassword, IsNotCutShortByASignal)
     expect_in_each({kTicking}, wrong_change);
 }
 
-TEST(SetPassword, KnowsTheToolsEndWhoeverReapsIt)
+TEST(SetPassword, KnowsHowTheToolEndedDespiteReaping)
 {
     expect_in_each(kReaping, wrong_change);
 }
 
-// What the runner's thread and the child do at the same time decides which of two failures is seen.
+// The runner's thread and the child race, which decides which of two failures is reported.
 TEST(SetPassword, SurvivesEveryFailure)
 {
     static char text[64];
@@ -365,10 +365,10 @@ TEST(SetPassword, SurvivesEveryFailure)
         } else if (call == "pipe" || call == "fdopen" || call == "fork") {
             EXPECT_EQ(seen.result, -injected.error);
             EXPECT_EQ(seen.lines, (Lines{not_started + code, failed + code}));
-        } else if (call == "open") { // in the child, which then ends before it has read
+        } else if (call == "open") { // fails in the child, which then ends before it has read
             EXPECT_TRUE(seen.result == -1026 || seen.result == -EPIPE);
             EXPECT_EQ(seen.lines, Lines{failed + (seen.result == -EPIPE ? "-32" : "127")});
-        } else if (call == "fclose") { // of the tool's input, or of something that is done with
+        } else if (call == "fclose") { // of the tool's input, or of a stream that is no longer used
             EXPECT_TRUE(seen.result == -injected.error || seen.result == 0);
             EXPECT_EQ(seen.lines, seen.result == 0 ? Lines{} : with_code);
         } else {
@@ -385,7 +385,7 @@ TEST(SetPassword, SurvivesEveryFailure)
           [] { return ddal_auth_set_user_password(kUser, "secret1234", text, sizeof text); })
         .only("exec")
         .judged_by([&](const Injected &injected, const Outcome &seen) {
-            // The program's end and the first byte written to it race.
+            // The end of the program and the first byte written to it race.
             EXPECT_TRUE(injected.call.empty() ? seen.result == 0 : seen.result == -1026 || seen.result == -EPIPE);
         })
         .run();

@@ -1,4 +1,4 @@
-// Factory passwords and factory keys: what comes back, and what is left where a step of it fails.
+// Factory passwords and factory keys: the restored state, and the state after each failed step.
 #include <ddal/auth.h>
 
 #include <cerrno>
@@ -28,7 +28,7 @@ TEST(ResetPassword, RestoresTheFactoryPassword)
     EXPECT_EQ(ddal_auth_reset_user_password("toor4qrx"), 0);
     EXPECT_EQ(password_hash("toor4qrx"), "factory");
     EXPECT_FALSE(exists("/flash/config/toor4qrx/.passwd"));
-    EXPECT_EQ(ddal_auth_reset_user_password("toor4qrx"), 0) << "nothing to delete is no failure";
+    EXPECT_EQ(ddal_auth_reset_user_password("toor4qrx"), 0) << "a missing file is not a failure";
 
     LogWatch log;
     EXPECT_EQ(ddal_auth_reset_user_password(nullptr), -EINVAL);
@@ -55,7 +55,7 @@ TEST(ResetPassword, SurvivesEveryFailure)
         const std::string code = std::to_string(-injected.error);
         return Outcome{-1001, {failed + "could not delete .passwd for user toor4qrx, error: " + code}};
     };
-    // Without its folder the file is not there to be deleted.
+    // Without its folder the file does not exist, so there is nothing to delete.
     const Expectation deleted_or_not = [&](const Injected &injected, const Outcome &success) {
         return injected.error == ENOENT ? success : undeleted(injected, success);
     };
@@ -86,7 +86,7 @@ TEST(ResetPassword, SurvivesEveryFailure)
 constexpr const char *kKeys = "/user/serviceuser/.ssh/authorized_keys";
 constexpr const char *kDefault = "/etc/default/serviceuser/ssh/authorized_keys";
 
-TEST(ResetKeys, PutsTheFactorysInTheirPlace)
+TEST(ResetKeys, ReplacesThemByTheFactoryKeys)
 {
     put_file(kKeys, "ssh-ed25519 old\n");
     chmod(kKeys, 0644);
@@ -108,8 +108,8 @@ TEST(ResetKeys, PutsTheFactorysInTheirPlace)
                                               "3 ddal_auth_reset_user_ssh_keys: user serviceuser2 is not supported"}));
 }
 
-// The user owns the folders below the home and may put links there; what they lead to belongs to others.
-TEST(ResetKeys, FollowsNoLinkOfTheUser)
+// The user owns the folders below the home and may put links there that lead to files of others.
+TEST(ResetKeys, DoesNotFollowLinksOfTheUser)
 {
     const std::string home = "/user/serviceuser", others = "/user/toor4qrx/.ssh/authorized_keys";
     put_file(others, "ssh-ed25519 privileged\n");
@@ -139,7 +139,7 @@ TEST(ResetKeys, SurvivesEveryFailure)
     const std::string old_keys = "ssh-ed25519 old\n";
     const std::string new_keys = "ssh-ed25519 factory\n";
     const std::string overriding = "3 ddal_auth_reset_user_ssh_keys: serviceuser authorized keys override error: ";
-    // `sign`: of the error number, as the copying returns it.
+    // `sign` is the sign of the error number that the copy returns.
     const auto copying_failed = [&](int sign, const std::string &line = "") -> Expectation {
         return [=](const Injected &injected, const Outcome &success) {
             Outcome outcome = {-1001, {overriding + std::to_string(sign * injected.error)}};
@@ -177,7 +177,7 @@ TEST(ResetKeys, SurvivesEveryFailure)
         .when("fdopen", not_created)
         .when("link", not_created)
         .when("rename", not_created)
-        .when("fchown", fails(-1001, {overriding + "1"})) // kept: the copying returns 1 for these two
+        .when("fchown", fails(-1001, {overriding + "1"})) // kept: the copy returns 1 for these two
         .when("fchmod", fails(-1001, {overriding + "1"}))
         .when("fread/EIO", copying_failed(+1)) // kept: and a positive number for these two
         .when("fread/end", changes_nothing())  // an empty file

@@ -1,4 +1,4 @@
-// Restricted root access on the board: the states that it can be in, and the fixture that puts the board into one.
+// Restricted root access on the board: its possible states, and the fixture that sets up one of them.
 #pragma once
 
 #include <algorithm>
@@ -47,7 +47,7 @@ protected:
                               " AllowTcpForwarding no\n"
                               " DisableForwarding yes\n");
         unrestricted_ = state_now();
-        // The four settings, in the order in which they are made.
+        // The four settings in the order of their edits.
         const std::pair<const char *, const char *> edits[] = {
             {"AllowUsers toor4qrx@* serviceuser@*", "AllowUsers toor4qrx@127.0.0.1 toor4qrx@localhost serviceuser@*"},
             {" X11Forwarding no", " X11Forwarding yes"},
@@ -81,7 +81,7 @@ protected:
         std::filesystem::remove("/run/stub/log");
     }
 
-    // Tries by the hundred take programs that are quick; the daemon and the key tool stay the real ones.
+    // Hundreds of tries need quick programs. The daemon and the key tool stay the real ones.
     static void use_quick_programs()
     {
         put_program("/bin/systemctl", "#!/bin/sh\n");
@@ -92,7 +92,7 @@ protected:
 
     static inline State unrestricted_;
     static inline State restricted_;
-    static inline std::vector<std::string> lifted_; // the configuration after so many settings of lifting
+    static inline std::vector<std::string> lifted_; // the configuration after each step of lifting
 };
 
 inline std::string of_setting(const std::string &text)

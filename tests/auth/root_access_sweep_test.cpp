@@ -1,4 +1,4 @@
-// Restricted root access with every call failing once: it ends enabled, rolled back, or stopped where that is written.
+// Restricted root access with every call failing once: it ends enabled, rolled back, or stopped at the documented step.
 #include <ddal/auth.h>
 
 #include <algorithm>
@@ -19,15 +19,14 @@ protected:
         RootAccess::SetUp();
         use_quick_programs();
     }
-    // The texts that may come out are judged by the real daemon once; where every call fails, a quick one will do.
+    // The real daemon judges the possible texts once; a quick one is enough where every call fails.
     static void use_quick_daemon()
     {
         for (const std::string &config : lifted_)
             ASSERT_TRUE(daemon_accepts(config));
         put_program("/usr/sbin/sshd", "#!/bin/sh\nwhile read -r line; do :; done\n");
     }
-    // The last line tells how the whole operation ended, and nothing else may follow the first failure but the
-    // rollback.
+    // The last line reports how the whole operation ended. Only lines of the rollback may follow the first failure.
     static void check_lines(const Outcome &seen, const std::string &what)
     {
         if (seen.result == 0) {
@@ -49,7 +48,7 @@ protected:
             check_lines(seen, "enable");
             const bool enabled = seen.result == 0 || has(seen, "SSHD service restart error");
             EXPECT_EQ(state_now(), enabled ? restricted_ : unrestricted_);
-            EXPECT_FALSE(has(seen, "restricted_root_access_disable")) << "one failure leaves the rollback whole";
+            EXPECT_FALSE(has(seen, "restricted_root_access_disable")) << "a single failure does not stop the rollback";
             const int reasons = has(seen, "configuration check") + has(seen, "lock toor4qrx") +
                                 has(seen, "enable SSH forwarding") + has(seen, "flag file create");
             EXPECT_EQ(reasons, enabled ? 0 : 1);

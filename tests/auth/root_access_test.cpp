@@ -1,5 +1,4 @@
-// Restricted root access: what it does to the daemon, to the password and to the flag file, and what is left of it when
-// a step fails.
+// Restricted root access: its effect on the daemon, the password and the flag file, and the state after a failed step.
 #include <ddal/atboot.h>
 #include <ddal/auth.h>
 
@@ -58,7 +57,7 @@ TEST_F(RootAccess, RestrictsAndLifts)
     EXPECT_EQ(daemon_value(config, "disableforwarding", "serviceuser"), "no");
     EXPECT_EQ(daemon_value(config, "x11forwarding", "toor4qrx"), "no") << "the block is serviceuser's alone";
 
-    EXPECT_EQ(ddal_auth_set_restricted_root_access_state(0), 0) << "twice is no failure";
+    EXPECT_EQ(ddal_auth_set_restricted_root_access_state(0), 0) << "a second call is not a failure";
     EXPECT_EQ(state_now(), restricted_);
     EXPECT_EQ(ddal_auth_set_restricted_root_access_state(1), 0);
     EXPECT_EQ(state_now(), unrestricted_);
@@ -67,7 +66,7 @@ TEST_F(RootAccess, RestrictsAndLifts)
     EXPECT_THAT(log.take(), ElementsAreArray({kRestarting, kRestarting, kRestarting, kRestarting}));
 }
 
-TEST_F(RootAccess, ChangesNothingWithoutAKeyThatIsGood)
+TEST_F(RootAccess, ChangesNothingWithoutAValidKey)
 {
     const std::string check = "toor4qrx SSH configuration check error: ";
     const Lines refused = {of_enabling(check + "255"), of_setting("restricted root access enable error: -1001")};
@@ -126,7 +125,7 @@ TEST_F(RootAccess, ChecksItsArguments)
                                       kFlagFile + " file: Permission denied"}));
 }
 
-// A failure of one of the programs or files of an operation: a fault rule, or an order to a stub (program, outcome).
+// A failure of a program or file: a fault rule, or an order to a stub (program, outcome).
 struct Broken {
     const char *fault = nullptr;
     const char *stub = nullptr;
@@ -196,7 +195,7 @@ TEST_F(RootAccess, RollsBackWhateverProgramFails)
          unrestricted_,
          {of_enabling("restricted root access flag file create error: -5"),
           of_setting("restricted root access enable error: -5")}},
-        // A rollback that fails ends early; the first error is the one that is returned.
+        // A rollback that fails ends early. The first error is the one returned.
         {{.fault = "open:/ffs/run/etc/p_restrict_root_access errno=ENOSPC"},
          {.stub = "passwd.-u"},
          -ENOSPC,
@@ -204,7 +203,7 @@ TEST_F(RootAccess, RollsBackWhateverProgramFails)
          {of_enabling("restricted root access flag file create error: -28"),
           of_disabling("unlock toor4qrx password authentication error: 1"),
           of_setting("restricted root access enable error: -28")}},
-        // The restart is not part of what is rolled back.
+        // The rollback does not include the restart.
         {{.stub = "systemctl.restart"},
          {},
          -1001,
@@ -261,9 +260,9 @@ TEST_F(RootAccess, LiftingStopsAtItsFirstFailure)
     }
 }
 
-// kept: a missing block begins at the first empty line. The distribution's file begins with one, so everything would
-// end up in the block; the daemon refuses that, and what was done before is rolled back.
-TEST_F(RootAccess, LeavesAConfigurationThatHasNoPlaceForTheBlock)
+// kept: a missing block begins at the first empty line. The distribution's file begins with an empty line, so the whole
+// file would end up in the block. The daemon refuses that, and the earlier steps are rolled back.
+TEST_F(RootAccess, KeepsAConfigurationWithoutAPlaceForTheBlock)
 {
     const std::string debian = from_package("/usr/share/openssh/sshd_config");
     put_file(kLiveConfig, debian);
@@ -272,7 +271,7 @@ TEST_F(RootAccess, LeavesAConfigurationThatHasNoPlaceForTheBlock)
     EXPECT_EQ(after.config, debian + "AllowUsers toor4qrx@* serviceuser@*\n");
     EXPECT_EQ(after.password, unrestricted_.password);
     EXPECT_FALSE(after.flag);
-    // With a block of its own it works.
+    // The edit works if the file has a block.
     const std::string with_block = "Match User serviceuser\n Banner none\n";
     put_file(kLiveConfig, "UsePAM yes\n" + with_block);
     EXPECT_EQ(ddal_auth_set_restricted_root_access_state(0), 0);
@@ -282,7 +281,7 @@ TEST_F(RootAccess, LeavesAConfigurationThatHasNoPlaceForTheBlock)
 // --- boot hook
 // --------------------------------------------------------------------------------------------------------
 
-// What the boot hook logs, of everything that start-up runs.
+// Returns the lines of the boot hook among those of the whole start-up.
 Lines lines_of_the_hook()
 {
     LogWatch log;
@@ -306,7 +305,7 @@ TEST_F(RootAccess, BootHookAppliesTheFlag)
     const std::string reading = std::string("3 skip_passwd_init: reading ") + kSkip + ": error: ";
     const struct {
         bool flag;
-        const char *skip; // null: no such property
+        const char *skip; // null: the property is missing
         bool applies;
         Lines lines;
     } cases[] = {
@@ -339,7 +338,7 @@ TEST_F(RootAccess, BootHookAppliesTheFlag)
         ElementsAreArray({no_skip, of_enabling("toor4qrx SSH configuration check error: 255"),
                           std::string("3 init_restricted_root_access: restricted root access enable error: -1001"),
                           returned + "-1001"}));
-    EXPECT_TRUE(exists(kFlagFile)) << "nothing was changed, so the next start tries again";
+    EXPECT_TRUE(exists(kFlagFile)) << "the next start tries again";
 }
 
 TEST_F(RootAccess, BootHookMakesTheRunDirectory)

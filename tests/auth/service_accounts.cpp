@@ -14,7 +14,7 @@ namespace testing_board {
 namespace {
 
 constexpr const char *kDaemon = "/usr/sbin/sshd";
-constexpr const char *kJudge = "/usr/sbin/sshd.judge"; // the same, where no test puts anything in its place
+constexpr const char *kJudge = "/usr/sbin/sshd.judge"; // a copy that tests never replace
 constexpr const char *kHostKey = "/etc/ssh/ssh_host_ed25519_key";
 
 void make_key(const std::string &path)

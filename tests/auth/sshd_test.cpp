@@ -1,4 +1,4 @@
-// Options of the SSH daemon, its banner and restart; the distribution's own daemon judges every configuration.
+// Options, banner and restart of the SSH daemon. The distribution's daemon judges every configuration.
 #include <ddal/sshd.h>
 
 #include <cerrno>
@@ -29,20 +29,20 @@ protected:
         put_file(kLiveConfig, factory());
         std::filesystem::remove(kPersistentConfig);
     }
-    // As the board leaves it at its start.
+    // Returns the configuration at the start of the board.
     static const std::string &factory()
     {
         static const std::string text = file_content(kLiveConfig);
         return text;
     }
-    // The distribution's configuration has no user block; the board's is put behind it.
+    // The distribution's configuration has no user block, so the board's block is appended.
     static std::string distribution()
     {
         return from_package("/usr/share/openssh/sshd_config") + "Match User serviceuser\n Banner none\n";
     }
 };
 
-TEST_F(Sshd, TakesAndRefusesValues)
+TEST_F(Sshd, AcceptsAndRefusesValues)
 {
     constexpr const char *kInterval = "ClientAliveInterval";
     constexpr const char *kCount = "ClientAliveCountMax";
@@ -101,7 +101,7 @@ TEST_F(Sshd, TakesAndRefusesValues)
     }
 }
 
-TEST_F(Sshd, EditsWhatPeopleHaveMadeOfTheFile)
+TEST_F(Sshd, EditsHandWrittenFiles)
 {
     const std::string debian = distribution();
     const std::string set = "ClientAliveInterval 77\n";
@@ -146,7 +146,7 @@ TEST_F(Sshd, PersistsWhenAsked)
     EXPECT_THAT(file_content(kLiveConfig), HasSubstr("ClientAliveInterval 7\n"));
 }
 
-TEST_F(Sshd, WritesTheBannerAsItIs)
+TEST_F(Sshd, WritesTheBannerUnchanged)
 {
     const std::string text = "two\nlines, no last newline " + std::string(9000, 'x');
     EXPECT_EQ(ddal_sshd_set_banner(text.c_str()), 0);
@@ -157,7 +157,7 @@ TEST_F(Sshd, WritesTheBannerAsItIs)
     EXPECT_EQ(file_content("/etc/ssh/sshd-banner"), text);
 }
 
-TEST_F(Sshd, RestartsAsOftenAsItIsTold)
+TEST_F(Sshd, RestartsOnEveryRequest)
 {
     for (int i = 0; i < 8; ++i) // the service manager refuses the sixth start unless the counter is cleared
         EXPECT_EQ(ddal_sshd_restart(), 0);
@@ -173,7 +173,7 @@ std::string update_line(const std::string &what)
     return "3 ddal_sshd_update_config: Unable to " + what;
 }
 
-// Starting the daemon's test failed: the runner's line and the editor's.
+// The daemon's test could not be started: the runner's line and the editor's.
 Expectation daemon_not_started()
 {
     return [](const Injected &injected, const Outcome &) {
@@ -217,7 +217,7 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
             EXPECT_EQ(attributes(kLiveConfig), kOwnAttributes);
             EXPECT_EQ(attributes(kPersistentConfig), kOwnAttributes);
         })
-        // Opening and locking; the last two are the ways to a child's descriptors.
+        // Opening and locking. The last two prepare a child's descriptors.
         .when("open:/dev/null", fails(-1001, {update_line("validate new sshd config: 127")}))
         .when("open:/proc/*", fails(-1001, {update_line("validate new sshd config: 127")}))
         .when("open", quiet)
@@ -225,7 +225,7 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
         .when("stat", quiet)
         .when("fdopen:/etc/*", quiet)
         .when("fdopen:/ffs/*", quiet)
-        // Reading the present content: an end that comes too early is no end.
+        // Reading the present content. A premature end counts as a failure.
         .when("getline:/etc/*", fails(-1001, {update_line("write new sshd config: -5")}))
         .when("getline:/ffs/*", persistent_failed)
         .when("fread/EIO:/etc/ssh/sshd_config", quiet)
@@ -239,7 +239,7 @@ TEST_F(Sshd, SettingAParameterSurvivesEveryFailure)
         .when("fstat:/etc/ssh/sshd_config",
               in_turn({quiet, fails(-1001, {update_line("write new sshd config: -5")}), quiet}))
         .when("fstat:/ffs/run/etc/ssh/p_sshd_config", in_turn({quiet, persistent_failed, quiet}))
-        // Writing the new content; what is written after the option shows at the commit.
+        // Writing the new content. The commit reports failures after the option.
         .when("fwrite:/etc/ssh/#*", in_turn({write_failed, write_failed, write_failed, write_failed, quiet}))
         .when("fwrite:/ffs/run/etc/ssh/#*",
               in_turn({persistent_failed, persistent_failed, persistent_failed, persistent_failed, quiet}))
@@ -314,7 +314,7 @@ TEST_F(Sshd, RestartingSurvivesEveryFailure)
         return Lines{calling, "3 _ddal_common_shell_command: system ('/bin/systemctl') failed: " + code,
                      "3 ddal_sshd_restart: " + step + code};
     };
-    // The child's calls and the parent's wait count in the order in which they happen, so either step may be the one.
+    // The child's calls and the parent's wait count in the order of their happening, so either step may fail.
     Sweep("ddal_sshd_restart", [] { return ddal_sshd_restart(); })
         .judged_by([&](const Injected &injected, const Outcome &seen) {
             if (injected.call != "fork" && injected.call != "open") {
@@ -333,7 +333,7 @@ TEST_F(Sshd, RestartingSurvivesEveryFailure)
     Sweep("ddal_sshd_restart", [] { return ddal_sshd_restart(); })
         .only("exec")
         .before([] { std::filesystem::remove("/run/stub/log"); })
-        .after([](const Outcome &seen) { // what could not be reset is not restarted
+        .after([](const Outcome &seen) { // the daemon restarts only after a successful reset
             EXPECT_EQ(file_content("/run/stub/log").find("systemctl restart") != std::string::npos, seen.result == 0);
         })
         .succeeds(0, {calling})

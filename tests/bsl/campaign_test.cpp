@@ -1,5 +1,5 @@
-// Every exchange of an upgrade, each with everything that may go wrong with its answer: the upgrade ends with the
-// result of its step, the log says why, the card is back in its application and the UART is closed.
+// Every exchange of an upgrade, with every fault of its answer: the upgrade returns the result of its step, the log
+// names the cause, the card is back in its application and the UART is closed.
 #include <algorithm>
 #include <iostream>
 
@@ -19,7 +19,7 @@ enum Stage { kVersion, kBaud, kPassword, kAppVersion, kCompare, kErase, kProgram
 
 struct StageFailure {
     uint32_t status;
-    const char *line; // what the step itself says
+    const char *line; // line of the step itself
 };
 
 StageFailure failure_of(Stage stage)
@@ -38,14 +38,14 @@ StageFailure failure_of(Stage stage)
     return {99, ""};
 }
 
-// One way through an upgrade, as its exchanges.
+// One course of an upgrade, as its exchanges.
 struct Scenario {
     const char *name;
     const char *card; // version in flash before, "same" for the image's own
     int upgrade_all;
     uint32_t status;
     std::vector<Stage> stages;
-    size_t first; // exchanges before this one are those of another scenario
+    size_t first; // another scenario covers the exchanges before this one
 };
 
 const Scenario kScenarios[] = {
@@ -67,9 +67,9 @@ const Scenario kScenarios[] = {
 };
 
 enum class Effect {
-    kNone, // the answer is fine in the end
+    kNone, // the answer is good in the end
     kStep, // this exchange fails
-    kDead, // so do all that follow
+    kDead, // this exchange and all later ones fail
     kNext, // the next exchange fails
 };
 
@@ -78,7 +78,7 @@ struct FaultRow {
     const char *fault;
     const char *milliseconds;
     Effect effect;
-    const char *cause; // what the log must say
+    const char *cause; // line that must be in the log
 };
 
 constexpr FaultRow kFaults[] = {
@@ -106,7 +106,7 @@ bool has_response(Stage stage)
     return stage != kBaud;
 }
 
-// The exchange at which the upgrade stops; the number of stages when it does not.
+// Returns the exchange at which the upgrade stops, or the number of stages if it does not stop.
 size_t stopping_exchange(const Scenario &scenario, size_t at, const FaultRow &fault)
 {
     const size_t end = scenario.stages.size();
@@ -114,10 +114,10 @@ size_t stopping_exchange(const Scenario &scenario, size_t at, const FaultRow &fa
     switch (fault.effect) {
     case Effect::kNone: return end;
     case Effect::kNext:
-        // The UART is set anew before the loader's new version is read, and nothing follows the last exchange.
+        // The UART is set up again before the loader's new version is read, and the last exchange has no successor.
         return at + 1 < end && scenario.stages[at + 1] != kNewVersion ? at + 1 : end;
     case Effect::kStep:
-        // An unknown loader is upgraded all the same, the password is sent twice, and the UART is set anew after the
+        // An unknown loader is upgraded anyway, the password is sent twice, and the UART is set up again after the
         // change of its rate.
         if (stage == kVersion || stage == kPassword || (!has_response(stage) && std::string(fault.fault) == "noise"))
             return end;
@@ -158,7 +158,7 @@ void try_point(const Scenario &scenario, size_t at, const FaultRow &fault)
 
     const size_t stop = stopping_exchange(scenario, at, fault);
     const bool stops = stop < scenario.stages.size();
-    // Without a known loader the image is loaded in any case.
+    // If the loader is unknown, the image is always loaded.
     const uint32_t good = scenario.stages[at] == kVersion ? 1 : scenario.status;
     EXPECT_EQ(done.result, stops ? -1001 : 0);
     EXPECT_EQ(done.status, stops ? failure_of(scenario.stages[stop]).status : good);
@@ -176,7 +176,7 @@ void try_point(const Scenario &scenario, size_t at, const FaultRow &fault)
 
 } // namespace
 
-TEST(FaultCampaign, LeavesTheCardInItsApplicationWhateverTheLinkDoes)
+TEST(FaultCampaign, LeavesTheCardInItsApplicationAfterEveryLinkFault)
 {
     int points = 0;
     for (const Scenario &scenario : kScenarios) {

@@ -1,4 +1,4 @@
-// The RF card of the board that a test runs on, and the images that the tests load into it.
+// The RF card of the board that runs the test, and the images for it.
 #pragma once
 
 #include <ddal/bsl.h>
@@ -29,7 +29,7 @@ inline std::string image(const std::string &name)
     return std::string(DDAL_TEST_IMAGES) + "/" + name;
 }
 
-// A block of an image, as the tool that made the image has it.
+// Returns a block of an image as the tool that made the image wrote it.
 inline Bytes block(const std::string &name)
 {
     std::ifstream in(image(name), std::ios::binary);
@@ -47,7 +47,7 @@ inline std::string digits(const Bytes &bytes)
     return text;
 }
 
-// One word of the model's state: card_state("mode") is "application".
+// Returns one word of the model's state: card_state("mode") is "application".
 inline std::string card_state(const std::string &name)
 {
     std::istringstream words(ctl("rf-card state"));
@@ -58,7 +58,7 @@ inline std::string card_state(const std::string &name)
     return {};
 }
 
-// Commands that reached the loader since the last reset_card, two digits each.
+// Returns the commands that reached the loader since the last reset_card, two digits each.
 inline std::string card_commands()
 {
     std::string text = ctl("rf-card commands");
@@ -69,7 +69,7 @@ inline std::string card_commands()
 
 inline std::string flash(uint32_t address, size_t length)
 {
-    constexpr size_t kPiece = 16384; // what one answer of the board can hold
+    constexpr size_t kPiece = 16384; // one answer of the board cannot hold more
     std::string text;
     for (size_t done = 0; done < length; done += kPiece) {
         text += ctl("rf-card peek " + std::to_string(address + done) + " " +
@@ -79,7 +79,7 @@ inline std::string flash(uint32_t address, size_t length)
     return text;
 }
 
-// The card as it was when the board started, but for what is in the rest of its flash.
+// Restores the card's state at the start of the board, except for the rest of its flash.
 inline void reset_card()
 {
     ctl("rf-card fault clear");
@@ -89,7 +89,7 @@ inline void reset_card()
     ctl("rf-card ready-time 500");
 }
 
-// The library repeats its log on standard error, which is the system log's copy once more.
+// Discards standard error, on which the library repeats its log.
 class QuietErrors {
 public:
     QuietErrors() : saved_(fcntl(2, F_DUPFD_CLOEXEC, 500))

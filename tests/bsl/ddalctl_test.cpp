@@ -1,4 +1,4 @@
-// ddalctl rfcard as a user runs it: what it shows, what it says in the end, and how it takes Ctrl-C.
+// ddalctl rfcard as a user runs it: its output, its last line, and its handling of Ctrl-C.
 #include <csignal>
 #include <future>
 #include <sys/wait.h>
@@ -22,7 +22,7 @@ bool has(const std::string &text, const std::string &part)
 
 } // namespace
 
-TEST(Rfcard, UpgradesVerifiesAndTellsTheVersion)
+TEST(Rfcard, UpgradesVerifiesAndShowsTheVersion)
 {
     reset_card();
     const std::string file = image("small.txt");
@@ -45,7 +45,7 @@ TEST(Rfcard, UpgradesVerifiesAndTellsTheVersion)
     EXPECT_EQ(ddalctl("rfcard reset").status, 0);
 }
 
-TEST(Rfcard, EndsWithOneWhereverTheCardIsNotAsWished)
+TEST(Rfcard, ExitsWithOneWhenTheCardIsNotAsWanted)
 {
     reset_card();
     const std::string broken = "/tmp/bsl-ddalctl-" + std::to_string(getpid());
@@ -73,7 +73,7 @@ TEST(Rfcard, EndsWithOneWhereverTheCardIsNotAsWished)
 
 namespace {
 
-// An upgrade that stops where the erasing begins, and says so, until it is told to go on.
+// An upgrade that stops at the erase phase, reports it and waits until it may continue.
 struct Halted {
     std::promise<void> reached;
     std::promise<void> released;
@@ -98,7 +98,8 @@ TEST(Rfcard, HasOneUserAtATime)
         std::async(std::launch::async, [&] { return upgrade(image("small.txt"), 0, Halted::halt, &halted); });
     halted.reached.get_future().wait();
 
-    // Another process, another thread and another open file of this one; all before they touch the card.
+    // Another process, another thread and another open file of this process. All are refused before they touch the
+    // card.
     const std::string holder = "RF card is in use by process " + std::to_string(getpid()) + "\n";
     for (const std::string &command :
          std::vector<std::string>{"version", "reset", "verify " + image("small.txt"), "upgrade " + image("b250.txt")}) {
@@ -120,7 +121,7 @@ TEST(Rfcard, HasOneUserAtATime)
     EXPECT_EQ(done.status, BSL_STATUS_SUCCESSFUL);
     EXPECT_EQ(flash(0x9000, 300), digits(block("small-0x9000.bin")));
 
-    // The hold of a killed process is gone.
+    // A killed process no longer holds the card.
     const pid_t child = fork();
     if (child == 0) {
         upgrade(image("several.txt"), 0, [](void *, ddal_ext_rfcard_phase, uint32_t, uint32_t bytes) {
@@ -149,7 +150,7 @@ TEST(Rfcard, RefusesCtrlCWhileTheFlashIsBeingWritten)
     EXPECT_TRUE(has(run.out, "programmed and verified")) << run.out;
     EXPECT_EQ(flash(0x9000, 65536), digits(block("64k-0x9000.bin")));
 
-    // Before anything is erased it ends, and says how to bring the card back.
+    // Before the erase Ctrl-C ends the upgrade, which then prints how to restart the card.
     reset_card();
     ctl("rf-card fault silence ack 1");
     const Finished ended = run_and_signal(words, 5 * kSecond, SIGINT);

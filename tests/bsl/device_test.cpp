@@ -44,7 +44,7 @@ TEST(Message, ChecksItsArgumentsBeforeItOpensTheDevice)
     EXPECT_EQ(ddal_rfup_msg(0, 200, out, 52, out), 0);
 }
 
-TEST(Message, FillsTheAnswerAlsoAfterAFailure)
+TEST(Message, FillsTheAnswerEvenAfterAFailure)
 {
     uint8_t out[4] = {0xEE, 0xEE, 0xEE, 0xEE};
     const Fault fault("ioctl:/dev/rfup-usr nth=1 errno=EIO");
@@ -65,7 +65,7 @@ TEST(Message, SurvivesEveryFailure)
         .run();
 }
 
-TEST(UartSpeed, ClosesTheDescriptorInEveryFailureAndTellsThemApart)
+TEST(UartSpeed, ClosesTheDescriptorAndNamesEachFailure)
 {
     EXPECT_EQ(bsl_set_uart_speed(open_uart(), 14400), -ETIMEDOUT);
     Sweep("bsl_set_uart_speed",
@@ -77,7 +77,7 @@ TEST(UartSpeed, ClosesTheDescriptorInEveryFailureAndTellsThemApart)
               return result == fd ? 0 : result;
           })
         .succeeds(0)
-        .when("open", fails(-EBADF, {})) // of the test itself: no descriptor to set
+        .when("open", fails(-EBADF, {})) // close of the test's descriptor
         .when("flock/ENOLCK", fails_with_errno_or(-EIO, {}))
         .when("tcgetattr", fails(-ENETDOWN, {}))
         .when("tcsetattr", fails(-ECONNABORTED, {}))

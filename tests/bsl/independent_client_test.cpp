@@ -36,7 +36,7 @@ TEST(IndependentClient, EntersErasesProgramsAndVerifies)
     EXPECT_EQ(card_state("gap-violations"), "0");
 }
 
-TEST(IndependentClient, NoticesWhatDoesNotMatch)
+TEST(IndependentClient, NoticesAMismatch)
 {
     reset_card();
     const Finished run = mspdebug({"prog " + image("several.txt"), "verify " + image("small.txt")});

@@ -41,7 +41,7 @@ Bytes counting(size_t count)
 
 } // namespace
 
-TEST(SendPacket, FramesThePayloadAndNamesWhatTheLoaderRefuses)
+TEST(SendPacket, FramesThePayloadAndNamesTheLoadersRefusals)
 {
     ScriptedLine good{kAck};
     EXPECT_EQ(send_version_request(good), 0u);
@@ -65,7 +65,7 @@ TEST(SendPacket, FramesThePayloadAndNamesWhatTheLoaderRefuses)
     }
 }
 
-TEST(SendPacket, TellsSilenceFromAReadErrorAndAWriteError)
+TEST(SendPacket, DistinguishesSilenceFromReadAndWriteErrors)
 {
     const std::string no_answer = "3 bsl_tx_pkt: BSL: ERROR: Timeout waiting for TX response";
     {
@@ -84,7 +84,7 @@ TEST(SendPacket, TellsSilenceFromAReadErrorAndAWriteError)
     }
     {
         ScriptedLine line{kAck};
-        line.stream.writes_left = 3; // header and length go out, the payload does not
+        line.stream.writes_left = 3; // header and length are sent, the payload is not
         LogWatch log;
         EXPECT_EQ(send_version_request(line), BSL_ERR_WRITE);
         EXPECT_EQ(log.take(), (Lines{"7 bsl_write_bytes: write error: Input/output error",
@@ -92,7 +92,7 @@ TEST(SendPacket, TellsSilenceFromAReadErrorAndAWriteError)
     }
     {
         ScriptedLine line{kAck};
-        line.stream.writes_left = 4; // only the CRC is lost, which the loader will notice: the packet goes on
+        line.stream.writes_left = 4; // only the CRC is lost: the loader notices that, so sending continues
         LogWatch log;
         EXPECT_EQ(send_version_request(line), 0u);
         EXPECT_EQ(log.take(), Lines(2, "3 fpga_putchar: BSL: ERROR: writing char to BSL UART failed"));
@@ -110,14 +110,14 @@ TEST(SendPacket, KeepsTheGapAfterTheLastByteReceived)
     ASSERT_EQ(bsl_toggle_info(line), 0u);
     EXPECT_EQ(line.clock.sleeps, std::vector<uint64_t>{1'000'000 / 833 - 500});
 
-    // From the acknowledgement on the gap counts anew, and a pause of its length needs no sleep.
+    // The acknowledgement restarts the gap, and a pause of its length needs no sleep.
     line.clock.sleeps.clear();
     line.clock.now += 1'000'000 / 833;
     bsl_tx_pkt(line, {sizeof payload, payload});
     EXPECT_TRUE(line.clock.sleeps.empty());
 }
 
-TEST(Trace, ShowsEveryByteOfBothDirectionsAboveOne)
+TEST(Trace, ShowsEveryByteOfBothDirectionsAboveLevelOne)
 {
     for (const int verbose : {1, 2}) {
         ScriptedLine line{{0x52, 0x13, 0x37}, verbose};
@@ -133,7 +133,7 @@ TEST(Trace, ShowsEveryByteOfBothDirectionsAboveOne)
     }
 }
 
-TEST(ReceivePacket, NamesWhatIsMissingAndListensUntilTheLineIsQuiet)
+TEST(ReceivePacket, NamesTheMissingPartAndListensUntilTheLineIsQuiet)
 {
     const std::string start = "3 bsl_rx_pkt: BSL: ERROR: ";
     const Bytes good = framed({0x3A, 0x11, 0x22});
@@ -186,7 +186,7 @@ TEST(ReceivePacket, EndsAtOnceWhenTheUartCannotBeRead)
     EXPECT_DOUBLE_EQ(line.seconds(), 0);
 }
 
-TEST(CoreResponse, MustBeAMessageOfStatusZero)
+TEST(CoreResponse, MustBeAMessageWithStatusZero)
 {
     const std::string start = "3 get_bsl_resp: BSL: ";
     struct Case {
@@ -210,7 +210,7 @@ TEST(CoreResponse, MustBeAMessageOfStatusZero)
              Case{{0x3B}, 1037, "ERROR: Unrecognized BSL response type (0x3b) received"},
              Case{{}, 1037, "ERROR: Unrecognized BSL response type (0x00) received"},
          }) {
-        // A packet before it leaves a success in the buffer, which an empty one must not find there.
+        // The packet before it leaves a success in the buffer. An empty packet must not find it there.
         ScriptedLine line{framed({0x3B, 0x00}) + framed(c.payload)};
         ASSERT_EQ(get_bsl_resp(line), 0u);
         LogWatch log;
@@ -257,7 +257,7 @@ TEST(Commands, SendTheirFieldsLowByteFirst)
     }
 }
 
-TEST(Commands, LogARefusedPacketUnderTheirOwnName)
+TEST(Commands, LogARefusedPacketUnderTheirName)
 {
     const std::string refused = "3 bsl_tx_pkt: BSL: Received UART error message: PKT_SIZE_ZERO (0x53)";
     uint8_t room[256];
@@ -285,7 +285,7 @@ TEST(Commands, LogARefusedPacketUnderTheirOwnName)
     }
 }
 
-TEST(DataCommands, CopyWhatWasAskedForAndNothingElse)
+TEST(DataCommands, CopyOnlyTheRequestedBytes)
 {
     const Bytes untouched(300, 0xEE);
     const auto lengths = [](const std::string &name, int expected, int received) {
@@ -345,7 +345,7 @@ TEST(DataCommands, CopyWhatWasAskedForAndNothingElse)
     }
 }
 
-TEST(Commands, RefuseWhatDoesNotFitBeforeAnythingIsSent)
+TEST(Commands, RefuseOversizedDataBeforeTheySendAnything)
 {
     Bytes room(65536);
     struct Case {
@@ -433,7 +433,7 @@ TEST(Erase, CoversEverySegmentThatTheRangeTouches)
     EXPECT_EQ(line.stream.incoming.size(), kDone.size());
 }
 
-// Each signal ends a wait, and the next one takes what is left of the time.
+// Each signal interrupts a wait, which then continues with the time that is left.
 TEST(Uart, SignalsDoNotLengthenAWait)
 {
     static int left;

@@ -1,4 +1,4 @@
-// The microcontroller's model by hand: it must be as strict as the part, or tests against it prove nothing.
+// The microcontroller's model driven by hand. It must be as strict as the real part, or tests against it prove nothing.
 #include <gtest/gtest.h>
 
 #include "daemon/models/microcontroller.h"
@@ -20,7 +20,7 @@ protected:
 
     void pass(BoardTime ms) { now += ms * kMs; }
 
-    // TEST and RST, each level held for so long; the bits of a level are TEST, RST.
+    // Sets TEST and RST to bits 0 and 1 of each level, and holds each level for `hold`.
     void pins(std::initializer_list<int> levels, BoardTime hold = 10 * kMs)
     {
         for (int level : levels) {
@@ -46,7 +46,7 @@ protected:
         pass(1000);
         return part.advance(format, now);
     }
-    // Status of a command that answers with a message.
+    // Returns the status of a command that answers with a message.
     int status(const Bytes &payload)
     {
         const Bytes answer = talk(payload);
@@ -79,7 +79,7 @@ TEST_F(MicrocontrollerTest, EntersItsLoaderOnlyOnTwoPulsesOfPlausibleLength)
     }
 }
 
-TEST_F(MicrocontrollerTest, HearsNothingBeforeItIsUpNorInTheWrongFormatNorTooSoon)
+TEST_F(MicrocontrollerTest, IgnoresBytesThatAreTooEarlyOrInTheWrongFormat)
 {
     const Bytes version{0x19};
     pins({0, 1, 0, 1, 3, 2});
@@ -94,7 +94,7 @@ TEST_F(MicrocontrollerTest, HearsNothingBeforeItIsUpNorInTheWrongFormatNorTooSoo
     EXPECT_EQ(part.gap_violations(), 0u);
 }
 
-TEST_F(MicrocontrollerTest, KeepsItsFlashLockedAndLosesItToAWrongPassword)
+TEST_F(MicrocontrollerTest, KeepsItsFlashLockedAndErasesItAfterAWrongPassword)
 {
     enter();
     part.flash().poke(0x9000, 0x12);
@@ -124,7 +124,7 @@ TEST_F(MicrocontrollerTest, OnlyClearsBitsUntilASegmentIsErased)
     EXPECT_EQ(status({0x12, 0x00, 0x18, 0}), 0);
 }
 
-TEST_F(MicrocontrollerTest, RefusesPacketsThatAreNoneAndCommandsItDoesNotKnow)
+TEST_F(MicrocontrollerTest, RefusesMalformedPacketsAndUnknownCommands)
 {
     enter();
     struct Case {
@@ -163,7 +163,7 @@ TEST_F(MicrocontrollerTest, TakesTheTimeOfTheLineWhenItIsPaced)
     EXPECT_EQ(part.advance({}, now + 17 * byte).size(), 10u);
 }
 
-TEST_F(MicrocontrollerTest, DropsWhatComesWithinItsTurnaround)
+TEST_F(MicrocontrollerTest, DropsBytesWithinItsTurnaround)
 {
     part.set_paced(true);
     enter();
@@ -176,7 +176,7 @@ TEST_F(MicrocontrollerTest, DropsWhatComesWithinItsTurnaround)
     EXPECT_EQ(part.gap_violations(), 1u);
 }
 
-TEST_F(MicrocontrollerTest, HasAnApplicationThatGetsReadyAndRewritesItsLoader)
+TEST_F(MicrocontrollerTest, ItsApplicationGetsReadyAndRewritesTheLoader)
 {
     const auto ready = [&] { return part.message(0x00, {}, now).value()[1] == 0x5A; };
     part.set_ready_time(3000 * kMs);

@@ -1,4 +1,4 @@
-// Image files: the format's corners by hand, whole images from an independent tool.
+// Image files: corner cases by hand, whole images from an independent tool.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -103,7 +103,7 @@ Lines operator+(Lines left, const Lines &right)
 
 } // namespace
 
-TEST(Crc, IsTheOneOfTheCheckValueHoweverItIsFed)
+TEST(Crc, MatchesTheCheckValueHoweverItIsFed)
 {
     const std::string digits = "123456789";
     const auto *bytes = reinterpret_cast<const uint8_t *>(digits.data());
@@ -135,12 +135,12 @@ TEST(Parser, ReadsWellFormedFiles)
              Case{"@4400\n31 40 00 24\nq\n", 1, {{0x4400, {0x31, 0x40, 0x00, 0x24}}}},
              Case{"@4400\r\n31 40 00 24\r\nQ", 1, {{0x4400, {0x31, 0x40, 0x00, 0x24}}}},
              Case{"\n @4400 \nab CD\n\n ef 1 \nq", 1, {{0x4400, {0xAB, 0xCD, 0xEF, 0x01}}}},
-             Case{"@4400\n@5000\n11\nq\n", 1, {{0x5000, {0x11}}}},          // no data, no record
+             Case{"@4400\n@5000\n11\nq\n", 1, {{0x5000, {0x11}}}},          // an address without data makes no record
              Case{"@4400\n314000\nq\n", 1, {{0x4400, {0x00}}}},             // one token, its low byte
              Case{"@44\n1 2\n@44\n3\nq", 1, {{0x44, {1, 2}}, {0x44, {3}}}}, // the same address again
              Case{"@44 00\n01\nq\n", 1, {{0x4400, {1}}}},                   // blanks inside an address
              Case{"@fffffff\n01\nq\n", 1, {{0xFFFFFFF, {1}}}},
-             Case{"@4400\n11\n@12q", 1, {{0x4400, {0x11}}}}, // an address that is cut off is dropped
+             Case{"@4400\n11\n@12q", 1, {{0x4400, {0x11}}}}, // drops an address that is cut off
              Case{"q", 1, {}},
              Case{"@9000\n01 02 03 04 05 06 07 08\nq\nrubbish after the end", 0, {{0x9000, {1, 2, 3, 4, 5, 6, 7, 8}}}},
          }) {
@@ -152,8 +152,8 @@ TEST(Parser, ReadsWellFormedFiles)
     }
 }
 
-// A failed parse ends with 0 and touches neither list nor version.
-TEST(Parser, EndsAtWhatItCannotTakeAndSaysWhere)
+// A failed parse returns 0 and changes neither list nor version.
+TEST(Parser, EndsAtTheFirstFaultAndNamesItsPlace)
 {
     const Lines too_long{"3 bsl_parse_file: BSL: ERROR: File read length exceeded"};
     std::string many;
@@ -224,7 +224,7 @@ TEST(Parser, TakesTheVersionFromTheFirstRecordThatHoldsAllOfIt)
                   {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18},
                   {partial}},
              Case{"@9001\n01 02 03 04 05 06 07 08\nq", 1, none, {}},
-             Case{"@8FF8\n01 02 03 04 05 06 07 08\nq", 1, none, {}}, // ends right before it
+             Case{"@8FF8\n01 02 03 04 05 06 07 08\nq", 1, none, {}}, // ends right before the version
          }) {
         LogWatch log;
         const Parsed parsed = parse(c.text);
@@ -234,9 +234,9 @@ TEST(Parser, TakesTheVersionFromTheFirstRecordThatHoldsAllOfIt)
     }
 }
 
-TEST(Parser, SaysThatThereIsNothingToGiveBack)
+TEST(Parser, ReportsThatThereIsNothingToRelease)
 {
-    parse("@4400\n31\nq"); // releases its records
+    parse("@4400\n31\nq"); // parsing releases the records
     LogWatch log;
     bsl_parse_release(nullptr);
     EXPECT_EQ(log.take(), Lines{"3 master_buffer_free: BSL: master buffer is not yet allocated"});
@@ -260,14 +260,14 @@ TEST(Parser, ReadsTheImagesOfAnIndependentTool)
     struct Case {
         std::string name;
         int result;
-        std::vector<std::pair<uint32_t, std::string>> blocks; // address as the block's file has it
+        std::vector<std::pair<uint32_t, std::string>> blocks; // the address in the form of the block's file name
     };
     for (const Case &c : {
              Case{"one-byte", 1, {{0x4400, "0x4400"}}}, Case{"b250", 0, {{0x9000, "0x9000"}}},
              Case{"b251", 0, {{0x9000, "0x9000"}}}, Case{"b512", 0, {{0x9000, "0x9000"}}},
              Case{"b65535", 0, {{0x9000, "0x9000"}}}, Case{"b70000", 0, {{0x9000, "0x9000"}}},
              Case{"several", 0, {{0x4400, "0x4400"}, {0x9000, "0x9000"}, {0xFE00, "0xFE00"}}},
-             Case{"type5", 1, {{0xEA00, "0xEA00"}}}, // the version of another kind of board
+             Case{"type5", 1, {{0xEA00, "0xEA00"}}}, // the version of another board type
          }) {
         const Parsed parsed = parse_file(image(c.name + ".txt"));
         EXPECT_EQ(parsed.result, c.result) << c.name;

@@ -1,4 +1,4 @@
-// A loader link whose other end is a script: what comes in is given, what goes out is kept, time is counted.
+// A loader link with a script at its other end: it supplies the input, keeps the output and counts the time.
 #pragma once
 
 #include <cerrno>

@@ -1,5 +1,5 @@
-// A serial adapter clipped onto the RF card: the modem lines of its port are wired to the microcontroller, RTS to TEST
-// and DTR to RST. Preloaded in front of a client that knows nothing of the board; a pty has no modem lines.
+// A serial adapter on the RF card: the modem lines of its port are wired to the microcontroller, RTS to TEST and DTR to
+// RST. Preloaded in front of a client that does not know the board, because a pty lacks modem lines.
 #include <cstdarg>
 #include <cstdint>
 #include <dlfcn.h>

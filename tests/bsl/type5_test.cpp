@@ -1,11 +1,11 @@
-// The board type whose version block and CRC range differ.
+// The board type with another version block and CRC range.
 #include <gtest/gtest.h>
 
 #include "bsl/card.h"
 
 using namespace testing_bsl;
 
-TEST(Type5, HasItsVersionElsewhereAndChecksShorterRanges)
+TEST(Type5, HasAnotherVersionAddressAndChecksShorterRanges)
 {
     EXPECT_EQ(bsl_get_up_version_addr(), 0xEA00u);
     EXPECT_EQ(bsl_get_crc_max_length(), 32767u);

@@ -1,4 +1,4 @@
-// What the tests of the whole upgrade share: the image they load, the commands and the log lines of its steps.
+// Parts that the tests of the whole upgrade share: the image, the commands and the log lines of the steps.
 #pragma once
 
 #include <string>
@@ -24,7 +24,7 @@ inline Lines operator+(Lines left, const Lines &right)
     return left;
 }
 
-// The file's version as the log shows it.
+// Returns the file's version as the log shows it.
 inline std::string printed(const Bytes &version)
 {
     size_t start = 0;

@@ -1,4 +1,4 @@
-// The whole upgrade where a file, the board, the card or its flash fails.
+// The whole upgrade with a failing file, board, card or flash.
 #include <algorithm>
 #include <cerrno>
 
@@ -13,7 +13,7 @@ using testing_board::Fault;
 using testing_board::LogWatch;
 using testing_board::Resources;
 
-TEST_F(UpgradeTest, TreatsALoaderThatDoesNotTellItsVersionAsOneToReplace)
+TEST_F(UpgradeTest, ReplacesALoaderThatDoesNotReportItsVersion)
 {
     ctl("rf-card fault lost response 1");
     LogWatch log;
@@ -31,7 +31,7 @@ TEST_F(UpgradeTest, TreatsALoaderThatDoesNotTellItsVersionAsOneToReplace)
                      "3 bsl_upgrade_up_image: BSL: ERROR: force upgrade all: up image and BSL"}));
 }
 
-TEST_F(UpgradeTest, RefusesFilesThatAreNoImage)
+TEST_F(UpgradeTest, RefusesFilesThatAreNotImages)
 {
     const std::string folder = "/tmp/bsl-upgrade-" + std::to_string(getpid());
     const auto file = [&](const std::string &name, const std::string &text) {
@@ -69,7 +69,7 @@ TEST_F(UpgradeTest, RefusesFilesThatAreNoImage)
         EXPECT_EQ(log.take(), kEntered + c.lines + kRestarted) << c.path;
         EXPECT_EQ(card_state("mode"), "application");
     }
-    // A file that is not well-formed ends as an image without any bytes; only our own operation tells.
+    // A malformed file counts as an image of 0 bytes. Only ddal_ext_rfcard_upgrade() reports it.
     const Upgrade done = upgrade(broken);
     EXPECT_EQ(done.result, 0);
     EXPECT_EQ(done.status, BSL_STATUS_NOT_PARSED);
@@ -78,7 +78,7 @@ TEST_F(UpgradeTest, RefusesFilesThatAreNoImage)
         unlink(path.c_str());
 }
 
-TEST_F(UpgradeTest, EndsWhereTheBoardItselfFails)
+TEST_F(UpgradeTest, EndsWhereTheBoardFails)
 {
     const Lines opened{"7 Initializing BSL... ", "7 UART opened.", "7 Putting uP in BSL mode... "};
     const std::string pins = "3 bsl_drive_tst_rst: BSL: ERROR: FPGA masked write failed";
@@ -86,7 +86,7 @@ TEST_F(UpgradeTest, EndsWhereTheBoardItselfFails)
     struct Case {
         std::string fault;
         int result;
-        Lines lines; // the last ones
+        Lines lines; // the last lines
         std::string mode;
     };
     for (const Case &c : {
@@ -99,10 +99,10 @@ TEST_F(UpgradeTest, EndsWhereTheBoardItselfFails)
              Case{"ioctl:/dev/fpga_usr nth=2 errno=EIO", -1001,
                   opened + Lines{ioctl, pins, "3 bsl_upgrade_up_image: BSL: ERROR: Unable to gain BSL entry"},
                   "application"},
-             // The early returns: the UART could not be set, which has closed it.
+             // The early returns: setting the UART has failed and closed it.
              Case{"tcsetattr nth=2 errno=EIO", -ECONNABORTED, kEntered, "loader"},
              Case{"tcsetattr nth=3 errno=EIO", -ECONNABORTED, {"7 BSL: Codeload successful"}, "loader"},
-             // Six writes enter the loader and one switches the power: the eighth is the reset's first.
+             // Six writes enter the loader and one switches the power, so the eighth is the first of the reset.
              Case{"ioctl:/dev/fpga_usr nth=8 errno=EIO",
                   0,
                   {"7 Putting uP in app mode... ", ioctl, pins, "3 bsl_app_mode: BSL: ERROR: Reset failed"},
@@ -125,7 +125,7 @@ TEST_F(UpgradeTest, EndsWhereTheBoardItselfFails)
     bsl_reset(-1, 0);
 }
 
-TEST_F(UpgradeTest, WaitsOnlySoLongForTheApplication)
+TEST_F(UpgradeTest, WaitsForTheApplicationForALimitedTime)
 {
     ctl("rf-card ready-time 60000");
     LogWatch log;
@@ -149,7 +149,7 @@ TEST_F(UpgradeTest, WaitsOnlySoLongForTheApplication)
 
 namespace {
 
-// Pokes a byte behind the library's back when a phase begins.
+// Changes a byte of the flash when a phase begins.
 struct Saboteur {
     ddal_ext_rfcard_phase phase;
     std::string poke;
@@ -164,10 +164,10 @@ struct Saboteur {
 
 } // namespace
 
-TEST_F(UpgradeTest, TellsFlashThatDoesNotTakeOrDoesNotKeepTheImage)
+TEST_F(UpgradeTest, ReportsFlashThatDoesNotAcceptOrKeepTheImage)
 {
     LogWatch log;
-    // A cell that is stuck at 0 shows where the image wants another value.
+    // A cell stuck at 0, where the image needs another value.
     const auto cell = std::find_if(low.begin(), low.end(), [](uint8_t byte) { return byte != 0; });
     const std::string address = std::to_string(0x4400 + (cell - low.begin()));
     Saboteur worn{DDAL_EXT_RFCARD_PROGRAM, address + " 00"};
@@ -183,7 +183,7 @@ TEST_F(UpgradeTest, TellsFlashThatDoesNotTakeOrDoesNotKeepTheImage)
     log.take();
     Saboteur leaky{DDAL_EXT_RFCARD_VERIFY, address + " " + digits({static_cast<uint8_t>(~*cell)})};
     done = upgrade(image("small.txt"), 0, Saboteur::watch, &leaky);
-    EXPECT_EQ(done.result, 0) << "kept: only the status tells";
+    EXPECT_EQ(done.result, 0) << "kept: only the status shows it";
     EXPECT_EQ(done.status, BSL_STATUS_MISMATCH);
     lines = log.take();
     const Lines told{"3 bsl_verify_flash_image: BSL: CRC Mismatch detected on range:",

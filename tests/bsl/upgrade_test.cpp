@@ -1,4 +1,4 @@
-// The whole upgrade against the microcontroller's model: what it decides, what it does, what it says.
+// The whole upgrade against the microcontroller's model: decisions, actions, log lines.
 #include <algorithm>
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ TEST_F(UpgradeTest, ProgramsANewImageAndStartsIt)
 TEST_F(UpgradeTest, WritesNothingWhenTheFlashHoldsTheImageAndEverythingWhenOneByteDiffers)
 {
     ASSERT_EQ(upgrade(image("small.txt")).status, BSL_STATUS_SUCCESSFUL);
-    ctl("rf-card fault clear"); // counts anew
+    ctl("rf-card fault clear"); // restarts the count
     LogWatch log;
     Upgrade again = upgrade(image("small.txt"));
     EXPECT_EQ(again.result, 0);
@@ -53,7 +53,7 @@ TEST_F(UpgradeTest, WritesNothingWhenTheFlashHoldsTheImageAndEverythingWhenOneBy
     expect_image_in_flash();
 }
 
-TEST_F(UpgradeTest, ForcesOnlyWithOneAndRewritesTheLoaderWithAnyOther)
+TEST_F(UpgradeTest, ForcesOnlyWithOneAndRewritesTheLoaderOtherwise)
 {
     ASSERT_EQ(upgrade(image("small.txt")).status, BSL_STATUS_SUCCESSFUL);
     struct Case {
@@ -122,7 +122,7 @@ TEST_F(UpgradeTest, LoadsBlocksOfEverySize)
          {Case{"b250", times("12", 1) + times("10", 1) + "16"}, Case{"b251", times("12", 1) + times("10", 2) + "16"},
           Case{"b512", times("12", 1) + times("10", 3) + "16"},
           Case{"b65535", times("12", 128) + times("10", 263) + "16"},
-          // 65535 + 4465 bytes, each piece in packets of its own
+          // 65535 + 4465 bytes, each piece in separate packets
           Case{"b70000", times("12", 137) + times("10", 263 + 18) + "1616"}}) {
         reset_card();
         LogWatch log;

@@ -7,7 +7,7 @@ import pathlib
 import re
 import sys
 
-# Of the process itself, or pieces that follow an account's folder.
+# Paths of the process itself, and pieces that follow an account's folder.
 OTHERS = re.compile(r"/dev/null|/dev/stdin|/proc/self/.*|/passwd|/ssh/authorized_keys|/proc/self")
 RELATIVE = ("src/identity/devicetree.cpp", "src/identity/mac_address.cpp", "src/identity/properties.h")
 

@@ -13,7 +13,8 @@ import re
 import subprocess
 import sys
 
-# POSIX's cancellation points, the optional ones that glibc's input and output make, and whatever opens: never plain.
+# POSIX's cancellation points, the optional ones in glibc's input and output, and every function that opens: never
+# plain.
 NEVER_PLAIN = re.compile("""^(_*(isoc\\d+_)?)?(
     accept4? | clock_nanosleep | cnd_(timed)?wait | close | connect | creat | fcntl | fdatasync | fsync | lockf | mq_\\w+ | msgrcv
     | msgsnd | msync | nanosleep | open | openat2? | pause | p?poll | p?read(v2?)? | p?select | pthread_(cond_\\w*wait|join|\\w*join_np

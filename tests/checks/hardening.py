@@ -24,7 +24,7 @@ def faults_of(library):
         "has relocations in its text": "TEXTREL" not in dynamic,
         "carries a search path": not re.search(r"\((RPATH|RUNPATH)\)", dynamic),
         "has no stack protector": "__stack_chk_fail" in symbols,
-        # Two are always there, in the stand-ins.
+        # Two are always present, in the stand-ins.
         "calls no length-checked libc function": re.search(r"UND __(?!vfprintf|vsyslog)\w+_chk\b", symbols),
     }
     return [f"{library} {fault}" for fault, held in rules.items() if not held]

@@ -28,7 +28,7 @@ def resolve(root, build, folders, source, name):
     for directory in (pathlib.Path(source).parent, *map(pathlib.Path, INCLUDE_ROOTS)):
         if (root / directory / name).is_file():
             return (root / directory / name).resolve().relative_to(root).as_posix()
-    # What the build generates lies next to the objects of the folder that it belongs to.
+    # Generated headers lie next to the objects of their folder.
     for folder in folders:
         if (build / folder / name).is_file():
             return f"{folder}/{name}"
@@ -74,7 +74,7 @@ def symbol_faults(build, architecture):
     for folder, (_, undefined) in symbols.items():
         for used, (defined, _) in symbols.items():
             if used != folder and used not in architecture.may_use[folder]:
-                # Inline functions and type data stand in every folder that uses them.
+                # Inline functions and type data are present in every folder that uses them.
                 for name in sorted((undefined & defined) - symbols[folder][0]):
                     yield f"{folder} calls {name} of {used}, which it may not use"
 

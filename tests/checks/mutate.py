@@ -30,10 +30,10 @@ import xml.etree.ElementTree as xml
 JOBS = os.cpu_count()
 SWAPS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&", "+": "-", "-": "+",
          "+=": "-=", "-=": "+=", "true": "false", "false": "true"}
-# Not beside a comparison, plus or minus, which is swapped already.
+# Leaves out numbers beside a comparison, plus or minus, whose operator is swapped already.
 NUMBER = re.compile(r"(?<![\w.'])(?<![<>+-] )(?<![=!<>]= )(0[xX][\dA-Fa-f']+|\d[\d']*)(?=[uUlLzZ]*\b)(?![\w']*\.)")
 KEYWORDS = {"if", "while", "for", "switch", "return", "sizeof", "static_assert", "catch"}
-# Comments, literals, preprocessor lines and static assertions: blanked, so that nothing in them is changed.
+# Blanks comments, literals, preprocessor lines and static assertions, so that nothing in them is changed.
 LEFT_ALONE = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])\'|^[ \t]*#(?:\\\n|[^\n])*'
                         r"|^[ \t]*static_assert\(.*?\);|^template <[^\n]*", re.S | re.M)
 
@@ -62,7 +62,7 @@ def changes(text):
         condition = code[start:end]
         declares = re.match(r"\s*(?:const )?[\w:]+ [&*]?\w+ = ", condition)
         is_comparison = re.search(r" [!=]= ", condition) and not re.search(r"&&|\|\|", condition)
-        if not declares and not is_comparison: # whose operator is swapped below
+        if not declares and not is_comparison: # its operator is swapped below
             yield start, end, f"!({text[start:end].strip()})"
     for match in re.finditer(r"(?:(?<=[^=!<>]= )|(?<=, )|(?<=\()|(?<=return ))[\w.>-]+(?:\([^()]*\))?(?= \? )", code):
         if not match[0].isdigit():
@@ -78,7 +78,7 @@ def changes(text):
         octal = digits[0] == "0" and len(digits) > 1
         yield match.start(), match.end(), hex(more) if digits[:2].lower() == "0x" else f"0{more:o}" if octal else str(more)
     for match in re.finditer(r"\b[A-Za-z_][\w:]* \|[ \n]\s*|\s\| [A-Za-z_][\w:]*(?=[,;)}])", code):
-        if "O_RDONLY" not in match[0]: # which is 0
+        if "O_RDONLY" not in match[0]: # O_RDONLY is 0
             yield match.start(), match.end(), ""
     for match in re.finditer(r"^[ \t]+([A-Za-z_][\w:]*(?:(?:\.|->)\w+)*)\(", code, re.M):
         end = closing(code, match.end() - 1) + 1
@@ -116,7 +116,7 @@ class Tree:
             name = path.relative_to(self.copy)
             if name.parts[0] != "build" and path.is_file() and str(name) not in wanted:
                 path.unlink()
-        packages = self.copy / "build/packages" # that some tests take programs from
+        packages = self.copy / "build/packages" # some tests take programs from there
         packages.parent.mkdir(parents=True, exist_ok=True)
         if not packages.is_symlink():
             packages.symlink_to(self.top / "build/packages")
@@ -152,7 +152,7 @@ class Tree:
             for is_slow in (False,) if quick else (False, True):
                 cases = [case for case, seconds in times.items() if (seconds > 1) == is_slow]
                 seconds = sum(times[case] for case in cases)
-                # Its report is left alone: a change would spoil it.
+                # Keeps the program from writing its report, which a change would spoil.
                 command = [word for word in entry["command"] if not word.startswith("--gtest_output")]
                 if cases:
                     entries.append({**whole, "command": [*command, "--gtest_filter=" + ":".join(cases)], "slow": is_slow,

@@ -23,7 +23,7 @@ namespace {
 
 const std::string kLarge(200000, 'o'); // several rounds of the copy inside the kernel
 
-// Opens, writes and closes. Returns 0 or the first negative errno.
+// Opens, writes and closes a file. Returns 0 or the first negative errno.
 int replace(const std::string &path, const char *mode, const std::string &text, int commit = 1)
 {
     ddal_common_atomic_file *file = ddal_common_atomic_open(path.c_str(), mode);
@@ -33,7 +33,7 @@ int replace(const std::string &path, const char *mode, const std::string &text, 
     return ddal_common_atomic_close(file, commit);
 }
 
-TEST(AtomicFile, EachModeStartsFromItsOwnContent)
+TEST(AtomicFile, EachModeStartsFromItsContent)
 {
     const struct {
         const char *mode;
@@ -84,7 +84,7 @@ TEST(AtomicFile, KeepsModeAndOffersTheOldContent)
     EXPECT_EQ(replaced.st_mode & ALLPERMS, 0604U);
 }
 
-TEST(AtomicFile, RefusesPathsThatNameNoFile)
+TEST(AtomicFile, RefusesPathsWithoutAFileName)
 {
     const TemporaryDirectory directory;
     const struct {
@@ -102,7 +102,7 @@ TEST(AtomicFile, RefusesPathsThatNameNoFile)
     EXPECT_EQ(replace(directory / std::string(255, 'n'), "w", "new", true), 0); // the longest name
 }
 
-TEST(AtomicFile, ALockIsWaitedForAndThenTheNewFileTaken)
+TEST(AtomicFile, WaitsForALockAndThenOpensTheNewFile)
 {
     for (const bool removed : {false, true}) {
         const TemporaryDirectory directory;
@@ -117,7 +117,7 @@ TEST(AtomicFile, ALockIsWaitedForAndThenTheNewFileTaken)
                 text[0] = '\0';
             seen = text;
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // let it queue for the lock of the old file
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // queue for the lock of the old file
         fputs("new", ddal_common_atomic_writer(first));
         if (removed)
             unlink(path.c_str());
@@ -127,7 +127,8 @@ TEST(AtomicFile, ALockIsWaitedForAndThenTheNewFileTaken)
     }
 }
 
-// Runs `body` in a child and kills it at its n-th stop before or after a system call. False: it ended before that.
+// Runs `body` in a child and kills it at its n-th stop before or after a system call. Returns false if it ended
+// earlier.
 bool killed_at(int n, const std::function<void()> &body)
 {
     const pid_t pid = fork();
@@ -150,7 +151,7 @@ bool killed_at(int n, const std::function<void()> &body)
     return true;
 }
 
-TEST(AtomicFile, AWriterKilledAnywhereLeavesTheOldFileOrTheNew)
+TEST(AtomicFile, AWriterKilledAnywhereLeavesTheOldOrTheNewFile)
 {
     for (const char *mode : {"w", "a", "r+"}) {
         const std::string result = mode[0] == 'a' ? kLarge + "NEW" : mode[0] == 'w' ? "NEW" : "NEW" + kLarge.substr(3);
@@ -168,18 +169,18 @@ TEST(AtomicFile, AWriterKilledAnywhereLeavesTheOldFileOrTheNew)
             ASSERT_EQ(directory.names().size(), 1U) << mode << ", stop " << stops << ": a temporary file stays";
         }
         std::printf("mode %s: killed at %d stops, the old file left at %d of them\n", mode, stops - 1, old_files);
-        EXPECT_GT(old_files, 20); // open, lock, copy, write: a kill before the last step must show
+        EXPECT_GT(old_files, 20); // open, lock, copy, write: a kill before the last step keeps the old file
         EXPECT_LT(old_files, stops);
     }
 }
 
-TEST(AtomicFile, RemovesWhatKilledWritersLeftAndNothingElse)
+TEST(AtomicFile, RemovesOnlyTheFilesOfKilledWriters)
 {
     const TemporaryDirectory directory;
     const std::string path = directory.put("file", "old");
     const std::string at_work = directory.put(".ddal-At2Wk1", "");
     directory.put(".ddal-Killed", "");
-    ASSERT_EQ(link(path.c_str(), (directory / ".ddal-Second").c_str()), 0); // of a writer killed after its rename
+    ASSERT_EQ(link(path.c_str(), (directory / ".ddal-Second").c_str()), 0); // left by a writer killed after its rename
     for (const char *other : {".ddal-seven77", ".ddal-a_b_c_", "ddal-Killed"})
         directory.put(other, "");
     ASSERT_EQ(symlink(path.c_str(), (directory / ".ddal-Linked").c_str()), 0);
@@ -192,7 +193,7 @@ TEST(AtomicFile, RemovesWhatKilledWritersLeftAndNothingElse)
     EXPECT_EQ(directory.get("file"), "new");
 }
 
-// A file of one line: a counter, and its digits repeated to a length that varies with it.
+// Returns a file of one line: a counter, and its digits repeated to a length that varies with it.
 std::string counted(unsigned count)
 {
     std::string text = std::to_string(count) + ":";

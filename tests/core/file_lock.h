@@ -7,7 +7,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-// Whether nobody holds the file's lock.
+// Reports whether the file is unlocked.
 inline bool is_unlocked(const std::string &path)
 {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -54,10 +54,10 @@ protected:
     void TearDown() override { std::filesystem::remove_all(kFolder); }
 };
 
-TEST_F(AtomicFileOnBoard, AFailureLeavesTheOldFileAndNothingElse)
+TEST_F(AtomicFileOnBoard, AFailureLeavesOnlyTheOldFile)
 {
     const Expectation silent = fails_with_errno_or(-EIO, {});
-    // The copy inside the kernel: in and out by turns, for two rounds, then in once more to see the end.
+    // Two rounds of the copy inside the kernel, in and out, and a third read that sees the end.
     const auto splice = [turn = 0](const Injected &injected, const Outcome &success) mutable {
         const char *line = turn++ % 2 == 0 ? "3 copy_file_splice: splice in: %m" : "3 copy_file_splice: splice out: %m";
         return fails_with_errno(line)(injected, success);
@@ -70,10 +70,10 @@ TEST_F(AtomicFileOnBoard, AFailureLeavesTheOldFileAndNothingElse)
                 EXPECT_TRUE(is_unlocked(kFile));
             })
             .watch({kFolder})
-            .when("fwrite", fails(-EIO, {})) // the test's own call: found when the stream is flushed
+            .when("fwrite", fails(-EIO, {})) // the test's write; the flush of the stream reports it
             .when("splice/EIO", splice)
             .when("flock/ENOLCK", silent)
-            .when("fsync:" + std::string(kFolder), changes_nothing()) // the replacement is in place by then
+            .when("fsync:" + std::string(kFolder), changes_nothing()) // the replacement is already in place
             .when("fclose", changes_nothing());
         for (const char *call : {"open", "fstat", "stat", "fdopen", "lseek", "pipe", "fflush", "fsync", "fchmod",
                                  "fchown", "link", "rename"})
@@ -82,7 +82,7 @@ TEST_F(AtomicFileOnBoard, AFailureLeavesTheOldFileAndNothingElse)
     }
 }
 
-TEST_F(AtomicFileOnBoard, FindsAWayWhereTheFirstIsRefused)
+TEST_F(AtomicFileOnBoard, FallsBackWhereTheFirstCallIsRefused)
 {
     const std::string no_anonymous = "open:/flash/swept nth=2 errno=EOPNOTSUPP"; // the first opens the folder itself
     const struct {
@@ -90,19 +90,19 @@ TEST_F(AtomicFileOnBoard, FindsAWayWhereTheFirstIsRefused)
         int result;
     } cases[] = {
         {{no_anonymous}, 0},
-        {{"open:/flash/swept nth=2 errno=EISDIR"}, 0}, // from a kernel that does not know anonymous files
+        {{"open:/flash/swept nth=2 errno=EISDIR"}, 0}, // the kernel does not know anonymous files
         {{"open:/flash/swept nth=2 errno=ENOSPC"}, -ENOSPC},
         {{no_anonymous, "open:/flash/swept/.ddal-* errno=EEXIST count=20"}, 0},
         {{no_anonymous, "open:/flash/swept/.ddal-* errno=EROFS"}, -EROFS},
         {{no_anonymous, "rename errno=EIO"}, -EIO},
-        {{"link errno=ENOENT"}, 0}, // no privilege to link a descriptor
+        {{"link errno=ENOENT"}, 0}, // linking a descriptor lacks the privilege
         {{"link errno=EPERM count=2"}, -EPERM},
-        {{"link errno=EEXIST count=20"}, 0}, // somebody took the names
+        {{"link errno=EEXIST count=20"}, 0}, // another writer took the names
         {{no_anonymous, "link errno=EEXIST"}, 0},
         {{"splice errno=EAGAIN"}, 0},
         {{"splice nth=2 errno=EAGAIN"}, 0},
         {{"splice nth=2 errno=EINTR count=3"}, 0},
-        {{"splice nth=2 errno=EAGAIN count=2"}, -EAGAIN}, // refused even when it may wait
+        {{"splice nth=2 errno=EAGAIN count=2"}, -EAGAIN}, // refused even as a blocking call
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.faults));
@@ -121,7 +121,7 @@ TEST_F(AtomicFileOnBoard, FindsAWayWhereTheFirstIsRefused)
     }
 }
 
-TEST_F(AtomicFileOnBoard, LeavesTheNamedTemporaryOfAWriterAtWork)
+TEST_F(AtomicFileOnBoard, KeepsTheNamedTemporaryOfALiveWriter)
 {
     ddal_common_atomic_file *slow = nullptr;
     {
@@ -139,7 +139,7 @@ TEST_F(AtomicFileOnBoard, LeavesTheNamedTemporaryOfAWriterAtWork)
 }
 
 // Any user who can read the file can hold its lock.
-TEST_F(AtomicFileOnBoard, WaitsForALockForTwentySecondsAtMost)
+TEST_F(AtomicFileOnBoard, WaitsForALockForAtMostTwentySeconds)
 {
     const int fd = open(kFile, O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(fd, LOCK_SH), 0);

@@ -36,8 +36,8 @@ struct Library {
 
 } // namespace
 
-// First of all: the library is not there yet.
-TEST(Loading, TakesNoNumberOfAStandardStream)
+// Must run first, before the library is loaded.
+TEST(Loading, LeavesTheNumbersOfStandardStreamsFree)
 {
     for (int closed = 1; closed < 8; ++closed) {
         EXPECT_EQ(in_child([closed]() -> std::string {
@@ -62,7 +62,7 @@ TEST(Loading, TakesNoNumberOfAStandardStream)
     }
 }
 
-TEST(Loading, ClosingTheLibraryLeavesLinkEventsAtWork)
+TEST(Loading, ClosingTheLibraryKeepsLinkEventsRunning)
 {
     const Library library;
     ASSERT_TRUE(library.watch && library.state_of) << dlerror();
@@ -79,7 +79,7 @@ TEST(Loading, ClosingTheLibraryLeavesLinkEventsAtWork)
     EXPECT_EQ(state, 0);
 }
 
-TEST(Loading, LoadingAgainTakesNothingMore)
+TEST(Loading, LoadingAgainOpensNothing)
 {
     const auto descriptors = open_descriptors();
     const long before = mappings();

@@ -26,7 +26,7 @@ using namespace ddal::core;
 
 namespace {
 
-TEST(Text, BoundedCopiesEndInNulAndTellTheirLength)
+TEST(Text, BoundedCopiesEndInNulAndReturnTheLength)
 {
     const struct {
         size_t size;
@@ -43,7 +43,7 @@ TEST(Text, BoundedCopiesEndInNulAndTellTheirLength)
     }
 }
 
-TEST(Text, CodesWithoutATextOfTheirOwnAreTheSystems)
+TEST(Text, OtherCodesHaveTheTextOfTheSystem)
 {
     const struct {
         int code;
@@ -72,7 +72,7 @@ TEST(Text, CodesWithoutATextOfTheirOwnAreTheSystems)
     }
 }
 
-TEST(Copy, KeepsContentAndModeAndTellsFailures)
+TEST(Copy, KeepsContentAndModeAndReportsFailures)
 {
     const TemporaryDirectory directory;
     const std::string content = std::string(8192, 'a') + std::string(8192, 'b') + "end";
@@ -83,13 +83,13 @@ TEST(Copy, KeepsContentAndModeAndTellsFailures)
     struct stat copied;
     ASSERT_EQ(stat((directory / "to").c_str(), &copied), 0);
     EXPECT_EQ(copied.st_mode & ALLPERMS,
-              geteuid() == 0 ? 04750U : 0750U); // only root writes to such a file and keeps it
+              geteuid() == 0 ? 04750U : 0750U); // only root writes to a file with these bits and keeps them
 
     EXPECT_EQ(ddal_common_copy_file((directory / "none").c_str(), (directory / "x").c_str()), -ENOENT);
     EXPECT_EQ(ddal_common_copy_file(from.c_str(), (directory / "no/x").c_str()), -ENOENT);
     EXPECT_EQ(ddal_common_copy_file((directory / "").c_str(), (directory / "x").c_str()), EISDIR); // positive
 
-    // A change of owner would clear it.
+    // A later change of owner would clear the set-user-id bit.
     ASSERT_EQ(chmod(from.c_str(), 04750), 0);
     ASSERT_EQ(ddal_common_copy_file(from.c_str(), (directory / "to").c_str()), 0);
     ASSERT_EQ(stat((directory / "to").c_str(), &copied), 0);
@@ -112,8 +112,8 @@ TEST(Copy, SurvivesAStandardErrorWithoutAReader)
               std::to_string(-ENOENT));
 }
 
-// Below a user's folder: what the user makes of a component while the copy is under way never leads elsewhere.
-TEST(Copy, FollowsNoLinkBelowATrustedFolder)
+// The user may exchange any component below the trusted folder during the copy. The copy must not leave the folder.
+TEST(Copy, DoesNotFollowLinksBelowATrustedFolder)
 {
     const TemporaryDirectory directory;
     const std::string from = directory.put("from", "new");
@@ -175,7 +175,7 @@ TEST(Directory, CreatesWhatIsMissing)
     EXPECT_FALSE(std::filesystem::exists("relative"));
 }
 
-TEST(SystemInformation, TakesWhatAPersonMayWriteAndNothingElse)
+TEST(SystemInformation, AcceptsOnlyHandWrittenLinesOfTheFormat)
 {
     using Kind = SysinfoLine::Kind;
     const struct {
@@ -232,7 +232,7 @@ int fourth_place()
     return 44;
 }
 
-// In another order than that of their places; places 3 and 5 are filled by the library itself.
+// Registered in another order than their places. The library itself fills places 3 and 5.
 DDAL_ATBOOT_HOOK(root_access, fourth_place, "fourth")
 DDAL_ATBOOT_HOOK(leds, first_place, "first")
 DDAL_ATBOOT_HOOK(password_history, second_place, "second")

@@ -10,7 +10,7 @@ using namespace std::string_literals;
 
 namespace {
 
-TEST(PropertyFile, ReadsUpToTheBufferOrTellsTheSize)
+TEST(PropertyFile, ReadsUpToTheBufferOrReturnsTheSize)
 {
     const TemporaryDirectory directory;
     const std::string large(70000, 'x');
@@ -34,7 +34,7 @@ TEST(PropertyFile, ReadsUpToTheBufferOrTellsTheSize)
     EXPECT_EQ(ddal_common_read_file(std::string(8, ' ').data(), 8, (directory / "").c_str()), -EISDIR);
 }
 
-TEST(PropertyFile, CutsTextsAndTellsWhatDidNotFit)
+TEST(PropertyFile, CutsTextsAndReportsTheSizeThatDidNotFit)
 {
     const TemporaryDirectory directory;
     const struct {

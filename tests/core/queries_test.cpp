@@ -37,7 +37,7 @@ namespace {
 
 constexpr const char *kSysinfo = "/flash/config/sysinfo";
 
-// Standard error of a piece of a test that runs in a child.
+// Captures the standard error of a piece of a test that runs in a child.
 class StandardError {
 public:
     explicit StandardError(int flags = 0)
@@ -66,7 +66,7 @@ private:
     int ends_[2];
 };
 
-TEST(Log, AProblemInWritingChangesNeitherTheTextNorErrno)
+TEST(Log, AFailedWriteChangesNeitherTheTextNorErrno)
 {
     const auto lines = in_child([] {
         std::string text;
@@ -83,7 +83,7 @@ TEST(Log, AProblemInWritingChangesNeitherTheTextNorErrno)
         errno = ENOENT;
         __ddal_log(3, "%s:%u- %m\n", "function", 1U);
         const int first = errno;
-        __ddal_log(3, "%lc", wint_t{0x4E00}); // no such character in this locale: EILSEQ
+        __ddal_log(3, "%lc", wint_t{0x4E00}); // a character that this locale lacks: EILSEQ
         return std::vector<std::string>{std::to_string(first), std::to_string(errno), text.substr(0, text.find('\n')),
                                         log.take().at(0)};
     });
@@ -144,7 +144,7 @@ TEST(Log, LinesOfSeveralThreadsStayWhole)
     EXPECT_EQ(text, "");
 }
 
-TEST(Version, LosesItsSuffixOnATagOnly)
+TEST(Version, LosesItsSuffixOnlyOnATag)
 {
     const std::string long_text(120, 'v');
     const struct {
@@ -231,7 +231,7 @@ TEST(Memory, MapsTheByteAskedForAndItsPages)
     EXPECT_EQ(ddal_mem_unmap_addr(&errno, 4), -EINVAL); // nothing was ever mapped
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     auto *first = static_cast<uint8_t *>(ddal_mem_map_addr(0x1000010, 8));
-    auto *second = static_cast<uint8_t *>(ddal_mem_map_addr(0x1000000 + page - 4, 8)); // over a page's end
+    auto *second = static_cast<uint8_t *>(ddal_mem_map_addr(0x1000000 + page - 4, 8)); // across the end of a page
     ASSERT_TRUE(first && second);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(first) % page, 0x10U);
     first[3] = 0xA5;
@@ -326,7 +326,7 @@ TEST(TroubleLog, StoresAndDeletes)
                                         "3 ddal_trbl_store: execution of 'trbl_linux_log_store ' failed"));
 }
 
-TEST(SystemInformation, ADamagedLineCostsNoOtherItem)
+TEST(SystemInformation, ADamagedLineKeepsTheOtherItems)
 {
     put_file(kSysinfo, "# by hand\n0.13.20 = 2  # fitted\nrubbish\n1.2.3 = 7\n\n1.2.3 = 0x10");
     uint64_t value = 99;

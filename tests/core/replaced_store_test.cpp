@@ -1,4 +1,4 @@
-// An application that brings its own store: the library uses it, too.
+// An application that replaces the store: the library uses the replacement too.
 #include <ddal/devicetree.h>
 #include <ddal/product.h>
 #include <ddal/sysinfo.h>

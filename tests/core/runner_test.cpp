@@ -52,7 +52,7 @@ struct Shell {
     const char *path = "/bin/sh";
 };
 
-// Each of the four runners with the same command, input and output thrown away.
+// Each of the four runners with the same command. Input and output are discarded.
 const std::pair<const char *, std::function<int(const char *, char **)>> kRunners[] = {
     {"plain", _ddal_common_shell_command},
     {"read",
@@ -101,7 +101,7 @@ TEST(Runner, MapsTheEndOfTheChild)
     }
 }
 
-// The results of all runners for programs that end in every way.
+// Returns the wrong results of all runners, for programs that end in every way.
 std::string wrong_results()
 {
     const struct {
@@ -123,7 +123,7 @@ std::string wrong_results()
     return wrong;
 }
 
-TEST(Runner, NobodyTakesTheEndOfAChildAway)
+TEST(Runner, KnowsHowAChildEndedDespiteReaping)
 {
     expect_in_each(testing_board::kReaping, wrong_results);
     static volatile sig_atomic_t told = 0;
@@ -133,8 +133,8 @@ TEST(Runner, NobodyTakesTheEndOfAChildAway)
     });
 }
 
-// What a program was given and said, where a signal comes every millisecond and pipes are slow.
-TEST(Runner, NoSignalCutsAJobShort)
+// Checks a program's input and output while a signal arrives every millisecond and the pipes are slow.
+TEST(Runner, SignalsDoNotCutAJobShort)
 {
     std::string text;
     for (int line = 0; text.size() < 3U << 20; ++line)
@@ -204,7 +204,7 @@ TEST(Runner, CapturesWhatFits)
     }
 }
 
-TEST(Runner, AProgramThatSaysTooMuchStillDoesItsWork)
+TEST(Runner, AProgramWithTooMuchOutputStillCompletes)
 {
     const TemporaryDirectory directory;
     const std::string command = "head -c 1000000 /dev/zero && touch " + directory / "done";
@@ -246,7 +246,7 @@ TEST(Runner, MovesMuchBothWaysAtOnce)
     EXPECT_TRUE(content_of(out.get()) == text);
 }
 
-// A child that is gone costs the writer an EPIPE, and the caller's handling of SIGPIPE stays its own.
+// Writing to a child that has ended fails with EPIPE, and the caller's handling of SIGPIPE stays as it was.
 TEST(Runner, SurvivesAChildThatIgnoresItsInput)
 {
     const std::string text(1 << 20, 'x');
@@ -296,10 +296,10 @@ TEST(Runner, AFailingOutputStopsTheChild)
     EXPECT_EQ(_ddal_common_shell_command_read_write_fp(in.get(), 0, full.get(), endless.path, endless.argv), -ENOSPC);
 }
 
-TEST(Runner, GivesTheChildNothingOfTheCaller)
+TEST(Runner, KeepsTheStateOfTheCallerFromTheChild)
 {
     std::vector<int> inherited;
-    for (int i = 0; i < 300; ++i) // more than one listing of /proc/self/fd holds
+    for (int i = 0; i < 300; ++i) // more than one listing of /proc/self/fd can hold
         inherited.push_back(dup(STDERR_FILENO));
     inherited.push_back(fcntl(STDERR_FILENO, F_DUPFD, 1000));
     std::atomic<bool> done{false};
@@ -319,7 +319,7 @@ TEST(Runner, GivesTheChildNothingOfTheCaller)
     pthread_sigmask(SIG_BLOCK, &blocked, &old_mask);
 
     for (int i = 0; i < 50; ++i) {
-        // 3 is the descriptor of the listing itself.
+        // Descriptor 3 belongs to the listing itself.
         EXPECT_EQ(output_of("cd /proc/self/fd; echo *"), "0 1 2 3\n");
         EXPECT_EQ(output_of("exec cat /proc/self/status | grep -cE 'Sig(Blk|Ign|Cgt):\\s0+$'"), "3\n");
     }

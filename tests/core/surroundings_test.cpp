@@ -1,4 +1,4 @@
-// A process that is not as tidy as a test program: closed standard streams, threads that are cancelled.
+// Processes with closed standard streams or cancelled threads.
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -64,7 +64,7 @@ std::string fault_of(int fd)
     return fcntl(fd, F_GETFD) & FD_CLOEXEC ? "" : "stays open on exec";
 }
 
-// These calls are the library's: this program is linked with its stand-ins.
+// These calls go through the library's stand-ins, with which this program is linked.
 const std::pair<const char *, std::function<std::string()>> kOpeners[] = {
     {"open", [] { return fault_of(UniqueFd(open("/dev/null", O_RDWR | O_CLOEXEC)).get()); }},
     {"openat", [] { return fault_of(UniqueFd(openat(AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC)).get()); }},
@@ -182,7 +182,7 @@ TEST(StandardStreams, ForeignCallsFindTheirNumbersTaken)
 
 namespace {
 
-// A thread that is cancelled while `work` is under way.
+// Cancels a thread while `work` is under way.
 class Cancelled {
 public:
     explicit Cancelled(std::function<int()> work) : work_(std::move(work))
@@ -194,7 +194,7 @@ public:
         pthread_cancel(thread_);
     }
 
-    // What the work returned. It went on to its end, and the thread ended at its own next cancellation point.
+    // Returns the result of the work. The work runs to its end; the thread ends at its next cancellation point.
     int result()
     {
         void *end = nullptr;
@@ -270,7 +270,7 @@ TEST(Cancellation, WaitsUntilTheCallIsOver)
     }
     EXPECT_EQ(directory.names(), std::set<std::string>{"file"});
 
-    // Behind another's lock: what was waited for is done, and the lock is given back.
+    // Behind the lock of another: the awaited work is done, and the lock is released.
     UniqueFd other(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
     Cancelled writer([&] {

@@ -59,7 +59,7 @@ TEST(Sweep, Readers)
     const Outcome no_mode{-EFAULT, {"3 ddal_security_is_secure_env: security mode is undefined"}};
     put_file(kText, "hello");
     put_file(kCells, std::string("\0\0\0\7", 4));
-    put_file(kSecure, "2"); // a good answer would be kept, and the file not be read again
+    put_file(kSecure, "2"); // a good answer would be cached, and the file would not be read again
     ASSERT_EQ(ddal_kvb_rpram_set_isti(1), 0);
     const Reading cases[] = {
         {"ddal_common_read_file",
@@ -147,7 +147,7 @@ TEST(Sweep, Writers)
         const auto line = [&](const char *what) {
             return std::string("3 ") + c.logs_as + ": error " + what + " " + c.path + ": %m";
         };
-        // The start-up word's file is opened twice: first to create it, which says nothing.
+        // The operation opens the start-up word's file twice. The first open creates it and logs nothing.
         const bool creates = strcmp(c.path, "/flash/out") != 0;
         const Expectation silent = fails_with_errno_or(-EIO, {});
         const Expectation unopened = fails_with_errno(line("open"));
@@ -176,7 +176,7 @@ TEST(Sweep, Runners)
         const char *kind;
         const char *program;
         std::function<long(const char *, char **)> run;
-        Expectation closing; // of a stream to or from the program
+        Expectation closing; // closing a stream to or from the program
     } cases[] = {
         {"_ddal_common_shell_command", "system", "/bin/true", _ddal_common_shell_command, changes_nothing()},
         {"_ddal_common_shell_command_read", "popen", "/bin/true",
@@ -189,7 +189,7 @@ TEST(Sweep, Runners)
          [&](const char *path, char **argv) {
              return _ddal_common_shell_command_read_write_fp(in.get(), 0, out.get(), path, argv);
          },
-         // Of the two closes the feeding thread's counts; which one failed shows below.
+         // Of the two closes only the feeding thread's decides the result; `last` shows which one failed.
          [&](const Injected &, const Outcome &success) {
              return last == -EIO ? Outcome{-EIO, {}} : success;
          }},
@@ -200,7 +200,7 @@ TEST(Sweep, Runners)
             return Outcome{-injected.error,
                            {prefix + c.kind + " ('" + c.program + "') failed: " + std::to_string(-injected.error)}};
         };
-        // The child may be gone before its input is flushed.
+        // The child may have ended before its input is flushed.
         const Expectation not_executed = [&](const Injected &, const Outcome &) {
             return Outcome{last == -EPIPE ? -EPIPE : 127, {}};
         };
@@ -232,9 +232,8 @@ TEST(Sweep, Runners)
     }
 }
 
-// A caller that dies while the start is on its way. The places: before and in the supervisor, and in front of the
-// program.
-TEST(Runners, StartNothingForACallerThatIsGone)
+// The caller dies during the start: before the supervisor, in it, or in front of the program.
+TEST(Runners, StartNothingForADeadCaller)
 {
     for (const char *place : {"open:/dev/null", "open:/proc/*", "exec"}) {
         for (const bool dies : {false, true}) {
@@ -262,7 +261,7 @@ TEST(Sweep, Programs)
         const char *name;
         std::function<long()> operation;
         const char *program;
-        long result; // of any failure to run the program, unless it is passed on
+        long result; // for any failure to run the program, unless it is passed on
         const char *line;
     } cases[] = {
         {"ddal_trbl_store", [] { return ddal_trbl_store("x"); }, "/sbin/trbl_linux_log_store", -1018,

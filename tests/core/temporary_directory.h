@@ -1,4 +1,4 @@
-// A directory of the test's own, with what a test asks of its files.
+// A directory for one test, with access to its files.
 #pragma once
 
 #include <filesystem>
@@ -50,7 +50,7 @@ private:
     std::filesystem::path path_;
 };
 
-// How many descriptors this process has open.
+// Returns the number of open descriptors of this process.
 inline std::ptrdiff_t open_descriptors()
 {
     const std::filesystem::directory_iterator listing("/proc/self/fd");

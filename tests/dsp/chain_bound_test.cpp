@@ -1,5 +1,5 @@
-// The bound of a walk over a chain. Where physical and virtual addresses are the same, nothing else would end a loop:
-// so this test makes its own region.
+// The limit of a walk over a chain. Where physical and virtual addresses are equal, only this limit ends a loop. The
+// test therefore makes such a region.
 #include <sys/mman.h>
 
 #include <ddal/osal.h>
@@ -19,7 +19,7 @@ constexpr int kLow = 0;
 #endif
 constexpr uint32_t kSize = 4096, kWords = 8, kLink = 5, kDescriptors = kSize / 32;
 
-TEST(ChainBound, LetsEveryDescriptorOfTheMemoryBeVisitedOnce)
+TEST(ChainBound, VisitsEveryDescriptorOfTheMemoryOnce)
 {
     auto *const words = static_cast<uint32_t *>(
         mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | kLow, -1, 0));

@@ -1,4 +1,4 @@
-// DMA memory. A process sets it up once, so what goes wrong there is tried in children.
+// DMA memory. A process sets it up only once, so faults of the set-up are tried in children.
 #include <cerrno>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -37,8 +37,8 @@ size_t mapped_regions()
     return count;
 }
 
-// The set-up's result, asked for twice, the descriptors and regions that it leaves, whether it made `inside` valid,
-// and its log lines, in a fresh process.
+// Returns, from a fresh process: the results of two set-up calls, the new descriptors and regions, whether `inside`
+// became valid, and the log lines.
 Lines setup_in_child(int (*setup)() = ddal_cma_process_init, uint32_t inside = kMsm)
 {
     return in_child([setup, inside] {
@@ -89,7 +89,7 @@ TEST(CmaSetup, RunsOnceAndKeepsItsResult)
         (Lines{"-1 0 1 2", "0 1", "3 ddal_cma_init_once: Unable to initialize CMA device, Operation not permitted"}));
 }
 
-TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
+TEST(CmaSetup, TakesAtMostTwoRegionsFromTheDriversList)
 {
     const std::string header = "physical name size state\n", msm = "0c000000 MSM 00600000 -\n";
     const std::string too_wide = kSetup + "Unable to mmap DMA address ",
@@ -107,8 +107,8 @@ TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
          {"-1001 -1001 0 0", "-14 0", kSetup + "More than 2 entries in /proc/cma"}},
         {header + "0c000000 MSM 00000000 -\n",
          {"-22 -22 0 0", "-14 0", kSetup + "Unable to mmap DMA address 0c000000 +0, Invalid argument"}},
-        {header + "fffff000 X 1000 -\n", {"0 0 1 1", "0 1"}, 0xFFFFFFFF}, // ends with the addresses
-        // What does not fit 32 bits cannot be a region.
+        {header + "fffff000 X 1000 -\n", {"0 0 1 1", "0 1"}, 0xFFFFFFFF}, // ends at the last address
+        // A region that does not fit 32 bits is refused.
         {header + "fffff000 X 2000 -\n", {"-75 -75 0 0", "-14 0", too_wide + "fffff000 +2000" + why}},
         {header + "800000000 X 1000 -\n", {"-75 -75 0 0", "-14 0", too_wide + "00000000 +1000" + why}},
         {header + "0 X 100000000 -\n", {"-75 -75 0 0", "-14 0", too_wide + "00000000 +0" + why}},
@@ -121,7 +121,7 @@ TEST(CmaSetup, TakesTwoRegionsAtMostFromTheDriversList)
     }
 }
 
-// Both regions hold 0x0c001000; the second line's is at another place.
+// Both regions hold 0x0c001000; the one of the second line is mapped at another address.
 TEST(CmaSetup, LooksInTheRegionOfTheSecondLineFirst)
 {
     const KeptFile kept(kList);
@@ -145,7 +145,7 @@ TEST(CmaSetup, MustComeBeforeTheRequests)
               (Lines{"-9", "3 ddal_cma_alloc: Unable to allocate DDR of size 0x10, Bad file descriptor"}));
 }
 
-// What one process writes, another finds at the same physical address, wherever it has mapped it.
+// A word that one process writes is visible to another at the same physical address, whatever the mappings.
 TEST(CmaSetup, SharesTheMemoryBetweenProcesses)
 {
     const auto word = [](uint32_t phys) {
@@ -162,7 +162,7 @@ TEST(CmaSetup, SharesTheMemoryBetweenProcesses)
     });
     const auto phys = static_cast<uint32_t>(std::stoul(made.at(0)));
     const Lines found = in_child([&] {
-        // Something of this process's own lies where the other one had the region.
+        // Another mapping of this process occupies the place where the other process had the region.
         mmap(nullptr, 1 << 20, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | kLow, -1, 0);
         ddal_cma_process_init();
         return Lines{std::to_string(*word(phys))};
@@ -177,7 +177,7 @@ protected:
     void TearDown() override { ctl("cma reset"); }
 };
 
-TEST_F(Cma, ConvertsEveryByteOfARegionAndNoneBesides)
+TEST_F(Cma, ConvertsOnlyTheBytesOfARegion)
 {
     for (const auto &[phys, size] : {std::pair{kMsm, kMsmSize}, {kDdr, kDdrSize}}) {
         uint32_t first = 0, last = 0, back = 0;
@@ -236,10 +236,10 @@ TEST_F(Cma, AllocatesUntilTheMemoryIsUsedUp)
                                  alloc + "Invalid argument mem_type (3)", alloc + "Invalid argument mem_type (0)"}));
 }
 
-TEST_F(Cma, RefusesAnAnswerThatLiesInNoRegion)
+TEST_F(Cma, RefusesAnAnswerOutsideEveryRegion)
 {
     const KeptFile kept(kList);
-    put_file(kList, "header\n10000000 DDR 1000 -\n"); // the driver's list has changed under the process
+    put_file(kList, "header\n10000000 DDR 1000 -\n"); // the driver's list changes while the process runs
     LogWatch log;
     uint32_t address = 7;
     EXPECT_EQ(ddal_cma_alloc(DDAL_CMA_DDR, 16, &address), -EFAULT);
@@ -250,7 +250,7 @@ TEST_F(Cma, RefusesAnAnswerThatLiesInNoRegion)
     EXPECT_EQ(lines[1], "3 ddal_cma_alloc: ddal_cma_phy_to_virt returned failure -14 for addr 0x10000000");
 }
 
-TEST_F(Cma, RepeatsRequestsThatASignalInterrupted)
+TEST_F(Cma, RepeatsInterruptedRequests)
 {
     const Fault fault("ioctl:/dev/cma count=2 errno=EINTR");
     uint32_t address = 0;

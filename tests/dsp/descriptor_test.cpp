@@ -1,4 +1,5 @@
-// Conversion of addresses, single and in descriptor chains. The memory is the board's; this process sets it up once.
+// Conversion of addresses, single and in descriptor chains. The board supplies the memory; this process sets it up
+// once.
 #include <cstring>
 
 #include <ddal/cma.h>
@@ -48,7 +49,7 @@ uint32_t virtual_of(uint32_t phys)
     return address(virt(phys));
 }
 
-// Descriptors of a chain lie one after the other, in physical terms as the hardware hands them over.
+// A chain of consecutive descriptors with physical addresses, as the hardware delivers them.
 class Chain {
 public:
     explicit Chain(uint32_t count, uint32_t hints = 0, uint32_t at = kDdr + 0x10000) : at_(at)
@@ -56,7 +57,7 @@ public:
         for (uint32_t i = 0; i < count; ++i) {
             uint32_t *words = desc(i);
             memset(words, 0, kWords * sizeof *words);
-            words[kTag] = words[kBufferLength] = words[kOriginalLength] = 0xEEEEEEEE; // no pointers
+            words[kTag] = words[kBufferLength] = words[kOriginalLength] = 0xEEEEEEEE; // not pointers
             words[kBufferPointer] = kBuffer + 64 * i;
             words[kOriginalPointer] = kBuffer + 64 * i;
             words[kLink] = i + 1 < count ? phys(i + 1) | hints : 0;
@@ -84,7 +85,7 @@ class Descriptor : public testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(ddal_cma_process_init(), 0); }
 
-    // A conversion that fails with one line.
+    // Expects a conversion to fail with one line.
     static void expect_failure(void *(*convert)(uint32_t, void *), void *handle, const std::string &line)
     {
         LogWatch log;
@@ -114,7 +115,7 @@ TEST_F(Descriptor, ConvertsAChainThereAndBack)
     }
 }
 
-TEST_F(Descriptor, StopsAtTheMarkerOnTheWayToVirtualOnly)
+TEST_F(Descriptor, StopsAtTheMarkerOnlyTowardsVirtual)
 {
     const Chain chain(3);
     chain.desc(1)[kPacketInfo] = kMarker | 0x123;
@@ -122,7 +123,7 @@ TEST_F(Descriptor, StopsAtTheMarkerOnTheWayToVirtualOnly)
     EXPECT_EQ(address(converted), virtual_of(chain.phys(0)));
     EXPECT_TRUE(chain.is_virtual(1));
     EXPECT_EQ(chain.desc(1)[kLink], virtual_of(chain.phys(2)));
-    EXPECT_EQ(chain.desc(1)[kPacketInfo], 0x123u); // the marker is taken away
+    EXPECT_EQ(chain.desc(1)[kPacketInfo], 0x123u); // the marker is removed
     EXPECT_TRUE(chain.is_physical(2));
 
     const Chain whole(3);
@@ -140,7 +141,7 @@ TEST_F(Descriptor, LeavesOtherTypesAlone)
     EXPECT_EQ(address(Osal_qmssConvertDescPhyToVirt(0, pointer(chain.phys(0) | 2))), virtual_of(chain.phys(0)) | 2);
     EXPECT_EQ(address(Osal_qmssConvertDescVirtToPhy(0, pointer(virtual_of(chain.phys(0)) | 2))), chain.phys(0) | 2);
     EXPECT_TRUE(chain.is_physical(0));
-    // At the end of the memory there may be less room than a host descriptor takes.
+    // The end of the memory may have less room than a host descriptor takes.
     const uint32_t end = kDdr + kDdrSize - 16;
     virt(end)[kInfo] = kMonolithic;
     EXPECT_EQ(address(Osal_qmssConvertDescPhyToVirt(0, pointer(end))), virtual_of(end));
@@ -158,8 +159,8 @@ TEST_F(Descriptor, ConvertsBuffersThatAreSharedOrMissing)
     EXPECT_EQ(chain.desc(2)[kOriginalPointer], 0u);
 }
 
-// Each pointer of the middle descriptor in turn leads nowhere: what comes before it is converted and stays so.
-TEST_F(Descriptor, StopsAtAnInvalidPointerAndKeepsWhatItConverted)
+// Each pointer of the middle descriptor in turn is invalid. Earlier pointers are converted and stay so.
+TEST_F(Descriptor, StopsAtAnInvalidPointerAndKeepsItsConversions)
 {
     constexpr uint32_t kNowhere = 0x50;
     const struct {

@@ -1,5 +1,5 @@
-// Critical sections, memory and logging of the driver adaptation. Semaphores are opened once per process, so each case
-// has its own.
+// Critical sections, memory and logging of the driver adaptation. Each case runs in a child, because a process opens
+// the semaphores once.
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -45,7 +45,7 @@ const Section kBetweenThreads[] = {
     {"SA", [] { Osal_saCsEnter(nullptr); }, [] { Osal_saCsExit(99); }},
 };
 
-// Counters that only the sections guard, in memory that children share.
+// Counters without other protection than the sections, in memory that children share.
 template <size_t N>
 struct Counters {
     long value[N];
@@ -69,7 +69,7 @@ void add_up(const Section &section, long *counter, int times)
 
 TEST(OsalSections, LoseNoIncrementBetweenProcessesAndThreads)
 {
-    constexpr int kProcesses = 4, kThreads = 4, kTimes = 20'834; // a million in all
+    constexpr int kProcesses = 4, kThreads = 4, kTimes = 20'834; // 1,000,032 in all
     auto *const counters = shared_counters<3>();
     std::vector<pid_t> children;
     for (int process = 0; process < kProcesses; ++process)
@@ -112,8 +112,8 @@ TEST(OsalSections, LoseNoIncrementBetweenThreads)
     EXPECT_EQ(key, 7u);
 }
 
-// Which pair is which: a section between processes keeps another process out, one between threads does not.
-TEST(OsalSections, ReachAsFarAsTheyShould)
+// A section between processes excludes another process; a section between threads does not.
+TEST(OsalSections, ExcludeProcessesOrOnlyThreads)
 {
     const auto child_gets_in = [](const Section &section) {
         const pid_t child = start_child([&] {
@@ -135,7 +135,7 @@ TEST(OsalSections, ReachAsFarAsTheyShould)
             lines.push_back(std::string(section.name) + " " + std::to_string(child_gets_in(section)));
         }
         Osal_saCsEnter(nullptr);
-        Osal_saMtCsEnter(nullptr); // two sections, not one
+        Osal_saMtCsEnter(nullptr); // two separate sections
         Osal_saMtCsExit(0);
         Osal_saCsExit(0);
         return lines;
@@ -143,7 +143,7 @@ TEST(OsalSections, ReachAsFarAsTheyShould)
     EXPECT_EQ(outcome, (Lines{"0", "CPPI -14", "CPPI 0", "QMSS -14", "QMSS 0", "SA -14", "SA 0"})); // 14: SIGALRM
 }
 
-TEST(OsalSections, WaitOnAfterASignal)
+TEST(OsalSections, ContinueToWaitAfterASignal)
 {
     const auto outcome = in_child([] {
         Osal_startup();
@@ -177,7 +177,7 @@ int value_of(const char *name)
     return value;
 }
 
-// As the header says: nobody gets in any more, until the semaphore is removed and made anew.
+// As the header says, the section stays locked until the semaphore is removed and made anew.
 TEST(OsalSections, StayLockedWhenAProcessDiesInside)
 {
     constexpr const char *kNames[] = {"/OSAL-sem_cppi_cs", "/OSAL-sem_qmss_cs", "/OSAL-sem_sa_cs"};
@@ -203,7 +203,7 @@ TEST(OsalSections, StayLockedWhenAProcessDiesInside)
     }
 }
 
-TEST(OsalStartup, SaysWhenASemaphoreIsMissingAndGoesOnWithoutIt)
+TEST(OsalStartup, ReportsAMissingSemaphoreAndContinuesWithoutIt)
 {
     EXPECT_EQ(outcome_in_child([] { return long{Osal_startup()} * 10 + Osal_startup() + ddal_ti_lld_ee_startup(); }),
               Lines{"0"});
@@ -212,10 +212,10 @@ TEST(OsalStartup, SaysWhenASemaphoreIsMissingAndGoesOnWithoutIt)
         const Fault fault("sem_open:* nth=" + std::to_string(nth) + " errno=EACCES");
         const std::string name = kNames[nth - 1];
         const auto outcome = outcome_in_child([nth] {
-            const long result = ddal_ti_lld_ee_startup() * 10 - Osal_startup(); // opened once, whatever came of it
+            const long result = ddal_ti_lld_ee_startup() * 10 - Osal_startup(); // opened once, even after a failure
             kBetweenProcesses[nth - 1].enter();
             kBetweenProcesses[nth - 1].exit();
-            kBetweenProcesses[nth % 3].enter(); // the others are there
+            kBetweenProcesses[nth % 3].enter(); // the other sections work
             kBetweenProcesses[nth % 3].exit();
             return result;
         });
@@ -231,12 +231,12 @@ TEST(OsalStartup, SaysWhenASemaphoreIsMissingAndGoesOnWithoutIt)
     }
 }
 
-TEST(OsalMemory, HasRoomForTheDriversAlignment)
+TEST(OsalMemory, IncludesRoomForTheDriversAlignment)
 {
     void *block = Osal_cppiMalloc(1);
     EXPECT_GE(malloc_usable_size(block), 64u);
     Osal_cppiFree(block, 1);
-    EXPECT_EQ(Osal_cppiMalloc(UINT32_MAX - 62), nullptr); // the room does not fit the size
+    EXPECT_EQ(Osal_cppiMalloc(UINT32_MAX - 62), nullptr); // size and room exceed 32 bits
     block = Osal_qmssMalloc(100);
     EXPECT_GE(malloc_usable_size(block), 100u);
     Osal_qmssFree(block, 100);

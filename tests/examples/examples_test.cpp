@@ -19,14 +19,14 @@ TEST(BoardReport, NamesTheBoard)
     EXPECT_EQ(run_program({BOARD_REPORT_PROGRAM}).status, 1);
 }
 
-TEST(FrameMeter, CountsTheFramesThatCameAndThoseItMissed)
+TEST(FrameMeter, CountsReceivedAndMissedFrames)
 {
     const Finished run = run_program({FRAME_METER_PROGRAM, "120"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("frames    100 "));
     EXPECT_THAT(run.out, HasSubstr("120 frames in "));
 
-    // A program held up for three frames misses at least two.
+    // A program that is delayed for three frames misses at least two.
     const Fault slow("ioctl:/dev/fpga_frame nth=5 delay=35ms");
     const Finished slowed = run_program({FRAME_METER_PROGRAM, "20"});
     unsigned missed = 0;
@@ -43,7 +43,7 @@ TEST(FrameMeter, EndsWithTheReasonWhenTheFrameStops)
     EXPECT_EQ(run_program({FRAME_METER_PROGRAM, "0"}).status, 2);
 }
 
-TEST(LinkWatch, TellsALinkThatGoesDownAndComesBack)
+TEST(LinkWatch, ReportsALinkThatGoesDownAndComesBack)
 {
     std::string told;
     EXPECT_EQ(run_and_answer(LINK_WATCH_PROGRAM " 3 2 20",

@@ -1,4 +1,4 @@
-// The family pages on a board: their examples print what they promise, and their commands work.
+// The family pages on a board: their examples print the output shown, and their commands work.
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -21,7 +21,7 @@ namespace {
 
 struct Example {
     const char *name;
-    const char *board; // what somebody does to the board before
+    const char *board; // control command that runs before the example
     const char *line;
 };
 
@@ -67,7 +67,7 @@ TEST(FamilyExamples, DoWhatTheirPagesShow)
     }
 }
 
-// Every example looks at the result of every call: with its device out of order it says so by its exit status.
+// Every example checks every result: with a failing device its exit status is 1.
 TEST(FamilyExamples, FailWhenTheirDeviceDoes)
 {
     const std::pair<const char *, const char *> kBroken[] = {
@@ -100,7 +100,7 @@ TEST(FamilyExamples, AreAllRun)
 
 namespace {
 
-// The commands in the last section of a page.
+// Returns the commands in the last section of a page.
 std::vector<std::string> commands_to_try(const std::filesystem::path &page)
 {
     std::ifstream file(page);
@@ -113,7 +113,7 @@ std::vector<std::string> commands_to_try(const std::filesystem::path &page)
     return commands;
 }
 
-// Ends only when somebody ends it, or asks for something that a page cannot have.
+// Reports a command that runs until it is interrupted, or needs input that a page cannot supply.
 bool needs_somebody(const std::string &command)
 {
     return std::regex_search(command, std::regex(" (-*watch|events|records|upgrade|password set)\\b"));

@@ -91,7 +91,7 @@ TEST(DevicetreeText, IsReadFromItsPropertyAndCutToTheBuffer)
     }
 }
 
-TEST(DevicetreeText, TellsHowMuchDidNotFit)
+TEST(DevicetreeText, ReportsTheSizeThatDidNotFit)
 {
     for (const auto &[getter, property] :
          {std::pair{&ddal_devicetree_sysinfo_get_fpga_type, kIdentity + "fpga-type"},
@@ -127,7 +127,7 @@ TEST(DevicetreeNumber, IsReadFromItsPropertyAndConverted)
     }
 }
 
-TEST(DevicetreeNumber, SubBandSharesTheBandClassCellOrHasItsOwn)
+TEST(DevicetreeNumber, SubBandSharesTheBandClassCellOrHasASeparateOne)
 {
     const KeptFile band_class(kIdentity + "band-class"), sub_band(kIdentity + "sub-band");
     put_cells(kIdentity + "sub-band", {5});
@@ -141,7 +141,7 @@ TEST(DevicetreeNumber, SubBandSharesTheBandClassCellOrHasItsOwn)
 
 TEST(DevicetreeSweep, EveryGetterSurvivesEveryFailure)
 {
-    ddal_unit_get_board(); // asked once in the life of a process
+    ddal_unit_get_board(); // read once per process
     for (const TextGetter &getter : kTexts) {
         Sweep sweep(getter.property, [&] {
             char text[100];
@@ -204,7 +204,7 @@ TEST(DevicetreeSweep, DspMaskSubBandAndSettersSurviveEveryFailure)
                                                                                                               nullptr);
                                                                       },
                                                                       "3 ddal_devicetree_get_dsp_mask: Unknown error"},
-          {"ddal_devicetree_get_sub_band", // of a shared cell, which makes the second property needless
+          {"ddal_devicetree_get_sub_band", // needs no second property if the cell is shared
            [] {
                uint32_t value;
                return ddal_devicetree_get_sub_band(&value);
@@ -229,7 +229,7 @@ TEST(ResetLoopCounter, IsAnItemOfTheStore)
 {
     uint32_t value = 0;
     LogWatch log;
-    EXPECT_EQ(ddal_devicetree_get_reset_loop_counter_1(&value), -1001); // not there yet
+    EXPECT_EQ(ddal_devicetree_get_reset_loop_counter_1(&value), -1001); // the item is missing
     EXPECT_EQ(ddal_devicetree_set_reset_loop_counter_1(0xFFFFFFFF), 0);
     EXPECT_EQ(ddal_devicetree_get_reset_loop_counter_1(&value), 0);
     EXPECT_EQ(value, 0xFFFFFFFFu);
@@ -246,7 +246,7 @@ TEST(ResetLoopCounter, HasOneCodeForEveryFailureOfTheStore)
         uint32_t value;
         return ddal_devicetree_get_reset_loop_counter_1(&value);
     });
-    get.when("open/ENOENT", fails(-1001, {line_of_get})); // a missing item is not logged by the store
+    get.when("open/ENOENT", fails(-1001, {line_of_get})); // the store does not log a missing item
     set.when("fsync:/flash/config", changes_nothing());
     for (const char *call : {"open", "stat", "fstat", "flock/ENOLCK", "fdopen", "getline", "fwrite", "fflush", "fsync",
                              "fchmod", "fchown", "link", "rename"}) {

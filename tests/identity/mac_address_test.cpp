@@ -18,7 +18,7 @@ const std::string kIdentity = "/proc/device-tree/board-identity/";
 const std::string kNetcp = "/sys/class/net/eth1/device/of_node/netcp-interfaces/interface-";
 const std::string kPool = "/proc/device-tree/virtual-mac-pool/virtual-mac";
 
-// A case runs in a child, because a process asks for its board type once.
+// A case runs in a child, because a process reads its board type once.
 struct Case {
     uint32_t board;
     uint32_t backhaul_3;
@@ -52,13 +52,13 @@ TEST(MacAddress, ComesFromTheSourceOfTheInterface)
         {8, 7, "eth3", 0, "PORT-0"},
         {8, 7, "eth1", 0, "PORT-1"},
         {8, 8, "eth0", 0, "PORT-0"},
-        {9, 6, "eth0", 0, "PORT-0"}, // never alternate
+        {9, 6, "eth0", 0, "PORT-0"}, // never the alternate source
         {9, 7, "eth3", 0, "PORT-3"},
         {9, 7, "virt1", 0, "POOL-1"},
         {9, 7, "virt", -ENOENT, kUntouched},
         {9, 7, "virt0123456789012345678901234567890123456789", -ENOENT, kUntouched},
         {9, 7, "eth00", -ENODEV, kUntouched},
-        {10, 6, "eth0", 0, "PORT-2"}, // a board type that is out of range
+        {10, 6, "eth0", 0, "PORT-2"}, // a board type out of range
     };
     for (const Case &c : cases) {
         put_cells(kIdentity + "board-type", {c.board - 1});
@@ -74,7 +74,7 @@ TEST(MacAddress, ComesFromTheSourceOfTheInterface)
     }
 }
 
-TEST(MacAddress, OfBoard5WrapsAround)
+TEST(MacAddress, WrapsAroundOnBoard5)
 {
     put_cells(kIdentity + "board-type", {4});
     put_file(kIdentity + "local-mac-address", "\xff\xff\xff\xff\xff\xff");
@@ -87,7 +87,7 @@ TEST(MacAddress, OfBoard5WrapsAround)
               0);
 }
 
-TEST(MacAddress, LogsWhatIsMissing)
+TEST(MacAddress, LogsTheMissingPart)
 {
     put_cells(kIdentity + "board-type", {8});
     const std::string backhaul = kIdentity + "user-defined-a/backhaul-3-type";
@@ -106,7 +106,7 @@ TEST(MacAddress, LogsWhatIsMissing)
 TEST(MacAddress, SurvivesEveryFailure)
 {
     put_cells(kIdentity + "board-type", {8});
-    ddal_unit_get_board(); // asked once in the life of a process
+    ddal_unit_get_board(); // read once per process
     const std::string line = "3 ddal_devicetree_get_mac_addr: "
                              "ddal_devicetree_get_user_defined_a_backhaul_3_type failed:*";
     Sweep sweep("ddal_devicetree_get_mac_addr", [] {

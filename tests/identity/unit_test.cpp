@@ -12,8 +12,8 @@ namespace {
 
 const std::string kBoardType = "/proc/device-tree/board-identity/board-type";
 
-// The cases build on each other: a good board type is kept for the life of the process.
-TEST(BoardType, IsRefusedUntilItIsGoodAndThenKept)
+// The cases build on each other: a process keeps a valid board type.
+TEST(BoardType, IsRefusedUntilValidAndThenKept)
 {
     const std::string refused = "3 ddal_unit_get_board: Couldn't read board type";
     LogWatch log;

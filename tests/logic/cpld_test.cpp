@@ -51,8 +51,8 @@ TEST(Cpld, SurvivesEveryFailure)
         .run();
 }
 
-// An interrupted transfer that is carried on leaves an errno behind, which is none of the later end of file.
-TEST(Cpld, TakesNoErrorFromAnInterruptionBeforeTheEnd)
+// An interrupted and continued transfer leaves an errno behind, which must not be reported for the later end of file.
+TEST(Cpld, DoesNotReportAnInterruptionBeforeTheEnd)
 {
     const Fault interrupted("pread:/dev/cpld-usr nth=1 errno=EINTR"), end("pread:/dev/cpld-usr short=0");
     uint8_t value;

@@ -19,7 +19,7 @@ namespace {
 
 uint8_t block[40], ones[40];
 
-TEST(Dfe, ChecksChipAndLengthInItsOwnOrder)
+TEST(Dfe, ChecksChipAndLengthInOrder)
 {
     const Fault opened("open:/dev/dfe errno=EIO count=0");
     const std::string text = "FWQA supports only DDAL_DFE_CHIP_ID0";

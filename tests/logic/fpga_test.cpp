@@ -85,7 +85,7 @@ TEST(FpgaWrite, SurvivesEveryFailure)
         .run();
 }
 
-TEST(FpgaMaskedWrite, OfSeveralProcessesLosesNothing)
+TEST(FpgaMaskedWrite, LosesNoBitBetweenProcesses)
 {
     constexpr uint32_t kRegister = 0x140908, kProcesses = 8, kRounds = 2000, kBits = 4;
     ASSERT_EQ(ddal_fpga_write(kRegister, 0), 1);
@@ -99,11 +99,11 @@ TEST(FpgaMaskedWrite, OfSeveralProcessesLosesNothing)
             return 0;
         }));
     for (const pid_t child : children)
-        EXPECT_EQ(wait_for_child(child), 0) << "a process missed its own bits";
+        EXPECT_EQ(wait_for_child(child), 0) << "a process lost its bits";
     EXPECT_EQ(ctl("fpga get 0x140908"), "0x00000000\n"); // 2000 ends in four zero bits
 }
 
-TEST(Rp3AlarmMask, IsARegisterWithResultsOfItsOwn)
+TEST(Rp3AlarmMask, IsARegisterWithOtherResults)
 {
     LogWatch log;
     uint32_t mask = 0;

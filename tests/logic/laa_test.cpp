@@ -1,4 +1,4 @@
-// The channels of licensed-assisted access. What holds for all of them is tested in one table.
+// The channels of licensed-assisted access. A table holds the cases that all channels share.
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,9 +20,9 @@ using Lines = std::vector<std::string>;
 
 // One open channel in the same form for every kind.
 struct Channel {
-    int *fd; // where the library keeps the descriptor
+    int *fd; // the library's copy of the descriptor
     std::function<long()> wait;
-    std::function<std::string()> seen; // what the last wait delivered
+    std::function<std::string()> seen; // result of the last wait
     std::function<int()> close;
 };
 
@@ -31,8 +31,8 @@ struct Kind {
     std::string node;
     std::function<Channel()> open;
     std::string deliver; // control command
-    std::string event;   // what is then seen
-    long at_end;         // result of a wait when the device has gone
+    std::string event;   // result of the wait
+    long at_end;         // result of a wait after the device has disappeared
     std::string line_at_end;
     std::string line_when_closed;
 };
@@ -66,7 +66,7 @@ Channel open_dfs()
 {
     static ddal_rf_fpga_laa_dfs *desc;
     EXPECT_EQ(ddal_rf_fpga_laa_dfs_open(1, &desc), 0);
-    EXPECT_EQ(desc->event, 1u); // the index, until there is an event
+    EXPECT_EQ(desc->event, 1u); // the index, before the first event
     return {&desc->fd, [] { return ddal_rf_fpga_laa_dfs_wait(desc); }, [] { return text(desc->event); },
             [] { return ddal_rf_fpga_laa_dfs_close(&desc); }};
 }
@@ -102,7 +102,7 @@ const Kind kKinds[] = {
      kSasLine, kSasLine},
 };
 
-TEST(LaaChannel, DeliversWhatCameBeforeTheWait)
+TEST(LaaChannel, DeliversAnEventFromBeforeTheWait)
 {
     for (const Kind &kind : kKinds) {
         SCOPED_TRACE(kind.name);
@@ -115,7 +115,7 @@ TEST(LaaChannel, DeliversWhatCameBeforeTheWait)
     }
 }
 
-TEST(LaaChannel, WaitsOnAfterASignal)
+TEST(LaaChannel, ContinuesToWaitAfterASignal)
 {
     for (const Kind &kind : kKinds) {
         SCOPED_TRACE(kind.name);
@@ -131,7 +131,7 @@ TEST(LaaChannel, WaitsOnAfterASignal)
     }
 }
 
-TEST(LaaChannel, EndsTheWaitWhenTheDeviceGoes)
+TEST(LaaChannel, EndsTheWaitWhenTheDeviceDisappears)
 {
     for (const Kind &kind : kKinds) {
         SCOPED_TRACE(kind.name);
@@ -146,7 +146,7 @@ TEST(LaaChannel, EndsTheWaitWhenTheDeviceGoes)
     }
 }
 
-TEST(LaaChannel, FailsOnADescriptorThatWasClosed)
+TEST(LaaChannel, FailsOnAClosedDescriptor)
 {
     for (const Kind &kind : kKinds) {
         SCOPED_TRACE(kind.name);
@@ -156,13 +156,13 @@ TEST(LaaChannel, FailsOnADescriptorThatWasClosed)
         LogWatch log;
         EXPECT_EQ(channel.wait(), -EBADF);
         EXPECT_EQ(log.take(), Lines{kind.line_when_closed});
-        EXPECT_EQ(channel.close(), -EBADF); // the memory goes all the same
+        EXPECT_EQ(channel.close(), -EBADF); // the memory is freed anyway
         EXPECT_EQ(log.take().size(), 1u);
         EXPECT_EQ(resources.difference(), "");
     }
 }
 
-TEST(LaaChannel, TakesNoShortRecord)
+TEST(LaaChannel, RefusesAShortRecord)
 {
     const struct {
         const Kind &kind;
@@ -177,7 +177,7 @@ TEST(LaaChannel, TakesNoShortRecord)
         ctl("laa hang-up " + kind.node);
         LogWatch log;
         EXPECT_EQ(channel.wait(), kind.at_end);
-        EXPECT_EQ(channel.seen(), kind.event); // as after the last good wait
+        EXPECT_EQ(channel.seen(), kind.event); // unchanged since the last good wait
         EXPECT_EQ(log.take(), Lines{kind.line_at_end});
         EXPECT_EQ(channel.close(), 0);
     }
@@ -239,7 +239,7 @@ TEST(LaaChannel, RefusesNullPointers)
                      sas_ + "close: NULL pointer passed", sas_ + "close: (*desc) points to NULL"}));
 }
 
-TEST(LaaChannel, LeavesTheCallersPointerWhenItIsNotThere)
+TEST(LaaChannel, KeepsTheCallersPointerWhenTheDeviceIsMissing)
 {
     auto *const untouched = reinterpret_cast<ddal_rf_fpga_laa_sas *>(&errno);
     ddal_rf_fpga_laa_sas *sas = untouched;

@@ -74,7 +74,7 @@ TEST(RfFpgaRegisters, CheckArgumentsBeforeTheyOpenADevice)
     EXPECT_EQ(opened.seen(), 0u);
 }
 
-TEST(RfFpgaSpi, HasByteRegistersOfItsOwnOnEachDevice)
+TEST(RfFpgaSpi, HasSeparateByteRegistersOnEachDevice)
 {
     for (uint32_t device = 1; device <= 3; ++device) {
         const uint32_t value = 0xF0 + device;
@@ -139,7 +139,7 @@ TEST(RfFpgaRegisters, SurviveEveryFailure)
         .run();
 }
 
-TEST(RfFpgaDevice, OpensByItsNumberAndStoresMinusOneOtherwise)
+TEST(RfFpgaDevice, OpensByNumberAndStoresMinusOneOnFailure)
 {
     int fd = 7;
     LogWatch log;
@@ -178,11 +178,11 @@ public:
     int fd = -1;
 };
 
-TEST(RfFpgaBlock, ClearsAndSetsBitsOfItsOwn)
+TEST(RfFpgaBlock, ClearsAndSetsBitsPerByte)
 {
     const OpenDevice device(1);
     const uint8_t old[] = {0x00, 0xFF, 0xF0, 0x0F, 0x55}, clear[] = {0x00, 0xFF, 0x30, 0x00};
-    const uint8_t set[] = {0x00, 0x00, 0x01, 0xF0}; // the last two lie outside what is cleared
+    const uint8_t set[] = {0x00, 0x00, 0x01, 0xF0}; // the last two lie outside the cleared bits
     uint8_t seen[5] = {};
     EXPECT_EQ(ddal_rf_fpga_write_fd(device.fd, 0x31, 5, old), 5);
     EXPECT_EQ(ddal_rf_fpga_masked_write_fd(device.fd, 0x31, 4, clear, set), 4);
@@ -196,7 +196,7 @@ TEST(RfFpgaBlock, ClearsAndSetsBitsOfItsOwn)
     EXPECT_THAT(log.take(),
                 ElementsAre(testing::MatchesRegex("3 ddal_rf_fpga_masked_write_fd: clear \\(nil\\) set 0x[0-9a-f]+"),
                             testing::MatchesRegex("3 ddal_rf_fpga_masked_write_fd: clear 0x[0-9a-f]+ set \\(nil\\)")));
-    // Beyond the end of the device: the read finds out, nothing is written.
+    // Beyond the end of the device: the read fails, so nothing is written.
     EXPECT_EQ(ddal_rf_fpga_masked_write_fd(device.fd, 0xFFFE, 4, clear, set), -ENOSPC);
     EXPECT_EQ(ctl("rf-fpga1 get 0xFFFF"), "0x00\n");
 }
@@ -238,8 +238,8 @@ TEST(RfFpgaLock, KeepsOtherDescriptorsOut)
     EXPECT_EQ(waiting.get(), 0);
 }
 
-// Two writers own one nibble each of every byte in blocks that overlap. A write that was lost, or an old nibble brought
-// back by the other's read-modify-write, shows when the owner reads his nibbles again.
+// Each of two writers has one nibble of every byte, in overlapping blocks. A lost write, or an old nibble that the
+// other's read-modify-write restores, shows when a writer reads its nibbles again.
 int write_nibbles(uint32_t address, unsigned shift, int rounds)
 {
     constexpr uint32_t kLength = 64;

@@ -55,7 +55,7 @@ TEST(AlarmChannel, NotifiesOfEachChange)
         ctl(alarm.command + "1");
         ctl(alarm.command + "3");
         EXPECT_TRUE(notified(fd, 5000));
-        EXPECT_TRUE(notified(fd, 0)); // until it is read
+        EXPECT_TRUE(notified(fd, 0)); // stays ready until it is read
         EXPECT_EQ(state(fd), "3\n");
         EXPECT_FALSE(notified(fd, 0));
         ctl(alarm.command + "0");
@@ -79,7 +79,7 @@ TEST(AlarmChannel, EnablesTheRp3AlarmUnlessAMaskIsSet)
         EXPECT_EQ(ddal_rp3_alarm_event_close(fd), 0);
         EXPECT_EQ(mask(), 0u);
     }
-    // The reference alarm has nothing to do with the mask.
+    // The reference alarm does not depend on the mask.
     ctl("fpga set " + kMask + " 5");
     int fd = -1;
     ASSERT_EQ(ddal_refab_alarm_event_open(&fd), 0);
@@ -87,7 +87,7 @@ TEST(AlarmChannel, EnablesTheRp3AlarmUnlessAMaskIsSet)
     EXPECT_EQ(mask(), 5u);
 }
 
-TEST(AlarmChannel, ClosesOnlyItsOwnAttribute)
+TEST(AlarmChannel, ClosesOnlyTheMatchingAttribute)
 {
     ctl("fpga set " + kMask + " 5");
     const int other = open("/etc/version", O_RDONLY | O_CLOEXEC);
@@ -100,7 +100,7 @@ TEST(AlarmChannel, ClosesOnlyItsOwnAttribute)
     EXPECT_EQ(ddal_rp3_alarm_event_close(other), -1001);
     EXPECT_EQ(ddal_rp3_alarm_event_close(refab), -1001);
     EXPECT_EQ(ddal_refab_alarm_event_close(other), -1001);
-    EXPECT_EQ(ddal_refab_alarm_event_close(ends[0]), -1002); // "pipe:[...]" is no path
+    EXPECT_EQ(ddal_refab_alarm_event_close(ends[0]), -1002); // "pipe:[...]" is not a path
     EXPECT_EQ(ddal_rp3_alarm_event_close(-1), -1002);
     const std::string rp3 = "3 ddal_rp3_alarm_event_close: ", refab_ = "3 ddal_refab_alarm_event_close: ";
     const std::string points = " doesn't point to ";
@@ -137,7 +137,7 @@ TEST(AlarmChannel, SurvivesEveryFailure)
         .when("pread/end", fails(-1001, {read + length + "fpga_usr_read"}))
         .when("pwrite/EIO", fails(-1001, {write + "fpga write failed: %m"}))
         .when("pwrite/end", fails(-1001, {write + length + "fpga_usr_write"}))
-        .when("close:" + attributes + "*", fails(-1, {})) // the test's own
+        .when("close:" + attributes + "*", fails(-1, {})) // close of the test's descriptor
         .run();
     Sweep("ddal_refab_alarm_event_open",
           [&] {
@@ -147,7 +147,7 @@ TEST(AlarmChannel, SurvivesEveryFailure)
         .when("open", opening("refab_alarm"))
         .when("close", fails(-1, {}))
         .run();
-    // What closing does to the mask has no say in its result.
+    // The write to the mask does not affect the result of closing.
     const int kept = open((attributes + "rp3_alarm").c_str(), O_RDONLY | O_CLOEXEC);
     Sweep("ddal_rp3_alarm_event_close",
           [&] {

@@ -24,7 +24,7 @@ using Lines = std::vector<std::string>;
 const std::string kCaller = "3 ddal_rp3_validate_aif: ";
 const std::string kResize = "3 resize_log_file: ";
 
-// Whoever comes next must find the semaphore free.
+// Expects the semaphore to be free for the next caller.
 void expect_free()
 {
     sem_t *const semaphore = sem_open(kLinkLogSemaphore, 0);
@@ -47,7 +47,7 @@ TEST(LinkLogFile, SurvivesEveryFailure)
         .when("fflush", fails(-1001, {kCaller + "Error during writing to /var/log/kvbinit.log"}))
         .when("fwrite", fails(-1001, {kCaller + "Error during writing to /var/log/kvbinit.log"}))
         .when("fclose", changes_nothing())
-        .when("fseek", changes_nothing()) // of an unknown size, the log is taken for short
+        .when("fseek", changes_nothing()) // a log of unknown size counts as short
         .when("ftell", changes_nothing())
         .after([](const Outcome &) { expect_free(); })
         .run();
@@ -84,14 +84,14 @@ TEST(LinkLogFile, SurvivesEveryFailureOfTheCut)
         .when("fclose", changes_nothing())
         .after([&](const Outcome &) {
             expect_free();
-            // Whatever failed before the new log was in place, the old one is still there.
+            // After a failure before the replacement the old log is still there.
             const std::string now = file_content(log);
             EXPECT_TRUE(now.size() > event.size() || now == old || now == old.substr(100)) << now.size();
         })
         .run();
 }
 
-TEST(LinkLogFile, WaitsOnAfterASignal)
+TEST(LinkLogFile, ContinuesToWaitAfterASignal)
 {
     sem_t *const semaphore = sem_open(kLinkLogSemaphore, O_CREAT, 0666, 1);
     ASSERT_EQ(sem_wait(semaphore), 0);
@@ -107,8 +107,8 @@ TEST(LinkLogFile, WaitsOnAfterASignal)
     sem_close(semaphore);
 }
 
-// An entry that just fits is no reason to rewrite the log; one byte more costs the oldest one.
-TEST(LinkLogFile, IsCutFromTheFirstByteTooMuch)
+// An entry that just fits keeps the log; one byte more costs the oldest byte.
+TEST(LinkLogFile, IsCutFromTheFirstExcessByte)
 {
     const std::string log = "/var/log/kvbinit.log", old(200, 'o');
     for (const unsigned over : {0U, 1U}) {
@@ -120,8 +120,8 @@ TEST(LinkLogFile, IsCutFromTheFirstByteTooMuch)
     }
 }
 
-// Somebody who may write to the folder could have put a name there that leads to another file.
-TEST(LinkLogFile, IsNeverReachedThroughALink)
+// Another user of the folder could have put a link to any file there.
+TEST(LinkLogFile, DoesNotFollowALink)
 {
     const std::string log = "/var/log/kvbinit.log", other = "/flash/other", old(kLinkLogLimit, 'o');
     put_file(other, old);

@@ -25,7 +25,7 @@ using Lines = std::vector<std::string>;
 const std::string kBoardType = "/proc/device-tree/board-identity/board-type";
 const std::string kLog = "/var/log/kvbinit.log";
 
-// The lines of a healthy board. The board's model gives link registers the low bits of their address as value.
+// The lines of a healthy board. In the board's model the value of a link register is the low bits of its address.
 const std::string kFpgaLines =
     "0x00140900 <0x00000007> - RP1 and SFN status\n"
     "0x001402A8 <0x00000011> - UL Tick adj\n"
@@ -87,7 +87,7 @@ std::string complaint(const std::string &address, const std::string &value, cons
            ".  If AIF has not been configured, this is expected.";
 }
 
-// Result, log lines and text of a snapshot in a process that has not yet looked for its board type.
+// Returns result, log lines and text of a snapshot in a process that has not yet read its board type.
 Lines snapshot_on_board(unsigned type)
 {
     const KeptFile kept(kBoardType);
@@ -108,7 +108,7 @@ Lines split(const std::string &text)
     Lines lines;
     for (size_t at = 0, end; (end = text.find('\n', at)) != std::string::npos; at = end + 1)
         lines.push_back(text.substr(at, end - at));
-    lines.emplace_back(); // what follows the last newline
+    lines.emplace_back(); // the text after the last newline
     return lines;
 }
 
@@ -123,7 +123,7 @@ TEST(LinkSnapshot, ReadsTheLinksThatTheBoardTypeWires)
     }
 }
 
-TEST(LinkSnapshot, ComplainsOfBothRegistersOfABrokenBoard)
+TEST(LinkSnapshot, ReportsBothRegistersOfABrokenBoard)
 {
     make_board("broken");
     for (const unsigned type : {1u, 9u}) {
@@ -172,8 +172,8 @@ TEST(LinkSnapshot, EndsAtOnceWithoutTheFirstRegister)
     EXPECT_NE(access(kLog.c_str(), F_OK), 0);
 }
 
-// A register that cannot be read costs its line, and only the library's own code counts as such.
-TEST(LinkSnapshot, GoesOnWithoutARegister)
+// A register that cannot be read loses its line. Only DDAL_ERR_FAILURE counts as a failed read.
+TEST(LinkSnapshot, ContinuesWithoutARegister)
 {
     make_board("healthy");
     char text[2048];
@@ -194,7 +194,7 @@ TEST(LinkSnapshot, GoesOnWithoutARegister)
         EXPECT_THAT(text, HasSubstr("0x001402A8 <0x00000000> - UL Tick adj\n"));
     }
     {
-        const Fault fault("open:/dev/mem errno=EACCES"); // the alarm register: not read, so not checked either
+        const Fault fault("open:/dev/mem errno=EACCES"); // the alarm register is neither read nor checked
         EXPECT_EQ(take(-1001), (Lines{"3 ddal_mem_map_addr: error open /dev/mem: Permission denied",
                                       "3 read_value_from_map_addr: address mapping failed",
                                       "3 sprintf_read_k2_dsp_reg: Reading K2-DSP register 0x01F40300 failed."}));
@@ -205,7 +205,7 @@ TEST(LinkSnapshot, GoesOnWithoutARegister)
 TEST(LinkSnapshot, LeavesNothingBehindWhateverFails)
 {
     make_board("healthy");
-    // Every register is opened, read and closed, or mapped and unmapped; the log lines are those of the cases above.
+    // Every register is opened, read and closed, or mapped and unmapped. The cases above check the log lines.
     const auto any = [](const Injected &injected, const Outcome &) {
         const bool counts = injected.path == "/dev/mem" || injected.end;
         Outcome outcome{counts ? -1001 : 0, {"3 *"}};
@@ -240,7 +240,7 @@ TEST(LinkLog, KeepsEntriesWithTheirTimeAndLabel)
     make_board("healthy");
     EXPECT_EQ(ddal_rp3_validate_aif("start", 1, nullptr, 0), 0);
     ctl("aif broken");
-    EXPECT_EQ(ddal_rp3_validate_aif("after", 1, nullptr, 0), 0); // the entry was written
+    EXPECT_EQ(ddal_rp3_validate_aif("after", 1, nullptr, 0), 0); // the entry was still written
     ctl("aif healthy");
     const Lines lines = split(file_content(kLog));
     const size_t each = split(healthy_text(true)).size() + 1;
@@ -252,7 +252,7 @@ TEST(LinkLog, KeepsEntriesWithTheirTimeAndLabel)
     EXPECT_EQ(lines[each + 1], "0x00140900 <0x00000005> - RP1 and SFN status");
 }
 
-TEST(LinkLog, DropsTheOldestBytesThatWouldBeTooMany)
+TEST(LinkLog, DropsTheOldestExcessBytes)
 {
     make_board("healthy");
     const std::string event = "here";
@@ -270,15 +270,15 @@ TEST(LinkLog, DropsTheOldestBytesThatWouldBeTooMany)
         EXPECT_EQ(now.substr(0, old_size - over), old.substr(over)) << over;
         EXPECT_NE(access((kLog + ".tmp").c_str(), F_OK), 0);
     }
-    // A label that alone is too long leaves only itself.
+    // A label that is too long by itself is the only text left.
     put_file(kLog, "old");
     EXPECT_EQ(ddal_rp3_validate_aif(std::string(102400, 'x').c_str(), 1, nullptr, 0), 0);
     EXPECT_THAT(file_content(kLog).substr(0, 40), MatchesRegex("[0-9]{4}-.* x*"));
 }
 
-TEST(LinkLog, TakesTenProcessesAtOnceWithinItsSize)
+TEST(LinkLog, StaysWithinItsSizeWithTenProcesses)
 {
-    constexpr int kProcesses = 10, kEntries = 12; // 120 entries of 1.6 kB: the log is cut again and again
+    constexpr int kProcesses = 10, kEntries = 12; // 120 entries of 1.6 kB cut the log several times
     unlink(kLog.c_str());
     make_board("healthy");
     std::vector<pid_t> children;
@@ -296,7 +296,7 @@ TEST(LinkLog, TakesTenProcessesAtOnceWithinItsSize)
     const std::string log = file_content(kLog);
     EXPECT_LE(log.size(), 102430u);
     EXPECT_GT(log.size(), 95000u);
-    // After the first entry, which may be cut, each is whole.
+    // Only the first entry may be cut.
     const std::string text = healthy_text(true) + "\n";
     const std::string pattern = entry_pattern("process-[0-9]");
     size_t at = log.find("\n\n") + 2;

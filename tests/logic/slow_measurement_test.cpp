@@ -43,7 +43,7 @@ uint32_t word(const uint8_t *bytes)
     return value;
 }
 
-// The board delivers while the wait is on its way.
+// Makes the board deliver a report during the wait.
 int wait_for_report(Report *desc, uint8_t (&bytes)[64], const std::string &command = "slow-measurement report")
 {
     auto result = std::async(std::launch::async, [&] { return ddal_rf_fpga_slow_meas_report_wait(desc, bytes); });
@@ -52,13 +52,13 @@ int wait_for_report(Report *desc, uint8_t (&bytes)[64], const std::string &comma
     return result.get();
 }
 
-TEST(SlowMeasurement, DeliversBothBlocksOfTheBufferThatTheDriverNames)
+TEST(SlowMeasurement, DeliversBothBlocksOfTheReportedBuffer)
 {
     ctl("slow-measurement stop");
     const OpenReport report;
     for (uint32_t n = 0; n < 4; ++n) {
         const uint32_t index = n % 2;
-        for (uint32_t i = 0; i < 64; i += 4) { // what was there before is no report
+        for (uint32_t i = 0; i < 64; i += 4) { // the old content is not a report
             ctl("fpga set " + std::to_string((index ? 0xC2060 : 0xC2040) + i % 32) + " 0xdead");
             ctl("fpga set " + std::to_string((index ? 0x181960 : 0x181940) + i % 32) + " 0xdead");
         }
@@ -73,7 +73,7 @@ TEST(SlowMeasurement, DeliversBothBlocksOfTheBufferThatTheDriverNames)
     ctl("slow-measurement start");
 }
 
-TEST(SlowMeasurement, ComesAtItsPeriod)
+TEST(SlowMeasurement, ArrivesAtItsPeriod)
 {
     ctl("slow-measurement start");
     const OpenReport report;
@@ -88,12 +88,12 @@ TEST(SlowMeasurement, ComesAtItsPeriod)
     clock_gettime(CLOCK_MONOTONIC, &end);
     const double seconds =
         static_cast<double>(end.tv_sec - start.tv_sec) + static_cast<double>(end.tv_nsec - start.tv_nsec) / 1e9;
-    const uint32_t reports = (word(bytes) >> 8) - first; // more than ten where this process came late
+    const uint32_t reports = (word(bytes) >> 8) - first; // more than ten if this process was late
     EXPECT_GE(reports, 10u);
     EXPECT_NEAR(seconds, reports * 0.1, 0.15);
 }
 
-TEST(SlowMeasurement, TakesPeriodsOfWholeTenthsUpToASecond)
+TEST(SlowMeasurement, AcceptsPeriodsOfWholeTenthsUpToASecond)
 {
     const OpenReport report;
     for (const auto &[period, value] : {std::pair{100u, 1}, {300u, 3}, {1000u, 10}}) {
@@ -127,8 +127,8 @@ TEST(SlowMeasurement, ChecksItsHandle)
                      kWait + magic, kClose + "Null descriptor.", kClose + magic}));
 }
 
-// A C5 takes no period, its second blocks lie elsewhere, and a process that has seen one does not go back.
-TEST(SlowMeasurement, FollowsTheKindOfTheMainFpga)
+// A C5 has no period and other second blocks, and a process that has seen a C5 keeps its addresses.
+TEST(SlowMeasurement, FollowsTheTypeOfTheMainFpga)
 {
     ctl("slow-measurement stop");
     ctl("fpga set 0 0xc5000001");
@@ -163,7 +163,7 @@ TEST(SlowMeasurement, EndsTheWaitWithAReason)
     const OpenReport report;
     uint8_t bytes[64];
     LogWatch log;
-    EXPECT_EQ(wait_for_report(report.desc, bytes, "slow-measurement report 2"), -1001); // a buffer that is not there
+    EXPECT_EQ(wait_for_report(report.desc, bytes, "slow-measurement report 2"), -1001); // a buffer that does not exist
     EXPECT_EQ(wait_for_report(report.desc, bytes, "slow-measurement hang-up"), -1001);
     EXPECT_EQ(ddal_rf_fpga_slow_meas_report_wait(report.desc, bytes), -1001);
     ctl("slow-measurement stop"); // the device is back
@@ -173,7 +173,7 @@ TEST(SlowMeasurement, EndsTheWaitWithAReason)
         waiting.interrupt();
         EXPECT_EQ(waiting.result(), -1001);
     }
-    // The handle is of three words: magic, report descriptor, register descriptor.
+    // The handle has three words: magic, report descriptor, register descriptor.
     auto *words = reinterpret_cast<int32_t *>(report.desc);
     const int kept = dup(words[1]);
     close(words[1]);

@@ -17,9 +17,9 @@ using namespace testing_board;
 namespace {
 
 constexpr const char *kIdentity = "/proc/device-tree/board-identity/";
-constexpr uint32_t kNone = UINT32_MAX; // no such cell, or no such item in the store
+constexpr uint32_t kNone = UINT32_MAX; // the cell, or the item in the store, is missing
 
-// What a case is about; the rest is a board that lets the call through.
+// The settings of a case; by default the board lets the call through.
 struct Setting {
     uint32_t board = 7;
     uint32_t dev_id = 0;      // of every interface
@@ -61,7 +61,7 @@ std::string first_line(const std::string &text)
     return text.substr(0, text.find('\n'));
 }
 
-// Which back end did something since the last time.
+// Returns the back end that has done something since the last call.
 std::string served_by()
 {
     std::string text;
@@ -79,7 +79,7 @@ std::string served_by()
     return text;
 }
 
-// Result and back end of a call, or result and log of a call that was refused.
+// Returns result and back end of a call, or result and log of a refused call.
 std::string outcome_of(const Setting &setting, const std::function<int()> &call)
 {
     return in_child([&] {
@@ -132,7 +132,7 @@ constexpr const char *kNoDevice = "-1001|ddal_phy_iface2ifname: Unsupported inte
 
 } // namespace
 
-// The rule by the fitting of backhaul port 3, on an operation that ends in ethtool.
+// The rule by the fitting of backhaul port 3, on an operation that uses ethtool.
 TEST(Dispatch, ByFitting)
 {
     const Case kCases[] = {
@@ -182,7 +182,7 @@ TEST(Dispatch, ByFitting)
     check(kCases, [](uint32_t phy_dev) { return ddal_phy_set_speed(phy_dev, 99, 100); });
 }
 
-// The rule by the cached type, and the fitting with copper, on an operation that ends in the PHY's registers.
+// The rule by the cached type, and the fitting with copper, on an operation that uses the PHY's registers.
 TEST(Dispatch, ByCachedTypeAndCopper)
 {
     const Case kCases[] = {
@@ -230,8 +230,8 @@ TEST(Dispatch, ByCachedTypeAndCopper)
              "-1001|is_interface_copper: phy dev interface is not copper: 0x4"),
     };
     std::vector<Case> unchanged(std::begin(kCases), std::end(kCases));
-    // Backhaul 3 as the cases leave it is 0x40, which is not copper for dev_id 0 of boards 7 and 8: the plain case is
-    // board 6.
+    // The cases leave backhaul 3 at 0x40, which is not copper for dev_id 0 of boards 7 and 8. The plain case is
+    // therefore board 6.
     for (Case &each : unchanged)
         if (each.setting.board == 7 && each.setting.backhaul_3 == 4)
             each.setting.board = 6;
@@ -260,7 +260,7 @@ TEST(Dispatch, Registers)
     });
 }
 
-TEST(Dispatch, AFailingExternalSwitchIsNamedForTheInterfaceOnly)
+TEST(Dispatch, AFailingExternalSwitchIsLoggedOnlyForTheInterface)
 {
     for (const auto &[setting, phy_dev, outcome] :
          {std::tuple{Setting{.dev_id = 3, .multiport = true}, 0u,
@@ -274,7 +274,7 @@ TEST(Dispatch, AFailingExternalSwitchIsNamedForTheInterfaceOnly)
     }
 }
 
-TEST(Association, TellsPortsAndNames)
+TEST(Association, ReportsPortsAndNames)
 {
     const Case kCases[] = {
         {"direct", {.value = 249}, 0, "eth1 1 -1 0"},
@@ -337,7 +337,7 @@ TEST(Association, ReadsTheInterfaceNumberInAnyBase)
             << text;
 }
 
-// A failed read of the cached type is tried again; a good one is kept.
+// A failed read of the cached type is repeated; a good value is kept.
 TEST(CachedType, IsReadUntilItIsKnown)
 {
     EXPECT_EQ(in_child([] {

@@ -1,5 +1,5 @@
-// The ethtool path on interfaces of the kernel: a pair of virtual cables' ends in the test's own network. Device 1 of
-// this board is "eth0", device 0 "eth1"; their PHYs' registers are the board's.
+// The ethtool path on interfaces of the kernel: the two ends of a veth pair in a separate network. Device 1 of this
+// board is "eth0", device 0 "eth1". The board supplies the registers of their PHYs.
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -59,7 +59,7 @@ public:
         memcpy(&bytes_[at], &length, sizeof length);
         bytes_.resize(NLMSG_ALIGN(bytes_.size()));
     }
-    // 0, or the kernel's errno.
+    // Returns 0 or the kernel's errno.
     int send()
     {
         const auto length = static_cast<uint32_t>(bytes_.size());
@@ -100,7 +100,7 @@ int make_pair_of_interfaces(const char *name, const char *peer)
     return message.send();
 }
 
-// The interface as the kernel has it.
+// Returns the flags of the interface from the kernel.
 short flags_of(const char *name)
 {
     ifreq request{};
@@ -141,8 +141,8 @@ protected:
 
 } // namespace
 
-// Stands first: the interfaces are not there yet.
-TEST(KernelWithoutInterfaces, SaysSo)
+// Must run first, before the interfaces are made.
+TEST(KernelWithoutInterfaces, ReportsMissingInterfaces)
 {
     uint32_t value = 9;
     testing::internal::CaptureStderr();
@@ -176,7 +176,7 @@ TEST_F(KernelInterfaces, ShowTheirLink)
     EXPECT_EQ(status().duplex, uint32_t{DUPLEX_FULL});
     bring("eth1", false);
     EXPECT_EQ(status().link, 0u) << "the other end is down";
-    EXPECT_EQ(status().speed, 10000u) << "which a veth keeps";
+    EXPECT_EQ(status().speed, 10000u) << "a veth keeps its speed";
     bring("eth0", false);
     EXPECT_EQ(status().link, 0u);
     EXPECT_EQ(status().speed, UINT32_MAX);
@@ -201,7 +201,7 @@ TEST_F(KernelInterfaces, GoDownAndComeUpWithTheirPhy)
                           }));
 }
 
-// A veth has settings to read and none to change: the kernel's own refusal.
+// A veth has readable settings that cannot be changed: the kernel refuses the write.
 TEST_F(KernelInterfaces, RefuseOtherSettings)
 {
     struct Set {

@@ -32,7 +32,7 @@ int64_t now_ns()
 
 } // namespace
 
-// First of all: this process has not asked for an event yet, nor loaded the D-Bus library.
+// Must run first, before this process has opened an event or loaded the D-Bus library.
 TEST_F(LinkEvents, BeforeTheFirstRegistration)
 {
     EXPECT_EQ(dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_NOLOAD), nullptr);
@@ -47,10 +47,10 @@ TEST_F(LinkEvents, BeforeTheFirstRegistration)
                               "3 ddal_phy_event_unregister: ddal_phy_event_register has not been called yet",
                               "3 ddal_phy_event_retrieve: error reading eventfd -1: 9",
                           }));
-    EXPECT_EQ(close(fd), 0) << "a descriptor that is not the library's was closed";
+    EXPECT_EQ(close(fd), 0) << "the library closed a foreign descriptor";
 }
 
-TEST_F(LinkEvents, TellThePresentStateFirstAndThenEveryChange)
+TEST_F(LinkEvents, ReportThePresentStateFirstAndThenEveryChange)
 {
     for (const auto &[device, port] : {std::pair{0, "14"}, {1, "18"}, {3, "20"}, {4, "21"}}) {
         int fd = -1;
@@ -67,14 +67,14 @@ TEST_F(LinkEvents, TellThePresentStateFirstAndThenEveryChange)
             EXPECT_EQ(next_state(fd), state) << text;
         }
         uint16_t state = 9;
-        EXPECT_EQ(ddal_phy_copper_event_get(fd, &state), 0) << "nothing pending is no failure";
+        EXPECT_EQ(ddal_phy_copper_event_get(fd, &state), 0) << "a call without a pending event is not a failure";
         EXPECT_EQ(state, 1);
         EXPECT_EQ(ddal_phy_copper_event_close(fd), 0);
         EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "still open";
     }
 }
 
-TEST_F(LinkEvents, CollapseUntilTheyAreRetrieved)
+TEST_F(LinkEvents, MergeUntilTheyAreRetrieved)
 {
     const int fd = ddal_phy_event_register_broadcom_switch(20);
     ASSERT_EQ(next_state(fd), 1);
@@ -92,7 +92,7 @@ TEST_F(LinkEvents, CollapseUntilTheyAreRetrieved)
     EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
 }
 
-TEST_F(LinkEvents, OfAPortThatIsSwitchedOff)
+TEST_F(LinkEvents, ReportAPortThatIsSwitchedOff)
 {
     const int fd = ddal_phy_event_register_broadcom_switch(18);
     ASSERT_EQ(next_state(fd), 1);
@@ -103,7 +103,7 @@ TEST_F(LinkEvents, OfAPortThatIsSwitchedOff)
     EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
 }
 
-TEST_F(LinkEvents, OfInterfacesAndTheExternalSwitch)
+TEST_F(LinkEvents, ReportInterfacesAndTheExternalSwitch)
 {
     const int interface = ddal_phy_event_register_linux_interface("eth3"); // index 5
     const int external = ddal_phy_event_register_marvell_switch(4);
@@ -120,7 +120,7 @@ TEST_F(LinkEvents, OfInterfacesAndTheExternalSwitch)
     EXPECT_EQ(ddal_phy_event_unregister(external), 0);
 }
 
-TEST_F(LinkEvents, RefuseWhatTheyCannotWatch)
+TEST_F(LinkEvents, RefuseUnknownLinks)
 {
     LogWatch log;
     int fd = 99;
@@ -144,7 +144,7 @@ TEST_F(LinkEvents, RefuseWhatTheyCannotWatch)
                   "3 ddal_phy_event_register_marvell_switch: unable to construct object path with port 1000",
               }));
 
-    // 999 has room; there is no such link, and nobody tells its state.
+    // Port 999 is in range, but the link does not exist and its state is never reported.
     const int absent = ddal_phy_event_register_broadcom_switch(999);
     EXPECT_GE(absent, 0);
     EXPECT_EQ(next_state(absent), -EIO);
@@ -152,7 +152,7 @@ TEST_F(LinkEvents, RefuseWhatTheyCannotWatch)
     EXPECT_EQ(ddal_phy_event_unregister(absent), -ENOENT);
 }
 
-TEST_F(LinkEvents, SurviveAServiceThatGoesAndComesBack)
+TEST_F(LinkEvents, SurviveARestartOfTheService)
 {
     const int fd = ddal_phy_event_register_broadcom_switch(20);
     ASSERT_EQ(next_state(fd), 1);
@@ -161,29 +161,29 @@ TEST_F(LinkEvents, SurviveAServiceThatGoesAndComesBack)
     LogWatch log;
     const int64_t limit = now_ns() + int64_t{kSoon} * 1'000'000;
     while (ddal_phy_event_retrieve(fd, &state) == 0 && now_ns() < limit)
-        usleep(1000); // the signal is on its way
+        usleep(1000); // the signal has not arrived yet
     EXPECT_EQ(ddal_phy_event_retrieve(fd, &state), -EIO);
     EXPECT_EQ(log.take(),
               std::vector<std::string>(2, "3 ddal_phy_event_retrieve: could not retrieve OperationalState for fd " +
                                               std::to_string(fd)));
     const int meanwhile = ddal_phy_event_register_broadcom_switch(18);
-    EXPECT_GE(meanwhile, 0) << "a service that is not there may come";
+    EXPECT_GE(meanwhile, 0) << "a missing service may appear later";
     EXPECT_EQ(next_state(meanwhile), -EIO);
 
     ctl("link 3 down");
     ctl("link service broadcom return");
-    EXPECT_EQ(next_state(fd), 0) << "what happened meanwhile";
+    EXPECT_EQ(next_state(fd), 0) << "the change during the absence";
     EXPECT_EQ(next_state(meanwhile), 1);
     EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
     EXPECT_EQ(ddal_phy_event_unregister(meanwhile), 0);
 }
 
-TEST_F(LinkEvents, SurviveABusThatRestarts)
+TEST_F(LinkEvents, SurviveARestartOfTheBus)
 {
     const int fd = ddal_phy_event_register_broadcom_switch(20);
     ASSERT_EQ(next_state(fd), 1);
     ctl("link bus stop");
-    EXPECT_EQ(next_state(fd), -EIO) << "whoever waits is to find out";
+    EXPECT_EQ(next_state(fd), -EIO) << "a waiting caller must be told";
     LogWatch log;
     EXPECT_EQ(ddal_phy_event_register_broadcom_switch(18), -1);
     EXPECT_EQ(log.take().size(), 1u);
@@ -191,7 +191,7 @@ TEST_F(LinkEvents, SurviveABusThatRestarts)
 
     ctl("link bus start");
     const int again = ddal_phy_event_register_broadcom_switch(20);
-    ASSERT_GE(again, 0) << "after all old descriptors are closed the bus is found again";
+    ASSERT_GE(again, 0) << "the library finds the bus again once all old descriptors are closed";
     EXPECT_EQ(next_state(again), 1);
     ctl("link 3 down");
     EXPECT_EQ(next_state(again), 0);
@@ -217,8 +217,8 @@ TEST_F(LinkEvents, ArriveWithoutATimedWait)
     EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
 }
 
-// A change while the descriptor is being made must be in the first state that is told, or be told later.
-TEST_F(LinkEvents, OfAChangeDuringTheRegistration)
+// A change during the registration must be in the first reported state, or be reported later.
+TEST_F(LinkEvents, ReportAChangeDuringTheRegistration)
 {
     constexpr int kRounds = 400;
     const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(18);
@@ -241,8 +241,8 @@ TEST_F(LinkEvents, OfAChangeDuringTheRegistration)
     EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
 }
 
-// Threads open, wait, retrieve and close while the links keep changing: the last state is always told, and nothing is
-// left behind.
+// Threads open, wait, retrieve and close while the links keep changing. The last state is always reported, and nothing
+// is left behind.
 TEST_F(LinkEvents, TenThousandChanges)
 {
     constexpr int kChanges = 10'000, kThreads = 4, kPerThread = 4, kPorts = 16, kFirstPort = 1;
@@ -279,7 +279,7 @@ TEST_F(LinkEvents, TenThousandChanges)
                 waiting.push_back({each.fd, POLLIN, 0});
             const int n = poll(waiting.data(), waiting.size(), last_round ? kNever : 20);
             if (n == 0 && last_round)
-                break; // quiet at last
+                break; // no more events
             for (size_t i = 0; i < watched.size(); ++i) {
                 if (waiting[i].revents == 0)
                     continue;
@@ -288,7 +288,7 @@ TEST_F(LinkEvents, TenThousandChanges)
                 watched[i].seen = state;
                 ++events;
             }
-            if (round % 16 == 15) { // a descriptor less and a new one, whose number is likely the old one's
+            if (round % 16 == 15) { // replaces a descriptor by a new one, which is likely to have the same number
                 failed += ddal_phy_event_unregister(watched.front().fd) != 0;
                 const int port = watched.front().port;
                 watched.erase(watched.begin());

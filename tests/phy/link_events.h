@@ -1,5 +1,5 @@
-// What the tests of link events share: the MBO board, whose device 3 is port 20 of the switch, device 0 port 14, device
-// 1 port 18.
+// Shared parts of the link-event tests: the MBO board, whose device 3 is port 20 of the switch, device 0 port 14,
+// device 1 port 18.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,8 +12,8 @@
 
 namespace testing_board {
 
-inline constexpr int kSoon = 5000; // ms; an event that is to come is there long before
-inline constexpr int kNever = 150; // ms; an event that is not to come
+inline constexpr int kSoon = 5000; // ms; limit for an expected event
+inline constexpr int kNever = 150; // ms; time without an unexpected event
 
 inline bool becomes_readable(int fd, int limit_ms)
 {
@@ -21,7 +21,7 @@ inline bool becomes_readable(int fd, int limit_ms)
     return poll(&waiting, 1, limit_ms) == 1;
 }
 
-// The descriptor's next event: its state, or the failure of retrieving it; -1 when none comes.
+// Returns the state of the descriptor's next event or the failure of retrieving it, and -1 if none arrives.
 inline int next_state(int fd, int limit_ms = kSoon)
 {
     if (!becomes_readable(fd, limit_ms))

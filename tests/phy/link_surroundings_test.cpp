@@ -1,4 +1,5 @@
-// Link events in processes that are short of descriptors, that fork, or that close what a handler is at work on.
+// Link events in processes that are short of descriptors, that fork, or that close a descriptor while a handler uses
+// it.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -23,7 +24,7 @@ using namespace testing_board;
 
 namespace {
 
-// Holds up whoever writes to an event descriptor while it lives.
+// Holds up every writer to an event descriptor while it lives.
 class Gate {
 public:
     Gate() { closed = true; }
@@ -49,7 +50,7 @@ private:
     static inline std::atomic<bool> waiting{false};
 };
 
-// Leaves so many descriptors free while it lives.
+// Leaves this many descriptors free while it lives.
 class Scarce {
 public:
     explicit Scarce(size_t free)
@@ -81,7 +82,8 @@ private:
     std::vector<int> taken_;
 };
 
-// Opens and closes a descriptor all the time, past the thread sanitizer, which takes two uses of a number for a race.
+// Opens and closes a descriptor all the time. Hides that from the thread sanitizer, which takes two uses of a number
+// for a race.
 class BusyThread {
 public:
     BusyThread() = default;
@@ -102,7 +104,7 @@ private:
     }};
 };
 
-// Registers with so many descriptors free, and again with enough of them. The digit says how the first try ended.
+// Registers with this many descriptors free, and again with enough. The digit shows how the first try ended.
 std::string register_scarcely(size_t free, uint32_t port, int *fd)
 {
     {
@@ -120,8 +122,8 @@ std::string register_scarcely(size_t free, uint32_t port, int *fd)
     return refused ? "0" : "1";
 }
 
-// A process's first and second registration, a change, a restart of the bus and the last unregistration, each with so
-// many descriptors free.
+// Runs a process's first and second registration, a change, a restart of the bus and the last unregistration, each with
+// this many descriptors free.
 std::string live_with(size_t free)
 {
     int first = -1, second = -1, again = -1;
@@ -144,14 +146,14 @@ std::string live_with(size_t free)
 
 } // namespace
 
-// In place of libc's.
+// Replaces the function of libc.
 extern "C" int eventfd_write(int fd, eventfd_t value)
 {
     Gate::pass();
     return write(fd, &value, sizeof value) == sizeof value ? 0 : -1;
 }
 
-// First of all: this process has not asked for an event yet, and a child starts like it.
+// Must run first, before this process has opened an event. A child starts in the same state.
 TEST_F(LinkEvents, AFailedStartLasts)
 {
     EXPECT_EQ(in_child([] {
@@ -169,7 +171,7 @@ TEST_F(LinkEvents, AFailedStartLasts)
               "|3 _ddal_phy_event_register: phy event loop is not running!");
 }
 
-TEST_F(LinkEvents, NeverEndAProcessThatIsShortOfDescriptors)
+TEST_F(LinkEvents, DoNotEndAProcessThatIsShortOfDescriptors)
 {
     constexpr size_t kMost = 16;
     for (const bool busy : {false, true}) {
@@ -197,7 +199,7 @@ TEST_F(LinkEvents, LeaveNothingBehindWithoutADescriptor)
     const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(18);
     const Resources before;
     for (const char *error : {"EMFILE", "ENFILE"}) {
-        for (int nth = 1; nth <= 3; ++nth) { // the descriptor itself, and those that GLib is going to need
+        for (int nth = 1; nth <= 3; ++nth) { // the descriptor itself, and those that GLib is about to need
             const Fault fault("eventfd:* nth=" + std::to_string(nth) + " errno=" + error);
             LogWatch log;
             errno = 0;
@@ -211,8 +213,8 @@ TEST_F(LinkEvents, LeaveNothingBehindWithoutADescriptor)
     EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
 }
 
-// A handler that runs while its descriptor is closed must not write to whatever gets that number next.
-TEST_F(LinkEvents, AHandlerAtWorkKeepsItsDescriptor)
+// A handler that runs while its descriptor is closed must not write to the next file with that number.
+TEST_F(LinkEvents, ARunningHandlerKeepsItsDescriptor)
 {
     const int fd = ddal_phy_event_register_broadcom_switch(20);
     ASSERT_EQ(next_state(fd), 1);
@@ -231,8 +233,8 @@ TEST_F(LinkEvents, AHandlerAtWorkKeepsItsDescriptor)
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
-// The state is read once more after a registration, for changes that nobody was told of meanwhile.
-TEST_F(LinkEvents, ALateAnswerIsForItsRegistrationOnly)
+// The state is read once more after a registration, because an earlier change may have gone unreported.
+TEST_F(LinkEvents, ALateAnswerReachesOnlyItsRegistration)
 {
     const int slow = ddal_phy_event_register_broadcom_switch(18);
     ASSERT_EQ(next_state(slow), 1);
@@ -249,7 +251,7 @@ TEST_F(LinkEvents, ALateAnswerIsForItsRegistrationOnly)
         EXPECT_EQ(next_state(reused), 1);
     }
     EXPECT_EQ(next_state(slow), 0);
-    EXPECT_EQ(next_state(reused, kNever), -1) << "an answer for the registration that had its number before";
+    EXPECT_EQ(next_state(reused, kNever), -1) << "an answer for the earlier registration with that number";
 
     const int late = ddal_phy_event_register_broadcom_switch(20);
     const int state = next_state(late);
@@ -258,8 +260,8 @@ TEST_F(LinkEvents, ALateAnswerIsForItsRegistrationOnly)
         EXPECT_EQ(ddal_phy_event_unregister(fd), 0);
 }
 
-// The thread does not come along through a fork, and a lock that is held at that moment is never released in the child.
-TEST_F(LinkEvents, AForkedChildIsRefusedAtOnce)
+// fork does not copy the thread, and a lock held at that moment is never released in the child.
+TEST_F(LinkEvents, RefuseAForkedChildAtOnce)
 {
     constexpr int kForks = 500;     // --gtest_repeat=20 for 10,000
     constexpr unsigned kLimit = 20; // s

@@ -1,4 +1,4 @@
-// The lookup of interface name and number, which comes first in every operation on device 1 of board type 8.
+// The lookup of interface name and number, the first step of every operation on device 1 of board type 8.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace testing_board {
 
-// Rows for its failures.
+// Adds rows for its failures.
 inline Sweep &with_lookup(Sweep &sweep, const std::string &operation)
 {
     const std::string path = "/sys/class/net/eth0/dev_id", reader = "3 ddal_common_read_file: error ";
@@ -21,7 +21,7 @@ inline Sweep &with_lookup(Sweep &sweep, const std::string &operation)
     return sweep.when("fclose", changes_nothing())
         .when("fopen:" + path, failing({reader + "open " + path + ": %m"}))
         .when("fread/EIO:" + path, failing({reader + "read " + path + ": %m"}))
-        .when("fread/end:" + path, failing({})); // an empty file is no failure of reading it
+        .when("fread/end:" + path, failing({})); // an empty file is read successfully
 }
 
 } // namespace testing_board

@@ -1,4 +1,4 @@
-// What the operations do to the registers of a direct PHY: device 1 of board type 8 is "eth0" with dev_id 0.
+// Effects of the operations on the registers of a direct PHY: device 1 of board type 8 is "eth0" with dev_id 0.
 #include <gtest/gtest.h>
 
 #include <ddal/phy.h>
@@ -22,7 +22,7 @@ class DirectPhy : public testing::Test {
 protected:
     void SetUp() override
     {
-        ddal_unit_get_board(); // read once, and not in a sweep
+        ddal_unit_get_board(); // read here once, so that no sweep reads it
         ctl(kPhy + "maker marvell");
         put_file("/sys/class/cpld-usr/cpld-usr/bh_phy_reset", "0");
         ctl("interfaces set eth0 speed 1000");
@@ -59,7 +59,7 @@ std::string writes_of_log()
 
 } // namespace
 
-TEST_F(DirectPhy, OperationsChangeTheirBitsOnly)
+TEST_F(DirectPhy, OperationsChangeOnlyTheirBits)
 {
     const Row kRows[] = {
         {"loopback on", "0 0x1140", [] { return ddal_phy_copper_loopback_enable(kDevice); }, "0.0 = 0x5140"},
@@ -158,7 +158,7 @@ TEST_F(DirectPhy, GettersReadTheirBits)
         EXPECT_EQ(values, each.values) << each.what;
     }
 
-    // Asking for the role writes register 6.
+    // Reading the role writes register 6.
     set_registers("9 0x1800; 6 0x000f");
     ctl(kPhy + "log");
     uint16_t is_master = 9;
@@ -222,14 +222,14 @@ TEST_F(DirectPhy, RecoveredClockOfBothMakers)
         ctl(kPhy + "maker marvell");
         EXPECT_EQ(ddal_phy_set_rclk_freq(kDevice, each.code), each.marvell) << each.code;
         EXPECT_EQ(ddal_phy_get_rclk_freq(kDevice, &code), 0);
-        EXPECT_EQ(code, each.marvell == 0 ? each.code : 2) << "2 is what the PHY starts with";
+        EXPECT_EQ(code, each.marvell == 0 ? each.code : 2) << "2 is the initial value of the PHY";
         ctl(kPhy + "maker atheros");
         EXPECT_EQ(ddal_phy_set_rclk_freq(kDevice, each.code), each.atheros) << each.code;
         EXPECT_EQ(ddal_phy_get_rclk_freq(kDevice, &code), 0);
         EXPECT_EQ(code, each.atheros == 0 ? each.code : 2);
     }
 
-    // The other bits of the register stay, and an unknown field is no code.
+    // The other bits of the register keep their values, and an unknown field has no code.
     ctl(kPhy + "maker marvell");
     ctl(kPhy + "set 16 0xe3f9 2");
     uint16_t code = 99;

@@ -27,7 +27,7 @@ class Settings : public testing::Test {
 protected:
     void SetUp() override
     {
-        ddal_unit_get_board(); // read once, and not in a sweep
+        ddal_unit_get_board(); // read here once, so that no sweep reads it
         for (const char *line : {"speed 1000", "duplex 1", "autoneg 1", "advertising 0x6f"})
             ctl(std::string("interfaces set eth0 ") + line);
         ctl("interfaces refuse eth0 off");
@@ -73,7 +73,7 @@ TEST_F(Settings, AdvertisementHasOneBitPerMode)
     struct Case {
         uint32_t speed, mode, enable;
         int result;
-        const char *advertising; // after clearing all and setting it, or after setting all and clearing it
+        const char *advertising; // after clearing all and setting it, and after setting all and clearing it
     };
     const Case kCases[] = {
         {10, 0, 1, 0, "1"},       {10, 1, 1, 0, "2"},        {100, 0, 1, 0, "4"},        {100, 1, 1, 0, "8"},
@@ -100,7 +100,7 @@ TEST_F(Settings, StatusFollowsInterfaceAndCable)
     const Case kCases[] = {
         {{"link 1 up", "interfaces set eth0 speed 100", "interfaces set eth0 duplex 0"}, 1, 100, 0},
         {{"link 1 down"}, 0, 100, 0},
-        {{"interfaces set eth0 speed 100000"}, 0, 100000, 0}, // with its high half
+        {{"interfaces set eth0 speed 100000"}, 0, 100000, 0}, // a speed that needs the high half
     };
     for (const Case &each : kCases) {
         for (const std::string &line : each.before)
@@ -114,14 +114,14 @@ TEST_F(Settings, StatusFollowsInterfaceAndCable)
 
     EXPECT_EQ(ddal_phy_copper_power_down(kDevice), 0);
     ddal_phy_copper_status status{9, 9, 9};
-    EXPECT_EQ(ddal_phy_copper_get_status(kDevice, &status), 0) << "an interface that is down has a state as well";
+    EXPECT_EQ(ddal_phy_copper_get_status(kDevice, &status), 0) << "an interface that is down also has a state";
     EXPECT_EQ(status.link, 0u);
     EXPECT_EQ(status.speed, UINT32_MAX);
     EXPECT_EQ(status.duplex, UINT32_MAX);
     EXPECT_EQ(ddal_phy_copper_power_up(kDevice), 0);
 }
 
-// A device behind the multiport switch asks its interface first.
+// A device behind the multiport switch first checks its interface.
 TEST_F(Settings, StatusOfASwitchPortNeedsAnInterfaceThatIsUp)
 {
     const KeptFile number("/sys/class/net/eth1/dev_id");

@@ -14,7 +14,7 @@ using namespace testing_board;
 
 namespace {
 
-TEST(ClockEvent, TellsNumberAndTimeOfThePulse)
+TEST(ClockEvent, ReportsNumberAndTimeOfThePulse)
 {
     ddal_clk_event first, second;
     memset(&first, 0xEE, sizeof first);
@@ -35,7 +35,7 @@ TEST(ClockEvent, TellsNumberAndTimeOfThePulse)
     EXPECT_EQ(ddal_clk_event_wait_until(14, nullptr, nullptr), 0);
 }
 
-TEST(ClockEvent, WaitsNoLongerThanTheLimitAndAtLeast10Milliseconds)
+TEST(ClockEvent, WaitsAtLeast10MillisecondsAndAtMostTheLimit)
 {
     ctl("pps stop");
     struct Case {

@@ -32,7 +32,7 @@ TEST(Emtimer, NeedsTheConfigurationFirst)
     EXPECT_TRUE(log.take().empty());
 }
 
-TEST(Emtimer, PassesItsWordsOn)
+TEST(Emtimer, PassesItsWordsToTheDriver)
 {
     const auto before = open_descriptors();
     for (int i = 0; i < 2; ++i) {
@@ -50,7 +50,7 @@ TEST(Emtimer, PassesItsWordsOn)
     EXPECT_EQ(ddal_emtimer_settime(id, &kSetting), 0);
     EXPECT_NE(ctl("emtimer show").find("setting 1 2 3 4294967295\n"), std::string::npos);
     EXPECT_EQ(ddal_emtimer_destroy(id, &out1, &out2), 0);
-    EXPECT_EQ(out1, 21u); // the model reports the words that it was created with
+    EXPECT_EQ(out1, 21u); // the model reports the words of the creation
     EXPECT_EQ(out2, 22u);
     EXPECT_EQ(ddal_emtimer_destroy(id, &out1, &out2), -EINVAL);
 }

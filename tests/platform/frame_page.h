@@ -1,4 +1,4 @@
-// The frame page in the hands of a test: the board's driver stands still as long as this lives.
+// A frame page that the test writes. The board's driver stands still while it lives.
 #pragma once
 
 #include <cstdint>

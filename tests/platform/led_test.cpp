@@ -1,4 +1,4 @@
-// Front-panel LEDs: what is written, what is read back, and the way back when it does not stick.
+// Front-panel LEDs: the written token, the text read back, and the rollback of a colour that does not stick.
 #include <cerrno>
 #include <fstream>
 
@@ -20,7 +20,7 @@ namespace {
 
 const std::string kStatus = "/sys/class/cpld-usr/cpld-usr/st_led";
 
-// Every LED works, is off (or enabled), and nothing was written yet.
+// Every LED works and is off (or enabled), and the log of writes is empty.
 void reset()
 {
     for (const char *led : {"st_led", "bh_led", "rf_led", "off_led"}) {
@@ -60,7 +60,7 @@ TEST(Led, WritesTokensAndReadsTexts)
         EXPECT_EQ(ctl("leds tokens"), row.token);
         EXPECT_EQ(file_content(std::string("/sys/class/cpld-usr/cpld-usr/") + row.attribute), row.text);
         EXPECT_EQ(colour_of(row.led), row.colour);
-        EXPECT_EQ(ddal_led_set(row.led, row.colour), 0); // shown already
+        EXPECT_EQ(ddal_led_set(row.led, row.colour), 0); // already shown
         EXPECT_EQ(ctl("leds tokens"), "") << row.text;
     }
 }
@@ -84,14 +84,15 @@ TEST(Led, RefusesUnknownLedsColoursAndTexts)
     for (const char *text : {"unknown", "OFF", "off ", "solid greenish blinking"}) {
         board().run({"leds", "text", "st_led", text});
         EXPECT_EQ(ddal_led_get(DDAL_LED_STATUS, &colour), -EFAULT) << text;
-        EXPECT_EQ(ddal_led_set(DDAL_LED_STATUS, 5), -EFAULT) << "the reading comes before the colour: " << text;
+        EXPECT_EQ(ddal_led_set(DDAL_LED_STATUS, 5), -EFAULT)
+            << "the read comes before the check of the colour:  " << text;
     }
     EXPECT_EQ(colour, 99u);
     EXPECT_THAT(log.take(), IsEmpty());
     EXPECT_EQ(ctl("leds tokens"), "");
 }
 
-TEST(Led, PutsTheOldColourBackWhenTheNewDoesNotStick)
+TEST(Led, RestoresTheOldColourWhenTheNewOneDoesNotStick)
 {
     const std::string did_not_stick = "3 ddal_led_set: unable to write LED 'colour' 1 for device with 'id' 0x01000023 "
                                       "(16777251), read back 'colour' ";
@@ -121,7 +122,7 @@ TEST(Led, PutsTheOldColourBackWhenTheNewDoesNotStick)
         EXPECT_EQ(ctl("leds tokens"), row.tokens) << row.what;
     }
 
-    // The way back fails as well.
+    // The rollback fails as well.
     reset();
     ctl("leds set st_led r");
     ctl("leds stick st_led y");
@@ -156,7 +157,7 @@ TEST(Led, SurvivesEveryFailure)
         .run();
 }
 
-TEST(LedGlobalState, IsStoredFirstWhenItIsToPersist)
+TEST(LedGlobalState, IsStoredFirstWhenPersistent)
 {
     struct {
         uint32_t state, persist;
@@ -197,7 +198,7 @@ TEST(LedGlobalState, SurvivesEveryFailure)
         })
         .after([](const Outcome &) {
             if (lines_of(file_content("/run/stub/log")).size() < 2) {
-                EXPECT_EQ(ctl("leds tokens"), "") << "the mode is untouched";
+                EXPECT_EQ(ctl("leds tokens"), "") << "the mode is unchanged";
             }
         })
         .when("open:" + led, fails_with_errno(no_open))

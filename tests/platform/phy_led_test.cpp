@@ -26,7 +26,7 @@ const std::string kNames = "/run/config/has/phy_leds/";
 const std::string kPhyOfEth0 = "phy 2090300.mdio:01 ";
 const std::string kPhyOfEth1 = "phy 2090300.mdio:00 ";
 
-// Both LED registers hold this; the board-wide mode is the given one.
+// Sets both LED registers and the board-wide mode.
 void bring_into(const char *value, const char *token)
 {
     ctl(kPhyOfEth0 + "set 16 " + value + " 3");
@@ -48,12 +48,12 @@ TEST(PhyLed, FollowsTheBoardWideModeAndKeepsItsUpperByte)
     EXPECT_EQ(led_registers(), "0xa588\n0xa588\n");
     EXPECT_EQ(ddal_led_set_global_state(1, 0), 0);
     EXPECT_EQ(led_registers(), "0xa517\n0xa517\n");
-    // Only the board-wide mode does that.
+    // Only the board-wide mode changes the PHYs.
     EXPECT_EQ(ddal_led_set(DDAL_LED_STATUS, DDAL_LED_DISABLED), 0);
     EXPECT_EQ(led_registers(), "0xa517\n0xa517\n");
 }
 
-TEST(PhyLed, GoesOnAfterNamesThatAreNone)
+TEST(PhyLed, ContinuesAfterInvalidNames)
 {
     for (const char *name : {"eth", "eth7", "eth/"}) {
         bring_into("0x0000", "e");
@@ -72,13 +72,14 @@ TEST(PhyLed, GoesOnAfterNamesThatAreNone)
         else
             EXPECT_THAT(lines, testing::ElementsAre(
                                    std::string("3 eif_name_to_phy_id: wrong ethernet interface name ") + name));
-        EXPECT_EQ(ddal_led_set(DDAL_LED_GLOBAL_STATE, DDAL_LED_DISABLED), 0) << "shown already: the PHYs are not asked";
+        EXPECT_EQ(ddal_led_set(DDAL_LED_GLOBAL_STATE, DDAL_LED_DISABLED), 0)
+            << "already shown: the PHYs are not accessed";
         unlink(path.c_str());
         rmdir((kNames + "dir9").c_str());
     }
 }
 
-TEST(PhyLed, GoesOnAfterAPhyThatDoesNotAnswer)
+TEST(PhyLed, ContinuesAfterAPhyThatDoesNotAnswer)
 {
     for (const char *how : {"pread:/sys/bus/mdio_bus/devices/2090300.mdio:01/phy_regs errno=EIO",
                             "pwrite:/sys/bus/mdio_bus/devices/2090300.mdio:01/phy_regs errno=EIO"}) {
@@ -86,7 +87,7 @@ TEST(PhyLed, GoesOnAfterAPhyThatDoesNotAnswer)
         const Fault fault(how);
         EXPECT_EQ(ddal_led_set_global_state(0, 0), -1001) << how;
         EXPECT_EQ(led_registers(), "0x1200\n0x1288\n") << how;
-        EXPECT_EQ(file_content("/sys/class/cpld-usr/cpld-usr/off_led"), "disabled\n") << "and the mode stays";
+        EXPECT_EQ(file_content("/sys/class/cpld-usr/cpld-usr/off_led"), "disabled\n") << "the mode stays";
     }
 }
 
@@ -100,7 +101,7 @@ TEST(PhyLed, RefusesOtherColours)
     EXPECT_EQ(led_registers(), "0x5600\n0x5600\n");
 }
 
-// A restart makes the PHYs forget; the hook runs first of all.
+// The PHYs lose their settings in a restart, so this hook runs first.
 TEST(PhyLed, IsRestoredAtSystemStart)
 {
     for (const auto &[token, registers] : {std::pair{"d", "0x7788\n0x7788\n"}, {"e", "0x7717\n0x7717\n"}}) {
@@ -120,7 +121,7 @@ TEST(PhyLed, IsRestoredAtSystemStart)
     bring_into("0x7700", "e");
 }
 
-TEST(PhyLed, TellsOfAFailedScan)
+TEST(PhyLed, ReportsAFailedScan)
 {
     bring_into("0x1200", "e");
     const Fault fault("readdir:/run/config/has/phy_leds nth=1 errno=EIO");
@@ -130,7 +131,7 @@ TEST(PhyLed, TellsOfAFailedScan)
     EXPECT_EQ(file_content("/sys/class/cpld-usr/cpld-usr/off_led"), "disabled\n");
 }
 
-// Each PHY is read, then written; after a failure of the one the other is still served.
+// Each PHY is read and then written. A failure of one does not stop the other.
 TEST(PhyLed, SurvivesEveryFailure)
 {
     const std::string led = "/sys/class/cpld-usr/cpld-usr/off_led";
@@ -159,7 +160,7 @@ TEST(PhyLed, SurvivesEveryFailure)
             .when("read/EIO:" + led,
                   fails_with_errno("3 ddal_led_get: unable to read LED device with 'id' 0x01000026 (16777254): %m"))
             .when("read/end:" + led, in_turn({fails(-EFAULT, {}), changes_nothing()}))
-            .when("opendir", changes_nothing()) // no PHY has such LEDs
+            .when("opendir", changes_nothing()) // the board has no PHY LEDs
             .when("readdir", fails_with_errno_or(0, {}))
             .when("fopen", no_interface("error open *"))
             .when("fread/EIO", no_interface("error read *"))
@@ -169,7 +170,7 @@ TEST(PhyLed, SurvivesEveryFailure)
             .when("open", in_turn({unread, unread, unwritten, unwritten, unread, unread, unwritten, unwritten}))
             .when("pread/EIO", failing("read", "Unable to pread"))
             .when("pread/end", failing("read", "Unable to pread"))
-            .when("pread/short", failing("read", "Unable to pread")) // the driver has no halves of registers
+            .when("pread/short", failing("read", "Unable to pread")) // the driver does not transfer half registers
             .when("pwrite/EIO", failing("write", "Unable to pwrite"))
             .when("pwrite/end", failing("write", "Unable to pwrite"))
             .when("pwrite/short", failing("write", "Unable to pwrite"))

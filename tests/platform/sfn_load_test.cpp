@@ -20,11 +20,11 @@ namespace {
 constexpr std::chrono::seconds kDuration{10};
 constexpr std::chrono::seconds kPatience{60}; // on a busy machine
 constexpr uint64_t kEnoughReads = 100'000;
-constexpr uint64_t kEnoughPages = 10'000; // different ones: the writer was at work all the time
-constexpr uint32_t kTick = 10'000'000;    // ns of a frame
+constexpr uint64_t kEnoughPages = 10'000; // different ones, so that the writer worked all the time
+constexpr uint32_t kTick = 10'000'000;    // ns per frame
 
-// Everything in a page follows from one number, and whole frames that are extrapolated (a writer that was stopped by
-// the scheduler) show in the low bits of the frame count.
+// One number determines the whole content of a page. Extrapolated frames (the scheduler has stopped the writer) show in
+// the low bits of the frame count.
 constexpr unsigned kFrameBits = 12;
 
 constexpr uint32_t scatter(uint32_t n)
@@ -33,7 +33,7 @@ constexpr uint32_t scatter(uint32_t n)
     return n ^ n >> 15;
 }
 
-// The counter is 21 s old, so that every call reads the page again, and low by a multiple of 2^32, so that the offset
+// The counter is 21 s old, so that every call reads the page again. It is low by a multiple of 2^32, so that the offset
 // stays small.
 FrameContent content_of(uint32_t n)
 {
@@ -57,7 +57,7 @@ bool is_whole(uint64_t bcn, const timespec &start)
            uint64_t{n} * 1'000'000'000 + scatter(n) % kTick;
 }
 
-// The real-time start of a page lies at the first or at the middle of a second, depending on the second; up to 49
+// The real-time start of a page lies at the start or in the middle of a second, depending on the second. Up to 49
 // frames may have been extrapolated.
 bool is_whole(const timespec &real_time)
 {
@@ -65,7 +65,7 @@ bool is_whole(const timespec &real_time)
     return (real_time.tv_nsec >= 500'000'000) == second_half;
 }
 
-TEST(FramePageLoad, GivesOnlyWholeSnapshots)
+TEST(FramePageLoad, ReturnsOnlyWholeSnapshots)
 {
     OwnFramePage page;
     page.publish(content_of(1));

@@ -20,9 +20,9 @@ namespace {
 
 constexpr uint64_t kFrame = 2'048'000; // counts
 constexpr uint64_t kSecond = 204'800'000;
-constexpr uint32_t kUnits = 12'288'000; // of a frame
+constexpr uint32_t kUnits = 12'288'000; // per frame
 
-// Each case runs in a thread of its own, whose snapshot is new.
+// Runs each case in a new thread, whose snapshot is empty.
 template <typename Code>
 void in_new_thread(Code code)
 {
@@ -35,7 +35,7 @@ TEST(FramePage, IsExtrapolatedOverAStoppedDriver)
         const char *name;
         uint64_t age; // of the page, in counts
         uint32_t a_nsec;
-        uint64_t frames; // passed since
+        uint64_t frames; // passed since the page
         uint32_t sec, nsec;
         uint32_t offset; // at least
     };
@@ -65,13 +65,13 @@ TEST(FramePage, IsExtrapolatedOverAStoppedDriver)
             EXPECT_EQ(start.tv_sec, c.sec);
             EXPECT_EQ(start.tv_nsec, c.nsec);
             EXPECT_GE(offset, c.offset);
-            EXPECT_LT(offset, c.offset + kUnits / 4) << "or this machine stood still for 2.5 ms";
+            EXPECT_LT(offset, c.offset + kUnits / 4) << "or this machine was stopped for 2.5 ms";
 
             uint32_t sfn = 0;
             EXPECT_EQ(ddal_sfn_get(&sfn, nullptr), 0);
             EXPECT_EQ(sfn, (bcn + c.frames) & 4095);
 
-            // Both clocks are their frame start and the offset; 1,228.8 units are a microsecond.
+            // Both clocks are their frame start plus the offset; 1,228.8 units are a microsecond.
             for (const auto &[clock, sec] : {std::pair{CLOCK_MONOTONIC, c.sec}, {CLOCK_REALTIME, c.sec + 100}}) {
                 timespec now{};
                 EXPECT_EQ(ddal_clock_gettime(clock, &now), 0);
@@ -83,9 +83,8 @@ TEST(FramePage, IsExtrapolatedOverAStoppedDriver)
         });
 }
 
-// A clock that reaches exactly one second of nanoseconds keeps them. The page's counter is low by 2^32, so that each
-// call reads the page anew, and a second begins 1,000 ns after the page: few tries are needed for a call to meet its
-// start.
+// kept: a clock with exactly one second of nanoseconds is not carried. The page's counter is low by 2^32, so that each
+// call reads the page anew. A second begins 1,000 ns after the page, so that a call meets its start within few tries.
 TEST(FramePage, KeepsTheNanosecondsOfExactlyOneSecond)
 {
     OwnFramePage page;
@@ -102,7 +101,7 @@ TEST(FramePage, KeepsTheNanosecondsOfExactlyOneSecond)
     EXPECT_EQ(now.tv_nsec, 1'000'000'000);
 }
 
-TEST(FramePage, IsLeftAloneWithinTheFrameOfTheSnapshot)
+TEST(FramePage, IsNotReadWithinTheFrameOfTheSnapshot)
 {
     OwnFramePage page;
     in_new_thread([&] {
@@ -134,10 +133,10 @@ TEST(FramePage, WithoutAFrameCountIsReadAgainByTheNextCall)
 
         timespec system{};
         clock_gettime(CLOCK_REALTIME, &system);
-        EXPECT_EQ(ddal_clock_gettime(CLOCK_REALTIME, &now), 0); // the system's own
+        EXPECT_EQ(ddal_clock_gettime(CLOCK_REALTIME, &now), 0); // the clock of the system
         EXPECT_LE(now.tv_sec - system.tv_sec, 1);
 
-        page.publish({0xFFFFFFFF, cpu_counter(), 1, 0, 2, 0}); // all ones in 32 bits only
+        page.publish({0xFFFFFFFF, cpu_counter(), 1, 0, 2, 0}); // all ones in the lower 32 bits only
         EXPECT_EQ(ddal_sfn_get_bcn(&bcn, nullptr, nullptr), 0);
         EXPECT_EQ(bcn, 0xFFFFFFFFu);
     });

@@ -70,7 +70,7 @@ TEST(Sfn, WaitsForTheNextFrameAndForAGivenOne)
     EXPECT_GE(ns_of(now) - ns_of(real), -1'000'000);
 }
 
-TEST(Sfn, RefusesWhatItCannotDo)
+TEST(Sfn, RefusesUnsupportedRequests)
 {
     LogWatch log;
     timespec time{};

@@ -1,4 +1,4 @@
-// Diagnostics against values worked out by hand, bit for bit.
+// Diagnostics compared bit for bit with values worked out by hand.
 #include <cerrno>
 
 #include <gmock/gmock.h>
@@ -60,13 +60,13 @@ TEST(SfpDiagnostics, OfAnExternallyCalibratedModule)
     EXPECT_EQ(measured(DDAL_SFP_DIAG_TX_POWER), 0x3EFED5E9u);
 }
 
-// Large factors, where the product of raw value and slope no longer fits the 24 bits of a single.
+// The product of large raw value and slope exceeds the 24 bits of a single.
 TEST(SfpDiagnostics, RoundsExternalProductsToSinglePrecision)
 {
     plug(1, "lx-1310nm-external");
     struct {
         uint32_t diag;
-        unsigned raw, slope, offset; // places in the memory
+        unsigned raw, slope, offset; // offsets in the memory
         const char *raw_digits, *slope_digits, *offset_digits;
         uint32_t bits;
     } const cases[] = {
@@ -87,8 +87,8 @@ TEST(SfpDiagnostics, RoundsExternalProductsToSinglePrecision)
     }
 }
 
-// Coefficients -1.25e-12, 3.5e-8, -2.75e-4, 1.015625, -7.3. Each step is one fused multiply-add; an evaluation that
-// rounds products and sums apart ends in the bits given on the right where they differ.
+// Coefficients -1.25e-12, 3.5e-8, -2.75e-4, 1.015625, -7.3. Each step is one fused multiply-add. The comments on the
+// right show the last bits of an evaluation that rounds products and sums separately.
 TEST(SfpDiagnostics, EvaluatesReceivedPowerWithFusedSteps)
 {
     plug(1, "lx-1310nm-external");
@@ -105,7 +105,7 @@ TEST(SfpDiagnostics, EvaluatesReceivedPowerWithFusedSteps)
     }
 }
 
-TEST(SfpDiagnostics, DependOnWhatTheModuleClaims)
+TEST(SfpDiagnostics, DependOnTheClaimsOfTheModule)
 {
     plug(1, "lx-1310nm-external");
     const std::string name = "3 internal_calibration_get: ";
@@ -131,7 +131,7 @@ TEST(SfpDiagnostics, DependOnWhatTheModuleClaims)
     }
 }
 
-TEST(SfpDiagnostics, JudgeTheModuleBeforeTheQuantity)
+TEST(SfpDiagnostics, CheckTheModuleBeforeTheQuantity)
 {
     plug(1, "sx-850nm");
     LogWatch log;
@@ -198,7 +198,7 @@ TEST(SfpFlags, SurviveEveryFailure)
                 EXPECT_EQ(alarms, 0x6940);
                 EXPECT_EQ(warnings, 0x6940);
             } else if (alarms == 0) {
-                EXPECT_EQ(warnings, 0xAAAA); // not read any more
+                EXPECT_EQ(warnings, 0xAAAA); // not read after the failure
             }
         })
         .when("open", fails_with_errno_or(0, {}))

@@ -1,4 +1,4 @@
-// Identification of the kept modules, and of none.
+// Identification of the recorded modules and of an empty cage.
 #include <cerrno>
 #include <cstring>
 
@@ -98,7 +98,7 @@ TEST(SfpIdentity, MapsEveryConnectorCode)
     }
 }
 
-TEST(SfpIdentity, WritesWhatItPromisesWhenTheCageIsEmpty)
+TEST(SfpIdentity, WritesItsOutputsEvenWhenTheCageIsEmpty)
 {
     ctl("sfp pull 1");
     LogWatch log;
@@ -113,7 +113,7 @@ TEST(SfpIdentity, WritesWhatItPromisesWhenTheCageIsEmpty)
 
     uint32_t value = 77;
     EXPECT_EQ(ddal_sfp_bitrate_get(DDAL_SFP_1, &value), -ENXIO);
-    EXPECT_EQ(value, 0u); // stored although it means nothing
+    EXPECT_EQ(value, 0u); // stored although it has no meaning
     value = 77;
     EXPECT_EQ(ddal_sfp_connector_value_get(DDAL_SFP_1, &value), -ENXIO);
     EXPECT_EQ(ddal_sfp_wavelength_get(DDAL_SFP_1, &value), -ENXIO);
@@ -150,7 +150,7 @@ TEST(SfpMemory, ChecksCageAndMemoryInOrder)
     EXPECT_EQ(ddal_sfp_memory_read(0x1000a, 1, 0, &byte, 1), -EINVAL);
     EXPECT_EQ(ddal_sfp_memory_read(DDAL_SFP_1, 2, 0, &byte, 1), -EINVAL);
     EXPECT_EQ(ddal_sfp_memory_write(DDAL_SFP_1, 0, 0, &byte, 1), -EROFS);
-    EXPECT_EQ(ddal_sfp_memory_write(0x10007, 0, 0, &byte, 1), -EROFS); // kept: the memory is judged before the cage
+    EXPECT_EQ(ddal_sfp_memory_write(0x10007, 0, 0, &byte, 1), -EROFS); // kept: the memory is checked before the cage
     EXPECT_EQ(ddal_sfp_memory_write(0x10007, 1, 0, &byte, 1), -EINVAL);
     EXPECT_EQ(ddal_sfp_memory_write(DDAL_SFP_1, 2, 0, &byte, 1), -EINVAL);
 }
@@ -166,7 +166,7 @@ TEST(SfpMemory, EndsWhereTheMemoryEnds)
     EXPECT_EQ(ddal_sfp_memory_read(DDAL_SFP_1, DDAL_SFP_MEMORY_ID, 0xFFFFFFFF, bytes, 4), -EFAULT);
 }
 
-TEST(SfpMemory, TakesWritesOfTheUserArea)
+TEST(SfpMemory, AcceptsWritesToTheUserArea)
 {
     plug(1, "sx-850nm");
     const uint8_t mark[4] = {0xde, 0xad, 0xbe, 0xef};
@@ -192,7 +192,7 @@ TEST(SfpMemory, SurvivesEveryFailure)
         .run();
 }
 
-// Texts are closed and bytes written even after a failed read; the rest is left as it was.
+// A failed read still writes the NUL of texts and the byte values; other outputs stay unchanged.
 TEST(SfpIdentity, SurvivesEveryFailure)
 {
     plug(1, "sx-850nm");
@@ -203,7 +203,7 @@ TEST(SfpIdentity, SurvivesEveryFailure)
     struct {
         const char *name;
         long (*operation)();
-        int closing_nul; // of a text, else -1
+        int closing_nul; // position in a text, else -1
         bool is_byte;
     } const cases[] = {
         {"ddal_sfp_vendor_name_get", [] { return long{ddal_sfp_vendor_name_get(DDAL_SFP_1, text)}; }, 16, false},
@@ -224,7 +224,7 @@ TEST(SfpIdentity, SurvivesEveryFailure)
         {"ddal_sfp_connector_value_get", [] { return long{ddal_sfp_connector_value_get(DDAL_SFP_1, &value)}; }, -1,
          false},
     };
-    EXPECT_EQ(cases[0].operation(), 0); // the board type is read only once
+    EXPECT_EQ(cases[0].operation(), 0); // reads the board type, which happens only once
     for (const auto &row : cases)
         Sweep(row.name, row.operation)
             .before([] {

@@ -1,4 +1,4 @@
-// The one limit of a line's path, which no attribute of a cage comes near.
+// The length limit of a line's path, which real attributes stay far below.
 #include <ddal/sfp.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ TEST(SfpLinePath, HasToFit)
     char text[5];
     EXPECT_EQ(ddal::platform::ddal_sfp_read_file(DDAL_SFP_1, std::string(4095 - lines.size(), 'a').c_str(), text),
               -1001);
-    EXPECT_THAT(log.take(), testing::IsEmpty()); // fits, and is not there
+    EXPECT_THAT(log.take(), testing::IsEmpty()); // the path fits, but the file does not exist
     const std::string longer(4096 - lines.size(), 'a');
     EXPECT_EQ(ddal::platform::ddal_sfp_read_file(DDAL_SFP_1, longer.c_str(), text), -1001);
     EXPECT_EQ(ddal::platform::ddal_sfp_write_file(DDAL_SFP_1, longer.c_str(), '1'), -1001);

@@ -44,7 +44,7 @@ int open_event(uint32_t status)
 
 TEST(SfpControl, ReadsOneBitOfTheMemory)
 {
-    plug(1, "lx-1310nm-external"); // keeps its status byte as it is
+    plug(1, "lx-1310nm-external"); // this module's status byte does not change
     struct {
         uint32_t ctrl;
         std::string bit; // byte and bit
@@ -77,7 +77,7 @@ TEST(SfpControl, DrivesTheLines)
     EXPECT_EQ(read_back(0), 1u);
     uint32_t power = 1;
     EXPECT_EQ(ddal_sfp_diagnostic_get(DDAL_SFP_1, DDAL_SFP_DIAG_TX_POWER, &power), 0);
-    EXPECT_EQ(power, 0u); // the module obeys
+    EXPECT_EQ(power, 0u); // the module reacts
     EXPECT_EQ(ddal_sfp_ctrl_set(DDAL_SFP_1, 0, 0), 0);
     EXPECT_EQ(read_back(0), 0u);
     EXPECT_EQ(ddal_sfp_ctrl_set(DDAL_SFP_1, 2, 11), 0);
@@ -86,7 +86,7 @@ TEST(SfpControl, DrivesTheLines)
     EXPECT_EQ(read_back(2), 10u);
 }
 
-TEST(SfpControl, RefusesWhatItCannotSet)
+TEST(SfpControl, RefusesUnsupportedSettings)
 {
     LogWatch log;
     for (const auto &[ctrl, value] : {std::pair{0u, 2u}, {0u, 10u}, {2u, 1u}, {2u, 12u}, {3u, 0u}})
@@ -128,7 +128,7 @@ TEST(SfpControl, SurvivesEveryFailure)
         .run();
 }
 
-TEST(SfpStatus, ReadsTheNumberAsItIs)
+TEST(SfpStatus, ReadsTheNumberUnchanged)
 {
     struct {
         const char *text;
@@ -140,7 +140,7 @@ TEST(SfpStatus, ReadsTheNumberAsItIs)
         ctl(std::string("sfp line 1 presence ") + row.text);
         uint32_t value = 99;
         EXPECT_EQ(ddal_sfp_status_get(DDAL_SFP_1, DDAL_SFP_STATUS_PRESENCE, &value), row.result) << row.text;
-        EXPECT_EQ(value, row.value) << row.text; // four characters are read, no more
+        EXPECT_EQ(value, row.value) << row.text; // only four characters are read
     }
     ctl("sfp line 1 presence auto");
 
@@ -170,7 +170,7 @@ TEST(SfpStatus, FollowsTheModule)
     ctl("sfp light 1 off");
     EXPECT_EQ(lines(), "111");
     ctl("sfp pull 1");
-    EXPECT_EQ(lines(), "110"); // the lines of an empty cage are pulled up
+    EXPECT_EQ(lines(), "110"); // an empty cage pulls its lines up
 }
 
 TEST(SfpStatus, SurvivesEveryFailure)
@@ -204,7 +204,7 @@ TEST(SfpEvent, WakesAPollAndReadsTheNewValue)
     EXPECT_EQ(ddal_sfp_status_event_close(fd), 0);
 }
 
-TEST(SfpEvent, JudgesTheText)
+TEST(SfpEvent, ChecksTheText)
 {
     plug(1, "sx-850nm");
     const int fd = open_event(DDAL_SFP_STATUS_PRESENCE);
@@ -267,7 +267,7 @@ TEST(SfpEvent, SurvivesEveryFailure)
     EXPECT_EQ(ddal_sfp_status_event_close(opened), 0);
 }
 
-// Whoever reads after every wake-up has seen the last state when the wake-ups stop.
+// A reader that reads after every wake-up has seen the last state when the wake-ups stop.
 TEST(SfpEvent, ShowsTheLastStateOfAThousandCycles)
 {
     plug(1, "sx-850nm");
@@ -286,7 +286,7 @@ TEST(SfpEvent, ShowsTheLastStateOfAThousandCycles)
         });
         int wakes = 0;
         for (bool finished = false; !finished;) {
-            finished = done; // one more look after the last change
+            finished = done; // reads once more after the last change
             while (wait_for_change(fd, 50)) {
                 seen = value_of(fd);
                 wakes++;

@@ -1,4 +1,4 @@
-// The modules kept as byte files, and how they get into a cage.
+// The modules recorded as byte files, and a way to plug them into a cage.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Which files serve which cage. The same program runs on a board of each wiring.
+// The files that serve each cage. The same program runs on a board of each wiring.
 #include <gtest/gtest.h>
 
 #include <ddal/unit.h>

@@ -1,4 +1,4 @@
-// Watchdog, readiness, reboot: what the service manager gets to hear.
+// Watchdog, readiness, reboot: the messages that the service manager receives.
 #include <cerrno>
 #include <cstdlib>
 
@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// The environment's socket, back at the end of the scope.
+// Removes the environment's socket and restores it at the end of the scope.
 class WithoutSocket {
 public:
     WithoutSocket() : name_(getenv("NOTIFY_SOCKET")) { unsetenv("NOTIFY_SOCKET"); }
@@ -32,7 +32,7 @@ private:
 
 } // namespace
 
-// The service is started once in the life of a process, so this has to be its first ping.
+// A process starts the service only once, so this must be its first ping.
 TEST(Watchdog, StartsItsServiceAndTriesAgainUntilItRuns)
 {
     program_runs();
@@ -43,7 +43,7 @@ TEST(Watchdog, StartsItsServiceAndTriesAgainUntilItRuns)
         EXPECT_EQ(ddal_watchdog_ping(), -1001);
         EXPECT_THAT(log.take(), ElementsAre("3 ddal_watchdog_ping: error start software watchdog service"));
         EXPECT_EQ(program_runs(), "systemctl start swdd.service\n");
-        EXPECT_EQ(ctl("service-manager log"), ""); // not a word before the service runs
+        EXPECT_EQ(ctl("service-manager log"), ""); // no message before the service runs
     }
     unlink("/run/stub/fail/systemctl");
     EXPECT_EQ(ddal_watchdog_ping(), 0);
@@ -57,7 +57,7 @@ TEST(Watchdog, StartsItsServiceAndTriesAgainUntilItRuns)
     EXPECT_THAT(log.take(), IsEmpty());
 }
 
-TEST(Watchdog, SaysWhenNobodyListens)
+TEST(Watchdog, ReportsAMissingListener)
 {
     ASSERT_EQ(ddal_watchdog_ping(), 0);
     LogWatch log;
@@ -68,7 +68,7 @@ TEST(Watchdog, SaysWhenNobodyListens)
         EXPECT_THAT(log.take(), ElementsAre("3 ddal_watchdog_ping: error sd_notify",
                                             "3 ddal_system_notify_ready: status data could not be sent"));
     }
-    ctl("service-manager leave"); // the name stays
+    ctl("service-manager leave"); // the name of the socket stays
     EXPECT_EQ(ddal_watchdog_ping(), -1001);
     EXPECT_EQ(ddal_system_notify_ready(), -1002);
     EXPECT_THAT(log.take(), ElementsAre("3 ddal_watchdog_ping: error sd_notify",
@@ -104,7 +104,7 @@ TEST(Reboot, AsksForAShutdown)
     EXPECT_THAT(log.take(), ElementsAre(begins));
     EXPECT_EQ(program_runs(), "shutdown -r +0 sec\n");
 
-    const Fault none("access:/usr/sbin/reboot errno=ENOENT"); // programs lie below /usr on a board
+    const Fault none("access:/usr/sbin/reboot errno=ENOENT"); // programs lie below /usr on the board
     EXPECT_EQ(ddal_watchdog_reboot(), -1);
     EXPECT_THAT(log.take(),
                 ElementsAre(begins, "4 ddal_watchdog_reboot: /sbin/reboot does not exist, aborting shutdown"));
@@ -127,7 +127,7 @@ TEST(Reboot, SurvivesEveryFailure)
     }
 }
 
-TEST(Reboot, IsWhatAResetOfTheUnitComesTo)
+TEST(Reboot, IsTheEffectOfAResetOfTheUnit)
 {
     for (const uint32_t target : {0x1010000u, 0x1010001u}) {
         program_runs();

@@ -47,9 +47,9 @@ TEST(BootSweep, Readers)
         std::string path;
         std::string content;
         std::function<long()> operation;
-        Expectation cut; // after the first byte
+        Expectation cut; // the file ends after its first byte
         Expectation emptied;
-        bool silent = false; // but for the helper
+        bool silent = false; // except for the helper's line
     };
     const auto number = [](int (*get)(uint32_t *)) { return [get] { return long{get(&value)}; }; };
     const auto copy = [](int (*get)(char *)) { return [get] { return long{get(text)}; }; };
@@ -178,7 +178,7 @@ TEST(BootSweep, Switch)
                 -EINVAL, {set + "parse " + (first ? "primary" : "secondary") + " u-boot header error: '" + what + "'"}};
         };
     };
-    // The tool may have written before its pipe is closed, or fail to.
+    // The tool may write before its pipe is closed, or fail to.
     const Expectation not_heard = [&](const Injected &injected, const Outcome &success) {
         return last == -EINVAL ? unparsed("")(injected, success) : Outcome{-1001, {set + "error -1001"}};
     };
@@ -201,11 +201,12 @@ TEST(BootSweep, Switch)
             if (seen.result == 0) {
                 EXPECT_EQ(others, "0x00 0x20");
             }
-            if (runs >= 3) { // the swap cannot be undone
+            if (runs >= 3) { // the swap cannot be rolled back
                 EXPECT_EQ(active, std::string("\0\0\0\2", 4));
             } else {
                 EXPECT_EQ(others, "0x07 unset");
-                // A write that failed may leave anything; without the running Linux there is nothing to undo yet.
+                // A failed write may leave any content. As long as the running Linux is unknown, there is nothing to
+                // roll back.
                 const char expected = says(kRunning) || says("linux_id_get") ? 2 : 1;
                 if (!says("_array: error write") && !says("_array: error close")) {
                     EXPECT_EQ(active, std::string(3, '\0') + expected);

@@ -1,4 +1,4 @@
-// The switch of the Linux to boot: what it decides, and what it undoes. Every call that fails is in the sweep.
+// The switch of the Linux to boot: its decisions and its rollback. The sweep covers failing calls.
 #include <cerrno>
 
 #include <ddal/boot.h>
@@ -84,7 +84,7 @@ TEST(BootSwitch, IsNotCutShortByASignal)
     expect_in_each({kTicking}, wrong_switch);
 }
 
-TEST(BootSwitch, KnowsTheProgramsEndsWhoeverReapsThem)
+TEST(BootSwitch, KnowsHowTheProgramsEndedDespiteReaping)
 {
     expect_in_each(kReaping, wrong_switch);
 }
@@ -100,11 +100,11 @@ TEST(BootSwitch, RefusesOtherPartitions)
     EXPECT_EQ(program_runs(), "");
 }
 
-TEST(BootSwitch, PutsTheActivePartitionBackWhenHeadersOrSwapFail)
+TEST(BootSwitch, RestoresTheActivePartitionWhenHeadersOrSwapFail)
 {
     const std::string primary = kHeaders.substr(0, kHeaders.find('\n') + 1);
     const struct {
-        const char *file, *text; // what a header says instead
+        const char *file, *text; // wrong text of a header
         const char *which;
         std::string runs;
     } cases[] = {
@@ -135,14 +135,14 @@ TEST(BootSwitch, PutsTheActivePartitionBackWhenHeadersOrSwapFail)
         EXPECT_EQ(picture(), "1 0x07 unset");
     }
 
-    // More than 127 characters are not captured.
+    // At most 127 characters are captured.
     bring_into(1, 1);
     put_file(kSecondary, "0x1 2" + std::string(200, ' '));
     EXPECT_EQ(ddal_boot_set_linux_active(54), -ENOBUFS);
     EXPECT_EQ(picture(), "1 0x07 unset");
 }
 
-TEST(BootSwitch, ReturnsTheFailureOfPuttingBack)
+TEST(BootSwitch, ReturnsTheFailureOfTheRollback)
 {
     bring_into(1, 1);
     const FailingProgram swap("swap_uboot_partition.sh", "3");

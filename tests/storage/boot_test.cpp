@@ -124,7 +124,7 @@ TEST(Boot, WritesCellsAndMakesSomePermanent)
 
         const Fault fault("open:" + kTree + row.path + " errno=EROFS");
         EXPECT_EQ(row.set(row.value), -EROFS);
-        EXPECT_EQ(program_runs(), "") << "nothing becomes permanent that was not written";
+        EXPECT_EQ(program_runs(), "") << "a failed write is not made permanent";
     }
 }
 
@@ -185,10 +185,10 @@ TEST(BootUpdate, TakesImagesBelowTheFlash)
     EXPECT_EQ(file_content("/dev/flash/by-name/u-boot"), "image\n");
 }
 
-TEST(BootUpdate, SaysWhatIsWrong)
+TEST(BootUpdate, ReportsTheFault)
 {
     shell("mkdir -p /ffs/images && echo image >/ffs/images/u.img");
-    const std::string longest = "/" + std::string(122, 'x'); // with "/ffs" and the NUL: 128
+    const std::string longest = "/" + std::string(122, 'x'); // 128 bytes with "/ffs" and the NUL
     const std::string too_long = longest + "x";
     const std::string absolute = "/ffs" + too_long;
     struct {

@@ -1,4 +1,4 @@
-// Formatting in all conversions. Each step fails in turn in the sweep.
+// Formatting in all conversions. The sweep fails each step in turn.
 #include <cerrno>
 
 #include <ddal/ffs.h>
@@ -17,7 +17,7 @@ const struct {
     const char *what;
     int n;
     uint32_t from, to;
-    const char *runs; // after the type was asked for and the file system unmounted
+    const char *runs; // after reading the type and unmounting the file system
 } kConversions[] = {
     {"plain to plain", 1, 2, 2, "mkfs.ext4 -F -m0 /dev/mapper/decrypted1\nluksapi install_uboot_on_dummy_part 2\n"},
     {"plain to encrypted", 2, 2, 3,
@@ -30,7 +30,7 @@ const struct {
      "luksapi install_uboot_on_dummy_part 1\n"},
 };
 
-// The file system is of that type and mounted.
+// Gives the file system that type and mounts it.
 void bring_into(int n, uint32_t type)
 {
     const std::string number = std::to_string(n);
@@ -68,7 +68,7 @@ TEST(FlashFormat, DoesItsStepsInOrder)
     }
 }
 
-TEST(FlashFormat, DoesNothingWhenTypeOrMountCannotBeSettled)
+TEST(FlashFormat, DoesNothingWhenTypeOrMountIsUnknown)
 {
     bring_into(1, DDAL_FFS_TYPE_EXT4);
     const KeptFile kept("/dev/sda1");

@@ -1,4 +1,4 @@
-// Types that no file system of the probe's library has, so its answer is replaced.
+// Types that the probe's library never returns, so the test replaces its answer.
 #include <blkid/blkid.h>
 #include <cerrno>
 #include <cstring>

@@ -1,5 +1,4 @@
-// Every failure of every call that the operations on flash file systems make. The programs do nothing here but end
-// well.
+// Every failure of every call that the operations on flash file systems make. The programs do nothing and exit with 0.
 #include <cerrno>
 #include <functional>
 
@@ -14,7 +13,7 @@ using namespace testing_board;
 namespace {
 
 constexpr const char *kMountTable = "/etc/mtab";
-constexpr const char *kPlain = "1"; // what "is_luks_formatted" ends with
+constexpr const char *kPlain = "1"; // exit status of "is_luks_formatted"
 constexpr const char *kEncrypted = "0";
 
 const std::string kUmount = "umount /ffs/fs1";
@@ -23,7 +22,7 @@ constexpr const char *kFolders[] = {"apps", "addons", "boot", "btsom", "config",
                                     "dsp",  "logs",   "tmp",  "trs",   "trs_data"};
 const std::string kNoTable = "3 ddal_ffs_is_mounted: error opening /etc/mtab";
 
-// All programs end well and change nothing; the first file system is mounted or not, and encrypted or not.
+// All programs exit with 0 and change nothing. The first file system is mounted or not, and encrypted or not.
 class FlashSweep : public testing::Test {
 protected:
     static void bring_into(const char *encrypted, bool mounted)
@@ -48,7 +47,7 @@ ProgramStep luksapi(const std::string &command, const std::string &part, std::ve
     return {"luksapi " + words, "/usr/bin/luksapi", ends_with(callers)};
 }
 
-// Whatever the program ended with.
+// Expects DDAL_ERR_FAILURE, whatever the outcome of the program.
 ProgramStep fails_with_1001(ProgramStep step)
 {
     step.when_failed = [inner = std::move(step.when_failed)](long outcome) {
@@ -57,13 +56,14 @@ ProgramStep fails_with_1001(ProgramStep step)
     return step;
 }
 
-// A tool that does not run has not said that the partition is encrypted: what lies there is probed, which is ext4.
+// If the tool does not run, the partition does not count as encrypted: the library probes it and finds ext4.
 ProgramStep type_question(const std::vector<std::string> &runs_of_plain = {})
 {
     return {"luksapi is_luks_formatted 1", "/usr/bin/luksapi", [](long) { return Outcome{0, {}}; }, runs_of_plain};
 }
 
-// The raw partition, for each operation with its callers' lines. The probe gets along without parts of it.
+// Adds rows for the raw partition, for each operation with its callers' lines. The probe works without some parts of
+// it.
 void add_probe(Sweep &sweep, const std::vector<std::string> &callers)
 {
     const auto failing = [&](int result, const std::string &what) {
@@ -92,7 +92,7 @@ TEST_F(FlashSweep, Type)
          [] {
              char type[17] = {};
              const int result = ddal_ffs_get_fstype(DDAL_FFS_1, type);
-             EXPECT_EQ(type[0] != '\0', result == 0) << "a failure leaves it as it was";
+             EXPECT_EQ(type[0] != '\0', result == 0) << "a failure keeps the text";
              return long{result};
          },
          {}},
@@ -118,7 +118,7 @@ TEST_F(FlashSweep, Mounts)
         const char *name;
         bool mounted;
         std::function<long()> operation;
-        std::vector<std::string> lines; // when the table of mounts cannot be opened
+        std::vector<std::string> lines; // when the mount table cannot be opened
         std::vector<ProgramStep> programs;
     } cases[] = {
         {"ddal_ffs_is_mounted", true, [&] { return ddal_ffs_is_mounted(DDAL_FFS_1, &state); }, {}, {}},
@@ -202,7 +202,7 @@ TEST_F(FlashSweep, Clean)
                 rmdir((std::string("/ffs/fs1/") + name).c_str());
             put_file("/run/stub/log", "");
         })
-        .after([](const Outcome &seen) { // folders are made one after the other, and at last
+        .after([](const Outcome &seen) { // the folders are made last, one after the other
             const std::string last = seen.lines.empty() ? "" : seen.lines.back();
             bool made = seen.result == 0 || last.find("Could not create") != std::string::npos;
             for (const char *name : kFolders) {

@@ -33,27 +33,27 @@ uint32_t state_of(uint32_t id)
     return state;
 }
 
-// A version 1 RAID member, as far as a probe looks: its type has 17 characters.
+// A version 1 RAID member with the fields that a probe reads. Its type has 17 characters.
 std::string raid_member()
 {
-    std::string image(4 << 20, '\0'); // small disks are not searched for members
+    std::string image(4 << 20, '\0'); // the probe does not search small disks for members
     const auto put = [&](size_t offset, uint64_t value, size_t size) { memcpy(&image[4096 + offset], &value, size); };
     put(0, 0xa92b4efc, 4);   // magic
     put(4, 1, 4);            // major version
-    put(144, 4096 / 512, 8); // its own place
+    put(144, 4096 / 512, 8); // sector of this superblock
     return image;
 }
 
 } // namespace
 
-TEST(FlashType, IsWhatTheProbeFinds)
+TEST(FlashType, IsTheAnswerOfTheProbe)
 {
     const KeptFile kept("/dev/sda2");
     std::string noise(1 << 20, '\0');
     uint32_t seed = 1;
     for (char &byte : noise)
         byte = static_cast<char>((seed = seed * 1664525 + 1013904223) >> 24);
-    EXPECT_EQ(type_of(DDAL_FFS_2, 0), "ext4"); // a real one
+    EXPECT_EQ(type_of(DDAL_FFS_2, 0), "ext4"); // a real file system
 
     struct {
         const char *what;
@@ -118,7 +118,7 @@ TEST(FlashIds, AreCheckedBeforeAnythingRuns)
     const std::string mounted = error("ddal_ffs_is_mounted");
     struct {
         std::function<int(uint32_t)> call;
-        std::vector<std::string> lines; // after that of the id
+        std::vector<std::string> lines; // after the line about the id
     } const cases[] = {
         {[&](uint32_t id) { return ddal_ffs_get_fstype(id, type); }, {error("ddal_ffs_get_fstype")}},
         {[&](uint32_t id) { return ddal_ffs_is_mounted(id, &value); }, {mounted}},
@@ -137,7 +137,7 @@ TEST(FlashIds, AreCheckedBeforeAnythingRuns)
         }
     }
     LogWatch log;
-    EXPECT_EQ(ddal_ffs_mount(52, 1, 0), -EINVAL); // the type comes first
+    EXPECT_EQ(ddal_ffs_mount(52, 1, 0), -EINVAL); // the type is checked first
     EXPECT_EQ(ddal_ffs_format(52, 4), -EINVAL);
     EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_mount: unsupported FS type:  (1)",
                                         "3 ddal_ffs_format: unsupported FS type:  (4)"));
@@ -145,7 +145,7 @@ TEST(FlashIds, AreCheckedBeforeAnythingRuns)
     EXPECT_EQ(value, 99u);
 }
 
-TEST(FlashMountState, IsThatOfTheFirstEntry)
+TEST(FlashMountState, FollowsTheFirstEntry)
 {
     const KeptFile kept(kTable);
     const std::string entry = "/dev/mapper/decrypted1 /ffs/fs1 ext4 ";
@@ -186,12 +186,12 @@ TEST(FlashMount, RunsTheProgramsWithTheirArguments)
 {
     program_runs();
     LogWatch log;
-    EXPECT_EQ(ddal_ffs_umount(DDAL_FFS_2), 0); // not mounted: nothing to do
+    EXPECT_EQ(ddal_ffs_umount(DDAL_FFS_2), 0); // not mounted, so there is nothing to do
     EXPECT_EQ(program_runs(), "");
     EXPECT_EQ(ddal_ffs_remount(DDAL_FFS_2, 0), -EINVAL);
     EXPECT_THAT(log.take(), ElementsAre("3 ddal_ffs_remount: error"));
 
-    EXPECT_EQ(ddal_ffs_mount(DDAL_FFS_2, DDAL_FFS_TYPE_LUKS_EXT4, 2), 0); // bit 0 alone makes it writable
+    EXPECT_EQ(ddal_ffs_mount(DDAL_FFS_2, DDAL_FFS_TYPE_LUKS_EXT4, 2), 0); // only bit 0 makes it writable
     EXPECT_EQ(state_of(DDAL_FFS_2), 1u);
     EXPECT_EQ(ddal_ffs_mount(DDAL_FFS_2, DDAL_FFS_TYPE_EXT4, 1), -EBUSY);
     EXPECT_EQ(ddal_ffs_remount(DDAL_FFS_2, 3), 0);
@@ -221,7 +221,7 @@ TEST(FlashLogicalId, DependsOnTheRunningLinux)
     }
     LogWatch log;
     uint32_t id = 99;
-    EXPECT_EQ(ddal_ffs_get_physical_by_logical(127, nullptr), -EINVAL); // the logical id comes first
+    EXPECT_EQ(ddal_ffs_get_physical_by_logical(127, nullptr), -EINVAL); // the logical id is checked first
     EXPECT_EQ(ddal_ffs_get_physical_by_logical(DDAL_FFS_OWN, nullptr), -EINVAL);
     put_file("/proc/device-tree/post/linuxid", "os7");
     EXPECT_EQ(ddal_ffs_get_physical_by_logical(DDAL_FFS_OWN, &id), -1001);

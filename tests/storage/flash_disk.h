@@ -1,4 +1,4 @@
-// The flash disk of the board, brought into a state, and what was run on it.
+// The flash disk of the board: sets its state and reads the log of program runs.
 #pragma once
 
 #include <cstdlib>
@@ -10,13 +10,13 @@
 
 namespace testing_board {
 
-// Does a line of the board's shell; its programs are those that the library runs.
+// Runs a line in the board's shell. The shell's programs are those that the library runs.
 inline void shell(const std::string &line)
 {
     ASSERT_EQ(system(line.c_str()), 0) << line; // NOLINT(cert-env33-c): the board's shell is what is wanted
 }
 
-// The runs of the board's programs since last asked, one a line.
+// Returns the runs of the board's programs since the last call, one per line.
 inline std::string program_runs()
 {
     const std::string log = file_content("/run/stub/log");
@@ -24,7 +24,7 @@ inline std::string program_runs()
     return log;
 }
 
-// What a program, or a program with its first argument, or its first two, ends with: an exit status or "signal NAME".
+// Makes a program, or a program with certain first arguments, end with an exit status or "signal NAME".
 class FailingProgram {
 public:
     FailingProgram(const std::string &program, const std::string &how) : order_("/run/stub/fail/" + program)

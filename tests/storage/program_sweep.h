@@ -14,16 +14,16 @@ namespace testing_board {
 
 // One program that the operation runs.
 struct ProgramStep {
-    std::string run;                                  // its line in the log of runs
-    std::string path;                                 // as the library names it
+    std::string run;                                  // line in the log of runs
+    std::string path;                                 // path in the library's call
     std::function<Outcome(long outcome)> when_failed; // by 127 or -errno; the runner's own line comes before its lines
-    std::optional<std::vector<std::string>> instead = {}; // the runs, where the operation goes on in spite of it
+    std::optional<std::vector<std::string>> instead = {}; // the runs, if the operation continues
     std::string runner = "_ddal_common_shell_command: system";
     std::vector<std::string> earlier = {}; // lines before the runner's
 };
 
-// What a failing program does to most operations: -1001 for its exit status, -errno when it did not start, and lines in
-// which "%d" is the outcome and "%r" the result.
+// The effect of a failing program on most operations: DDAL_ERR_FAILURE for its exit status, -errno when it did not
+// start, and lines in which "%d" is the outcome and "%r" the result.
 inline std::function<Outcome(long)> ends_with(std::vector<std::string> lines)
 {
     return [=](long outcome) {
@@ -47,7 +47,7 @@ inline std::vector<std::string> lines_of(const std::string &text)
     return lines;
 }
 
-// The failure of one of these programs: which one, the log of runs tells.
+// Expects the failure of one of these programs. The log of runs shows which one.
 inline Expectation program_fails(std::vector<ProgramStep> steps, bool started)
 {
     return [=](const Injected &injected, const Outcome &success) {
@@ -75,7 +75,7 @@ inline Expectation program_fails(std::vector<ProgramStep> steps, bool started)
     };
 }
 
-// Rows for the start of these programs; before each try the log of runs is emptied.
+// Adds rows for the start of these programs. Empties the log of runs before each try.
 inline Sweep &with_programs(Sweep &sweep, const std::vector<ProgramStep> &steps)
 {
     return sweep.before([] { put_file("/run/stub/log", ""); })

@@ -1,4 +1,4 @@
-// The board that a test runs on.
+// The board that runs the test.
 #pragma once
 
 #include <string>
@@ -14,13 +14,13 @@ inline vboard::Client &board()
     return client;
 }
 
-// One control command, as after `vboard ctl`. Throws on a wrong one, which fails the test.
+// Runs one control command, as `vboard ctl` does. Throws on a wrong command, which fails the test.
 inline std::string ctl(const std::string &line)
 {
     return board().run(line);
 }
 
-// A fault rule that goes with its scope: Fault fault("pread:/dev/fpga_usr nth=2 errno=EIO").
+// A fault rule that lasts for its scope: Fault fault("pread:/dev/fpga_usr nth=2 errno=EIO").
 class Fault {
 public:
     explicit Fault(const std::string &rule) : number_(std::stoul(ctl("fault add " + rule))) {}

@@ -11,7 +11,7 @@
 
 namespace testing_board {
 
-// Gives a file its content, and makes it where it is missing.
+// Writes a file's content. Creates the file if it is missing.
 inline void put_file(const std::string &path, const std::string &bytes)
 {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -19,7 +19,7 @@ inline void put_file(const std::string &path, const std::string &bytes)
         throw std::runtime_error("cannot write " + path);
 }
 
-// The same for a property of 32-bit cells.
+// Writes a property of 32-bit cells.
 inline void put_cells(const std::string &path, std::initializer_list<uint32_t> cells)
 {
     std::string bytes;
@@ -35,7 +35,7 @@ inline std::string file_content(const std::string &path)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// A file's content, put back at the end of the scope.
+// Restores a file's content at the end of the scope.
 class KeptFile {
 public:
     explicit KeptFile(std::string path) : path_(std::move(path)), content_(file_content(path_)) {}

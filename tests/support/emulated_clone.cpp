@@ -1,5 +1,5 @@
-// clone() for test programs that run under the user-mode emulator without a board: the emulator makes no child with
-// another exit signal than SIGCHLD. On a board the preload library does the same.
+// clone() for test programs that run under the user-mode emulator without a board: the emulator cannot make a child
+// with an exit signal other than SIGCHLD. On a board the preload library does the same.
 #include <cerrno>
 #include <csignal>
 #include <dlfcn.h>

@@ -1,4 +1,4 @@
-// A piece of a test in a process of its own: for what a process can do only once, and for several processes at work.
+// Runs a piece of a test in a separate process: for work that a process can do only once, and for several processes.
 #pragma once
 
 #include <exception>
@@ -13,7 +13,7 @@
 
 namespace testing_board {
 
-// Starts `code` in a child; its result is the child's exit status.
+// Starts `code` in a child. Its result is the child's exit status.
 inline pid_t start_child(const std::function<int()> &code)
 {
     const pid_t pid = fork();
@@ -22,7 +22,7 @@ inline pid_t start_child(const std::function<int()> &code)
     return pid;
 }
 
-// The exit status of a child, or minus the signal that ended it.
+// Waits for a child. Returns its exit status, or minus the signal that ended it.
 inline int wait_for_child(pid_t pid)
 {
     int status = 0;
@@ -31,8 +31,8 @@ inline int wait_for_child(pid_t pid)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-// What `code` returns in a child, and how the child ended if it did not get that far. The library's caches are empty
-// there, and what it keeps goes with it.
+// Returns the text of `code` in a child, or how the child ended if it did not return one. The child starts with empty
+// caches of the library, and everything that the library keeps ends with it.
 inline std::string in_child(const std::function<std::string()> &code)
 {
     int ends[2];
@@ -64,7 +64,7 @@ inline std::string in_child(const std::function<std::string()> &code)
     return text;
 }
 
-// The same of texts without newlines.
+// Does the same for several texts without newlines.
 inline std::vector<std::string> in_child(const std::function<std::vector<std::string>()> &code)
 {
     const std::function<std::string()> joined = [&code] {
@@ -80,7 +80,7 @@ inline std::vector<std::string> in_child(const std::function<std::vector<std::st
     return lines;
 }
 
-// The result of a call in a child and its log lines.
+// Returns the result of a call in a child and its log lines.
 inline std::vector<std::string> outcome_in_child(const std::function<long()> &call)
 {
     return in_child([&] {

@@ -1,4 +1,4 @@
-// What the library writes to the system log, without source lines: "3 ddal_fpga_read: can't open device fpga_usr: ...".
+// Lines of the library in the system log, without source lines: "3 ddal_fpga_read: can't open device fpga_usr: ...".
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@ namespace testing_board {
 
 class LogWatch {
 public:
-    LogWatch(); // from now on
+    LogWatch(); // starts the watch
 
-    // The lines of this process since the watch began or was last asked. Messages in the "%s:%u- " form come as
-    // "<priority> <function>: <text>", those in the "%s():%u " form as "<priority> <function>(): <text>", others as
+    // Returns the lines of this process since the start of the watch or the last call. Messages in the "%s:%u- " form
+    // become "<priority> <function>: <text>", those in the "%s():%u " form "<priority> <function>(): <text>", others
     // "<priority> <text>".
     std::vector<std::string> take();
 

@@ -21,7 +21,7 @@ namespace {
 
 using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
 
-// Output goes to files: whatever the program writes, nobody has to read along.
+// Output goes to files, so that a program cannot block on a full pipe.
 Stream temporary_stream()
 {
     FILE *stream = tmpfile();
@@ -40,7 +40,7 @@ std::string content_of(FILE *stream)
     return content;
 }
 
-// The emulator and its options where this test runs under one and the program would have to as well.
+// Returns the emulator and its options if this test runs under one and the program needs it too.
 std::vector<std::string> emulation_of(const std::string &program)
 {
     const char *emulator = getenv("VBOARD_EMULATOR");

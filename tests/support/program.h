@@ -1,4 +1,4 @@
-// Runs a program of the build and keeps what it wrote.
+// Runs a program of the build and keeps its output.
 #pragma once
 
 #include <chrono>
@@ -17,13 +17,13 @@ struct Finished {
 // Runs words[0], an absolute path, with the environment of this process and an empty standard input.
 Finished run_program(const std::vector<std::string> &words);
 
-// The same, and sends it a signal after a while.
+// Does the same and sends the program a signal after a while.
 Finished run_and_signal(const std::vector<std::string> &words, std::chrono::milliseconds after, int signal);
 
-// Runs a shell line and calls `answer` for each line of its output as it comes. The exit status.
+// Runs a shell line and calls `answer` for each line of its output as it arrives. Returns the exit status.
 int run_and_answer(const std::string &line, const std::function<void(const std::string &line)> &answer);
 
-// "a b c" as three words.
+// Splits "a b c" into three words.
 std::vector<std::string> words_of(const std::string &line);
 
 } // namespace testing_board

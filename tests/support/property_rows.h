@@ -1,4 +1,4 @@
-// Rows of a sweep for the property files that an operation reads or writes whole. A path may end in "*".
+// Rows of a sweep for property files that an operation reads or writes as a whole. A path may end in "*".
 #pragma once
 
 #include <algorithm>
@@ -11,7 +11,8 @@
 
 namespace testing_board {
 
-// Of a file that is read, whose readers log through these lines ("%d" is the negative errno). -errno, or `result`.
+// Adds rows for a file that is read. Its readers log these lines ("%d" is the negative errno) and return -errno or
+// `result`.
 inline Sweep &add_reading(Sweep &sweep, const std::string &path, const std::vector<std::string> &callers = {},
                           std::optional<long> result = {})
 {
@@ -23,7 +24,7 @@ inline Sweep &add_reading(Sweep &sweep, const std::string &path, const std::vect
     return sweep.when("fclose:" + path, changes_nothing());
 }
 
-// Of a file that is written, by a helper that logs under its name.
+// Adds rows for a file that is written by a helper, which logs under its name.
 inline Sweep &add_writing(Sweep &sweep, const std::string &path, const std::string &helper,
                           const std::vector<std::string> &callers = {})
 {

@@ -11,7 +11,7 @@ namespace testing_board {
 
 namespace {
 
-// The preload library keeps its own descriptors from here on.
+// The preload library's descriptors start here.
 constexpr int kLastOfProgram = 900;
 
 template <typename T>

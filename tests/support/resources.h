@@ -1,4 +1,4 @@
-// What a call may leave behind: descriptors, children, files.
+// Leftovers of a call: descriptors, children, files.
 #pragma once
 
 #include <set>
@@ -9,10 +9,10 @@ namespace testing_board {
 
 class Resources {
 public:
-    // Also watches the names in these folders of the board.
+    // Also watches the file names in these folders of the board.
     explicit Resources(std::vector<std::string> folders = {});
 
-    // What is there now and was not at the beginning, or the other way round; empty when nothing changed.
+    // Returns the resources added or removed since the beginning; empty when nothing changed.
     std::string difference() const;
 
 private:
@@ -24,7 +24,7 @@ private:
     std::set<std::string> names_;
 };
 
-// Descriptors of this process, without the board's own.
+// Returns the descriptors of this process, without those of the board.
 std::set<int> open_descriptors();
 
 } // namespace testing_board

@@ -1,4 +1,4 @@
-// What a process may do to itself while the library runs programs for it, none of which may change a result.
+// Unusual states of a process that runs programs through the library. None of them may change a result.
 #pragma once
 
 #include <csignal>
@@ -14,7 +14,7 @@ namespace testing_board {
 
 struct Surroundings {
     const char *name;
-    void (*enter)(); // never left: entered in a child of the test
+    void (*enter)(); // runs in a child of the test, because it cannot be undone
 };
 
 inline void handle(int number, void (*handler)(int))
@@ -38,7 +38,7 @@ inline void reap_in_a_thread(int options)
     }).detach();
 }
 
-// A signal every millisecond, for this thread alone.
+// Sends this thread a signal every millisecond.
 inline void tick()
 {
     handle(SIGALRM, [](int) {});
@@ -54,7 +54,7 @@ inline void end_ticking()
 
 inline const Surroundings kTicking = {"a timer without SA_RESTART", tick};
 
-// Not under the user-mode emulator: it makes no child that these cannot take away.
+// Not under the user-mode emulator, whose children can be reaped by the test itself.
 inline const std::vector<Surroundings> kReaping = {
     {"SIGCHLD ignored", [] { signal(SIGCHLD, SIG_IGN); }},
     {"SIGCHLD without zombies",
@@ -69,7 +69,7 @@ inline const std::vector<Surroundings> kReaping = {
     {"a thread that reaps clones too", [] { reap_in_a_thread(__WALL); }},
 };
 
-// What `code` returns in a child in each of the surroundings; an empty text is right.
+// Runs `code` in a child in each of the surroundings. An empty text means success.
 inline void expect_in_each(const std::vector<Surroundings> &all, const std::function<std::string()> &code)
 {
     for (const Surroundings &surroundings : all)

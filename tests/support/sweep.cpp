@@ -15,7 +15,7 @@ namespace testing_board {
 
 namespace {
 
-constexpr unsigned kSweepRule = vboard::kMaxFaults - 1; // the last one, out of the way of a test's own
+constexpr unsigned kSweepRule = vboard::kMaxFaults - 1; // the last one, because tests use the first ones
 constexpr unsigned kMostCalls = 3000;
 
 std::string with_error(std::string line, int error)
@@ -31,7 +31,7 @@ std::vector<std::string> with_error(std::vector<std::string> lines, int error)
     return lines;
 }
 
-// Standard error of the library repeats the system log; a sweep would flood the terminal with it.
+// Discards standard error, which repeats the system log: a sweep would flood the terminal.
 class QuietStandardError {
 public:
     QuietStandardError() : saved_(fcntl(2, F_DUPFD_CLOEXEC, 800))
@@ -113,7 +113,7 @@ bool place_fits(const std::string &place, const Injected &injected)
     return injected.error != 0 && how == strerrorname_np(injected.error);
 }
 
-// What every careful caller survives.
+// Reports a failure that must not change the result of a careful caller.
 bool is_survived(const Injected &injected)
 {
     if (injected.error == 0)
@@ -269,11 +269,11 @@ void Sweep::compare(const std::string &where, const Injected *injected, const Ou
     }
 }
 
-// One run with one failure. False when nothing failed in it.
+// Runs the operation once with one failure. Returns false if no call failed.
 bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
 {
     prepare_();
-    board(); // its connection is none of what the operation leaves behind
+    board(); // connects first, so that the connection does not count as left behind
     const Resources resources(folders_);
     LogWatch log;
     QuietStandardError quiet;
@@ -301,13 +301,13 @@ bool Sweep::try_point(unsigned nth, unsigned variant, bool *more_variants)
 
 int Sweep::run()
 {
-    board(); // connected before the first look at the descriptors
+    board(); // connects before the descriptors are first counted
     for (unsigned nth = 1; nth < kMostCalls; ++nth) {
         bool more = true;
         unsigned variant = 0;
         while (try_point(nth, variant, &more))
             ++variant;
-        // The first variant of a call that was not reached: the operation makes fewer calls.
+        // The first variant of a call that was not reached shows that the operation makes fewer calls.
         if (variant == 0 && more)
             break;
     }

@@ -11,7 +11,7 @@
 
 namespace testing_board {
 
-// Until the condition holds; a test failure after ten seconds.
+// Waits until the condition holds. Fails the test after ten seconds.
 inline void wait_until(const std::function<bool()> &condition)
 {
     for (int i = 0; i < 1000; ++i) {
@@ -22,7 +22,7 @@ inline void wait_until(const std::function<bool()> &condition)
     ADD_FAILURE() << "the condition never came";
 }
 
-// A blocking call in a thread that can be hit by a signal whose handler does not restart calls.
+// Runs a blocking call in a thread. A signal with a handler that does not restart calls can interrupt it.
 class Interrupted {
 public:
     explicit Interrupted(std::function<long()> call)
@@ -39,7 +39,7 @@ public:
         thread_ = thread.get();
     }
     void interrupt() const { pthread_kill(thread_, SIGUSR1); }
-    // Whether the call still blocks after a time in which it should not have come back.
+    // Reports whether the call still blocks after a time in which it should not return.
     bool blocks() const { return result_.wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout; }
     long result() { return result_.get(); }
 

@@ -17,7 +17,8 @@ inline Finished ddalctl(const std::string &line)
     return run_program(words_of(std::string(DDALCTL_PROGRAM) + " " + line));
 }
 
-// What ddalctl --json prints; throws, and so fails the test, unless that is exactly one document.
+// Returns the document that ddalctl --json prints. Throws, and so fails the test, unless the output is exactly one
+// document.
 inline Json document_of(const Finished &run)
 {
     return Json::parse(run.out);

@@ -1,4 +1,4 @@
-// ddalctl on accounts and remote access: what is refused, and that a secret comes in by standard input alone.
+// ddalctl on accounts and remote access: refusals, and secrets that pass only through standard input.
 #include <cstdlib>
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@ using namespace testing_board;
 
 namespace {
 
-// A shell line of the board: the secret goes through a pipe.
+// Runs a shell line on the board. The secret goes through a pipe.
 int shell(const std::string &line)
 {
     const int status = std::system(line.c_str());
@@ -20,7 +20,7 @@ int shell(const std::string &line)
 
 } // namespace
 
-TEST(DdalctlAccounts, RestrictingWithoutKeysChangesNothingAndSaysWhy)
+TEST(DdalctlAccounts, RestrictingWithoutKeysChangesNothingAndNamesTheReason)
 {
     const std::string before = file_content("/etc/ssh/sshd_config");
     const Finished run = ddalctl("root-access restrict");
@@ -31,7 +31,7 @@ TEST(DdalctlAccounts, RestrictingWithoutKeysChangesNothingAndSaysWhy)
     EXPECT_EQ(ddalctl_json("root-access status").at("root-access"), "unrestricted");
 }
 
-TEST(DdalctlAccounts, PasswordsComeByStandardInputOnly)
+TEST(DdalctlAccounts, PasswordsComeOnlyByStandardInput)
 {
     const std::string program = DDALCTL_PROGRAM;
     EXPECT_EQ(ddalctl("password set serviceuser Secret-0815").status, 2);
@@ -63,7 +63,7 @@ TEST(DdalctlAccounts, OptionsReachTheConfiguration)
     EXPECT_EQ(ddalctl("ssh restart").status, 0);
 }
 
-TEST(DdalctlAccounts, FactoryStateComesBackOnlyWhenThatIsConfirmed)
+TEST(DdalctlAccounts, FactoryStateNeedsAConfirmation)
 {
     constexpr const char *kKeys = "/user/serviceuser/.ssh/authorized_keys";
     const KeptFile accounts("/etc/shadow");

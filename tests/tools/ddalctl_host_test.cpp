@@ -1,4 +1,5 @@
-// ddalctl on a machine that is no board: help, manual and completion work, everything else says what is missing.
+// ddalctl on a machine that is not a board: help, manual and completion work, every other command names the missing
+// part.
 #include <gtest/gtest.h>
 
 #include "tools/ddalctl.h"
@@ -7,7 +8,7 @@ using namespace testing_board;
 
 namespace {
 
-// The words of the first column under a heading of a help text.
+// Returns the words of the first column under a heading of a help text.
 std::vector<std::string> names_under(const std::string &help, const std::string &heading)
 {
     std::vector<std::string> names;
@@ -28,7 +29,7 @@ std::string completions(const std::string &script, const std::string &typed)
 
 } // namespace
 
-TEST(DdalctlWithoutBoard, SaysSoInOneSentence)
+TEST(DdalctlWithoutBoard, ReportsThatInOneSentence)
 {
     const Finished run = ddalctl("fpga read 0");
     EXPECT_EQ(run.status, 3);
@@ -66,7 +67,7 @@ TEST(DdalctlWithoutBoard, HelpsWithEveryCommand)
     EXPECT_TRUE(ddalctl_json("fpga --help").at("help").is_string());
 }
 
-TEST(DdalctlWithoutBoard, CompletesWhatWasTyped)
+TEST(DdalctlWithoutBoard, CompletesTypedWords)
 {
     const std::string script = ddalctl("--completion bash").out;
     EXPECT_EQ(completions(script, "ddalctl fp"), "fpga\n");

@@ -1,4 +1,4 @@
-// ddalctl on PHYs, links and the Ethernet switch: what is set arrives, what cannot be done says what to do instead.
+// ddalctl on PHYs, links and the Ethernet switch: settings arrive, and a refusal names the alternative.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 
 // Device 3 is the copper port 20 of the switch, device 1 the fibre port 18.
-TEST(DdalctlPhy, ReadsBackWhatItSet)
+TEST(DdalctlPhy, ReadsBackItsSettings)
 {
     struct {
         const char *setting;
@@ -48,7 +48,7 @@ TEST(DdalctlPhy, ReachesRegistersAndTheAdvertisement)
     EXPECT_EQ(ddalctl("phy restart 3").status, 0);
 }
 
-TEST(DdalctlPhy, ShowsWhereADeviceSitsAndLeavesOutWhatItCannotTell)
+TEST(DdalctlPhy, ShowsThePlaceOfADeviceWithoutUnknownFields)
 {
     EXPECT_EQ(ddalctl_json("phy list").at("devices").at(3).at("switch-port"), 20);
     const Json fibre = ddalctl_json("phy show 1");
@@ -58,7 +58,7 @@ TEST(DdalctlPhy, ShowsWhereADeviceSitsAndLeavesOutWhatItCannotTell)
     EXPECT_EQ(fibre.at("crossover"), nullptr);
 }
 
-TEST(DdalctlSwitch, ShowsWhatItSet)
+TEST(DdalctlSwitch, ShowsItsSettings)
 {
     for (const char *line : {"shape 20 50000 64", "limit 20 0 0", "set-qos 20 on", "map-pcp 20 5 3",
                              "default-queue 20 6", "weights 20 0,1,2,3,4,5,6,7", "create-svlan 12", "join 20 12",
@@ -131,7 +131,7 @@ TEST(DdalctlSwitch, CountsAndClears)
     EXPECT_EQ(ddalctl("switch clear-drops 20").status, 0);
     EXPECT_EQ(ddalctl_json("switch counters 20").at("queue-4-dropped"), 0);
     EXPECT_EQ(ddalctl_json("switch counters 20 --watch --count 1").at("rates").at(0).at("rx-packets"), 0);
-    EXPECT_EQ(ddalctl_json("switch ports").at("ports").size(), 4u); // devices 0 and 2 share one
+    EXPECT_EQ(ddalctl_json("switch ports").at("ports").size(), 4u); // devices 0 and 2 share one port
 }
 
 TEST(DdalctlSwitch, TalksToTheSwitchesShell)
@@ -159,7 +159,7 @@ TEST(DdalctlLink, FollowsALinkThatIsSwitchedOffAndOn)
     EXPECT_EQ(ddalctl("link show eth0").out, "up\n");
 }
 
-TEST(DdalctlLink, WaitsNoLongerThanItIsTold)
+TEST(DdalctlLink, WaitsAtMostForItsTimeout)
 {
     const Finished late = ddalctl("link wait 3 down --timeout 50 --json");
     EXPECT_EQ(late.status, 1);
@@ -170,7 +170,7 @@ TEST(DdalctlLink, WaitsNoLongerThanItIsTold)
     EXPECT_THAT(stopped.err, HasSubstr("interrupted before link 3 was down"));
 }
 
-TEST(DdalctlEvents, TellLinksAsTheyChange)
+TEST(DdalctlEvents, ReportLinkChanges)
 {
     std::vector<std::string> told;
     EXPECT_EQ(run_and_answer(DDALCTL_PROGRAM " events --only link:1,link:3 --count 3",
@@ -189,7 +189,7 @@ TEST(DdalctlEvents, TellLinksAsTheyChange)
     ctl("link 1 up");
 }
 
-TEST(DdalctlNetwork, SaysWhatToDoNext)
+TEST(DdalctlNetwork, NamesTheNextStep)
 {
     ctl("link bus stop");
     struct {

@@ -30,7 +30,7 @@ TEST(DdalctlSfp, ShowsAModuleWithItsAlarms)
     ctl("sfp plug 1 dump " SFP_MODULES "/dac-no-diagnostics");
     const Finished plain = ddalctl("--json sfp show 1");
     EXPECT_EQ(document_of(plain).at("diagnostics-interface"), "none");
-    EXPECT_EQ(plain.err, ""); // a module without diagnostics is no failure
+    EXPECT_EQ(plain.err, ""); // missing diagnostics are not a failure
 
     ctl("sfp pull 1");
     EXPECT_EQ(ddalctl("sfp show 1").status, 3);
@@ -46,8 +46,8 @@ TEST(DdalctlSfp, FollowsLinesAndMeasurements)
     EXPECT_EQ(events[3].at("temperature"), 40.0);
 }
 
-// A process that is killed while it writes to the link log leaves the log locked for all others.
-TEST(DdalctlAif, FreesTheLogOfAKilledProcessOnly)
+// A process that is killed while it writes to the link log leaves the log locked for all other processes.
+TEST(DdalctlAif, FreesOnlyTheLogOfAKilledProcess)
 {
     EXPECT_EQ(ddalctl("aif log first").status, 0);
     EXPECT_EQ(ddalctl_json("aif unlock").at("freed"), false);
@@ -70,8 +70,8 @@ TEST(DdalctlAif, FreesTheLogOfAKilledProcessOnly)
     EXPECT_EQ(ddalctl("aif log third").status, 0);
 }
 
-// Nothing is lost without consent; there is no terminal here to ask on.
-TEST(DdalctlConsent, IsNeededWhereSomethingIsLost)
+// Commands that destroy data require consent. These have no terminal to ask for it.
+TEST(DdalctlConsent, IsRequiredBeforeDataIsLost)
 {
     for (const char *line : {"ffs format 1 ext4", "ffs clean 2", "boot switch 54", "boot update /x", "reboot"}) {
         put_file("/run/stub/log", "");

@@ -1,4 +1,4 @@
-// ddalctl on a board: what it prints, its exit status, its one JSON document.
+// ddalctl on a board: its output, its exit status, its JSON document.
 #include <csignal>
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ TEST(Ddalctl, PrintsSeveralRegistersAsATable)
     EXPECT_EQ(registers, Json::parse(R"([{"address": 512, "value": 1}, {"address": 516, "value": 255}])"));
 }
 
-// Each line changes the board through one operation; what came of it is read through another way.
+// Each line changes the board through one operation. Another operation reads the effect.
 TEST(Ddalctl, ChangesTheBoard)
 {
     struct {
@@ -50,7 +50,7 @@ TEST(Ddalctl, ChangesTheBoard)
     }
 }
 
-TEST(Ddalctl, ReadsBackWhatItWrote)
+TEST(Ddalctl, ReadsBackWrittenValues)
 {
     struct {
         const char *write;
@@ -78,7 +78,7 @@ TEST(Ddalctl, ReportsTheBoard)
     EXPECT_EQ(board.at("eth1"), ddalctl_json("devicetree mac eth1").at("mac"));
     EXPECT_EQ(board.at("fpga-version"), ddalctl_json("fpga version").at("version"));
 
-    // A board without a property still has a report.
+    // A board that lacks a property still has a report.
     const KeptFile kept("/proc/device-tree/board-identity/die-id");
     ASSERT_EQ(unlink("/proc/device-tree/board-identity/die-id"), 0);
     const Finished run = ddalctl("--json board");
@@ -87,7 +87,7 @@ TEST(Ddalctl, ReportsTheBoard)
     EXPECT_EQ(document_of(run).at("serial-number"), board.at("serial-number"));
 }
 
-TEST(Ddalctl, KeepsTheDocumentWholeWhateverThePropertyHolds)
+TEST(Ddalctl, KeepsTheDocumentValidForEveryProperty)
 {
     const std::string property = "/proc/device-tree/board-identity/board-description";
     const KeptFile kept(property);
@@ -107,11 +107,11 @@ TEST(Ddalctl, FollowsTheFrame)
 
     const uint32_t wanted = (after.at("sfn").get<uint32_t>() + 200) % 4096;
     const uint32_t reached = ddalctl_json("frame wait " + std::to_string(wanted)).at("sfn");
-    EXPECT_LT((reached - wanted + 4096) % 4096, 100u); // a busy machine wakes up late
+    EXPECT_LT((reached - wanted + 4096) % 4096, 100u); // a busy machine wakes the program late
 }
 
-// Ctrl-C ends a watch in good order: what was seen is reported.
-TEST(Ddalctl, ReportsWhatItSawWhenInterrupted)
+// Ctrl-C ends a watch, which still reports its results.
+TEST(Ddalctl, ReportsItsResultsWhenInterrupted)
 {
     for (const char *line : {"--json frame watch", "--json power-meter watch"}) {
         const auto words = words_of(std::string(DDALCTL_PROGRAM) + " " + line);
@@ -121,7 +121,7 @@ TEST(Ddalctl, ReportsWhatItSawWhenInterrupted)
     }
 }
 
-TEST(Ddalctl, TellsHowAnOperationFailed)
+TEST(Ddalctl, ReportsHowAnOperationFailed)
 {
     struct {
         const char *fault;
@@ -154,7 +154,7 @@ TEST(Ddalctl, TellsHowAnOperationFailed)
     }
 }
 
-TEST(Ddalctl, RefusesWrongUseBeforeItTouchesTheBoard)
+TEST(Ddalctl, RefusesWrongUseBeforeItAccessesTheBoard)
 {
     const Fault loaded("open:/dev/fpga_frame errno=EIO count=0");
     for (const char *line : {"",

@@ -1,5 +1,5 @@
-// Nothing that runs on a board may change the host. The "host" here is a stage in namespaces of its own, so that even a
-// hole in the board cannot hurt the machine that runs the test.
+// A program on a board must not change the host. The "host" of these tests is a stage in separate namespaces, so that
+// even a hole in the board cannot damage the machine that runs the test.
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -42,7 +42,7 @@ void put(const fs::path &path, const std::string &text)
     std::ofstream(path) << text;
 }
 
-// Names, modes, owners and contents of a tree.
+// Returns the names, modes, owners and contents of a tree.
 std::map<std::string, std::string> picture(const fs::path &folder)
 {
     std::map<std::string, std::string> seen;
@@ -58,14 +58,14 @@ std::map<std::string, std::string> picture(const fs::path &folder)
     return seen;
 }
 
-// In front of a program of another processor; vboard has the same from the environment.
+// Returns the emulator for a program of another processor; vboard reads the same from the environment.
 std::string emulator()
 {
     const char *line = getenv("VBOARD_EMULATOR");
     return line ? std::string(line) + " " : "";
 }
 
-// A small host: its own /etc, /rom, /var, /sbin and /dev over the machine's read-only /usr.
+// A small host: a private /etc, /rom, /var, /sbin and /dev over the machine's read-only /usr.
 class Stage {
 public:
     Stage()
@@ -101,7 +101,7 @@ public:
         std::vector<std::string> needed{DDAL_BUILD_DIR, fs::path(VBOARD_PROGRAM).parent_path().parent_path()};
         std::istringstream words(emulator());
         for (std::string word; words >> word;)
-            if (word.starts_with('/')) // its folder of libraries is one of links to the one beside
+            if (word.starts_with('/')) // a program's folder of libraries is a link to the folder beside it
                 needed.push_back(fs::path(word).parent_path());
         for (const std::string &folder : needed)
             command += " --ro-bind " + folder + " " + folder;
@@ -119,7 +119,7 @@ const std::string kIntruder = std::string(DDAL_BUILD_DIR) + "/tests/vboard/intru
 
 } // namespace
 
-TEST(Host, StaysAsItWas)
+TEST(Host, StaysUnchanged)
 {
     const Stage stage;
     const auto before = picture(stage.host());
@@ -131,7 +131,7 @@ TEST(Host, StaysAsItWas)
     EXPECT_EQ(picture(stage.host()), before);
 }
 
-// The test above would be worth nothing if the stage kept the intruder out by itself.
+// The test above would prove nothing if the stage itself kept the intruder out.
 TEST(Host, WouldHaveBeenChangedWithoutTheBoard)
 {
     const Stage stage;
@@ -141,7 +141,7 @@ TEST(Host, WouldHaveBeenChangedWithoutTheBoard)
     EXPECT_TRUE(fs::exists(stage.host() / "opt/ran"));
 }
 
-TEST(Host, IsFencedAsWell)
+TEST(Host, IsFenced)
 {
     char writable[] = "/var/tmp/fenced-XXXXXX";
     const std::string mark = std::string(mkdtemp(writable)) + "/mark";
@@ -154,11 +154,11 @@ TEST(Host, IsFencedAsWell)
     const size_t page = ran.output.find("page /tmp/");
     ASSERT_NE(page, std::string::npos) << ran.output;
     const fs::path board = ran.output.substr(page + 5, ran.output.find("/.vboard", page) - page - 5);
-    EXPECT_FALSE(fs::exists(board)) << "the board was not taken away";
+    EXPECT_FALSE(fs::exists(board)) << "the board was not removed";
     fs::remove_all(writable);
 }
 
-// A socket's name has 108 bytes. Where the board's own place for it does not fit, the host's must not be reached.
+// A socket's name has at most 108 bytes. A name that does not fit below the board must not reach the host.
 TEST(Host, IsNotReachedBySocketNamesTooLongForTheBoard)
 {
     char folder[] = "/tmp/deep-XXXXXX";
@@ -175,7 +175,7 @@ TEST(Host, IsNotReachedBySocketNamesTooLongForTheBoard)
     fs::remove_all(folder);
 }
 
-TEST(Board, RefusesProgramsItCannotStandInFrontOf)
+TEST(Board, RefusesProgramsThatItCannotIntercept)
 {
     char folder[] = "/tmp/escape-XXXXXX";
     const fs::path program = fs::path(mkdtemp(folder)) / "static";
@@ -188,7 +188,8 @@ TEST(Board, RefusesProgramsItCannotStandInFrontOf)
     chmod(program.c_str(), 0755 | S_ISUID);
     EXPECT_EQ(run(kVboard + " run -- " + program.string()).status, 126);
 
-    // Of a processor whose programs the loader starts without the board's library, or too short to tell.
+    // The loader starts these without the board's library: a program of another processor, and a file too short to show
+    // one.
     const fs::path foreign = fs::path(folder) / "foreign";
     fs::copy_file("/bin/true", foreign);
     std::fstream(foreign, std::ios::in | std::ios::out).seekp(offsetof(Elf64_Ehdr, e_machine)).put(EM_386);
@@ -198,7 +199,7 @@ TEST(Board, RefusesProgramsItCannotStandInFrontOf)
     fs::remove_all(folder);
 }
 
-TEST(Board, TypesAreThoseThatCanRun)
+TEST(Board, ListsOnlyTypesThatCanRun)
 {
     const Ran types = run(kVboard + " types");
     std::istringstream lines(types.output);
@@ -212,7 +213,7 @@ TEST(Board, TypesAreThoseThatCanRun)
     EXPECT_GE(count, 4u) << types.output;
 }
 
-TEST(Board, TwoRunSideBySideAndEachKeepsItsOwn)
+TEST(Board, TwoRunSideBySideWithSeparateState)
 {
     const auto board = [](const std::string &type, const std::string &mark) {
         return kVboard + " run --type " + type + " -- /bin/sh -c \"echo " + mark +
@@ -234,7 +235,7 @@ TEST(Board, ProgramsOfOneBoardShareIt)
     fs::remove_all(folder);
 }
 
-// The next program may come while the daemon of the last one is still ending.
+// The next program may start while the daemon of the last one is still ending.
 TEST(Board, RunsOneProgramRightAfterTheOther)
 {
     char folder[] = "/tmp/again-XXXXXX";
@@ -246,14 +247,14 @@ TEST(Board, RunsOneProgramRightAfterTheOther)
     fs::remove_all(folder);
 }
 
-TEST(Board, ListsFilesThatOnlyItHas)
+TEST(Board, ListsItsFiles)
 {
     const Ran ran = run(kVboard + " run -- ls -l /dev/fpga_usr /etc/version /flash 2>&1 >/dev/null");
     EXPECT_EQ(ran.status, 0);
     EXPECT_EQ(ran.output, "");
 }
 
-TEST(Board, SaysWhatIsWrongWithACommand)
+TEST(Board, ReportsWrongCommands)
 {
     const std::pair<const char *, const char *> wrong[] = {
         {"run --type nothing -- true", "nothing.conf"},
@@ -271,8 +272,8 @@ TEST(Board, SaysWhatIsWrongWithACommand)
     }
 }
 
-// With --real-net interface requests go to the kernel, in the run's own network: never in this machine's.
-TEST(RealNetwork, IsNotTheHosts)
+// With --real-net, interface requests go to the kernel, in the network of the run and never in that of this machine.
+TEST(RealNetwork, IsSeparateFromTheHosts)
 {
     const std::string probe =
         "import fcntl,socket,struct\n"
@@ -297,7 +298,7 @@ TEST(RealNetwork, IsNotTheHosts)
     EXPECT_NE(real.output.find("True"), std::string::npos) << real.output;
     EXPECT_NE(real.output.find("raw"), std::string::npos) << real.output;
 
-    // A program that joins the board from the host's network reaches neither network's interfaces.
+    // A program that joins the board from the host's network reaches the interfaces of neither network.
     const std::string board = std::string(folder) + "/board";
     const Ran joined = run("{ " + kVboard + " run --board " + board +
                            " --real-net -- /bin/sh -c 'exec sleep 60' & for i in $(seq "
@@ -311,7 +312,7 @@ TEST(RealNetwork, IsNotTheHosts)
     fs::remove_all(folder);
 }
 
-TEST(RealNetwork, IsRefusedWhereNoneCanBeMade)
+TEST(RealNetwork, IsRefusedWithoutNamespaces)
 {
     const Ran ran = run(std::string(DDAL_BUILD_DIR) + "/tests/vboard/without_unshare " + kVboard +
                         " run --real-net -- /bin/echo ran");
@@ -320,7 +321,7 @@ TEST(RealNetwork, IsRefusedWhereNoneCanBeMade)
     EXPECT_EQ(ran.output.find("ran\n"), std::string::npos) << ran.output;
 }
 
-TEST(Trace, IsOneJsonObjectALine)
+TEST(Trace, HasOneJsonObjectPerLine)
 {
     char folder[] = "/tmp/traced-XXXXXX";
     const std::string board = std::string(mkdtemp(folder)) + "/board";

@@ -1,6 +1,7 @@
 /*
- * Tries to change the host in every way an application could, directly and by accident. Prints one line per attempt
- * that claims to have worked on something that only the host has; the test then compares the host before and after.
+ * Tries to change the host in every way that an application could, directly and by accident. Prints one line per
+ * attempt that claims to have reached something that only the host has. The test then compares the host before and
+ * after.
  *
  * usage: intruder [<descriptor of the host's /etc, opened before the board>]
  *        intruder --flags    prints the flags of the interface "lo"

@@ -1,4 +1,4 @@
-/* A program that no preload library can stand in front of. */
+/* A program that a preload library cannot intercept. */
 int main(void)
 {
     return 0;

@@ -1,4 +1,4 @@
-/* Runs a program that can make no namespaces: without_unshare PROGRAM ARGUMENT... */
+/* Runs a program that cannot make namespaces: without_unshare PROGRAM ARGUMENT... */
 #include <errno.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>

@@ -31,7 +31,7 @@ bool make_disk()
             return false;
     }
     close(image);
-    return mkdir("/ffs", 0755) == 0 && mkdir("/ffs/fs1", 0755) == 0; // the loop stays open for the machine's life
+    return mkdir("/ffs", 0755) == 0 && mkdir("/ffs/fs1", 0755) == 0; // the loop stays open
 }
 
 } // namespace rig

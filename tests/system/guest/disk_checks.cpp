@@ -1,4 +1,4 @@
-// A flash file system on a block device, with the system's own formatting and mounting programs.
+// A flash file system on a block device, with the formatting and mounting programs of the system.
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -16,7 +16,7 @@ namespace {
 
 const std::string kMountPoint = "/ffs/fs1";
 
-// Its exit status, or -1.
+// Runs a command. Returns its exit status, or -1.
 int run(std::vector<std::string> command)
 {
     std::vector<char *> arguments;
@@ -76,7 +76,7 @@ TEST(Disk, IsFormattedMountedAndCleaned)
     EXPECT_EQ(ddal_ffs_mount(DDAL_FFS_1, DDAL_FFS_TYPE_EXT4, 0), 0);
     EXPECT_EQ(mount_state(), uint32_t{DDAL_FFS_READ_ONLY});
     EXPECT_TRUE(std::filesystem::exists(kMountPoint + "/config/setting")); // kept on the disk
-    EXPECT_EQ(ddal_ffs_format(DDAL_FFS_1, DDAL_FFS_TYPE_EXT4), 0);         // takes it out of use first
+    EXPECT_EQ(ddal_ffs_format(DDAL_FFS_1, DDAL_FFS_TYPE_EXT4), 0);         // unmounts the file system first
     EXPECT_EQ(mount_state(), uint32_t{DDAL_FFS_NOT_MOUNTED});
 }
 

@@ -34,7 +34,7 @@ double system_seconds(clockid_t clock)
     return seconds(now);
 }
 
-// What `read` yields and the clock's time of it, of the quickest of several tries: an emulator is held up at times.
+// The value of `read` and its time, from the quickest of several tries, because an emulator is delayed at times.
 struct Sample {
     double value;
     double time;
@@ -98,7 +98,7 @@ TEST(Frame, ClocksAgreeWithTheKernels)
     }
 }
 
-// Counts on over the driver's low word, in the page and between two pages.
+// Frame counts continue beyond the driver's low word, in the page and between two pages.
 TEST(Frame, CountsBeyondThirtyTwoBits)
 {
     const uint64_t edge = uint64_t{1} << 32;
@@ -113,7 +113,7 @@ TEST(Frame, CountsBeyondThirtyTwoBits)
         const uint64_t next = bcn_now();
         EXPECT_GT(next, bcn);
         EXPECT_LT(next, edge + 1000);
-        EXPECT_LE((next - sfn) & kSfnMask, 50u); // some may pass between the two
+        EXPECT_LE((next - sfn) & kSfnMask, 50u); // frames may pass between the two calls
         bcn = next;
     }
     EXPECT_GE(bcn, edge);
@@ -159,7 +159,7 @@ TEST(Frame, AWaitEndsWithASignal)
     setitimer(ITIMER_REAL, &off, nullptr);
 }
 
-TEST(Frame, SaysWhenFramesHaveNoNumber)
+TEST(Frame, ReportsFramesWithoutANumber)
 {
     const rig::SwitchedOff numbered("numbered");
     uint64_t bcn = 0;
@@ -167,12 +167,12 @@ TEST(Frame, SaysWhenFramesHaveNoNumber)
     uint32_t sfn = 1;
     EXPECT_EQ(ddal_sfn_wait_for(&sfn, nullptr), DDAL_ERR_NO_FRAME_INFO);
     timespec time{};
-    EXPECT_EQ(ddal_clock_gettime(CLOCK_MONOTONIC, &time), 0); // the system's
+    EXPECT_EQ(ddal_clock_gettime(CLOCK_MONOTONIC, &time), 0); // the clock of the system
     EXPECT_NEAR(seconds(time), system_seconds(CLOCK_MONOTONIC), 0.5);
 }
 
-// A driver that stands still: the frame goes on with the counter.
-TEST(Frame, CountsOnWithoutTheDriver)
+// The driver stands still, and the frame count continues with the processor's counter.
+TEST(Frame, ContinuesWithoutTheDriver)
 {
     const Sample before = sample(CLOCK_MONOTONIC, frame_seconds);
     {

@@ -60,7 +60,7 @@ TEST(Identity, NumbersAndMasks)
     EXPECT_EQ(value, 0b1101u);
     EXPECT_EQ(count, 4u);
 
-    EXPECT_LT(ddal_devicetree_set_isti(1), 0); // the kernel's tree cannot be written
+    EXPECT_LT(ddal_devicetree_set_isti(1), 0); // the kernel's tree is read-only
     EXPECT_EQ(ddal_devicetree_get_isti(0, &value), 0);
     EXPECT_EQ(value, 0xA1B2C3D4u);
 }

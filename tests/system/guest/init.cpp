@@ -53,7 +53,7 @@ void load_kernel_modules()
         load_module(path);
 }
 
-// The name that the library knows the board's pulse by.
+// Gives the board's pulse the device name that the library uses.
 void name_pulse_device()
 {
     for (int n = 0; n < 8; n++) {

@@ -1,4 +1,4 @@
-// Settings and states of copper links, asked of real network drivers.
+// Settings and states of copper links, read from real network drivers.
 #include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ uint32_t setting(Get get, uint32_t phy_dev)
     return value;
 }
 
-// The state once the link is as wanted, or the last one: a driver's link watch takes its time.
+// Returns the state once the link is as wanted, or the last state: a driver's link watch is slow.
 ddal_phy_copper_status status_with_link(uint32_t phy_dev, uint32_t link)
 {
     ddal_phy_copper_status status{};
@@ -40,7 +40,7 @@ ddal_phy_copper_status status_with_link(uint32_t phy_dev, uint32_t link)
     return status;
 }
 
-TEST(Interface, TheCardTakesSettings)
+TEST(Interface, TheCardAcceptsSettings)
 {
     ASSERT_TRUE(rig::set_up("eth1", true));
     const ddal_phy_copper_status status = status_with_link(kCard, 1);

@@ -18,7 +18,7 @@ namespace rig {
 
 namespace {
 
-// One netlink request, its attributes nested as they are opened and closed.
+// One netlink request. Attributes nest from their opening to their closing.
 class Request {
 public:
     Request(uint16_t type, uint16_t flags)
@@ -95,7 +95,7 @@ bool make_link(const char *name, const char *peer)
     return request.send();
 }
 
-// One request on an interface's name.
+// Sends one request on an interface's name.
 bool control(const char *name, unsigned long number, ifreq &request)
 {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -126,7 +126,7 @@ bool set_up(const char *name, bool up)
 
 bool make_interfaces()
 {
-    // The kernel has given the card the first name.
+    // The kernel gives the card the first name.
     return rename("eth0", "eth1") && make_link("eth0", "eth3");
 }
 

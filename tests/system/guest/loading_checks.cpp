@@ -1,4 +1,4 @@
-// What happens to a process that loads the library on a machine that is no board.
+// Loading the library on a machine that is not a board.
 #include <array>
 #include <csignal>
 #include <dlfcn.h>
@@ -46,7 +46,7 @@ TEST(Loading, AbortsWithoutTheFrameDevice)
     expect_abort_saying("driver open failed: No such file or directory\n");
 }
 
-// The machine was started with this frequency, and with the frame device.
+// The machine was started with this counter frequency and with the frame device.
 TEST(Loading, AbortsAtAnotherFrequency)
 {
     ASSERT_EQ(access("/dev/fpga_frame", R_OK), 0);

@@ -1,4 +1,4 @@
-// Stands where the board's tool for encrypted partitions is: no partition is encrypted, every other command succeeds.
+// Replaces the board's tool for encrypted partitions: no partition is encrypted, every other command succeeds.
 #include <cstring>
 
 int main(int argc, char **argv)

@@ -1,4 +1,4 @@
-// The pulse per second, through the kernel's own PPS interface.
+// The pulse per second, through the PPS interface of the kernel.
 #include <cerrno>
 #include <ctime>
 #include <gtest/gtest.h>

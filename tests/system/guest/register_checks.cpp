@@ -104,7 +104,7 @@ TEST(Dfe, MovesBlocksUnderALock)
         EXPECT_EQ(byte, 0x5F);
     EXPECT_EQ(ddal_dfe_read(DDAL_DFE_CHIP_ID0, 0x1000 - 4, found.data(), 8), -ENXIO);
 
-    // Another user has it: the call waits.
+    // Another user holds the lock, so the call waits.
     const int other = open("/dev/dfe", O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(other, LOCK_EX), 0);
     std::atomic<bool> done{false};

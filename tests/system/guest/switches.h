@@ -5,7 +5,7 @@
 
 namespace rig {
 
-// In force when it returns: in the page of the next frame.
+// Sets a switch and waits until it takes effect in the page of the next frame.
 void set_switch(const std::string &name, const std::string &value);
 std::string get_switch(const std::string &name);
 

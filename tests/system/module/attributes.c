@@ -18,7 +18,7 @@
 static u16 phy[PAGES][REGISTERS] = {[0] = {[CONTROL] = CONTROL_DEFAULT, [IDENTIFIER] = 0x0141}};
 static char phy_reset = '1';
 
-/* The register at an offset, or NULL. */
+/* Returns the register at an offset, or NULL. */
 static u16 *phy_register(loff_t offset, size_t length)
 {
     const u32 page = (u32)(offset >> 16), number = (u32)(offset & 0xFFFF) / sizeof(u16);

@@ -1,5 +1,4 @@
-/* The rig's board: devices that a real board's kernel drivers would offer, made of memory and the processor's counter.
- */
+/* The rig's board: the devices of a real board's kernel drivers, made of memory and the processor's counter. */
 #ifndef DDAL_SYSTEM_BOARD_H
 #define DDAL_SYSTEM_BOARD_H
 

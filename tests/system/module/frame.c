@@ -87,7 +87,7 @@ static void pulse(u32 previous)
     pps_event(pps, &time, PPS_CAPTUREASSERT, NULL);
 }
 
-/* All three at one moment: again if the emulator was held up between them. */
+/* Reads all three at one moment. Repeats the reads if the emulator was delayed between them. */
 static void read_clocks(u64 *counter, ktime_t *monotonic, ktime_t *real)
 {
     unsigned int tries = 0;
@@ -117,7 +117,7 @@ static enum hrtimer_restart tick(struct hrtimer *t)
     if (frame != previous)
         wake_up_interruptible(&new_frame);
 
-    /* To the start of the next frame, as the counter has it. */
+    /* Expires at the start of the next frame by the counter. */
     hrtimer_set_expires(t, ktime_add_ns(monotonic, FRAME_NS - late_ns));
     return HRTIMER_RESTART;
 }

@@ -1,6 +1,6 @@
 /*
  * Register devices: /dev/fpga_usr (32-bit registers), /dev/cpld-usr (8-bit registers at multiples of 4), /dev/dfe
- * (bytes). A transfer at a position that no register has fails with ENXIO, one of another width with EINVAL.
+ * (bytes). A transfer outside the registers fails with ENXIO, one of another width with EINVAL.
  */
 #include <linux/fs.h>
 #include <linux/miscdevice.h>
@@ -31,7 +31,7 @@ struct register_device {
     u8 *bytes;
 };
 
-/* The FPGA has two ranges of registers, the upper one at offsets that need more than 31 bits. */
+/* The FPGA has two ranges of registers. The offsets of the upper one need more than 31 bits. */
 #define FPGA_RANGE 0x200000u
 #define FPGA_UPPER_RANGE 0xF0000000u
 
@@ -42,7 +42,7 @@ static struct register_device *device_of(struct file *file)
     return container_of(file->private_data, struct register_device, misc);
 }
 
-/* The bytes at the position, or NULL. */
+/* Returns the bytes at the position, or NULL. */
 static u8 *locate(const struct register_device *device, loff_t position, size_t length)
 {
     if (device->width == sizeof(u32) && position >= FPGA_RANGE)
