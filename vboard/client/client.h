@@ -11,24 +11,24 @@
 
 namespace vboard {
 
-// The board did not understand or could not do what it was told.
+// The board could not understand or execute a command.
 struct ClientError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 class Client {
 public:
-    // The board of `directory`; without one, the board this program runs on. Throws ClientError.
+    // Connects to the board of `directory`, or to the board that this program runs on. Throws ClientError.
     explicit Client(const std::filesystem::path &directory = {});
     ~Client();
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
 
-    // Does one command and returns what it prints. Words are separated by blanks in the second form.
+    // Executes one command and returns its output. The second form separates words by blanks.
     std::string run(const std::vector<std::string> &words);
     std::string run(const std::string &line);
 
-    // Keeps the board alive as long as this object lives.
+    // Keeps the board alive while this object lives.
     void hold();
 
     Page &page() { return *page_; }

@@ -1,4 +1,4 @@
-// Programs that a preload library cannot stand in front of.
+// Programs that a preload library cannot intercept.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,8 @@ bool has_interpreter(const char *head, size_t length)
     return false;
 }
 
-// The beginning of a program file, as far as there is one. Raw calls only: it runs inside the preload library too.
+// The beginning of a program file; may be shorter. Makes system calls directly, because the preload library uses it
+// too.
 struct ProgramHead {
     explicit ProgramHead(const char *host_path)
     {
@@ -45,16 +46,16 @@ struct ProgramHead {
     size_t length = 0;
 };
 
-// As in an ELF header; EM_NONE of anything else.
+// Returns the machine of an ELF header, or EM_NONE for any other file.
 inline uint16_t machine_of(const char *host_path)
 {
     const ProgramHead head(host_path);
     if (!head.is_elf() || head.length < sizeof(Elf32_Ehdr))
         return EM_NONE;
-    return reinterpret_cast<const Elf32_Ehdr *>(head.bytes)->e_machine; // in the same place in both classes
+    return reinterpret_cast<const Elf32_Ehdr *>(head.bytes)->e_machine; // at the same offset in both classes
 }
 
-// The loader ignores a preload library of another processor, and runs the program without it.
+// The loader ignores a preload library of another processor and runs the program without it.
 inline bool is_served_machine(const ProgramHead &head)
 {
     constexpr uint16_t kServed[] = {EM_X86_64, EM_AARCH64, EM_ARM};
@@ -65,7 +66,7 @@ inline bool is_served_machine(const ProgramHead &head)
     return false;
 }
 
-// True for static and for setuid programs, and for those of a processor that has no preload library.
+// Returns true for static and setuid programs, and for programs of a processor without a preload library.
 inline bool escapes_preload(const char *host_path)
 {
     struct statx info;
@@ -75,7 +76,7 @@ inline bool escapes_preload(const char *host_path)
         return true;
     const ProgramHead head(host_path);
     if (!head.is_elf())
-        return false; // a script: its interpreter is looked at when it is started
+        return false; // a script, whose interpreter is checked when it starts
     if (head.length < sizeof(Elf64_Ehdr) || !is_served_machine(head))
         return true;
     return head.bytes[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head.bytes, head.length)

@@ -1,4 +1,4 @@
-// How each call can plausibly fail. A sweep tries every entry; one row a call.
+// Plausible failures of each call, one row per call. A sweep tries every entry.
 #pragma once
 
 #include <cerrno>
@@ -11,7 +11,7 @@ constexpr uint32_t kMaxFailures = 4;
 struct CallFailures {
     const char *call;
     int errors[kMaxFailures]; // closed by 0
-    bool shortens;            // may also move fewer bytes, or none
+    bool shortens;            // may also move fewer bytes, or 0
 };
 
 constexpr CallFailures kCallFailures[] = {
@@ -23,7 +23,7 @@ constexpr CallFailures kCallFailures[] = {
     {"pread", {EIO, EINTR, 0}, true},
     {"pwrite", {EIO, EINTR, 0}, true},
     {"fread", {EIO, EINTR, 0}, true},
-    {"fwrite", {EIO, ENOSPC, EINTR, 0}, false}, // EINTR of a stream: only while the thread takes signals
+    {"fwrite", {EIO, ENOSPC, EINTR, 0}, false}, // EINTR only while the thread accepts signals
     {"getline", {EIO, EINTR, 0}, false},
     {"fflush", {ENOSPC, EINTR, 0}, false},
     {"fseek", {EINVAL, 0}, false},
@@ -54,9 +54,9 @@ constexpr CallFailures kCallFailures[] = {
     {"fdatasync", {EIO, 0}, false},
     {"splice", {EIO, EINTR, 0}, false},
     {"pipe", {EMFILE, 0}, false},
-    {"fork", {EAGAIN, 0}, false}, // and clone
+    {"fork", {EAGAIN, 0}, false}, // also clone
     {"waitpid", {EINTR, 0}, false},
-    {"exec", {EACCES, 0}, false}, // only for who asks for it by name
+    {"exec", {EACCES, 0}, false}, // only for rules that name it
     {"poll", {EINTR, ENOMEM, 0}, false},
     {"select", {EINTR, ENOMEM, 0}, false},
     {"socket", {EMFILE, 0}, false},

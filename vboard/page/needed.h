@@ -12,7 +12,7 @@
 
 namespace vboard {
 
-// A mapped ELF file. Raw calls only: it is read inside the preload library too, between fork and exec.
+// A mapped ELF file. Makes system calls directly, because the preload library reads it between fork and exec.
 class ElfFile {
 public:
     explicit ElfFile(const char *host_path)
@@ -43,7 +43,7 @@ public:
     }
     bool has_64_bits() const { return bytes_[EI_CLASS] == ELFCLASS64; }
 
-    // The `index`th record of a table, nullptr where the file has ended before it.
+    // Returns record `index` of a table, or nullptr if the file ends before it.
     template <typename Record>
     const Record *record(uint64_t table, size_t index) const
     {
@@ -52,7 +52,7 @@ public:
                    ? reinterpret_cast<const Record *>(bytes_ + at)
                    : nullptr;
     }
-    // True when the text at `at` is `name` or `name` with a version behind it ("libx.so" and "libx.so.8").
+    // Returns true when the text at `at` is `name`, or `name` with a version behind it ("libx.so" and "libx.so.8").
     bool names_library(uint64_t at, const char *name) const
     {
         for (; *name; ++name, ++at)
@@ -92,7 +92,7 @@ bool is_needed(const ElfFile &file, const char *name)
         return false;
     const size_t count = static_cast<size_t>(dynamic->p_filesz) / sizeof(Entry);
     const Entry *entry;
-    uint64_t texts = 0; // an address of the running program at first
+    uint64_t texts = 0; // first as an address of the running program
     for (size_t i = 0; i < count && (entry = file.record<Entry>(dynamic->p_offset, i)); ++i)
         if (entry->d_tag == DT_STRTAB)
             texts = entry->d_un.d_ptr;
@@ -107,7 +107,7 @@ bool is_needed(const ElfFile &file, const char *name)
     return false;
 }
 
-// True when the program itself names the library; what its other libraries need is not looked at.
+// Returns true when the program itself names the library. Does not check the program's other libraries.
 inline bool needs_library(const char *host_path, const char *name)
 {
     const ElfFile file(host_path);

@@ -1,4 +1,4 @@
-// The board's shared page: everything that the preload library must know without asking the daemon.
+// The board's shared page, with all facts that the preload library must know without a request to the daemon.
 //
 // One file per board, mapped by the daemon, by every process of the board and by the control client. All fields are
 // fixed width and naturally aligned, so that 32- and 64-bit processes share it.
@@ -13,7 +13,7 @@ constexpr uint32_t kPageMagic = 0x56424F44;
 constexpr uint32_t kPageVersion = 4;
 
 enum class NodeKind : uint32_t {
-    kPlain = 1,     // a real file; listed so that traces and faults know its name
+    kPlain = 1,     // a real file, listed so that traces and faults know its name
     kModel = 2,     // transfers and requests go to the daemon
     kAttribute = 3, // read as a plain file, writes go to the daemon
     kChannel = 4,   // opening yields one end of a socket that the daemon writes records to
@@ -25,12 +25,12 @@ struct Node {
     char path[112];
     uint32_t id;
     NodeKind kind;
-    uint64_t device; // of the file under root/ (major in the upper half), to know a descriptor by
+    uint64_t device; // device of the file under root/ (major in the upper half), which identifies a descriptor
     uint64_t inode;
 };
 static_assert(sizeof(Node) == 136);
 
-// How many bytes an ioctl carries; never derived from the request number.
+// Number of bytes that an ioctl carries. It is never derived from the request number.
 struct IoctlForm {
     uint32_t node;
     uint32_t request;
@@ -38,13 +38,13 @@ struct IoctlForm {
     uint32_t by_value; // 1: the argument is a word, not a pointer
 };
 
-// "Fail the n-th matching call." Written by the control client, counted by the preload library.
+// Rule "fail the n-th matching call". The control client writes it, the preload library counts.
 struct FaultRule {
     std::atomic<uint32_t> armed;
     std::atomic<uint32_t> seen;
     std::atomic<uint32_t> fired;
     uint32_t nth;      // first matching call that fails, from 1
-    uint32_t count;    // how many calls from there on; 0 = all
+    uint32_t count;    // number of calls that fail; 0 = all
     int32_t error;     // errno to fail with; 0 = do not fail
     uint32_t limit;    // transfer at most limit - 1 bytes; 0 = no limit
     uint32_t delay_us; // wait before the call
@@ -52,14 +52,14 @@ struct FaultRule {
     uint32_t pid;      // only this process and its forked children until they exec; 0 = any
     char call[24];     // "pread", or "" for any call
     char path[112];    // board path, exact or with a closing "*"; "" for any
-    char hit_call[24]; // what the rule fired on last
+    char hit_call[24]; // the call on which the rule last fired
     char hit_path[112];
     uint32_t hit_limit; // as `limit`
     int32_t hit_error;  // the failure that was injected; 0 for a short transfer
     uint32_t exhausted; // the call has fewer plausible failures than `variant`
 };
 
-// Line settings of a terminal of the board: a pty forgets parity and rate, the page remembers what was asked for.
+// Line settings of a terminal of the board. A pty forgets parity and rate, so the page stores the requested ones.
 struct Terminal {
     std::atomic<uint32_t> device; // of the pty's slave, 0 = unused
     std::atomic<uint32_t> cflag;
@@ -89,12 +89,13 @@ struct Page {
     char writable[kMaxWritable][256]; // places of the host where the board's programs may write
     uint32_t writable_count;
     char network[60];                        // the namespace where interface requests go to the kernel; "": nowhere
-    char environment[kMaxEnvironment][1024]; // NAME=value, put back into every environment
+    char environment[kMaxEnvironment][1024]; // NAME=value, restored in every environment
     uint32_t environment_count;
-    char runtime[64];           // start of the name of a library for the programs linked with it; may be empty
-    char runtime_preload[1024]; // what those have in place of the first entry of `environment`
+    // Start of the name of a library, for the programs that are linked with it. May be empty.
+    char runtime[64];
+    char runtime_preload[1024]; // replaces the first entry of `environment` for those
     char emulator[512];         // of other processors' programs: path and options, each closed by NUL; "" without one
-    uint32_t native_machine;    // as in an ELF header: what runs without the emulator
+    uint32_t native_machine;    // as in an ELF header; runs without the emulator
     uint32_t speed;             // board seconds per host second
     int64_t epoch_ns[2];        // real time and monotonic time at which scaling started
     std::atomic<uint32_t> trace;

@@ -10,7 +10,7 @@ enum class Op : uint32_t {
     kRead = 2,
     kWrite = 3,
     kIoctl = 4,
-    kCancel = 5,      // id of a request that was interrupted
+    kCancel = 5,      // the id of the interrupted request
     kControl = 6,     // a control command in words separated by NUL; the answer is text
     kHold = 7,        // keeps the board alive until the connection ends
     kNotifyRead = 8,  // text of a notifying attribute; flags: the socket's serial; offset all ones: at its position
@@ -25,7 +25,7 @@ struct RequestHeader {
     uint32_t id;
     uint32_t request; // ioctl number
     uint64_t offset;
-    uint32_t length; // bytes wanted (reads); payload length otherwise follows from the message
+    uint32_t length; // bytes to read; otherwise the message gives the payload length
     uint32_t flags;  // open flags
     int32_t pid;
     int32_t tid;
@@ -40,7 +40,7 @@ struct ReplyHeader {
 };
 static_assert(sizeof(ReplyHeader) == 16);
 
-// An interface request: what the caller's record holds, both ways.
+// An interface request: the content of the caller's record, in both directions.
 struct InterfaceRequest {
     char name[16];
     uint32_t flags;
@@ -48,14 +48,14 @@ struct InterfaceRequest {
 };
 static_assert(sizeof(InterfaceRequest) == 84);
 
-// A call of the switch's client library: its name, then its arguments as 64-bit words. The answer is the SDK's result
-// and then the outputs, words again.
+// A call of the switch's client library: its name, then its arguments as 64-bit words. The answer is the SDK's result,
+// then the outputs as words.
 constexpr uint32_t kSwitchCallName = 56; // bytes of the name, closed by NUL
 
 constexpr uint32_t kMaxPayload = 64 * 1024;
 
-// The daemon's end of a handed-out socket is bound to an abstract name of this form, so that a descriptor can be traced
-// back to its node after dup, fork and exec: "vboard/<page inode>/<node id>/<serial>".
+// The daemon binds its end of a handed-out socket to an abstract name of this form: "vboard/<page inode>/<node
+// id>/<serial>". The name leads from a descriptor to its node after dup, fork and exec.
 constexpr char kPeerPrefix[] = "vboard/";
 
 } // namespace vboard

@@ -1,4 +1,4 @@
-// Which paths belong to the board, which to the host. The longest matching prefix decides.
+// Paths of the board and paths of the host. The longest matching prefix decides.
 #pragma once
 
 #include <cstdint>
@@ -6,11 +6,12 @@
 namespace vboard {
 
 enum class Policy : uint8_t {
-    kBoard,    // only the board's files, reading and writing
-    kOverlay,  // the board's file where there is one, else the host's for reading; writing makes the board's own copy
-    kProgram,  // the board's programs; of the host's only those named kHost below
+    kBoard, // only the board's files, reading and writing
+    // Reads the board's file if there is one, else the host's. A write makes a copy on the board first.
+    kOverlay,
+    kProgram,  // the board's programs, and of the host's only kHostPrograms
     kHost,     // the host's, never written
-    kWritable, // the host's, also written
+    kWritable, // the host's, writable
 };
 
 struct PathRule {
@@ -18,7 +19,7 @@ struct PathRule {
     Policy policy;
 };
 
-// "/bin", "/sbin" and "/lib*" are folded into "/usr" before a rule is looked up.
+// "/bin", "/sbin" and "/lib*" are folded into "/usr" before the lookup of a rule.
 constexpr PathRule kPathRules[] = {
     {"/", Policy::kOverlay},
     {"/rom", Policy::kBoard},
@@ -75,7 +76,7 @@ constexpr PathRule kPathRules[] = {
     {"/usr/sbin", Policy::kProgram},
 };
 
-// Programs of the host that board programs may run: the shell and what stubs are written with.
+// Programs of the host that board programs may run: the shell and the tools of the stubs.
 constexpr const char *kHostPrograms[] = {
     "sh",        "dash",   "bash",    "env",      "cat",      "cp",        "mv",        "rm",      "ln",
     "mkdir",     "rmdir",  "touch",   "chmod",    "chown",    "ls",        "echo",      "printf",  "sed",

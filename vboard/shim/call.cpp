@@ -1,4 +1,4 @@
-// What happens around every wrapped call: faults and the trace.
+// Faults and the trace, which surround every wrapped call.
 #include "shim.h"
 
 #include <fcntl.h>
@@ -29,8 +29,8 @@ void wait_microseconds(uint32_t microseconds)
     syscall(SYS_nanosleep, &span, nullptr);
 }
 
-// The plausible failure number `variant` of a call, counting errno values first, then short transfers (reported as a
-// limit).
+// Selects the plausible failure number `variant` of a call. Errno values count first, then short transfers (reported as
+// a limit).
 bool plausible(const char *call, uint32_t variant, bool interruptible, int *error, uint32_t *limit)
 {
     for (const CallFailures &entry : kCallFailures) {
@@ -49,7 +49,7 @@ bool plausible(const char *call, uint32_t variant, bool interruptible, int *erro
         }
         variant -= n;
         if (entry.shortens && variant < 2) {
-            *limit = variant == 0 ? 2 : 1; // one byte, then none
+            *limit = variant == 0 ? 2 : 1; // one byte, then 0 bytes
             return true;
         }
         return false;
@@ -101,7 +101,7 @@ void Call::look()
         uint32_t limit = rule.limit;
         if (error < 0 &&
             (!plausible(name_, 0, interruptible_, &error, &limit) || (!rule.call[0] && same(name_, "exec"))))
-            continue; // a sweep counts only calls that can fail, and programs only where it asks for them
+            continue; // a sweep counts only calls that can fail, and programs only on request
         const uint32_t number = rule.seen.fetch_add(1) + 1;
         if (number < rule.nth || (rule.count && number >= rule.nth + rule.count))
             continue;
@@ -163,7 +163,7 @@ void append_to_board(const char *name, const char *bytes, size_t length)
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC;
     long fd = syscall(SYS_openat, AT_FDCWD, path, kFlags, 0644);
     if (fd < 0 && errno == EMFILE) {
-        // The program has used up its descriptors: what it does then is just what the board has to tell.
+        // The program has used up its descriptors. The board must still log its next calls.
         uint64_t limits[2];
         syscall(SYS_prlimit64, 0, RLIMIT_NOFILE, nullptr, limits);
         const uint64_t raised[2] = {limits[1], limits[1]};
@@ -179,7 +179,7 @@ void append_to_board(const char *name, const char *bytes, size_t length)
 
 namespace {
 
-// One trace line under construction.
+// Builds one trace line.
 class Line {
 public:
     void text(const char *t) { append(buffer_, sizeof buffer_ - 4, t); }

@@ -35,7 +35,7 @@ bool needs_emulator(const char *host_path)
     return machine != EM_NONE && machine != page()->native_machine;
 }
 
-// A list of pointers of fixed size that ends with a null pointer.
+// A list of pointers with a fixed size and a closing null pointer.
 class List {
 public:
     List(char **entries, size_t size) : entries_(entries), size_(size) { entries_[0] = nullptr; }
@@ -90,7 +90,7 @@ bool Command::emulate(const char *host_path, char *const *given)
         fits = list.add(word) && fits;
     for (uint32_t i = 0; i < p.environment_count; ++i)
         fits = list.add("-E") && list.add(p.environment[i]) && fits;
-    if (given && given[0]) // the program's own name need not be its path
+    if (given && given[0]) // a program's name may differ from its path
         fits = list.add("-0") && list.add(*given++) && fits;
     fits = list.add(host_path) && fits;
     for (; given && *given; ++given)

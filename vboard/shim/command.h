@@ -1,4 +1,4 @@
-// What the kernel is given to start a program of the board.
+// Arguments with which the kernel starts a program of the board.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,11 @@ namespace vboard::shim {
 constexpr size_t kMaxArguments = 1024;
 constexpr size_t kMaxEnvironmentEntries = 4096;
 
-// The program with the board's variables in its environment. One of another processor is an argument of the emulator,
-// which gives it those variables by its own option: the emulator itself is a program of the machine, in front of which
-// no library of the board may stand.
+// The program with the board's variables in its environment. A program of another processor becomes an argument of the
+// emulator, whose options pass the variables on: the emulator is a program of the machine and must run without the
+// board's library.
 struct Command {
-    // False with errno when it is too long. Keeps pointers to what it is given.
+    // Builds the command. Returns false with errno when it is too long. Keeps pointers to the arguments.
     bool make(const char *host_path, char *const *given_arguments, char *const *given_environment);
 
     const char *program;

@@ -1,5 +1,4 @@
-// The processor counter under a user-mode emulator, answered from the board's clock. Nothing of this is used on other
-// processors.
+// The processor counter under a user-mode emulator, answered from the board's clock. Only ARM programs use it.
 #include "shim.h"
 
 #if defined(__arm__)
@@ -35,7 +34,7 @@ void answer(int number, siginfo_t *info, void *context)
         signal(SIGILL, SIG_DFL);
 }
 
-// Before the constructor of the library, which checks the counter's frequency.
+// Runs before the constructor of the library, which checks the counter's frequency.
 __attribute__((constructor)) void install()
 {
     struct sigaction action {};

@@ -1,5 +1,5 @@
-// The processor counter where a user-mode emulator runs ARM programs: it has none, the instructions that read the
-// counter and its frequency trap. Answers such a trap.
+// The processor counter of ARM programs under a user-mode emulator. The emulator lacks the counter, so the instructions
+// that read it and its frequency trap. Answers such a trap.
 #pragma once
 
 #if defined(__arm__)
@@ -11,13 +11,13 @@ namespace vboard {
 
 constexpr uint32_t kCounterHz = 204'800'000;
 
-// The monotonic clock's time as a count.
+// Converts a time of the monotonic clock to counts.
 constexpr uint64_t counts_of(int64_t seconds, long nanoseconds)
 {
     return static_cast<uint64_t>(seconds) * kCounterHz + static_cast<uint64_t>(nanoseconds) * 128 / 625;
 }
 
-// Thumb instructions of 32 bits are two halfwords, the leading one first.
+// A 32-bit Thumb instruction is two halfwords, the leading one first.
 inline uint32_t instruction_at(unsigned long pc, bool thumb)
 {
     if (!thumb)
@@ -26,8 +26,8 @@ inline uint32_t instruction_at(unsigned long pc, bool thumb)
     return static_cast<uint32_t>(half[0]) << 16 | half[1];
 }
 
-// Does what the instruction at the trap was to do and steps over it; false when it is another one. `counter` is called
-// for the count.
+// Performs the trapped instruction and steps over it. Returns false for any other instruction. Calls `counter` for the
+// count.
 template <typename Counter>
 bool answer_counter_trap(ucontext_t &context, Counter counter)
 {

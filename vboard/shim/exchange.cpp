@@ -18,7 +18,7 @@ namespace {
 constexpr int kFirstOwnDescriptor = 960; // below the usual limit of 1024, above what programs use
 constexpr size_t kSignalSetSize = 8;
 
-// One connection per thread. A child after fork or vfork must not talk on its parent's, so the owner is remembered.
+// One connection per thread. The owner is remembered, because a child after fork or vfork must not use its parent's.
 struct Connection {
     int fd;
     pid_t owner;
@@ -76,7 +76,7 @@ int connect_to_daemon()
     return high;
 }
 
-// The thread's connection, made anew after a fork or when a program has closed it over our head.
+// Returns the thread's connection. Makes a new one after a fork, or after the program has closed it.
 int connection(bool *temporary)
 {
     const pid_t self = process_id();
@@ -87,7 +87,7 @@ int connection(bool *temporary)
     const int fd = connect_to_daemon();
     if (fd < 0)
         return -1;
-    // In a vfork child the thread's memory is the parent's: leave its connection alone.
+    // A vfork child shares the thread's memory with its parent, so the parent's connection stays.
     if (c.fd >= 0 && c.owner != self) {
         *temporary = true;
         return fd;
@@ -105,7 +105,7 @@ bool send_header(int fd, const RequestHeader &header, const void *payload, uint3
     return syscall(SYS_sendmsg, fd, &message, MSG_NOSIGNAL) >= 0;
 }
 
-// Waits until an answer is there. True when a signal came first.
+// Waits for an answer. Returns true when a signal arrives first.
 bool interrupted(int fd, const uint64_t &mask)
 {
     pollfd wait{fd, POLLIN, 0};
@@ -127,9 +127,9 @@ long receive(int fd, Exchange &message, uint32_t id)
         received.msg_controllen = sizeof control;
         const long n = syscall(SYS_recvmsg, fd, &received, MSG_CMSG_CLOEXEC);
         if (n < static_cast<long>(sizeof header))
-            return n < 0 && errno == EINTR ? -EINTR : -EIO; // the daemon has gone
+            return n < 0 && errno == EINTR ? -EINTR : -EIO; // the daemon has ended
         if (header.id != id)
-            continue; // the answer of a request that was given up
+            continue; // the answer of a cancelled request
         const cmsghdr *attached = CMSG_FIRSTHDR(&received);
         if (attached && attached->cmsg_type == SCM_RIGHTS)
             memcpy(&message.received_fd, CMSG_DATA(attached), sizeof(int));

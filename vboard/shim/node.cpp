@@ -1,4 +1,4 @@
-// Knowing a node of the board by its path or by a descriptor of it.
+// Finds a node of the board by its path or by a descriptor.
 #include "shim.h"
 
 #include <fcntl.h>
@@ -21,7 +21,7 @@ const Node *node_by_id(uint32_t id)
     return nullptr;
 }
 
-// The daemon binds its end of a handed-out socket to a name that holds the node's number and the socket's own.
+// The daemon binds its end of a handed-out socket to a name that holds the number of the node and of the socket.
 const Node *node_of_socket(int fd, uint32_t *serial)
 {
     sockaddr_un peer{};
@@ -95,7 +95,7 @@ void take_signal(int fd)
     KeepErrno keep;
     char marks[64];
     syscall(SYS_recvfrom, fd, marks, 1, MSG_OOB | MSG_DONTWAIT, nullptr, nullptr);
-    // Marks that a later one has overtaken stay behind as ordinary bytes.
+    // Marks that a later one has overtaken remain in the stream as ordinary bytes.
     while (syscall(SYS_recvfrom, fd, marks, sizeof marks, MSG_DONTWAIT, nullptr, nullptr) > 0)
         ;
 }

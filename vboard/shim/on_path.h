@@ -1,4 +1,4 @@
-// The shape of a call that takes a path.
+// The common form of calls that take a path.
 #pragma once
 
 #include <fcntl.h>
@@ -17,7 +17,7 @@ inline bool is_empty_path(const char *path, int flags)
     return (flags & AT_EMPTY_PATH) && path && !path[0];
 }
 
-// One path, one fault point, one call on where it lies.
+// Resolves one path, has one place for a fault, and calls `act` on the host path.
 template <typename Act>
 int on_path(const char *call, int directory, const char *path, unsigned how, Act act)
 {

@@ -1,4 +1,4 @@
-// Where a path of the program lies: on the board or on the host.
+// Resolves a path of the program to a place on the board or on the host.
 #include "shim.h"
 
 #include <fcntl.h>
@@ -17,7 +17,7 @@ long read_link(const char *path, char *out, size_t size)
     return n;
 }
 
-// Also true for a dangling link.
+// Reports whether the name exists. A dangling link also counts.
 bool name_exists(const char *host)
 {
     KeepErrno keep;
@@ -26,7 +26,7 @@ bool name_exists(const char *host)
            syscall(SYS_readlinkat, AT_FDCWD, host, target, sizeof target) >= 0;
 }
 
-// "/bin/x" is "/usr/bin/x".
+// Turns "/bin/x" into "/usr/bin/x".
 void fold(char *board)
 {
     constexpr const char *kFolded[] = {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"};
@@ -50,7 +50,7 @@ bool is_process_folder(const char *board)
     return starts_with(board, "/proc/") && board[6] >= '0' && board[6] <= '9';
 }
 
-// "/proc/self/fd/7" and its like lead to an open file, whatever its name says.
+// Reports a link such as "/proc/self/fd/7", which leads to an open file whatever its text says.
 bool is_descriptor_link(const char *board)
 {
     if (!starts_with(board, "/proc/"))
@@ -96,7 +96,7 @@ bool is_host_program(const char *board)
     return false;
 }
 
-// Where a name whose links are resolved lies for reading.
+// Finds the host path to read from, for a name without links.
 void host_for_reading(const char *board, Policy policy, char *host)
 {
     copy_text(host, PATH_MAX, page()->root);
@@ -108,7 +108,7 @@ void host_for_reading(const char *board, Policy policy, char *host)
             return;
         if (policy == Policy::kProgram && !same(board, "/usr/bin") && !same(board, "/usr/sbin") &&
             !is_host_program(board))
-            return; // names nothing: ENOENT
+            return; // the name does not exist: ENOENT
     }
     copy_text(host, PATH_MAX, board);
 }
@@ -128,7 +128,7 @@ bool make_parents(const char *host)
     return true;
 }
 
-// Gives the board a file of its own where it has used the host's so far.
+// Copies a host file to the board before its first change.
 bool copy_up(const char *board, char *host)
 {
     char from[PATH_MAX];
@@ -137,7 +137,7 @@ bool copy_up(const char *board, char *host)
     append(host, PATH_MAX, board);
     if (name_exists(host))
         return true;
-    // The folder must be there, on the board or on the host; the board's copy of it is made when needed.
+    // The folder must exist on the board or on the host. The board's copy of it is made on demand.
     char parent[PATH_MAX];
     copy_text(parent, sizeof parent, board);
     size_t cut = length_of(parent);
@@ -155,7 +155,7 @@ bool copy_up(const char *board, char *host)
         return false;
     KeepErrno keep;
     if (syscall(SYS_faccessat, AT_FDCWD, from, R_OK) != 0)
-        return true; // nothing to copy: the call creates the file
+        return true; // nothing to copy, since the call creates the file
     const long probe = syscall(SYS_openat, AT_FDCWD, from, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_DIRECTORY, 0);
     if (probe >= 0) {
         syscall(SYS_close, probe);
@@ -179,7 +179,7 @@ bool host_for_writing(const char *board, Policy policy, unsigned how, char *host
     }
     if (how & kRemove) {
         if (!name_exists(host) && name_exists(board)) {
-            errno = EROFS; // the host's file cannot be taken away
+            errno = EROFS; // the host's file cannot be removed
             return false;
         }
         return true;
@@ -187,7 +187,7 @@ bool host_for_writing(const char *board, Policy policy, unsigned how, char *host
     return copy_up(board, host);
 }
 
-// A descriptor link may be written through when what it stands for belongs to the board.
+// A descriptor link may be written through if its target belongs to the board.
 bool may_write_through(const char *board)
 {
     char target[PATH_MAX];
@@ -227,7 +227,7 @@ bool start_of(int directory, const char *path, char *out)
     return true;
 }
 
-// The walk: `done` holds the resolved board path without a closing slash, `rest` what is still to be walked.
+// State of the walk: `done` holds the resolved board path without a closing slash, `rest` the remaining path.
 struct Walk {
     char done[PATH_MAX];
     char rest[PATH_MAX];
@@ -242,7 +242,7 @@ void drop_last(char *path)
     path[n] = '\0';
 }
 
-// Takes the first component of `rest` into `name`; false when nothing is left.
+// Moves the first component of `rest` into `name`. Returns false when `rest` is empty.
 bool take_component(char *rest, char *name, bool *last)
 {
     size_t i = 0;
@@ -264,7 +264,7 @@ bool take_component(char *rest, char *name, bool *last)
     return n > 0;
 }
 
-// Replaces the name just walked by the link it is.
+// Replaces the last component by the target of its link.
 bool enter_link(Walk &walk, const char *target)
 {
     if (++walk.links > kMaxLinks) {

@@ -1,7 +1,7 @@
-// Shared by the files of the preload library.
+// Common declarations of the preload library.
 //
 // The library stands between a board program and libc. It allocates nothing, takes no lock and keeps errno where a call
-// succeeds; all its own system calls are raw ones, so that it never meets itself.
+// succeeds. It makes system calls directly, so that it never enters its wrappers.
 #pragma once
 
 #include <cerrno>
@@ -19,7 +19,7 @@
 
 #define SHIM_EXPORT __attribute__((visibility("default")))
 
-// Defines the library's replacement of a libc function without meeting libc's own declaration of it.
+// Defines the replacement of a libc function without including libc's declaration.
 #define WRAP(result, name, ...) WRAP_AS(result, name, #name, __VA_ARGS__)
 #define WRAP_AS(result, tag, symbol, ...)                                                                              \
     extern "C" SHIM_EXPORT result shim_##tag(__VA_ARGS__) __asm__(symbol);                                             \
@@ -27,10 +27,10 @@
 
 namespace vboard::shim {
 
-// The page of this process's board.
+// Returns the page of this process's board.
 Page *page();
 
-// The next definition of a libc function after this library.
+// Returns the next definition of a libc function after this library.
 void *next_symbol(const char *name);
 
 template <typename Function>
@@ -44,7 +44,7 @@ Function *next(Function *&cache, const char *name)
     return known;
 }
 
-// Calls the libc function that this library stands in front of. `type` is its function type.
+// Calls the libc function behind the wrapper. `type` is its function type.
 #define NEXT(type, name)                                                                                               \
     ([]() -> std::add_pointer_t<type> {                                                                                \
         static std::add_pointer_t<type> cached;                                                                        \
@@ -56,9 +56,9 @@ Function *next(Function *&cache, const char *name)
 size_t length_of(const char *text);
 bool same(const char *a, const char *b);
 bool starts_with(const char *text, const char *prefix);
-// True when `path` is `prefix` or lies below it.
+// Reports whether `path` is `prefix` or lies below it.
 bool is_below(const char *path, const char *prefix);
-// Appends to a buffer that always stays terminated; false when it did not fit.
+// Appends to a buffer that always stays terminated. Returns false when the text does not fit.
 bool append(char *buffer, size_t size, const char *text);
 void copy_text(char *to, size_t size, const char *from);
 char *format_number(uint64_t value, char *end); // writes backwards, returns the first digit
@@ -79,7 +79,7 @@ inline pid_t process_id()
     return static_cast<pid_t>(syscall(SYS_getpid));
 }
 
-// The process that this program image was started in; another one after a fork, until the next exec.
+// Identifies the process that this program image was started in. Changes after a fork until the next exec.
 pid_t program_id();
 
 inline pid_t thread_id()
@@ -90,19 +90,19 @@ inline pid_t thread_id()
 // --- paths ----------------------------------------------------------------------------------------------------------
 
 struct Path {
-    char board[PATH_MAX]; // as the program sees it, links resolved
-    char host[PATH_MAX];  // where it is
+    char board[PATH_MAX]; // as the program sees it, with links resolved
+    char host[PATH_MAX];  // the actual place
     Policy policy;
 };
 
 enum : unsigned {
     kFollow = 1, // follow a link in the last component
-    kWrite = 2,  // the call changes what is there
-    kRemove = 4, // the call takes the name away
+    kWrite = 2,  // the call changes the file
+    kRemove = 4, // the call removes the name
     kExec = 8,
 };
 
-// Finds where a path of the program lies. False with errno when there is no such place for it.
+// Resolves a path of the program. Returns false with errno when the path leads nowhere.
 bool resolve(int directory, const char *path, unsigned how, Path &out);
 
 // The board's name of a host path (as found in /proc/self/fd).
@@ -128,21 +128,21 @@ bool is_in_network_of_board();
 
 // --- one call -------------------------------------------------------------------------------------------------------
 
-// Life of one wrapped call: looks for a fault, limits the transfer, writes the trace. Costs two loads when there is
-// neither.
+// Life of one wrapped call: checks for a fault, limits the transfer, writes the trace. Costs two loads without fault
+// rules and trace.
 class Call {
 public:
     Call(const char *name, const char *board_path);
     Call(const char *name, int fd, bool interruptible = true);
     Call(const char *name, const Path &path) : Call(name, path.board) {}
 
-    // True when the call has to fail; errno is set.
+    // Returns true with errno when the call has to fail.
     bool fails();
-    // True when the next transfer is limited; `*length` is then cut. A limit of 0 means end of file.
+    // Returns true and cuts `*length` when the transfer is limited. A length of 0 means end of file.
     bool limits(size_t *length);
 
     void about(uint64_t offset, uint64_t request, const void *bytes, size_t length);
-    // Writes the trace line and passes the result on.
+    // Writes the trace line and returns the result.
     long done(long result);
     template <typename T>
     T *done_with(T *result)
@@ -168,7 +168,7 @@ private:
 
 // --- daemon ---------------------------------------------------------------------------------------------------------
 
-// Descriptors of the library's own start here, so that they stay out of a program's way.
+// Descriptors of the library start here, above those of programs.
 bool is_own_descriptor(int fd);
 
 struct Exchange {
@@ -184,10 +184,11 @@ struct Exchange {
     int received_fd; // -1 or a descriptor that came with the answer
 };
 
-// One request and its answer. Returns the result (negative: -errno). Interruptible by signals: -EINTR.
+// Sends one request and waits for its answer. Returns the result (negative: -errno); -EINTR when a signal interrupts
+// it.
 long exchange(Exchange &message);
 
-// Such a result as libc gives it: -1 and errno.
+// Converts such a result to libc's form: -1 and errno.
 inline long result_of(long value)
 {
     if (value >= 0)
@@ -199,10 +200,10 @@ inline long result_of(long value)
 // --- shared by the wrapper files ------------------------------------------------------------------------------------
 
 int open_path(int directory, const char *path, int flags, mode_t mode);
-// A stream on a descriptor, which it then owns; its transfers reach a model.
+// Makes a stream that owns the descriptor. Its transfers reach a model.
 FILE *stream_on(int fd, const char *mode);
 bool copy_file(const char *from, const char *to);
-// Adds to a file of the board's private folder ("/syslog"), also when the program has no descriptor left.
+// Appends to a file of the board's private folder ("/syslog"), even when the program has used up its descriptors.
 void append_to_board(const char *name, const char *bytes, size_t length);
 // Transfers on nodes that the daemon serves.
 long node_read(const Node &node, uint64_t offset, void *buffer, size_t length);
@@ -212,6 +213,6 @@ void ensure_environment();
 // --- time -----------------------------------------------------------------------------------------------------------
 
 uint32_t speed();
-int64_t board_to_host(int64_t ns); // a span
+int64_t board_to_host(int64_t ns); // converts a span
 
 } // namespace vboard::shim

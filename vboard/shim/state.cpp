@@ -1,4 +1,4 @@
-// Finding the page, and small text tools that need no libc.
+// Finds the page. Also holds small text functions that work without libc.
 #include "shim.h"
 
 #include <dlfcn.h>
@@ -30,11 +30,11 @@ const char *environment_value(char **environment, const char *name)
     return nullptr;
 }
 
-// Runs before every other constructor of the process (the library is linked "initfirst"), even before libc knows its
-// environment: the loader hands it over.
+// Runs before every other constructor of the process (the library is linked "initfirst"), even before libc has its
+// environment. The loader passes the environment.
 __attribute__((constructor)) void find_page(int, char **, char **environment)
 {
-    // A preloaded library without a board would let everything through to the host.
+    // Without a board, a preloaded library would let everything through to the host.
     const char *path = environment_value(environment, "VBOARD_PAGE");
     if (!path)
         stop("preloaded without a board; start programs with \"vboard run\"");
@@ -44,7 +44,7 @@ __attribute__((constructor)) void find_page(int, char **, char **environment)
 #ifdef SYS_mmap2
     const long at = syscall(SYS_mmap2, nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0L);
 #else
-    // The last argument goes over the stack, where an int would leave half of a word as it was.
+    // The last argument is passed on the stack. An int would leave half of its word unset.
     const long at = syscall(SYS_mmap, nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0L);
 #endif
     syscall(SYS_close, fd);

@@ -1,4 +1,4 @@
-// Calls that take a path and change what is there, or its names.
+// Calls that change the file at a path, or its names.
 #include "shim.h"
 
 #include <stdio.h>
@@ -176,7 +176,7 @@ WRAP(int, linkat, int directory1, const char *from, int directory2, const char *
     if (is_empty_path(from, flags))
         return on_path("link", directory2, to, kWrite,
                        [&](const char *host) { return syscall(SYS_linkat, directory1, "", AT_FDCWD, host, flags); });
-    // A second name for a host file would be a way to change it: the board's copy is linked instead.
+    // A second name for a host file could be used to change it, so the board's copy is linked instead.
     return on_two_paths("link", directory1, from, kWrite | ((flags & AT_SYMLINK_FOLLOW) ? unsigned{kFollow} : 0),
                         directory2, to, kWrite, [&](const char *host1, const char *host2) {
                             return syscall(SYS_linkat, AT_FDCWD, host1, AT_FDCWD, host2, flags);

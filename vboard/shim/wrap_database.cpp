@@ -1,4 +1,4 @@
-// What libc looks up by itself and would find on the host: accounts, named semaphores, the list of open descriptors.
+// Accounts, named semaphores and the list of open descriptors, which libc would otherwise look up on the host.
 #include "shim.h"
 
 #include <dirent.h>
@@ -26,7 +26,7 @@ FILE *open_database(const char *board_path)
     return NEXT(FILE * (const char *, const char *), fopen)(where.host, "re");
 }
 
-// Reads entries until one fits. 0 with *found null when none does, as getpwnam_r wants it.
+// Reads entries until one fits. Returns 0 with a null *found if none fits, as getpwnam_r requires.
 template <typename Entry, typename Fits>
 int look_up(const char *path, int (*next_entry)(FILE *, Entry *, char *, size_t, Entry **), Entry *entry, char *buffer,
             size_t size, Entry **found, Fits fits)
@@ -58,7 +58,7 @@ int find_group(const char *name, gid_t id, group *entry, char *buffer, size_t si
                    [&](const group &g) { return name ? same(g.gr_name, name) : g.gr_gid == id; });
 }
 
-char g_buffer[4096]; // of the calls that are not re-entrant
+char g_buffer[4096]; // for the calls that are not re-entrant
 passwd g_passwd;
 group g_group;
 
@@ -117,7 +117,7 @@ void semaphore_path(const char *name, char *path, size_t size)
     append(path, size, name[0] == '/' ? name + 1 : name);
 }
 
-// A new semaphore appears under its name only when it is ready.
+// Gives a new semaphore its name only when it is ready.
 bool make_semaphore(const char *path, mode_t mode, unsigned value)
 {
     sem_t fresh;

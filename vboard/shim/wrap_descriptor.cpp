@@ -1,4 +1,4 @@
-// Closing, locking, mapping and the other calls on descriptors that move no bytes of a device.
+// Closing, locking, mapping and other calls on descriptors that do not transfer bytes of a device.
 #include "shim.h"
 
 #include <sys/mman.h>
@@ -32,7 +32,7 @@ namespace {
 
 void *wrapped_mmap(void *address, size_t length, int protection, int flags, int fd, int64_t offset)
 {
-    // Anonymous memory is the allocator's business: neither watched nor failed.
+    // Anonymous memory belongs to the allocator and is neither watched nor failed.
     if (flags & MAP_ANONYMOUS)
 #ifdef SYS_mmap2
         return reinterpret_cast<void *>(syscall(SYS_mmap2, address, length, protection, flags, fd, offset / 4096));
@@ -64,7 +64,7 @@ WRAP(void *, mmap64, void *address, size_t length, int protection, int flags, in
     return wrapped_mmap(address, length, protection, flags, fd, offset);
 }
 
-// Calls on descriptors that only need a place for faults.
+// Wraps a call on a descriptor that only needs a place for faults.
 #define WRAP_DESCRIPTOR(name, number, parameters, ...)                                                                 \
     WRAP(int, name, parameters)                                                                                        \
     {                                                                                                                  \

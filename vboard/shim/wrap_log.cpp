@@ -1,4 +1,4 @@
-// The system log of the board: one line a message in .vboard/syslog, "<pid> <priority> <text>".
+// The system log of the board: one line per message in .vboard/syslog, "<pid> <priority> <text>".
 #include "shim.h"
 
 #include <stdarg.h>
@@ -28,7 +28,7 @@ void log_to_board(int priority, const char *format, va_list arguments)
     size_t end = n < 0 ? head : length_of(line);
     while (end > head && line[end - 1] == '\n')
         --end;
-    // One line a message, whatever the text holds.
+    // A line break in the text must not end the line.
     for (size_t i = head; i < end; ++i)
         if (line[i] == '\n')
             line[i] = '\r';

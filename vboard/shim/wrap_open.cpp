@@ -30,7 +30,7 @@ bool writes(int flags)
     return (flags & O_ACCMODE) != O_RDONLY || (flags & (O_CREAT | O_TRUNC)) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
-// Asks the daemon for the program's end of a channel.
+// Requests the program's end of a channel from the daemon.
 int open_channel(const Node &node, int flags)
 {
     Exchange message{};
@@ -55,7 +55,7 @@ mode_t mode_argument(int flags, va_list arguments)
     return creates ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
 }
 
-// The open flags of a stdio mode string; -1 when it is none.
+// Returns the open flags of a stdio mode string, or -1 for an invalid one.
 int flags_of(const char *mode)
 {
     int flags;
@@ -116,7 +116,7 @@ void fill_letters(char *at)
         at[i] = kLetters[bits % 36];
 }
 
-// The six X before a suffix; null when the template has none.
+// Returns the six X before a suffix, or null if the template lacks them.
 char *template_letters(char *name, int suffix)
 {
     const size_t n = length_of(name);
@@ -142,7 +142,8 @@ int make_temporary(char *name, int suffix, int flags)
     return -1;
 }
 
-// A buffered stream reads and writes inside libc, where no model can be reached: its transfers are led back out.
+// A buffered stream reads and writes inside libc, where models cannot be reached. These functions take its transfers
+// back.
 ssize_t stream_read(void *cookie, char *buffer, size_t length)
 {
     return shim_read(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), buffer, length);
@@ -151,7 +152,7 @@ ssize_t stream_read(void *cookie, char *buffer, size_t length)
 ssize_t stream_write(void *cookie, const char *buffer, size_t length)
 {
     const ssize_t n = shim_write(static_cast<int>(reinterpret_cast<intptr_t>(cookie)), buffer, length);
-    return n < 0 ? 0 : n; // how a stream is told of an error
+    return n < 0 ? 0 : n; // the form in which a stream reports an error
 }
 
 int stream_seek(void *cookie, off64_t *offset, int whence)
@@ -194,7 +195,7 @@ FILE *stream_on(int fd, const char *mode)
     const cookie_io_functions_t calls = {stream_read, stream_write, stream_seek, stream_close};
     FILE *stream = fopencookie(reinterpret_cast<void *>(intptr_t{fd}), mode, calls);
     if (stream)
-        stream->_fileno = fd; // so that fileno tells it
+        stream->_fileno = fd; // so that fileno returns it
     return stream;
 }
 
@@ -206,7 +207,7 @@ int open_path(int directory, const char *path, int flags, mode_t mode)
 bool copy_file(const char *from, const char *to)
 {
     struct statx info;
-    constexpr int kReading = O_CLOEXEC | O_LARGEFILE; // and O_RDONLY, which is 0
+    constexpr int kReading = O_CLOEXEC | O_LARGEFILE; // O_RDONLY is 0
     const long in = syscall(SYS_openat, AT_FDCWD, from, kReading, 0);
     if (in < 0)
         return false;

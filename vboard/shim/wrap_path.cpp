@@ -1,4 +1,4 @@
-// Calls that take a path and ask about what is there.
+// Calls that take a path and read information about it.
 #include "shim.h"
 
 #include <sys/inotify.h>
@@ -7,7 +7,7 @@
 
 namespace vboard::shim {
 
-// glibc's stat structures differ between targets and time sizes: its own functions fill them from the mapped path.
+// glibc's stat structures differ between targets and time sizes, so its functions fill them from the mapped path.
 #define WRAP_STAT(tag, symbol, how)                                                                                    \
     WRAP_AS(int, tag, symbol, const char *path, void *info)                                                            \
     {                                                                                                                  \
@@ -86,7 +86,7 @@ WRAP(int, faccessat, int directory, const char *path, int mode, int flags)
 
 namespace {
 
-// The links of this process, by which its paths come out of the walk.
+// Reports a link of this process, for which the walk returns a path of the process.
 bool is_descriptor_name(const char *board)
 {
     char own[48] = "/proc/";
@@ -97,7 +97,7 @@ bool is_descriptor_name(const char *board)
     return is_below(board, "/proc/self") || is_below(board, "/proc/thread-self") || starts_with(board, own);
 }
 
-// The program sees board names, also where the kernel knows host names.
+// Translates a host name from the kernel to the board name that the program knows.
 ssize_t wrapped_readlink(int directory, const char *path, char *buffer, size_t size)
 {
     Path where;

@@ -1,4 +1,4 @@
-// Starting programs. A program of the board runs only if the board has it; every program gets the board's environment.
+// Starts programs. A program runs only if the board has it, and every program gets the board's environment.
 #include "command.h"
 #include "shim.h"
 
@@ -36,7 +36,7 @@ bool find_program(const char *path, Path &where)
     return false;
 }
 
-// The argument vector as the trace shows it, separated by blanks.
+// Writes the argument vector in the form of the trace, separated by blanks.
 void arguments_text(char *const *arguments, char *out, size_t size)
 {
     out[0] = '\0';
@@ -66,7 +66,7 @@ int run(const char *path, char *const *arguments, char *const *environment)
     Command command;
     if (!command.make(where.host, arguments, environment))
         return -1;
-    around.done(0); // nothing comes back from a good exec
+    around.done(0); // a successful exec does not return
     return static_cast<int>(syscall(SYS_execve, command.program, command.arguments, command.environment));
 }
 
@@ -78,7 +78,7 @@ const char *search_path()
     return "/usr/bin:/bin:/usr/sbin:/sbin";
 }
 
-// Finds a program as execvp does; the text of the last try is left in `found`.
+// Finds a program as execvp does. Leaves the path of the last try in `found`.
 bool search(const char *name, char *found, size_t size)
 {
     for (const char *p = name; *p; ++p)
@@ -114,7 +114,7 @@ int run_found(const char *name, char *const *arguments, char *const *environment
     return search(name, found, sizeof found) ? run(found, arguments, environment) : -1;
 }
 
-// Collects the arguments of the execl family; returns what follows the closing NULL for execle.
+// Collects the arguments of the execl family. Returns the argument after the closing NULL for execle.
 bool collect(char **vector, const char *first, va_list arguments)
 {
     vector[0] = const_cast<char *>(first);
@@ -193,7 +193,7 @@ WRAP(int, execle, const char *path, const char *first, ...)
     return fits ? run(path, vector, environment) : -1;
 }
 
-// Programs named by a descriptor cannot be checked against the board's list.
+// A program that a descriptor names cannot be checked against the board's list.
 WRAP(int, fexecve, int fd, char *const *arguments, char *const *environment)
 {
     char link[64] = "/proc/self/fd/";
@@ -304,8 +304,8 @@ int real_clone(int (*body)(void *), void *stack, int flags, void *argument, pid_
 {
     const int result = NEXT(Clone, clone)(body, stack, flags, argument, parent_id, tls, child_id);
 #if defined(__arm__)
-    // The user-mode emulator makes no child with another exit signal. Under it such a child can be lost to a caller
-    // that ignores SIGCHLD or reaps it.
+    // The user-mode emulator cannot make a child with another exit signal. Under it a caller that ignores SIGCHLD, or
+    // reaps every child, can lose such a child.
     if (result < 0 && errno == EINVAL && !(flags & CSIGNAL))
         return NEXT(Clone, clone)(body, stack, flags | SIGCHLD, argument, parent_id, tls, child_id);
 #endif
@@ -314,7 +314,7 @@ int real_clone(int (*body)(void *), void *stack, int flags, void *argument, pid_
 
 } // namespace
 
-// A start of a process as fork is one, and fails by the same rule.
+// A start of a process like fork, and fails by the same rule.
 WRAP(int, clone, int (*body)(void *), void *stack, int flags, void *argument, ...)
 {
     Call around("fork", "");
@@ -322,7 +322,7 @@ WRAP(int, clone, int (*body)(void *), void *stack, int flags, void *argument, ..
         return -1;
     va_list more;
     va_start(more, argument);
-    auto *parent_id = va_arg(more, pid_t *); // these three hold something only where the flags ask for them
+    auto *parent_id = va_arg(more, pid_t *); // valid only with the flags for them
     void *tls = va_arg(more, void *);
     auto *child_id = va_arg(more, pid_t *);
     va_end(more);

@@ -1,4 +1,4 @@
-// What would change the host as a whole is refused.
+// Refuses calls that change the host as a whole.
 #include "shim.h"
 
 #include <stdarg.h>

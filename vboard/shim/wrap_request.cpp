@@ -12,7 +12,7 @@ namespace vboard::shim {
 
 namespace {
 
-// Requests of routes and interfaces, most of which carry a name and a record; the host's are never touched.
+// Requests about routes and interfaces. Most carry a name and a record. Those of the host are never touched.
 bool is_interface_request(uint32_t request)
 {
     return request >= 0x890b && request <= 0x89ff;
@@ -20,7 +20,7 @@ bool is_interface_request(uint32_t request)
 
 long interface_request(uint32_t request, ifreq *argument)
 {
-    constexpr uint32_t kListOfInterfaces = 0x8912; // its argument is another record, and no model answers it
+    constexpr uint32_t kListOfInterfaces = 0x8912; // has another record, and no model answers it
     constexpr uint32_t kEthtool = 0x8946;
     if (request == kListOfInterfaces)
         return -EOPNOTSUPP;
@@ -31,7 +31,7 @@ long interface_request(uint32_t request, ifreq *argument)
     body.flags = static_cast<uint16_t>(argument->ifr_flags);
     size_t record = 0;
     if (request == kEthtool && argument->ifr_data) {
-        // ETHTOOL_GSET and ETHTOOL_SSET carry 44 bytes, the rest that the models know carry 8.
+        // ETHTOOL_GSET and ETHTOOL_SSET carry 44 bytes, the other requests that the models know carry 8.
         const auto command = *reinterpret_cast<const uint32_t *>(argument->ifr_data);
         record = command == 1 || command == 2 ? 44 : 8;
         for (size_t i = 0; i < record; ++i)
@@ -83,7 +83,7 @@ bool is_open(int fd)
     return syscall(SYS_statx, fd, "", AT_EMPTY_PATH, STATX_TYPE, &info) == 0 || errno != EBADF;
 }
 
-// An emulator answers a request that it does not know before it looks at the descriptor.
+// An emulator rejects an unknown request before it checks the descriptor.
 long kernel_request(int fd, unsigned long request, void *argument)
 {
     const long result = syscall(SYS_ioctl, fd, request, argument);

@@ -25,11 +25,12 @@ union Address {
     sockaddr_in inet;
 };
 
-// What an address stands for.
+// The place that an address leads to.
 enum class Place {
-    kHost,    // the same on the board and on the host
-    kBoard,   // a place of the board
-    kNowhere, // a place of the board that cannot be reached, with errno: never the host's in its stead
+    kHost,  // the same on the board and on the host
+    kBoard, // a place of the board
+    // A place of the board that cannot be reached, with errno. The host's place must not be used instead.
+    kNowhere,
 };
 
 // "\0/uptimed" with its padding becomes <board>/.vboard/names/uptimed.
@@ -98,7 +99,7 @@ Place translate(const sockaddr *address, socklen_t length, bool binding, Address
     return Place::kHost;
 }
 
-// Does `call(address, length)` with the address that the program's one leads to; -1 with errno where there is none.
+// Calls `call(address, length)` with the translated address. Returns -1 with errno if there is none.
 template <typename Call>
 long at_place(const sockaddr *address, socklen_t length, bool binding, Call call)
 {
@@ -127,13 +128,13 @@ bool is_in_network_of_board()
 
 namespace {
 
-// Such sockets see or configure the machine's network, and know no other. Generic netlink has its ethtool requests.
+// Such sockets see or configure only the machine's network. Generic netlink carries ethtool requests.
 bool is_of_machine(int domain, int type, int protocol)
 {
     if (domain == AF_NETLINK)
         return protocol == NETLINK_ROUTE || protocol == NETLINK_NETFILTER || protocol == NETLINK_XFRM ||
                protocol == NETLINK_GENERIC;
-    const int kind = type & 0xf; // SOCK_NONBLOCK and the like are above it
+    const int kind = type & 0xf; // without SOCK_NONBLOCK and the like
     if (domain == AF_INET || domain == AF_INET6)
         return kind == SOCK_RAW || kind == SOCK_PACKET;
     return domain == AF_PACKET;
@@ -236,7 +237,7 @@ WRAP(int, eventfd, unsigned value, int flags)
     return around.fails() ? -1 : static_cast<int>(syscall(SYS_eventfd2, value, flags));
 }
 
-// The board's interfaces are not the host's.
+// Board and host have different interfaces.
 WRAP(unsigned, if_nametoindex, const char *name)
 {
     if (is_in_network_of_board())

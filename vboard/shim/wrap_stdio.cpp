@@ -1,4 +1,4 @@
-// Places for faults in buffered streams: what libc does inside them cannot be seen from outside.
+// Places for faults in buffered streams, whose calls inside libc cannot be wrapped.
 #include "shim.h"
 
 #include <signal.h>
@@ -27,7 +27,7 @@ int descriptor(FILE *stream)
     return fileno(stream);
 }
 
-// Whether a signal could come now. SIGKILL, SIGSTOP and the two of libc cannot be held and do not count.
+// Reports whether a signal could arrive now. SIGKILL, SIGSTOP and the two of libc cannot be blocked and do not count.
 bool takes_signals()
 {
     constexpr uint64_t kHeld = 0x7ffbfeff;
@@ -50,7 +50,7 @@ bool read_fails(FILE *stream)
     return watched(stream) && fails("getline", stream, true);
 }
 
-// As in libc an interrupted write takes along what waits in the buffer.
+// As in libc, an interrupted write drops the content of the buffer.
 bool write_fails(const char *call, FILE *stream, bool interruptible)
 {
     if (!watched(stream) || !fails(call, stream, interruptible))
@@ -122,7 +122,7 @@ WRAP(size_t, fwrite, const void *buffer, size_t size, size_t count, FILE *stream
 WRAP_FPRINTF(fprintf, "fprintf", FILE *stream)
 WRAP_FPRINTF(fprintf_chk, "__fprintf_chk", FILE *stream, int)
 
-// Where fprintf comes by when the library's stand-ins or a sanitizer's runtime stand in front.
+// fprintf calls this function when the library's stand-ins or a sanitizer's runtime come first.
 #define WRAP_VFPRINTF(tag, symbol, ...)                                                                                \
     WRAP_AS(int, tag, symbol, __VA_ARGS__, const char *format, va_list arguments)                                      \
     {                                                                                                                  \
@@ -213,7 +213,7 @@ WRAP(ssize_t, getdelim, char **line, size_t *size, int delimiter, FILE *stream)
     return NEXT(ssize_t(char **, size_t *, int, FILE *), getdelim)(line, size, delimiter, stream);
 }
 
-// What the inline getline of libc's header calls when it is optimised.
+// The inline getline of libc's header calls this function in optimised builds.
 WRAP(ssize_t, __getdelim, char **line, size_t *size, int delimiter, FILE *stream)
 {
     if (read_fails(stream))

@@ -1,5 +1,5 @@
-// Serial lines of the board are ptys, which have no parity and no rate. What a program asks for is kept in the page,
-// where the device model on the other end reads it.
+// Serial lines of the board are ptys, which have neither parity nor rate. The page keeps the requested settings, and
+// the device model at the other end reads them.
 #include "shim.h"
 
 #include <fcntl.h>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned kUnixPtySlaveMajor = 136;
 
-// The page's entry of a pty; a new one is taken when `make` is set.
+// Returns the page's entry of a pty. Takes a new entry when `make` is set.
 Terminal *terminal_of(int fd, bool make)
 {
     KeepErrno keep;

@@ -1,4 +1,4 @@
-// Time of the board: `vboard run --speed N` lets N board seconds pass in a second of the host.
+// Time of the board: with `vboard run --speed N`, N board seconds pass in one second of the host.
 #include "shim.h"
 
 #include <poll.h>
@@ -44,7 +44,7 @@ int64_t epoch_of(clockid_t clock)
     return page()->epoch_ns[real ? 0 : 1];
 }
 
-// An absolute board time as the host's.
+// Converts an absolute board time to host time.
 timespec absolute_to_host(clockid_t clock, const timespec &board)
 {
     const int64_t epoch = epoch_of(clock);
@@ -162,7 +162,7 @@ int wrapped_poll(pollfd *entries, nfds_t count, int64_t board_ns, const sigset_t
     return ready;
 }
 
-// Looking whether standard error takes a line is not a step of an operation.
+// Reports the check whether standard error accepts a line, which is not a step of an operation.
 bool is_for_a_log_line(const pollfd *entries, nfds_t count)
 {
     return count == 1 && entries[0].fd == STDERR_FILENO;

@@ -44,7 +44,7 @@ int64_t raw_seek(int fd, int64_t offset, int whence)
 #endif
 }
 
-// The notification is taken before the text is asked for: what changes in between notifies again.
+// Clears the notification before it requests the text, so that a change in between notifies again.
 long notify_read(const Node &node, int fd, uint64_t offset, void *buffer, size_t length)
 {
     take_signal(fd);

@@ -1,4 +1,4 @@
-// Calls of the client library in terms of words, once the process is attached.
+// Calls of the client library as words, once the process is attached.
 #pragma once
 
 #include "switch/broadcom/sdk.h"
@@ -9,7 +9,7 @@ namespace vboard::client_library {
 
 constexpr int kNoUnit = -3;
 
-// Before the attachment there is no unit to talk to.
+// Without an attachment there is no unit to call.
 inline Answer ask(const char *name, const std::vector<int64_t> &in)
 {
     return is_attached() ? call(name, in) : Answer{kNoUnit, {}};

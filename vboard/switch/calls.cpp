@@ -1,4 +1,4 @@
-// The SDK's calls, each handed to the board's switch model as words.
+// The SDK's calls, each passed to the board's switch model as words.
 #include <cstring>
 
 #include "switch/ask.h"
@@ -18,7 +18,7 @@ void append(std::vector<int64_t> &words, const bcm_vlan_action_set_t &action)
     words.insert(words.end(), bytes, bytes + kActionWords);
 }
 
-// The SDK copies records of its own size, whatever the caller declared.
+// The SDK copies records of the size of its release, whatever size the caller declared.
 void store_action(const int64_t *words, bcm_vlan_action_set_t *action)
 {
     memset(static_cast<void *>(action), 0, sizes().action);

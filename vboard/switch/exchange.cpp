@@ -1,5 +1,5 @@
-// The connection is this library's own, made with raw system calls: an application that is tested with injected
-// failures must not meet them inside the SDK.
+// A private connection made with direct system calls: an application that is tested with injected failures must not
+// meet them inside the SDK.
 #include "switch/exchange.h"
 
 #include <cerrno>
@@ -21,7 +21,7 @@ namespace vboard::client_library {
 namespace {
 
 constexpr int kUnavailable = -16;
-constexpr int kOutOfTheWay = 968; // descriptors from here on are not the program's
+constexpr int kOutOfTheWay = 968; // descriptors from here on do not belong to the program
 
 std::mutex one_at_a_time;
 int connection = -1;
@@ -84,7 +84,7 @@ Answer call(const char *name, const std::vector<int64_t> &in)
     payload.replace(0, strlen(name), name);
     payload.append(reinterpret_cast<const char *>(in.data()), in.size() * sizeof(int64_t));
 
-    // After a fork, or when the program has closed the descriptor over our head, the connection is made anew.
+    // Makes the connection anew after a fork, or after the program has closed the descriptor.
     const auto self = static_cast<pid_t>(syscall(SYS_getpid));
     if (owner != self || connection < 0 || syscall(SYS_fcntl, connection, F_GETFD) < 0) {
         connection = connect_to_board();

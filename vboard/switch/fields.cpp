@@ -32,7 +32,7 @@ int qualifier_of(const char *name, int unit, int entry, int qualifier, Value *da
     return get_two(name, data, mask, unit, entry, qualifier);
 }
 
-// A word of the configuration, counted from the end of the qualifier set in it.
+// Returns a word of the configuration, counted from the end of its qualifier set.
 int word_behind_qset(const bcm_field_group_config_t &config, size_t offset)
 {
     int value = 0;
@@ -55,7 +55,7 @@ void bcm_field_group_config_t_init(bcm_field_group_config_t *config)
 int bcm_field_group_config_create(int unit, bcm_field_group_config_t *config)
 {
     if ((config->flags & (kWithId | kWithMode)) != (kWithId | kWithMode))
-        return kParameter; // the model numbers no groups itself
+        return kParameter; // the model does not assign group numbers
     std::vector<int64_t> in{unit, word_behind_qset(*config, 40), word_behind_qset(*config, 0)};
     for (int qualifier = 0; qualifier < 32 * 32; ++qualifier)
         if (config->beyond[qualifier / 32] >> qualifier % 32 & 1)

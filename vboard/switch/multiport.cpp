@@ -9,7 +9,7 @@ using vboard::client_library::call;
 
 namespace {
 
-constexpr int kUnavailable = -16; // no such switch on this board
+constexpr int kUnavailable = -16; // this board lacks the switch
 constexpr int kNotSupported = -38;
 
 Answer ask(const char *name, const std::vector<int64_t> &in)

@@ -1,4 +1,4 @@
-// Which release of the SDK the client library behaves as: its records differ in size and layout.
+// The SDK release that the client library behaves as: its records differ in size and layout.
 #pragma once
 
 #include <cstddef>
@@ -11,13 +11,13 @@ extern Release release;
 struct Sizes {
     size_t action;  // bytes of bcm_vlan_action_set_t
     size_t address; // bytes of bcm_l2_addr_t
-    size_t mac;     // where the address lies in it
+    size_t mac;     // offset of the address in it
     size_t qset;    // bytes of bcm_field_qset_t
     size_t group;   // bytes of bcm_field_group_config_t
 };
 const Sizes &sizes();
 
-// Whether this process has come through the start-up.
+// Reports whether this process has completed the start-up.
 bool is_attached();
 
 } // namespace vboard::client_library

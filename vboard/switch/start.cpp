@@ -1,4 +1,4 @@
-// Start-up of the SDK as the board's switch expects it: every step in its order and with its arguments.
+// Start-up of the SDK in the order that the board's switch requires: every step with its arguments.
 #include "switch/release.h"
 
 #include <cstring>
@@ -25,7 +25,7 @@ constexpr int kExists = -8;
 constexpr int kBusy = -10;
 constexpr int kNotInitialized = -17;
 
-// The library's hook. A program that loads the library itself, after this one, has it in a scope of its own.
+// Finds the library's hook. A program that loads the library itself, after this one, has it in a separate scope.
 void (*configuration_hook())()
 {
     constexpr const char *kName = "sal_config_init_defaults";
@@ -37,7 +37,7 @@ void (*configuration_hook())()
     return reinterpret_cast<void (*)()>(hook);
 }
 
-// How far this process has come.
+// Start-up step that this process has reached.
 enum class Stage { kNothing, kCore, kSal, kAtp, kRpc, kLink, kAttached };
 Stage stage = Stage::kNothing;
 bool configured = false;
@@ -89,7 +89,7 @@ Release release = Release::k6_5_16;
 
 const Sizes &sizes()
 {
-    // The old release's records for field rules are larger than any that the library knows.
+    // The old release's records for field rules are larger than the library's.
     static constexpr Sizes kSizes[] = {{168, 332, 12, 192, 896},
                                        {192, 340, 12, 228, 964},
                                        {232, 340, 12, 236, 1496},

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Gives an account the password hash that a file holds.
+# Sets the password hash of an account to the content of a file.
 . /usr/lib/vboard/stub.sh
 [ "$1" = -u ] && [ -n "$2" ] && [ "$3" = -h ] && [ -n "$4" ] || { echo "usage: initpassword -u USER -h FILE" >&2; exit 2; }
 grep -q "^$2:" /etc/shadow || { echo "no account $2" >&2; exit 3; }

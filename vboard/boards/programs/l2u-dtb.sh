@@ -1,6 +1,6 @@
 #!/bin/sh
-# Keeps what the boot loader hands to Linux: "set_led" notes an LEDs-off flag, "update" makes the device tree permanent and
-# leaves a mark of when it was last done.
+# Stores settings that the boot loader passes to Linux: "set_led" stores an LEDs-off flag, "update" makes the device
+# tree permanent and leaves a mark with its time.
 . /usr/lib/vboard/stub.sh
 case $1 in
 set_led) echo "$2" >/flash/config/leds-off ;;

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Encryption of the flash disk's partitions. An encrypted partition begins with the container's mark; what lies inside is a
-# file of its own, which stands for the mapper device.
+# Encryption of the flash disk's partitions. An encrypted partition begins with the container's mark. A separate file
+# holds its content and represents the mapper device.
 . /usr/lib/vboard/stub.sh
 disk=/dev/sda$2
 mapper=/dev/mapper/decrypted$2

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Mounts and remounts. What a file system holds is a folder that goes by the file system's identity, so that it is empty
-# after formatting and the same after every mount; mounting makes the mount point a link to it.
+# Mounts and remounts. A folder named by the file system's identity holds the content, so that it is empty after
+# formatting and unchanged after every mount. Mounting makes the mount point a link to it.
 . /usr/lib/vboard/stub.sh
 device=$1
 table=/etc/mtab

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Locks (-l) or unlocks (-u) the password of an account: a locked one has a "!" before its hash.
+# Locks (-l) or unlocks (-u) the password of an account: "!" before the hash means locked.
 . /usr/lib/vboard/stub.sh
 case $1 in
 -l) edit="s/^\($2:\)!*/\1!/" ;;

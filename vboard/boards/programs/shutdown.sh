@@ -1,4 +1,4 @@
 #!/bin/sh
-# Takes a request to shut down: the board keeps it.
+# Records a request to shut down.
 . /usr/lib/vboard/stub.sh
 echo "$*" >/run/shutdown

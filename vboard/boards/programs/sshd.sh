@@ -1,6 +1,6 @@
 #!/bin/sh
-# Stands in for the SSH daemon on machines without it: the test mode only, which knows the options of the board's own
-# configuration and what may not stand in a block.
+# Replaces the SSH daemon on machines without it. Has the test mode only, which knows the options of the board's
+# configuration and those that a block must not contain.
 config=/etc/ssh/sshd_config
 test=
 while getopts tf: option; do

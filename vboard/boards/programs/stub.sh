@@ -1,9 +1,10 @@
-# What the stubs of the board's programs begin with: they log their run and fail when they are told to.
+# Common start of the stubs of the board's programs: they log their run, and fail on request.
 #
 #   . /usr/lib/vboard/stub.sh
 #
-# /run/stub/log has one line a run: the program's name and its arguments. /run/stub/fail/<name>, <name>.<first argument> or
-# <name>.<first>.<last part of the second argument> holds what the next runs end with: an exit status, or "signal NAME".
+# /run/stub/log has one line per run: the program's name and its arguments. /run/stub/fail/<name>, <name>.<first
+# argument> or <name>.<first>.<last part of the second argument> holds the outcome of the next runs: an exit status, or
+# "signal NAME".
 stub_name=${0##*/}
 echo "$stub_name $*" >>/run/stub/log
 for stub_order in "$stub_name.$1.${2##*/}" "$stub_name.$1" "$stub_name"; do

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Starts and stops units: the board keeps a mark for each that is active. /etc/units/<unit>, where it is there, is a command
-# that must succeed at the start. After five starts without a reset the service manager refuses a sixth.
+# Starts and stops units; the board keeps a mark for each active one. If /etc/units/<unit> exists, it is a command that
+# must succeed at the start. After five starts without a reset the service manager refuses a sixth.
 . /usr/lib/vboard/stub.sh
 [ -n "$2" ] || exit 1
 limit=5

@@ -1,4 +1,4 @@
 #!/bin/sh
-# Prints what a boot header says.
+# Prints the content of a boot header.
 . /usr/lib/vboard/stub.sh
 [ "$1" = -g ] && cat "$2"

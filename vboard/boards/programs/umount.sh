@@ -1,5 +1,5 @@
 #!/bin/sh
-# Unmounts: the mount point is an empty folder again.
+# Unmounts. The mount point becomes an empty folder again.
 . /usr/lib/vboard/stub.sh
 table=/etc/mtab
 grep -q " $1 " $table || exit 32

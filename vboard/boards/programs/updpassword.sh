@@ -1,12 +1,12 @@
 #!/bin/sh
-# Sets the password of an account: reads it from standard input up to its end, prints the reasons of a refusal.
+# Sets the password of an account. Reads it from standard input up to the end and prints the reasons of a refusal.
 . /usr/lib/vboard/stub.sh
 [ "$1" = -u ] && [ -n "$2" ] || { echo "usage: updpassword -u USER" >&2; exit 2; }
 user=$2
 history=/rom/etc/security/opasswd
 grep -q "^$user:" /etc/shadow || { echo "no account $user"; exit 3; }
 
-# The full stop keeps the shell from cutting line breaks off the end.
+# The full stop keeps the shell from removing line breaks at the end.
 password=$(cat; echo .)
 password=${password%.}
 
@@ -29,7 +29,7 @@ if [ -e "$history" ] && grep "^$user:" "$history" | tail -n "${remembered:-0}" |
 fi
 if [ -n "$reasons" ]; then
     printf '%s' "$reasons"
-    # What the operator of the network wants to be read with a refusal, if anything.
+    # Text that the network operator adds to a refusal, if there is one.
     [ ! -e /etc/security/password_policy.txt ] || cat /etc/security/password_policy.txt
     exit 1
 fi
