@@ -1,4 +1,4 @@
-// The library where no switch SDK is: on a board of another type that says it was the MBO board.
+// The library without a switch SDK: on a board of another type whose device tree claims the MBO board.
 #include <gtest/gtest.h>
 
 #include <ddal/bcm.h>
@@ -24,7 +24,7 @@ TEST(WithoutTheSdk, TheFirstStepFails)
                           }));
 }
 
-TEST(WithoutTheSdk, TheDriversHookSaysSo)
+TEST(WithoutTheSdk, TheDriversHookReportsThat)
 {
     LogWatch log;
     sal_config_init_defaults();

@@ -1,4 +1,4 @@
-// The Broadcom operations: which calls of the SDK they make, what they report, and what becomes of a call that fails.
+// The Broadcom operations: their SDK calls, their reports, and the effect of a failing call.
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -27,11 +27,11 @@ const uint8_t kMac[6] = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55};
 struct Operation {
     std::string what;
     std::function<int()> call;
-    std::string calls;               // of the SDK, "; " between them, without "bcm_" and the unit
-    std::function<int()> ready = {}; // what makes a second call of it possible
+    std::string calls;               // SDK calls, "; " between them, without "bcm_" and the unit
+    std::function<int()> ready = {}; // makes a second call possible
 };
 
-// The calls of the last operation, start-up left out.
+// Returns the calls of the last operation without the start-up.
 std::string sdk_calls()
 {
     std::istringstream calls(ctl("switch calls"));
@@ -225,8 +225,8 @@ TEST(Bcm, OperationsMakeTheirCalls)
     }
 }
 
-// Every call of every operation fails once: the result is -1001, the SDK's text comes first and a line of the
-// operation's own last.
+// Every call of every operation fails once: the result is DDAL_ERR_FAILURE, the SDK's text comes first and a line of
+// the operation last.
 TEST(Bcm, EveryFailingCallIsReported)
 {
     int points = 0;
@@ -256,9 +256,9 @@ TEST(Bcm, EveryFailingCallIsReported)
             each.call(); // the failure may have left half of a change
         }
         be_ready();
-        each.call(); // the operations after it rely on it
+        each.call(); // later operations rely on it
     }
-    ddal_bcm_write_ext_phy_register(kCopper, 22, 0); // the page that could not be put back
+    ddal_bcm_write_ext_phy_register(kCopper, 22, 0); // restores the page that could not be restored
     std::cout << points << " failing calls\n";
     EXPECT_GT(points, 90);
 }
@@ -279,7 +279,7 @@ TEST(Bcm, ValuesComeBackAsTheSwitchHasThem)
         EXPECT_EQ(ddal_bcm_get_speed(kCopper, &value), result);
         EXPECT_EQ(value, speed);
     }
-    // Fibre: only two speeds are known.
+    // Fibre: only two speeds have a code.
     for (const auto &[speed, result] : {std::pair{2500, 0}, {10000, 0}, {1000, -1001}}) {
         EXPECT_EQ(ddal_bcm_set_speed(kFibre, static_cast<uint32_t>(speed)), 0);
         EXPECT_EQ(ddal_bcm_get_speed(kFibre, &value), result) << speed;
@@ -324,7 +324,7 @@ TEST(Bcm, APhyInResetDoesNotAnswer)
     EXPECT_EQ(word, 0x0141);
 }
 
-// The page of the copper ports' PHY is put back whatever happens on the clock page.
+// The page of the copper ports' PHY is always restored after an access to the clock page.
 TEST(Bcm, RecoveredClockPutsThePageBack)
 {
     ASSERT_EQ(ddal_bcm_write_ext_phy_register(kCopper, 22, 5), 0);
@@ -348,7 +348,7 @@ TEST(Bcm, RecoveredClockPutsThePageBack)
                           }));
 }
 
-TEST(Bcm, RefusesBeforeItAsksTheSwitch)
+TEST(Bcm, RefusesBeforeItCallsTheSwitch)
 {
     struct Refusal {
         std::function<int()> call;
@@ -391,5 +391,5 @@ TEST(Bcm, RefusesBeforeItAsksTheSwitch)
     EXPECT_EQ(ddal_bcm_port_egress_shaping_get(255, &value, &burst), -1001);
     EXPECT_EQ(log.take().at(0), "3 ddal_bcm_port_egress_shaping_get: bcm_port_rate_egress_get failed on port 255: "
                                 "Invalid port")
-        << "255 is a port that the switch is asked about";
+        << "the switch itself is asked about port 255";
 }

@@ -48,7 +48,7 @@ void put(int fd, const std::string &bytes)
     ASSERT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
-// What get_rsp makes of these packets; with `hang_up` the peer then closes.
+// Returns the outcome of get_rsp for these packets. With `hang_up` the peer then closes.
 Response respond(const std::vector<std::string> &packets, bool hang_up = false)
 {
     Pair pair;
@@ -77,7 +77,7 @@ const std::string kGoodOut = "first\nsecond BCM.0> in it\n\nlast\n";
 
 } // namespace
 
-TEST(GetRsp, TakesAResponseHoweverItIsSplit)
+TEST(GetRsp, AcceptsAResponseHoweverItIsSplit)
 {
     for (size_t at = 0; at <= kGood.size(); ++at) {
         const Response response = respond({kGood.substr(0, at), kGood.substr(at)});
@@ -91,7 +91,7 @@ TEST(GetRsp, TakesAResponseHoweverItIsSplit)
     EXPECT_EQ(respond({"\nBCM.0> "}).result, 0) << "an echo and the prompt";
 }
 
-TEST(GetRsp, EndsWhereThePeerDoes)
+TEST(GetRsp, EndsWhenThePeerEnds)
 {
     for (size_t at = 0; at < kGood.size(); ++at) {
         LogWatch log;
@@ -102,19 +102,19 @@ TEST(GetRsp, EndsWhereThePeerDoes)
     }
 }
 
-TEST(GetRsp, PassesLongLinesOnInPieces)
+TEST(GetRsp, PassesLongLinesInPieces)
 {
     for (const size_t length : {1022u, 1023u, 1024u, 1025u, 2047u, 2048u, 2049u, 5000u}) {
         const std::string line(length, 'x');
         EXPECT_EQ(respond({"e\n" + line + "\r\nBCM.0> "}).out, line + "\n") << length;
         EXPECT_EQ(respond({"e\n" + line + "\n", "BCM.0> "}).out, line + "\n") << length;
     }
-    // A full buffer that ends in what looks like the prompt is a piece of a line.
+    // A full buffer that ends in a prompt-like text is a piece of a line.
     const std::string deceit = std::string(1017, 'x') + "BCM.0> ";
     EXPECT_EQ(respond({"e\n" + deceit + "tail\nBCM.0> "}).out, deceit + "tail\n");
 }
 
-TEST(GetRsp, TellsWhenTheOutputCannotBeWritten)
+TEST(GetRsp, ReportsAnOutputThatCannotBeWritten)
 {
     Pair pair;
     put(pair.peer(), kGood);
@@ -144,8 +144,8 @@ TEST(WriteWithoutCr, WritesThePiecesBetween)
     }
 }
 
-// The peer talks all the time and reads late: its output is dropped, and all of the text arrives.
-TEST(SendStr, DropsWhatThePeerSaysMeanwhile)
+// The peer writes all the time and reads late. Its output is dropped, and the whole text arrives.
+TEST(SendStr, DropsTheOutputOfThePeer)
 {
     Pair pair;
     const std::string text(600'000, 'c');
@@ -173,7 +173,7 @@ TEST(SendStr, EndsWhenThePeerIsGone)
     EXPECT_EQ(send_str(pair.client(), "exit;\n", 6), -ENETDOWN);
 }
 
-// What poll reports then is an error alone: no data, and nothing to wait for.
+// poll then reports only an error: there are no data and nothing to wait for.
 TEST(Steps, EndOnAnErrorOfTheSocket)
 {
     const int unconnected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);

@@ -1,4 +1,4 @@
-// The shell client against shells of all manners. Time passes ten times as fast: three seconds take 0.3.
+// The shell client against shells of all kinds. Time passes ten times as fast, so 3 s take 0.3 s.
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -35,7 +35,7 @@ vboard::PortMap &shell_port()
     throw std::runtime_error("this board maps no shell port");
 }
 
-// A shell of the test's own in place of the board's. `talk` has the connection.
+// A shell of the test in place of the board's. `talk` handles the connection.
 class Shell {
 public:
     explicit Shell(std::function<void(int)> talk)
@@ -87,7 +87,7 @@ std::string read_line(int fd)
     return line;
 }
 
-// A well-behaved shell: `output` is what a command prints, `result` what "echo $?" does.
+// A well-behaved shell: a command prints `output`, "echo $?" prints `result`.
 std::function<void(int)> good_shell(std::string output, std::string result)
 {
     return [=](int fd) {
@@ -105,14 +105,14 @@ std::function<void(int)> good_shell(std::string output, std::string result)
 struct Outcome {
     int result;
     std::string out;
-    double seconds; // of the board
+    double seconds; // in board time
 };
 
 std::atomic<bool> call_is_over;
 
 Outcome run(const std::function<void(int)> &talk, const std::string &command = "show c")
 {
-    board(); // the connection to it stays open
+    board(); // connects first, because the connection stays open
     const Resources before;
     char *text = nullptr;
     size_t length = 0;
@@ -137,7 +137,7 @@ Outcome run(const std::function<void(int)> &talk, const std::string &command = "
 
 } // namespace
 
-TEST(Bcmdiag, GivesTheCommandsOwnResult)
+TEST(Bcmdiag, ReturnsTheResultOfTheCommand)
 {
     for (const auto &[printed, result] : {std::pair{"0", 0},
                                           {"7", 7},
@@ -194,7 +194,7 @@ TEST(Bcmdiag, WaitsThreeSecondsForASilentShell)
         EXPECT_GE(outcome.seconds, 2.9) << each.what;
         EXPECT_LT(outcome.seconds, 40) << each.what;
     }
-    // A shell that takes no input: nothing of a large command can be sent.
+    // A shell that reads no input: a large command cannot be sent.
     const Outcome outcome = run(
         [](int fd) {
             say(fd, "BCM.0> ");
@@ -206,7 +206,7 @@ TEST(Bcmdiag, WaitsThreeSecondsForASilentShell)
     EXPECT_EQ(outcome.result, -EIO);
 }
 
-// Each wait is short, but there is no end: it ends by the step's 30 s or 4 MiB.
+// Each wait is short but the sequence has no end, so the step ends after 30 s or 4 MiB.
 TEST(Bcmdiag, IsNotHeldByAShellThatDripsOrFloods)
 {
     const auto drip = [](int fd) {
@@ -238,13 +238,13 @@ TEST(Bcmdiag, IsNotHeldByAShellThatDripsOrFloods)
     EXPECT_LE(outcome.out.size(), 4'194'304u);
     const auto flood_and_take_nothing = [&](int fd) {
         say(fd, read_line(fd) + "BCM.0> ");
-        std::this_thread::sleep_for(std::chrono::milliseconds(500)); // until the command is on its way
+        std::this_thread::sleep_for(std::chrono::milliseconds(500)); // until the command is being sent
         flood(fd);
     };
     EXPECT_EQ(run(flood_and_take_nothing, std::string(20'000'000, 'c')).result, -EIO);
 }
 
-// Nobody takes the connection, and the listener's queue is full.
+// The connection is never accepted, and the listener's queue is full.
 TEST(Bcmdiag, WaitsThreeSecondsForAConnection)
 {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -271,10 +271,10 @@ TEST(Bcmdiag, WaitsThreeSecondsForAConnection)
     close(listener);
 }
 
-// The shell closes after so many bytes of its part of the conversation.
+// The shell closes after this many bytes of its output.
 TEST(Bcmdiag, SurvivesAShellThatClosesAnywhere)
 {
-    signal(SIGPIPE, SIG_DFL); // as where nobody takes care of it: one would end this process
+    signal(SIGPIPE, SIG_DFL); // the default, with which a SIGPIPE would end this process
     const std::string conversation = "BCM.0> exit;\r\nBCM.0> show c\r\nline\r\nBCM.0> echo $?\r\n0\r\nBCM.0> ";
     for (const bool reset : {false, true}) {
         for (size_t bytes = 0; bytes < conversation.size(); ++bytes) {
@@ -287,7 +287,7 @@ TEST(Bcmdiag, SurvivesAShellThatClosesAnywhere)
                                        said = std::max(said, end);
                                        return end == until;
                                    };
-                                   // Each answer comes after its line, as from a real shell.
+                                   // Each answer follows its line, as from a real shell.
                                    const bool all = go_on(7) && !read_line(fd).empty() && go_on(21) &&
                                                     !read_line(fd).empty() && go_on(42) && !read_line(fd).empty();
                                    go_on(conversation.size());
@@ -303,7 +303,7 @@ TEST(Bcmdiag, SurvivesAShellThatClosesAnywhere)
     }
 }
 
-TEST(Bcmdiag, TellsWhatTheSystemRefuses)
+TEST(Bcmdiag, ReportsRefusalsOfTheSystem)
 {
     const Fault socket_fault("socket:* errno=EMFILE");
     LogWatch log;
@@ -311,14 +311,14 @@ TEST(Bcmdiag, TellsWhatTheSystemRefuses)
     EXPECT_NE(log.take().at(0).find("ERROR: socket Too many open files"), std::string::npos);
 
     const uint16_t original = shell_port().host;
-    shell_port().host = 1; // nobody listens there
+    shell_port().host = 1; // a port without a listener
     EXPECT_EQ(telnet_bcmdiag(nullptr, "x"), -ECONNREFUSED);
     EXPECT_NE(log.take().at(0).find("ERROR: connect Connection refused"), std::string::npos);
     shell_port().host = original;
 }
 
-// The lines go to the system log alone, with a prefix of their own and as messages of a user's program.
-TEST(Bcmdiag, LogsInItsOwnForm)
+// The lines go only to the system log, with a separate prefix and as messages of a user's program.
+TEST(Bcmdiag, LogsInASeparateFormat)
 {
     ctl("switch-shell answer 3");
     testing::internal::CaptureStderr();

@@ -32,7 +32,7 @@ struct Operation {
     bool board_first = false;
 };
 
-// Each with arguments that a switch would take.
+// Each operation with arguments that a switch accepts.
 const std::vector<Operation> kOperations = {
     {"set_port_egress_shaping", [](uint32_t sw) { return ddal_eth_switch_set_port_egress_shaping(sw, kPort, 1, 2); }},
     {"get_port_egress_shaping",
@@ -117,8 +117,8 @@ constexpr int kOperationsOfTheFrontEnd = 57;
 
 } // namespace
 
-// Stands first: a process asks for its board once.
-TEST(FrontEnd, AsksForBoardAndSwitchInItsOrder)
+// Must run first: a process reads its board type once.
+TEST(FrontEnd, ChecksBoardAndSwitchInOrder)
 {
     EXPECT_EQ(in_child([] {
                   const KeptFile type("/proc/device-tree/board-identity/board-type");
@@ -137,9 +137,9 @@ TEST(FrontEnd, AsksForBoardAndSwitchInItsOrder)
               "");
 }
 
-TEST(FrontEnd, AdmitsSwitch2OfTheMboBoardOnly)
+TEST(FrontEnd, AdmitsOnlySwitch2OfTheMboBoard)
 {
-    ASSERT_EQ(kOperations.size(), kOperationsOfTheFrontEnd) << "the list is not complete any more";
+    ASSERT_EQ(kOperations.size(), kOperationsOfTheFrontEnd) << "the list is incomplete";
     for (const Operation &each : kOperations) {
         const std::string function = std::string("3 ddal_eth_switch_") + each.name;
         for (const uint32_t other : {0u, 1u, 3u}) {
@@ -191,7 +191,7 @@ TEST(FrontEnd, SvlansAreBounded)
     EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 20), 0);
 }
 
-TEST(FrontEnd, ListsTellWhatDidNotFit)
+TEST(FrontEnd, ListsReportTheNumberThatDidNotFit)
 {
     for (const uint32_t svlan : {3u, 5u, 8u}) {
         EXPECT_EQ(ddal_eth_switch_create_svlan(kSwitch, svlan), 0);
@@ -257,7 +257,7 @@ TEST(FrontEnd, ListsTellWhatDidNotFit)
     EXPECT_EQ(size, 0u);
 }
 
-// Half a translation is none; where a process ended between the two entries, the next add brings the other one.
+// Half a translation does not count. Where a process ended between the two entries, the next add makes the other one.
 TEST(FrontEnd, ATranslationIsAddedWholeOrNotAtAll)
 {
     ctl("switch fail bcm_vlan_translate_egress_action_add -6");
@@ -299,7 +299,7 @@ TEST(FrontEnd, CountersCountAndClear)
     EXPECT_EQ(std::vector<uint32_t>(drops, drops + 6), std::vector<uint32_t>(6, 0));
 }
 
-// DSCP mode brings queue 7 for frames without a tag, PCP mode takes it away; the map is changed in DSCP mode only.
+// DSCP mode uses queue 7 for frames without a tag, PCP mode ends that. The map can be changed in DSCP mode only.
 TEST(FrontEnd, MappingModes)
 {
     const auto mode = [] { return ddal_eth_switch_get_port_mapping_mode(kSwitch, 12, &value), value; };
@@ -315,11 +315,11 @@ TEST(FrontEnd, MappingModes)
     EXPECT_EQ(value, 5u);
     EXPECT_EQ(ddal_eth_switch_set_port_default_cosq(kSwitch, 12, 4), 0);
     EXPECT_EQ(queue(), 4u);
-    EXPECT_EQ(mode(), 1u) << "another default queue is no other mode";
+    EXPECT_EQ(mode(), 1u) << "another default queue does not change the mode";
     EXPECT_EQ(ddal_eth_switch_set_port_mapping_mode(kSwitch, 12, 2), 0) << "anything but 1";
     EXPECT_EQ(mode(), 0u);
     EXPECT_EQ(ddal_eth_switch_set_port_default_cosq(kSwitch, 12, 6), 0);
-    EXPECT_EQ(mode(), 0u) << "a default queue is no DSCP mode";
+    EXPECT_EQ(mode(), 0u) << "a default queue does not set DSCP mode";
     for (const auto &[dscp, to] : {std::pair{64u, 1u}, {1u, 8u}})
         EXPECT_EQ(ddal_eth_switch_set_port_mapping_dscp_to_cosq(kSwitch, 12, dscp, to), -1001);
     EXPECT_EQ(ddal_eth_switch_set_port_mapping_mode(kSwitch, 60, 1), -1001) << "ports from 50 on have no field entries";

@@ -1,5 +1,5 @@
-// Frames through the virtual switch: each operation of the front end sends one another way, to another queue or with
-// another tag, and its undo brings the old way back.
+// Frames through the virtual switch: each operation of the front end sends one to another port, to another queue or
+// with another tag, and its counterpart restores the old path.
 #include <algorithm>
 #include <dlfcn.h>
 #include <functional>
@@ -48,7 +48,7 @@ struct Ports {
     uint32_t words[8];
 };
 
-// What no operation of the library sets.
+// Settings that no operation of the library changes.
 int schedule(uint32_t port, int mode, const uint32_t (&quanta)[8])
 {
     using Call = int (*)(int, Ports, int, const int[8], int);
@@ -67,12 +67,12 @@ TEST(Forward, StationsAreLearned)
     EXPECT_EQ(way(14, there), "all q0");
     EXPECT_EQ(way(18, back), "14 q0");
     EXPECT_EQ(way(14, there), "18 q0");
-    EXPECT_EQ(way(18, there), "") << "a station that is where the frame came in";
+    EXPECT_EQ(way(18, there), "") << "a station at the port of entry";
     EXPECT_EQ(way(14, back), "18 q0") << "a station that has moved";
     EXPECT_EQ(way(14, "dst=ff:ff:ff:ff:ff:ff src=02:00:00:00:00:0c"), "all q0");
     EXPECT_EQ(ddal_eth_switch_clear_port_learned_arl_entries(kSwitch, 18), 0);
     EXPECT_EQ(way(14, back), "all q0");
-    EXPECT_EQ(way(14, "020000000d0e020000000f10810060050800"), "") << "a VLAN that nobody made";
+    EXPECT_EQ(way(14, "020000000d0e020000000f10810060050800"), "") << "a VLAN that does not exist";
 }
 
 TEST(Forward, OperationsChangeTheWay)
@@ -136,7 +136,7 @@ TEST(Forward, TranslationsKeepThePcp)
     EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 6), 0);
 }
 
-// DSCP mapping keeps the PCP that the DSCP map would rewrite; without QoS the map is not looked at.
+// DSCP mapping keeps the PCP that the DSCP map would rewrite. Without QoS the map is not read.
 TEST(Forward, MapsOfPriorities)
 {
     const std::string urgent = kStation + "src=00:00:00:00:00:00 vlan=6 pcp=3 dscp=46";
@@ -178,13 +178,13 @@ TEST(Forward, VlansShareAddressesOrNot)
         EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, vlan), 0);
 }
 
-// A port that sends more slowly than frames come serves its queues by their weights.
+// A port that sends more slowly than frames arrive serves its queues by their weights.
 TEST(Forward, QueuesShareACongestedPortByTheirWeights)
 {
-    constexpr uint32_t kFrames = 60; // of each of the queues 1 and 3
+    constexpr uint32_t kFrames = 60; // in each of the queues 1 and 3
     struct Sharing {
         const char *what;
-        int mode; // of the SDK; the library sets deficit round robin
+        int mode; // a mode of the SDK; the library sets deficit round robin
         uint32_t quanta[8];
         uint32_t low; // frames of queue 1 among the first forty
     };
@@ -215,7 +215,7 @@ TEST(Forward, QueuesShareACongestedPortByTheirWeights)
         for (const char *pcp : {"1", "3"})
             ctl("switch send 14 times=" + std::to_string(kFrames) + " " + large + pcp);
         EXPECT_EQ(ctl("switch sent"), "") << each.what;
-        // A burst of forty frames and a half; the rate lets the next one wait for 5 s.
+        // The burst holds forty and a half frames. The rate delays the next frame for 5 s.
         ASSERT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 1, 40 * 1422 * 8 / 1000 + 5), 0);
         std::istringstream copies(ctl("switch sent"));
         std::map<std::string, uint32_t> left;
@@ -224,14 +224,14 @@ TEST(Forward, QueuesShareACongestedPortByTheirWeights)
         EXPECT_EQ(left["1"] + left["3"], 40u) << each.what;
         EXPECT_NEAR(left["1"], each.low, 2) << each.what;
         ASSERT_EQ(ddal_eth_switch_set_port_egress_shaping(kSwitch, 20, 0, 0), 0);
-        ctl("switch sent"); // the rest
+        ctl("switch sent"); // discards the rest
     }
     const uint32_t none[8] = {};
     EXPECT_EQ(ddal_eth_switch_set_port_cosq_quanta(kSwitch, 20, none), 0);
     EXPECT_EQ(ddal_eth_switch_delete_svlan(kSwitch, 8), 0);
 }
 
-// A burst passes, what comes right behind it waits while there is room; the counters tell what was lost.
+// A burst passes. Frames right behind it wait while there is room. The counters show the lost ones.
 TEST(Forward, RatesDropFrames)
 {
     const std::string large = kStation + "payload=" + std::string(2800, '0');

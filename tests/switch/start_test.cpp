@@ -1,4 +1,4 @@
-// Opening the switch: every step, its line, the lasting failure. Each case has a process of its own.
+// Opening the switch: every step, its line, the lasting failure. Each case runs in a separate process.
 #include <atomic>
 #include <cstring>
 #include <ctime>
@@ -34,7 +34,7 @@ std::string opening_fails_with(const std::function<void()> &prepare)
         std::string text = std::to_string(ddal_bcm_get_speed(18, &speed));
         for (const std::string &line : log.take())
             text += "|" + line.substr(2);
-        // The next operation only says that the switch is not open, and does not ask the SDK again.
+        // The next operation only reports that the switch is not open, without calling the SDK again.
         ctl("switch calls");
         text += "|" + std::to_string(ddal_bcm_power_up(18));
         for (const std::string &line : log.take())
@@ -52,7 +52,7 @@ int calls_of(const std::string &name)
     return count;
 }
 
-// The calls that an operation makes, each with the number of those of its name before it.
+// Returns the calls of an operation, each with the number of earlier calls of that name.
 std::vector<std::string> calls_made(const std::function<int()> &operation)
 {
     ctl("switch calls");
@@ -90,7 +90,7 @@ std::string opened()
 
 } // namespace
 
-// A product's own installers, in place of the library's or in front of them.
+// Installers of a product, in place of the library's or in front of them.
 #define INSTALLER(name)                                                                                                \
     extern "C" int ddal_bcm_ifp_install_default_##name(void)                                                           \
     {                                                                                                                  \
@@ -107,7 +107,7 @@ namespace {
 
 struct Installer {
     int (*install)();
-    const char *entries; // the line that ends a failure of one of them
+    const char *entries; // the line that ends the log of a failure
 };
 const Installer kInstallers[] = {
     {ddal_bcm_ifp_install_default_field_groups, ""},
@@ -122,7 +122,7 @@ const Installer kInstallers[] = {
     {ddal_bcm_ifp_install_default_tunnel_drop_entry, ""},
 };
 
-// What an installer needs: the groups are the work of the first.
+// Prepares an installer: the first installer has made the groups.
 void prepare_for(int installer)
 {
     if (installer > 0)
@@ -195,8 +195,8 @@ TEST(Start, HappensOnceForAllThreads)
               "failed 0, attached 1");
 }
 
-// The service is out of resources. While the second lasts in which the attachment began, the first answer of that kind
-// ends it; once it has passed, the attachment goes on until the service has resources.
+// The service is out of resources. During the second in which the attachment began, the first such answer ends it.
+// Later the attachment continues until the service has resources.
 TEST(Start, WaitsForResourcesOnlyBeyondTheSecond)
 {
     EXPECT_EQ(opening_fails_with([] {
@@ -224,7 +224,7 @@ TEST(Start, WaitsForResourcesOnlyBeyondTheSecond)
               "0 after 4 attempts, a pause before each");
 }
 
-// Two processes look at one switch.
+// Two processes read one switch.
 TEST(Start, ProcessesShareTheSwitch)
 {
     EXPECT_EQ(in_child([] { return std::to_string(ddal_bcm_port_egress_shaping_set(18, 1000, 20)); }), "0");
@@ -243,7 +243,7 @@ TEST(Start, RecordsOfEveryRelease)
         ctl("switch release " + release);
         ctl("switch rules clear");
         EXPECT_EQ(in_child([&] {
-                      // The library knows no field rules of the old release: a product brings its own.
+                      // The library lacks field rules for the old release, so a product brings them.
                       product = release == "old" ? Product::kOwnRules : Product::kNone;
                       ddal_eth_switch_mac_entry macs[4];
                       ddal_eth_switch_translation translations[4];
@@ -280,7 +280,7 @@ TEST(Start, RecordsOfEveryRelease)
     ctl("switch release 6.5.16");
 }
 
-// Another release in the process or in the service is told in one line of its own.
+// Another release in the process or in the service causes a separate line.
 TEST(Start, ReleasesThatDoNotFitAreNamed)
 {
     const std::string end =
@@ -297,7 +297,7 @@ TEST(Start, ReleasesThatDoNotFitAreNamed)
     ctl("switch release 6.5.16");
 }
 
-// Whatever an installer cannot do, it undoes: each of its calls fails once.
+// An installer undoes its incomplete work: each of its calls fails once.
 TEST(Start, InstallersLeaveNoHalves)
 {
     const std::vector<std::string> report = in_child([] {
@@ -329,9 +329,9 @@ TEST(Start, InstallersLeaveNoHalves)
     EXPECT_EQ(report, std::vector<std::string>{"559 failing calls"});
 }
 
-// The SDK's results: some say that another process was there first or that the device lacks something, the rest end the
+// The SDK's results. Some mean that another process was first or that the device lacks a feature; the others end the
 // installation with their text.
-TEST(Start, InstallersTellTheResultsApart)
+TEST(Start, InstallersDistinguishTheResults)
 {
     const std::map<int, std::string> kTexts = {{-4, "Invalid parameter"},
                                                {-7, "Entry not found"},
@@ -346,8 +346,8 @@ TEST(Start, InstallersTellTheResultsApart)
         const char *call;
         int nth;
         std::string line;       // without the text of the result
-        std::set<int> harmless; // results that are no failure
-        int special = 0;        // a result with a line of its own
+        std::set<int> harmless; // results that are not a failure
+        int special = 0;        // a result with a separate line
         std::string special_line = {};
     };
     const std::string groups = "ddal_bcm_ifp_install_default_field_groups: ";
@@ -371,7 +371,7 @@ TEST(Start, InstallersTellTheResultsApart)
          "ensure_entry: bcm_field_entry_create_id failed on field entry 129: ",
          {},
          -8,
-         first + "129: Entry not found"}, // the other process has destroyed it since
+         first + "129: Entry not found"}, // the other process has destroyed it since then
         {4, "bcm_field_qualify_InPort", 28, first + "179: ", {}},
         {4,
          "bcm_field_qualify_VlanFormat",
@@ -408,9 +408,8 @@ TEST(Start, InstallersTellTheResultsApart)
               std::vector<std::string>{});
 }
 
-// A process that ended in the middle leaves entries without qualifiers; the next one finishes them before they are
-// used.
-TEST(Start, FinishesWhatAnotherProcessBegan)
+// A process that ended midway leaves entries without qualifiers. The next one completes them before their use.
+TEST(Start, FinishesTheWorkOfAnotherProcess)
 {
     ctl("switch rules clear");
     ASSERT_EQ(in_child(opened), "0");

@@ -1,5 +1,5 @@
-// Loopbacks, tunnels and address filters: the way of frames, what is left behind, how many calls of the SDK they cost.
-// Runs for both meanings that a set bit of an egress mask may have.
+// Loopbacks, tunnels and address filters: the path of frames, the remaining rules, the number of SDK calls. Runs for
+// both meanings of a set bit in an egress mask.
 #include <algorithm>
 #include <cerrno>
 #include <functional>
@@ -21,7 +21,7 @@ namespace {
 
 #ifdef MASKS_KEEP
 const char *const kMaskOfTheSwitch = "switch mask keeps";
-constexpr uint32_t kBlocked = 0; // ports of a mask as the library reads it, which here takes a set bit to block
+constexpr uint32_t kBlocked = 0; // ports of a mask as the library reads it: here a set bit blocks
 #else
 const char *const kMaskOfTheSwitch = "switch mask blocks";
 constexpr uint32_t kBlocked = 0xFFFFFFFF;
@@ -30,7 +30,7 @@ constexpr uint32_t kSwitch = 2;
 const uint8_t kGroup[6] = {0x01, 0, 0x5e, 0, 0, 0x01};
 const uint8_t kOtherGroup[6] = {0x01, 0, 0x5e, 0, 0, 0x02};
 const std::string kUntagged = "dst=02:00:00:00:00:77 src=00:00:00:00:00:00";
-const std::string kTagged = kUntagged + " vlan=77 pcp=2"; // of a VLAN that nobody made
+const std::string kTagged = kUntagged + " vlan=77 pcp=2"; // in a VLAN that does not exist
 const std::string kTimed = kUntagged + " type=0x88f7";
 const std::string kToGroup = "dst=01:00:5e:00:00:01 src=00:00:00:00:00:00";
 
@@ -70,7 +70,7 @@ struct Pair {
     const char *what;
     std::function<int()> add;
     std::function<int()> remove;
-    int calls[2]; // of the SDK, to add and to remove
+    int calls[2]; // SDK calls to add and to remove
 };
 
 const Pair kPairs[] = {
@@ -120,7 +120,7 @@ const Pair kPairs[] = {
      {9, 11}},
 };
 
-// The S-VLANs and translations of a port.
+// Returns the S-VLANs and translations of a port.
 std::string vlans_of(uint32_t port)
 {
     uint16_t of_port = 0;
@@ -141,7 +141,7 @@ std::string vlans_of(uint32_t port)
     return text;
 }
 
-// The rules; entries that are not in the hardware without what they would match. Then the S-VLANs.
+// Returns the rules and the S-VLANs. Leaves out the match of entries that are not in the hardware.
 std::string state()
 {
     std::istringstream rules(ctl("switch rules"));
@@ -156,7 +156,7 @@ std::string state()
     return text + vlans_of(14);
 }
 
-// Fails each call of the operation in turn. `judge` sees what is left.
+// Fails each call of the operation in turn. `judge` checks the remaining state.
 void sweep(const char *what, const std::function<int()> &operation, const std::function<void()> &before,
            const std::function<void(const std::string &where)> &judge)
 {
@@ -212,7 +212,7 @@ TEST_F(Tunnel, JoinsTwoPortsAndKeepsTheOthersOut)
     EXPECT_EQ(ddal_eth_switch_get_tunneling(kSwitch, 18, &peer), -ENOENT);
 }
 
-TEST_F(Tunnel, OfAnEthertypeLeavesTheRestAlone)
+TEST_F(Tunnel, ForAnEthertypeLeavesOtherFramesAlone)
 {
     ASSERT_EQ(ddal_eth_switch_add_tunneling_with_ethertype_filter(kSwitch, 14, 18, 0x88f7), 0);
     EXPECT_EQ(way(14, kTimed), "18 q0");
@@ -228,8 +228,8 @@ TEST_F(Tunnel, OfAnEthertypeLeavesTheRestAlone)
     EXPECT_EQ(way(14, kTimed), "all q0");
 }
 
-// A tunnel of which only one half exists passes nothing back, with and without the qualifier that the drop entry needs.
-TEST_F(Tunnel, HalfOfOnePassesNothingBack)
+// A half tunnel passes nothing back, with and without the qualifier for the drop entry.
+TEST_F(Tunnel, AHalfTunnelPassesNothingBack)
 {
     for (const char *option : {"switch port-sets on", "switch port-sets off"}) {
         ctl(option);
@@ -305,10 +305,10 @@ TEST_F(Tunnel, RulesCostTheirCallsAndLeaveNothing)
     }
 }
 
-// What fails to be added leaves nothing; what fails to be removed can be removed.
+// A failed addition leaves nothing. After a failed removal the next removal succeeds.
 TEST_F(Tunnel, FailuresLeaveNoHalves)
 {
-    ASSERT_EQ(add_filter(14, 21, kOtherGroup), 0); // the port's default entries are taken
+    ASSERT_EQ(add_filter(14, 21, kOtherGroup), 0); // occupies the port's default entries
     ASSERT_EQ(ddal_eth_switch_add_vlan_translation(kSwitch, 14, 101, 6), 0);
     for (const Pair &each : kPairs) {
         const std::string before = state();
@@ -324,7 +324,7 @@ TEST_F(Tunnel, FailuresLeaveNoHalves)
             each.what, each.remove, [&] { EXPECT_EQ(each.add(), 0) << each.what; },
             [&](const std::string &where) {
                 if (where != "nothing failed")
-                    each.remove(); // -ENOENT where only the masks were left
+                    each.remove(); // returns -ENOENT if only the masks were left
                 EXPECT_EQ(state(), before) << each.what << ", " << where;
             });
     }
@@ -332,7 +332,7 @@ TEST_F(Tunnel, FailuresLeaveNoHalves)
     EXPECT_EQ(ddal_eth_switch_remove_vlan_translation(kSwitch, 14, 101, 6), 0);
 }
 
-// A list of the rules is whole: a property that could not be read is not taken for one that a rule lacks.
+// A list of the rules is complete: a property that cannot be read does not count as missing.
 TEST_F(Tunnel, RulesAreReadWholeOrNotAtAll)
 {
     ASSERT_EQ(ddal_eth_switch_add_tunneling(kSwitch, 14, 18), 0);

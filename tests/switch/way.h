@@ -1,4 +1,4 @@
-// Where frames leave the virtual switch.
+// The ports by which frames leave the virtual switch.
 #pragma once
 
 #include <set>
@@ -18,8 +18,8 @@ inline std::string frame_field(const std::string &line, const std::string &name)
     return line.substr(value, line.find(' ', value) - value);
 }
 
-// The copies of a frame that comes in at a port: "18 q0" without a tag, "18 5.3 q0" with VLAN and PCP, "all q0" or "all
-// but 14, 18 q0" where most other ports send one.
+// Returns the copies of a frame that enters at a port: "18 q0" without a tag, "18 5.3 q0" with VLAN and PCP, "all q0"
+// or "all but 14, 18 q0" where most other ports send one.
 inline std::string way(uint32_t port, const std::string &frame)
 {
     constexpr uint32_t kPorts = 29;

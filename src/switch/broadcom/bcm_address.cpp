@@ -29,7 +29,7 @@ int visit(int, bcm_l2_addr_t *entry, void *data)
 {
     auto *const walk = static_cast<Walk *>(data);
     const bool is_static = entry->flags & BCM_L2_STATIC;
-    // A multicast entry names a group of ports in place of a port.
+    // A multicast entry names a group of ports instead of a port.
     if (entry->flags & BCM_L2_MCAST || is_static != walk->static_entries || walk->layout.port(entry) != walk->port)
         return 0;
     ddal_eth_switch_mac_entry found{};

@@ -1,4 +1,4 @@
-// What the switch's ports advertise to their partners.
+// Advertisement of the switch's ports to their partners.
 #include <ddal/bcm.h>
 
 #include "switch/broadcom/port.h"
@@ -8,12 +8,12 @@ using namespace ddal::ethswitch;
 namespace {
 
 constexpr uint32_t kPauseBits = 0x3;       // both directions
-constexpr uint32_t kAsymmetricPause = 0x4; // can only be read
+constexpr uint32_t kAsymmetricPause = 0x4; // read only
 
 struct Advertisement {
     uint32_t speed;   // Mb/s
     uint32_t ability; // the SDK's bit
-    uint32_t reg;     // of a copper PHY; 0: it cannot do this speed
+    uint32_t reg;     // of a copper PHY; 0: the PHY lacks this speed
     uint32_t half;
     uint32_t full;
 };
@@ -26,7 +26,7 @@ constexpr Advertisement kAdvertisements[] = {
     {10000, 0x800, 0, 0, 0},
 };
 
-// The row of a speed that the port can advertise, or null, logged under the caller's name.
+// Returns the row of a speed that the port can advertise. Otherwise logs under the caller's name and returns null.
 const Advertisement *find_advertisement(const char *caller, uint32_t port, uint32_t speed)
 {
     for (const Advertisement &row : kAdvertisements) {
@@ -55,7 +55,7 @@ int advertise_on_copper(const char *caller, uint32_t port, uint32_t reg, uint32_
         log_line_as(LOG_ERR, caller, "bcm_port_phy_modify failed on port %u: %s\n", port, sdk_text(rv));
         return rv;
     }
-    // The PHY looks at its advertisement again when it is reset.
+    // A reset makes the PHY read its advertisement again.
     return copper_port_control_register_modify(port, kControlReset, kControlReset);
 }
 

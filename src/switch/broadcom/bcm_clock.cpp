@@ -1,4 +1,4 @@
-// The port whose received clock the switch hands out.
+// Selects the port whose received clock the switch hands out.
 #include <ddal/bcm.h>
 #include <ddal/bcmdiag.h>
 

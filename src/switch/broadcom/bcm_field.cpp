@@ -1,5 +1,5 @@
 // Installs the default field entries of the switch's ports, without actions: an entry enters the hardware with its
-// first action. What another process has made is taken over.
+// first action. Takes over entries that another process has made.
 #include <ddal/bcm_open.h>
 
 #include "core/log.h"
@@ -21,7 +21,7 @@ class Installation {
 public:
     Installation(const char *caller, const DefaultEntries &entries) : caller_(caller), entries_(entries) {}
 
-    // 0, or -1001 logged under the caller's name; what was created is gone then.
+    // Returns 0, or DDAL_ERR_FAILURE logged under the caller's name. On failure removes everything that it created.
     int run()
     {
         if (present_.read(entries_.group) == 0 && install_all() == 0)
@@ -48,7 +48,7 @@ private:
         return 0;
     }
 
-    // The qualifier that is set last tells whether the process that created the entry came to its end.
+    // Reads the qualifier that is set last: it shows whether the process that created the entry has finished it.
     static int is_unfinished(int entry, bool *unfinished)
     {
         uint8_t data = 0;
@@ -116,7 +116,7 @@ DDAL_WEAK int ddal_bcm_ifp_install_default_tagged_dstmac_entries()
     return Installation(__func__, {kAddresses, kTaggedAddress, true}).run();
 }
 
-// The ports that it drops from are written when a tunnel needs it.
+// A tunnel that needs this entry writes its ports.
 DDAL_WEAK int ddal_bcm_ifp_install_default_tunnel_drop_entry()
 {
     bool created = false;

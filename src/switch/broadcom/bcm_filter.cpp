@@ -1,5 +1,5 @@
-// Sends a port's frames to one address to another port. A filter has two entries, for frames without and with a tag;
-// the first of a port uses the default entries, further ones bring theirs.
+// Sends a port's frames for one address to another port. A filter has two entries, for frames without and with a tag.
+// The first filter of a port uses the default entries, further ones bring theirs.
 #include <ddal/bcm_open.h>
 #include <ddal/eth_switch.h>
 
@@ -26,14 +26,14 @@ struct Filter {
     uint8_t mac[6];
 };
 
-// The n-th filter of a port.
+// Returns the place of the n-th filter of a port.
 Filter place_of(uint32_t port, int n)
 {
     const int first = n == 0 ? kUntaggedAddress : kFurtherAddresses + (n - 1) * kAddressStep;
     return {first + static_cast<int>(port), n == 0, false, 0, {}};
 }
 
-// Either entry tells of a filter, so that one of which half is missing can be repaired and removed.
+// Finds a filter by either entry, so that a filter with a missing half can be repaired and removed.
 int read_filter(const FieldEntryList &entries, Filter *filter)
 {
     for (const int entry : {filter->untagged, filter->untagged + kTagDistance}) {
@@ -68,8 +68,8 @@ int for_each_place(uint32_t port, const FieldEntryList &entries, Visit visit)
 
 struct Search {
     FieldEntryList entries;
-    std::optional<Filter> found; // the filter of the address
-    std::optional<Filter> room;  // else the first place that is not taken
+    std::optional<Filter> found; // the filter for the address
+    std::optional<Filter> room;  // otherwise the first free place
 };
 
 int search(uint32_t port, const uint8_t mac[6], Search *result)
@@ -89,7 +89,7 @@ int remove_entry(int entry, bool is_default)
     return is_default ? take_action(entry, bcmFieldActionRedirect, bcmFieldActionEgressMask) : destroy_entry(entry);
 }
 
-// One of the two entries; as before after a failure.
+// Writes one of the two entries. Restores it after a failure.
 int put_entry(int entry, uint32_t port, bool is_tagged, const uint8_t mac[6], const FieldAction &action)
 {
     uint8_t address[6];

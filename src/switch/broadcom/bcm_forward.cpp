@@ -1,4 +1,4 @@
-// Frames sent past the switch's own forwarding: loopback, tunnelling between two ports and multicast filters.
+// Frames that bypass the switch's forwarding: loopback, tunnelling between two ports and multicast filters.
 #include <ddal/bcm.h>
 #include <ddal/bcm_open.h>
 
@@ -10,8 +10,8 @@ namespace {
 
 constexpr uint32_t kAnyEthertype = 0;
 
-// Removes what there is of a tunnel, so that half of one can be removed. The masks are brought in line even where there
-// is neither half: an earlier removal may have failed at them.
+// Removes a tunnel or half of one. Updates the masks even without either half, because an earlier removal may have
+// failed at them.
 int end_tunnel(uint32_t port1, uint32_t port2)
 {
     const int back = ddal_bcm_ifp_redirect_frame_action_exists(port2, port1);

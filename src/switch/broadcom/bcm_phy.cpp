@@ -61,7 +61,7 @@ constexpr uint32_t kLinkUp = 0x0004;
 constexpr uint32_t kResolvedMaster = 0x4000;
 constexpr uint32_t kMultiPort = 0x0400;
 
-constexpr uint32_t kPreferMultiPort = 4; // modes of ddal_bcm_set_master_slave beyond the SDK's own three
+constexpr uint32_t kPreferMultiPort = 4; // modes of ddal_bcm_set_master_slave beyond the three of the SDK
 constexpr uint32_t kPreferSinglePort = 8;
 
 struct CrossoverMode {
@@ -69,7 +69,7 @@ struct CrossoverMode {
     bcm_port_mdix_t sdk;
 };
 
-// The first row of an SDK value is what the getter reports.
+// The getter reports the first row of an SDK value.
 constexpr CrossoverMode kCrossoverModes[] = {
     {0, BCM_PORT_MDIX_NORMAL}, {1, BCM_PORT_MDIX_XOVER}, {2, BCM_PORT_MDIX_AUTO}, {2, BCM_PORT_MDIX_FORCE_AUTO}};
 
@@ -91,7 +91,7 @@ int set_page(const char *caller, int mdio, uint32_t page)
     return rv;
 }
 
-// Runs `access` with the clock page selected and puts the page back whatever came of it. 0 or -1001.
+// Runs `access` with the clock page selected, and then always restores the page. Returns 0 or DDAL_ERR_FAILURE.
 template <typename Access>
 int on_clock_page(const char *caller, int mdio, Access access)
 {
@@ -206,7 +206,7 @@ int ddal_bcm_set_master_slave(uint32_t port, uint32_t mode)
     if (open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
 
-    // The first three modes have the SDK's own numbers.
+    // The first three modes have the numbers of the SDK.
     const int rv = multi_port_choice
                        ? sdk_on_port(port, bcm_port_phy_modify, BCM_PORT_PHY_CLAUSE45, kMirroredGigabitControl,
                                      mode == kPreferMultiPort ? kMultiPort : 0, kMultiPort)
@@ -224,7 +224,7 @@ int ddal_bcm_get_master_slave(uint32_t port, uint16_t *is_master)
     if (sdk_on_port(port, bcm_port_phy_get, BCM_PORT_PHY_CLAUSE45, kMirroredStatus, &status) != 0 ||
         sdk_on_port(port, bcm_port_phy_get, BCM_PORT_PHY_CLAUSE45, kMirroredGigabitStatus, &gigabit) != 0)
         return log_error(DDAL_ERR_FAILURE, "port %u master/slave get error\n", port);
-    // Without a link nothing is resolved and the bit is left over from the last one.
+    // Without a link nothing is resolved, and the bit still shows the last link.
     *is_master = (status & kLinkUp) && (gigabit & kResolvedMaster);
     return 0;
 }
@@ -259,7 +259,8 @@ int ddal_bcm_get_rclk_freq(uint32_t port, uint16_t *code)
 
     const int mdio = mdio_address(port);
     uint32_t data = 0;
-    const char *const caller = __func__; // in the lambda it would be another
+    // `__func__` must be read here: inside the lambda it names the lambda.
+    const char *const caller = __func__;
     const auto read = [&] { return read_clock_register(caller, port, mdio, &data); };
     if (on_clock_page(caller, mdio, read) != 0)
         return DDAL_ERR_FAILURE;
@@ -277,7 +278,8 @@ int ddal_bcm_set_rclk_freq(uint32_t port, uint16_t code)
         return DDAL_ERR_FAILURE;
 
     const int mdio = mdio_address(port);
-    const char *const caller = __func__; // in the lambda it would be another
+    // `__func__` must be read here: inside the lambda it names the lambda.
+    const char *const caller = __func__;
     return on_clock_page(caller, mdio, [&] {
         uint32_t data = 0;
         if (read_clock_register(caller, port, mdio, &data) != 0)

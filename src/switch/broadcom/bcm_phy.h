@@ -5,7 +5,7 @@
 
 namespace ddal::ethswitch {
 
-// 0 or -1001 for a value that stands for no code, and back.
+// Converts the field to a code, and back. Returns 0, or DDAL_ERR_FAILURE for a value without a counterpart.
 int reg_bits_to_frequency(uint32_t bits, uint16_t *code);
 int frequency_to_reg_bits(uint16_t code, uint32_t *bits);
 

@@ -6,7 +6,7 @@
 
 using namespace ddal::ethswitch;
 
-// A register of a copper port's PHY, logged as the caller's.
+// Reads a register of a copper port's PHY. Logs under the caller's name.
 #define copper_register(port, reg, data) read_copper_register({__func__, __LINE__, "bcm_port_phy_get"}, port, reg, data)
 
 namespace {
@@ -45,7 +45,7 @@ const SpeedCode *copper_speed(uint32_t speed)
     return nullptr;
 }
 
-// A forced mode holds only while nothing is negotiated.
+// A forced mode requires auto-negotiation to be off.
 int force_copper_mode(uint32_t port, uint32_t value, uint32_t mask)
 {
     const int rc = copper_port_control_register_modify(port, kControlReset, kControlReset | kControlAutoneg);
@@ -195,7 +195,7 @@ int ddal_bcm_copper_reset(uint32_t port)
 
 namespace {
 
-// What the port negotiated; on copper the PHY knows, once it has resolved it.
+// Reads the negotiated duplex mode. On copper the PHY reports it once it is resolved.
 int read_duplex(uint32_t port, uint32_t *duplex)
 {
     if (!is_copper(port)) {

@@ -23,7 +23,7 @@ int tagged_entry(uint32_t port)
     return kTagged + static_cast<int>(port);
 }
 
-// 0, or -1001 logged under the caller's name.
+// Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_entry(const char *caller, uint32_t port)
 {
     if (port >= kPortsWithEntries) {
@@ -71,7 +71,7 @@ DDAL_WEAK int ddal_bcm_ifp_cosq_untagged_frame_action_get(uint32_t port, uint32_
     if (port < kPortsWithEntries && read_action(untagged_entry(port), bcmFieldActionCosQNew, &action) != 0)
         return log_error(DDAL_ERR_FAILURE, "Getting the queue of untagged frames failed on port %u\n", port);
     if (!action)
-        return -ENOENT; // no fault, no log line: the port then uses the switch's own default
+        return -ENOENT; // not a failure and not logged: the port uses the switch's default
     *queue = action->first;
     return 0;
 }

@@ -1,4 +1,4 @@
-// From priorities to queues: mapping mode, DSCP and PCP maps, default queue.
+// Mapping of priorities to queues: mapping mode, DSCP and PCP maps, default queue.
 #include <ddal/bcm.h>
 #include <ddal/bcm_open.h>
 
@@ -13,13 +13,13 @@ using namespace ddal::ethswitch;
 namespace {
 
 constexpr uint32_t kDscpMode = 1; // any other value: PCP mapping
-constexpr uint32_t kPcpMode = 0;  // what the getter reports
+constexpr uint32_t kPcpMode = 0;  // the getter reports this value
 constexpr uint32_t kDscpModeUntaggedQueue = 7;
 constexpr uint32_t kHighestQueue = 7;
 constexpr uint32_t kHighestDscp = 63;
 constexpr uint32_t kHighestPcp = 7;
 
-// The field actions that tell the mapping modes apart.
+// The field actions that distinguish the mapping modes.
 struct ModeActions {
     bool preserves_pcp = false;
     std::optional<uint32_t> queue; // of untagged frames
@@ -49,7 +49,7 @@ int put_actions(uint32_t port, const ModeActions &actions)
     return rc != 0 ? rc : put_queue(port, actions.queue);
 }
 
-// 0, or -1001 logged under the caller's name.
+// Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_at_most(const char *caller, const char *what, uint32_t value, uint32_t highest)
 {
     if (value <= highest)
@@ -70,7 +70,7 @@ int ddal_bcm_set_mapping_mode(uint32_t port, uint32_t mode)
     int rc = read_actions(port, &before);
     if (rc == 0) {
         rc = put_actions(port, after);
-        if (rc == 0) // kept: both modes let the switch look at the DSCP
+        if (rc == 0) // kept: in both modes the switch reads the DSCP
             rc = sdk_on_port(port, bcm_port_dscp_map_mode_set, BCM_PORT_DSCP_MAP_ALL);
         if (rc != 0)
             put_actions(port, before);
@@ -99,7 +99,7 @@ int ddal_bcm_set_dscp_to_queue_mapping(uint32_t port, uint32_t dscp, uint32_t qu
         return log_error(DDAL_ERR_FAILURE, "Setting DSCP to queue mapping failed on port %u\n", port);
     if (!is_dscp_mode)
         return log_error(DDAL_ERR_FAILURE, "port %u is not in DSCP mapping mode\n", port);
-    // The code point stays as it is; priority n goes to queue n.
+    // The code point keeps its value, and priority n goes to queue n.
     if (sdk_on_port(port, bcm_port_dscp_map_set, dscp, dscp, queue) != 0)
         return log_error(DDAL_ERR_FAILURE, "Setting DSCP to queue mapping failed on port %u\n", port);
     return 0;

@@ -1,4 +1,4 @@
-// Rates, queues' weights and counters of the switch's ports.
+// Rates, queue weights and counters of the switch's ports.
 #include <ddal/bcm.h>
 #include <ddal/eth_switch.h>
 

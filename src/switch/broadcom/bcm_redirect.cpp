@@ -1,5 +1,5 @@
 // Sends a port's frames to another port: all of them, or those of one ethertype. The entry for untagged frames is made
-// first and undone last, so that it tells whether the port is redirected.
+// first and removed last, so that it shows whether the port is redirected.
 #include <ddal/bcm_open.h>
 
 #include <cerrno>
@@ -80,7 +80,7 @@ int add_of_type(uint32_t port, const FieldAction &action, uint32_t ethertype)
     return rv;
 }
 
-// 0, or -1001 logged under the caller's name.
+// Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_entry(const char *caller, uint32_t port)
 {
     if (port < kPortsWithEntries)
@@ -124,7 +124,7 @@ DDAL_WEAK int ddal_bcm_ifp_redirect_frame_action_add(uint32_t port, uint32_t dst
         return log_error(DDAL_ERR_FAILURE, "Redirecting port %u to port %u failed\n", port, dst_port);
     if (present.exists && (present.dst_port != dst_port || present.ethertype != ethertype))
         return log_error(-EEXIST, "port %u is redirected to port %u already\n", port, present.dst_port);
-    if (add(port, dst_port, ethertype) != 0) // again, where half of it is missing
+    if (add(port, dst_port, ethertype) != 0) // repeats the call to add a missing half
         return log_error(DDAL_ERR_FAILURE, "Redirecting port %u to port %u failed\n", port, dst_port);
     return 0;
 }

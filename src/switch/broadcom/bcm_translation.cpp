@@ -33,14 +33,14 @@ bool prepare_replacement(bcm_vlan_action_set_t *action, uint32_t vlan)
     return true;
 }
 
-// The two entries of a translation, as far as they exist.
+// The entries of a translation that exist.
 struct Entries {
     int gport = 0;
-    std::optional<uint32_t> svlan; // that the C-VLAN becomes
-    std::optional<uint32_t> cvlan; // that the S-VLAN becomes
+    std::optional<uint32_t> svlan; // replaces the C-VLAN
+    std::optional<uint32_t> cvlan; // replaces the S-VLAN
 };
 
-// What an action replaces the VLAN by; nothing if the entry does not exist.
+// Takes the new VLAN from an action. Takes nothing if the entry does not exist.
 int take_vlan(const CallSite &site, int rv, const bcm_vlan_action_set_t &action, std::optional<uint32_t> *vlan)
 {
     if (rv == BCM_E_NONE)
@@ -78,7 +78,7 @@ int delete_egress(uint32_t port, uint32_t svlan)
                        uint16_t{0});
 }
 
-// Both entries or none. Where a process ended between the two, the missing one is added.
+// Adds both entries or none. Where a process ended between the two, adds the missing one.
 int add_entries(uint32_t port, uint32_t cvlan, uint32_t svlan, const Entries &before)
 {
     bcm_vlan_action_set_t ingress;
@@ -101,7 +101,7 @@ int put_control(uint32_t port, bcm_vlan_control_port_t control, int value)
     return sdk_on_port(port, bcm_vlan_control_port_set, control, value);
 }
 
-// Both directions or none.
+// Switches both directions or none.
 int switch_directions(uint32_t port, int on)
 {
     int rv = put_control(port, bcmVlanTranslateIngressEnable, on);
@@ -113,7 +113,7 @@ int switch_directions(uint32_t port, int on)
     return rv;
 }
 
-// Calls visit(C-VLAN, S-VLAN) for each ingress entry of the port, in whichever form the SDK names the port.
+// Calls visit(C-VLAN, S-VLAN) for each ingress entry of the port. The SDK may name the port as a port or as a gport.
 template <typename Visit>
 int for_each_translation(uint32_t port, Visit visit)
 {

@@ -13,13 +13,13 @@ using namespace ddal::ethswitch;
 
 namespace {
 
-constexpr uint32_t kHighestSvlan = 20; // S-VLAN 0 is no VLAN to the switch
+constexpr uint32_t kHighestSvlan = 20; // the switch has no S-VLAN 0
 
-constexpr uint32_t kLowestEthertype = 0x0600; // below: a length
+constexpr uint32_t kLowestEthertype = 0x0600; // smaller numbers are lengths
 constexpr uint32_t kHighestEthertype = 0xFFFF;
 constexpr uint32_t kHighestLearningMode = 1;
 
-// 0, or -1001 logged under the caller's name.
+// Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_ethertype(const char *caller, uint32_t ethertype)
 {
     if (ethertype >= kLowestEthertype && ethertype <= kHighestEthertype)
@@ -28,7 +28,7 @@ int check_ethertype(const char *caller, uint32_t ethertype)
     return DDAL_ERR_FAILURE;
 }
 
-// Gives frames without a tag the S-VLAN's.
+// Assigns the S-VLAN to frames without a tag.
 bool prepare_tagging(bcm_vlan_action_set_t *action, uint32_t svlan)
 {
     *action = {};

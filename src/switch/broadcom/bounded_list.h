@@ -1,4 +1,4 @@
-// A caller's array that is filled while the entries are still being counted.
+// A caller's array that is filled while the entries are counted.
 #pragma once
 
 #include <cerrno>
@@ -20,7 +20,8 @@ public:
 
     uint32_t count() const { return count_; }
 
-    // *size becomes the number of entries, result 0; or the number that did not fit, result -ENOMEM.
+    // Stores the number of entries in *size and returns 0. If entries did not fit, stores their number and returns
+    // -ENOMEM.
     int settle(uint32_t *size) const
     {
         const bool fits = count_ <= capacity_;

@@ -5,7 +5,7 @@
 
 namespace ddal::ethswitch {
 
-// 0, or -1001 for a port without a clock channel.
+// Stores a port's clock channel. Returns 0, or DDAL_ERR_FAILURE for a port without one.
 int port2channel(uint32_t port, uint32_t *channel);
 
 } // namespace ddal::ethswitch

@@ -1,4 +1,4 @@
-// Keeps the frames of other ports out of tunnelled ports, and those of a tunnelled port out of all but its peer.
+// Keeps frames of other ports out of tunnelled ports, and frames of a tunnelled port out of all ports but its peer.
 #include "switch/broadcom/egress_mask.h"
 
 #include <ddal/bcm_open.h>
@@ -15,15 +15,15 @@ using namespace ddal::ethswitch;
 
 namespace {
 
-constexpr int kBeforeCommon = 1; // priority of a port's entry; the common one has 0
+constexpr int kBeforeCommon = 1; // priority of a port's entry; the common entry has 0
 constexpr uint32_t kAnyPort = UINT32_MAX;
 
-// The tunnels for all frames, as the redirections tell.
+// The tunnels for all frames, read from the redirections.
 struct Tunnels {
     uint32_t peers[kPortsWithEntries];
     bool redirected[kPortsWithEntries] = {};
     bcm_pbmp_t ports{}; // both ends
-    bcm_pbmp_t ends{};  // ends from which nothing leads back
+    bcm_pbmp_t ends{};  // ends of tunnels without a way back
 };
 
 int read_tunnels(Tunnels *tunnels)
@@ -40,7 +40,7 @@ int read_tunnels(Tunnels *tunnels)
             return rv;
         const uint32_t peer = action ? port_of_redirection(*action) : port;
         if (peer == port || peer >= kPortsWithEntries)
-            continue; // a loopback keeps no frame out
+            continue; // a loopback does not keep frames out
         tunnels->redirected[port] = true;
         tunnels->peers[port] = peer;
         add_port(&tunnels->ports, port);
@@ -91,7 +91,7 @@ int create_and_mask(int entry, uint32_t port, const bcm_pbmp_t &mask)
     return rv;
 }
 
-// The mask in force stays so until the entry is installed with the new one.
+// The present mask stays in force until the entry is installed with the new one.
 int put_mask(const FieldEntryList &entries, int entry, uint32_t port, const bcm_pbmp_t &blocked)
 {
     const bcm_pbmp_t mask = egress_mask_of(blocked);
@@ -99,7 +99,7 @@ int put_mask(const FieldEntryList &entries, int entry, uint32_t port, const bcm_
         return create_and_mask(entry, port, mask);
     bcm_pbmp_t present{};
     int rv = sdk_result(bcm_field_action_ports_get, kUnit, entry, bcmFieldActionEgressMask, &present);
-    if (rv == BCM_E_NOT_FOUND) // of a process that did not come to its end
+    if (rv == BCM_E_NOT_FOUND) // a process has not finished the entry
         return create_and_mask(entry, port, mask);
     if (rv != BCM_E_NONE) {
         log_entry_failure({__func__, __LINE__, "bcm_field_action_ports_get"}, entry, rv);
@@ -111,8 +111,8 @@ int put_mask(const FieldEntryList &entries, int entry, uint32_t port, const bcm_
     return rv != 0 ? rv : add_mask(entry, mask);
 }
 
-// Drops what comes in at a tunnel's far end while nothing leads back: forwarded as usual it could come back into the
-// tunnel from its own end. False in *dropped: the device has no such entry.
+// Drops frames that enter at the far end of a tunnel without a way back: normal forwarding could lead them into the
+// tunnel again. Stores false in *dropped if the device lacks the entry.
 int drop_from(const bcm_pbmp_t &ends, bool *dropped)
 {
     constexpr bcm_pbmp_t kAll{{kAllBits, kAllBits, kAllBits, kAllBits, kAllBits, kAllBits, kAllBits, kAllBits}};
@@ -130,7 +130,7 @@ int drop_from(const bcm_pbmp_t &ends, bool *dropped)
     return none ? 0 : sdk_on_entry(kTunnelDrop, bcm_field_entry_install);
 }
 
-// The mask of a port: what no frame of it may leave by. False: the common mask is enough.
+// Computes the ports that frames of a port must not leave by. Returns false when the common mask is enough.
 bool mask_of(const Tunnels &tunnels, uint32_t port, bool drops, bcm_pbmp_t *blocked)
 {
     if (tunnels.redirected[port]) {

@@ -1,12 +1,12 @@
-// What an egress mask holds.
+// Content of an egress mask.
 #pragma once
 
 #include "switch/broadcom/port_bitmap.h"
 
 namespace ddal::ethswitch {
 
-// Whether a set bit of an egress mask keeps frames from leaving by its port, or lets only those of set bits leave. The
-// SDK does not say; to be confirmed on the board, as the bring-up guide tells.
+// Selects whether a set bit of an egress mask blocks its port, or whether frames leave only by ports with set bits. The
+// SDK does not say which. To be confirmed on the board, as the bring-up guide describes.
 #ifndef DDAL_EGRESS_MASK_BLOCKS
 #define DDAL_EGRESS_MASK_BLOCKS 1
 #endif

@@ -1,4 +1,4 @@
-// Lists the rules of the switch's field processor as the switch holds them.
+// Lists the rules of the switch's field processor as they are in the switch.
 #include <ddal/ext.h>
 
 #include <cstring>
@@ -29,7 +29,7 @@ int visit_group(int, int group, void *data)
     return 0;
 }
 
-// A device without the qualifier for several ports has no entry with it.
+// Reads the ports. A device without the qualifier for several ports has no entry with it, so the set stays empty.
 int read_ports(int entry, bcm_pbmp_t *ports)
 {
     bcm_pbmp_t mask{};
@@ -40,7 +40,8 @@ int read_ports(int entry, bcm_pbmp_t *ports)
     return rv;
 }
 
-// A qualifier that was not set, or that the entry's group lacks, matches everything. 0 or the SDK's result, logged.
+// Reads the qualifiers. One that is not set, or that the entry's group lacks, matches everything. Returns 0 or the
+// SDK's result, logged.
 int read_qualifiers(int entry, ddal_ext_switch_rule *rule)
 {
     int port = 0;
@@ -71,7 +72,7 @@ int read_qualifiers(int entry, ddal_ext_switch_rule *rule)
     return rv;
 }
 
-// 0 or the SDK's result, logged.
+// Reads the actions. Returns 0 or the SDK's result, logged.
 int read_actions(int entry, ddal_ext_switch_rule *rule)
 {
     std::optional<FieldAction> action;
@@ -88,7 +89,7 @@ int read_actions(int entry, ddal_ext_switch_rule *rule)
     if (rv == 0)
         rv = read_action(entry, bcmFieldActionDrop, &action);
     rule->drops = action.has_value();
-    bcm_pbmp_t mask = egress_mask_of({}); // that of an entry without one blocks nothing
+    bcm_pbmp_t mask = egress_mask_of({}); // an entry without a mask blocks nothing
     if (rv == 0)
         rv = sdk_if_set(entry, bcm_field_action_ports_get, bcmFieldActionEgressMask, &mask);
     memcpy(rule->blocked, egress_mask_of(mask).pbits, sizeof rule->blocked);

@@ -1,4 +1,4 @@
-// Single field entries of the switch. Actions take effect when the entry is installed, in the hardware.
+// Single field entries of the switch. Actions take effect when the entry is installed in the hardware.
 #pragma once
 
 #include <cstdint>
@@ -16,18 +16,18 @@ struct FieldAction {
     uint32_t second;
 };
 
-// Each returns 0 or the SDK's result, logged.
+// Each operation returns 0 or the SDK's result, logged.
 
-// An entry that also exists when another process made it.
+// Creates an entry unless it exists; another process may have made it.
 int ensure_entry(FieldGroup group, int entry, bool *created);
-// The action of that kind, if the entry has one; an entry that does not exist has none.
+// Reads the action of a kind. An entry without it, or a missing entry, gives none.
 int read_action(int entry, bcm_field_action_t kind, std::optional<FieldAction> *action);
-// Gives the entry the action in place of one of that kind, and installs it. The entry is as before after a failure.
+// Replaces the action of that kind and installs the entry. A failure leaves the entry unchanged.
 int put_action(int entry, bcm_field_action_t kind, const FieldAction &action);
-// Takes the action away, and the entry out of the hardware unless it holds an action of the kind `other`. The entry is
-// as before after a failure.
+// Removes the action. Also removes the entry from the hardware, unless it holds an action of the kind `other`. A
+// failure leaves the entry unchanged.
 int take_action(int entry, bcm_field_action_t kind, bcm_field_action_t other);
-// Takes an entry out of the hardware and destroys it.
+// Removes an entry from the hardware and destroys it.
 int destroy_entry(int entry);
 
 int qualify_port(int entry, uint32_t port);
@@ -45,7 +45,7 @@ int entry_call(const CallSite &site, int entry, int (*function)(int, int, Parame
     return result;
 }
 
-// As entry_call for a property that the entry may lack: the outputs stay then as they are, and the result is 0.
+// Works like entry_call for a property that the entry may lack: the result is then 0, and the outputs are unchanged.
 template <typename... Parameters, typename... Arguments>
 int entry_read(const CallSite &site, int entry, int (*function)(int, int, Parameters...), Arguments... arguments)
 {
@@ -56,7 +56,7 @@ int entry_read(const CallSite &site, int entry, int (*function)(int, int, Parame
     return result;
 }
 
-// The port that a redirection names, as a port or as a gport.
+// Returns the port of a redirection, which is stored as a port or as a gport.
 inline uint32_t port_of_redirection(const FieldAction &action)
 {
     constexpr uint32_t kTypeShift = 26;
@@ -66,10 +66,10 @@ inline uint32_t port_of_redirection(const FieldAction &action)
 
 } // namespace ddal::ethswitch
 
-// As sdk_on_port for calls on a field entry.
+// Works like sdk_on_port for calls on a field entry.
 #define sdk_on_entry(entry, function, ...)                                                                             \
     ddal::ethswitch::entry_call({__func__, __LINE__, #function}, (entry), function __VA_OPT__(, ) __VA_ARGS__)
 
-// As sdk_on_entry for a property that the entry may lack.
+// Works like sdk_on_entry for a property that the entry may lack.
 #define sdk_if_set(entry, function, ...)                                                                               \
     ddal::ethswitch::entry_read({__func__, __LINE__, #function}, (entry), function __VA_OPT__(, ) __VA_ARGS__)

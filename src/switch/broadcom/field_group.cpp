@@ -8,10 +8,10 @@ namespace ddal::ethswitch {
 
 namespace {
 
-// The record of a group holds the set of its qualifiers, whose size tells the release of the SDK.
+// The record of a group holds the set of its qualifiers, whose size shows the release of the SDK.
 constexpr size_t kKnownSetSizes[] = {192, 228, 236, 256};
-constexpr size_t kSet = 4;      // where the set lies in the record
-constexpr size_t kPriority = 0; // the rest lies at these offsets behind the set
+constexpr size_t kSet = 4;      // offset of the set in the record
+constexpr size_t kPriority = 0; // the following offsets count from the end of the set
 constexpr size_t kMode = 4;
 constexpr size_t kGroup = 40;
 constexpr uint32_t kWithIdAndMode = 0x1 | 0x4;
@@ -32,7 +32,8 @@ constexpr GroupPlan kPlans[] = {
     {kDrops, 10, {bcmFieldQualifyInPorts, 0, 0}},
 };
 
-// The size of the SDK's set of qualifiers: what its initialisation clears. 0: the SDK offers no field rules.
+// Returns the size of the SDK's set of qualifiers, which its initialisation clears. 0 means that the SDK lacks field
+// rules.
 size_t measure_set()
 {
     bcm_field_qset_t set;
@@ -69,7 +70,7 @@ int create_group(const GroupPlan &plan, size_t set_size)
     return sdk_result(bcm_field_group_config_create, kUnit, &config);
 }
 
-// A device without the qualifier for several ports does without the tunnel drop entry.
+// A device without the qualifier for several ports works without the tunnel drop entry.
 bool may_be_missing(const GroupPlan &plan, int result)
 {
     return plan.group == kDrops && (result == BCM_E_RESOURCE || result == BCM_E_UNAVAIL);

@@ -1,4 +1,4 @@
-// Fields of the switch's address entries. Releases from late 2017 on have one word more before the address.
+// Fields of the switch's address entries. Releases since late 2017 have one more word before the address.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,8 @@ namespace ddal::ethswitch {
 
 class L2Layout {
 public:
-    // Lets the SDK fill an entry and looks where the address went. False: the SDK cannot, or the layout is unknown.
+    // Finds the address in an entry that the SDK has filled. Returns false if the SDK cannot fill one or the layout is
+    // unknown.
     bool find()
     {
         constexpr uint8_t kProbe[6] = {0x02, 0xA5, 0x5A, 0xC3, 0x3C, 0x99};

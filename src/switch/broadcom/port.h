@@ -1,4 +1,4 @@
-// What the Broadcom operations share: the checks before a call, the copper ports and the register access behind them.
+// Shared parts of the Broadcom operations: the checks before a call, the copper ports and their register access.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +21,10 @@ constexpr uint32_t kControlRestartAutoneg = 0x0200;
 constexpr uint32_t kControlFullDuplex = 0x0100;
 constexpr uint32_t kControlLoadSpeed1000 = 0x0040;
 
-// 0, or -1001 logged under the caller's name.
+// Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_port(const char *caller, uint32_t port);
 
-// 0, or -1001 logged under the caller's name with the text `missing`.
+// Returns 0, or DDAL_ERR_FAILURE with the text `missing` logged under the caller's name.
 inline int check_given(const char *caller, bool is_given, const char *missing = "data cannot be null")
 {
     if (is_given)
@@ -33,35 +33,35 @@ inline int check_given(const char *caller, bool is_given, const char *missing = 
     return DDAL_ERR_FAILURE;
 }
 
-// A list of `*size` entries may be missing where that is 0.
+// Checks a list of `*size` entries. The list may be null if that is 0.
 template <typename Entry>
 int check_list(const char *caller, const Entry *list, const uint32_t *size)
 {
     return check_given(caller, size && (list || *size == 0));
 }
 
-// The checks of an operation with outputs, and the switch opened: 0, or -1001 logged under the caller's name. `missing`
-// is the text for a null pointer among the outputs.
+// Checks the arguments of an operation with outputs and opens the switch. Returns 0, or DDAL_ERR_FAILURE logged under
+// the caller's name. `missing` is the log text for a null output.
 inline int open_port_for(const char *caller, uint32_t port, bool has_outputs, const char *missing)
 {
     const bool is_refused = check_port(caller, port) != 0 || check_given(caller, has_outputs, missing) != 0;
     return is_refused ? DDAL_ERR_FAILURE : open_bcm_switch();
 }
 
-// The MDIO address of the port's PHY, or -1 for a fibre port.
+// Returns the MDIO address of the port's PHY, or -1 for a fibre port.
 int mdio_address(uint32_t port);
 inline bool is_copper(uint32_t port)
 {
     return mdio_address(port) >= 0;
 }
 
-// 0, or `code` logged under the caller's name for a port without direct PHY access.
+// Returns 0. For a port without direct PHY access returns `code`, logged under the caller's name.
 int check_copper(const char *caller, uint32_t port, int code = DDAL_ERR_FAILURE);
 
-// The control register of a copper port's PHY: the bits of `mask` become those of `value`. 0 or -1001.
+// Sets the bits of `mask` in a copper port's PHY control register to those of `value`. Returns 0 or DDAL_ERR_FAILURE.
 int copper_port_control_register_modify(uint32_t port, uint32_t value, uint32_t mask);
 
-// One register of a copper port's PHY. 0 or the SDK's result, logged under the caller's name.
+// Reads one register of a copper port's PHY. Returns 0 or the SDK's result, logged under the caller's name.
 int read_copper_register(const CallSite &site, uint32_t port, uint32_t reg, uint32_t *data);
 
 } // namespace ddal::ethswitch

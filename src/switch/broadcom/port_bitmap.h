@@ -1,4 +1,4 @@
-// Sets of ports, as the switch SDK takes them.
+// Sets of ports in the form of the switch SDK.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@ namespace ddal::ethswitch {
 
 constexpr uint32_t kBitmapWordBits = 32;
 
-// `port` is at most 255.
+// Returns the set of one port, which is at most 255.
 inline bcm_pbmp_t bitmap_of(uint32_t port)
 {
     bcm_pbmp_t bitmap{};

@@ -1,12 +1,12 @@
-// What the field entries say about priorities.
+// Priorities in the field entries.
 #pragma once
 
 #include <cstdint>
 
 namespace ddal::ethswitch {
 
-// Whether a rule keeps the PCP of the port's tagged frames, which tells DSCP mapping from PCP mapping. 0 or the SDK's
-// result, logged.
+// Reports whether a rule keeps the PCP of the port's tagged frames, which distinguishes DSCP mapping from PCP mapping.
+// Returns 0 or the SDK's result, logged.
 int read_preserves_pcp(uint32_t port, bool *preserves);
 
 } // namespace ddal::ethswitch

@@ -1,4 +1,4 @@
-// Where a port's frames are sent in place of the switch's own forwarding.
+// The port that receives a port's frames instead of the switch's normal forwarding.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,8 @@ struct Redirection {
     uint32_t ethertype = 0; // 0: all frames
 };
 
-// 0 or the SDK's result, logged. Ports without field entries are not redirected.
+// Reads the redirection of a port. Returns 0 or the SDK's result, logged. A port without field entries is not
+// redirected.
 int read_redirection(uint32_t port, Redirection *redirection);
 
 } // namespace ddal::ethswitch

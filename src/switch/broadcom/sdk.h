@@ -1,7 +1,7 @@
-// What is used of the switch SDK's client library: unit 0, 256 ports, all releases since late 2017 and, where records
-// differ, the ones before (field rules excepted, see field_group.h). Records whose size depends on the release are
-// declared larger than any of them; only the fields that all releases share are named. The references are weak: the
-// library contains and needs no SDK unless the product's build names one.
+// The used part of the switch SDK's client library: unit 0, 256 ports, all releases since late 2017 and, where records
+// differ, earlier ones (except field rules, see field_group.h). Records of release-dependent size are declared larger
+// than in any release, with only the common fields named. The references are weak: the library contains no SDK, and
+// needs none unless the product's build names one.
 #pragma once
 
 #include <cstddef>
@@ -98,7 +98,7 @@ struct bcm_pbmp_t { // port p is bit p % 32 of word p / 32
 };
 static_assert(sizeof(bcm_pbmp_t) == 32);
 
-struct bcm_port_ability_t { // 40 to 48 bytes: read it, change it, write it back
+struct bcm_port_ability_t { // 40 to 48 bytes; read, changed and written back
     uint32_t speed_half_duplex;
     uint32_t speed_full_duplex;
     uint32_t pause;
@@ -106,7 +106,7 @@ struct bcm_port_ability_t { // 40 to 48 bytes: read it, change it, write it back
 };
 static_assert(sizeof(bcm_port_ability_t) == 128);
 
-struct bcm_vlan_action_set_t { // 164 to 232 bytes: only bcm_vlan_action_set_t_init knows
+struct bcm_vlan_action_set_t { // 164 to 232 bytes; only bcm_vlan_action_set_t_init has the size
     uint16_t new_outer_vlan;
     uint16_t new_inner_vlan;
     uint8_t new_inner_pkt_prio;
@@ -129,7 +129,7 @@ static_assert(offsetof(bcm_vlan_action_set_t, ot_outer) == 48);
 static_assert(offsetof(bcm_vlan_action_set_t, ut_outer) == 104);
 static_assert(sizeof(bcm_vlan_action_set_t) == 512);
 
-struct bcm_l2_addr_t { // 100 to 360 bytes; where the address lies depends on the release, see l2_address.h
+struct bcm_l2_addr_t { // 100 to 360 bytes; the release decides where the address is, see l2_address.h
     uint32_t flags;
     uint32_t flags2;
     uint8_t beyond[504];
@@ -141,7 +141,8 @@ struct bcm_field_qset_t { // 192 to 256 bytes; bit q % 32 of word q / 32 is qual
 };
 static_assert(sizeof(bcm_field_qset_t) == 512);
 
-struct bcm_field_group_config_t { // 896 to 1784 bytes; what lies behind the qset depends on its size, see field_group.h
+// 896 to 1784 bytes. The size of the qset decides the layout behind it, see field_group.h.
+struct bcm_field_group_config_t {
     uint32_t flags;
     uint32_t beyond[1023];
 };
@@ -176,7 +177,7 @@ DDAL_SDK_CALL int atp_start(uint32_t flags, uint32_t units, uint32_t rco_flags);
 DDAL_SDK_CALL int atp_db_update(cpudb_s *db);
 DDAL_SDK_CALL int bcm_rpc_start(void);
 DDAL_SDK_CALL int bcm_rlink_start(void);
-DDAL_SDK_CALL int bcm_attach(int unit, char *type, char *subtype, int remote_unit); // the unit, or negative
+DDAL_SDK_CALL int bcm_attach(int unit, char *type, char *subtype, int remote_unit); // the unit, or a negative result
 
 // Ports
 DDAL_SDK_CALL int bcm_port_autoneg_set(int unit, int port, int autoneg);

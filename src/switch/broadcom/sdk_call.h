@@ -1,4 +1,4 @@
-// Calling the switch SDK: a missing call counts as "feature unavailable", a failure is logged with the SDK's text.
+// Calls of the switch SDK. A missing call counts as "feature unavailable", and a failure is logged with the SDK's text.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace ddal::ethswitch {
 
 constexpr int kUnit = 0;
 
-// The SDK's text of a result.
+// Returns the SDK's text of a result.
 const char *sdk_text(int result);
 
 // Calls `function` if the SDK offers it.
@@ -22,7 +22,7 @@ int sdk_result(int (*function)(Parameters...), Arguments... arguments)
     return function ? function(static_cast<Parameters>(arguments)...) : BCM_E_UNAVAIL;
 }
 
-// As sdk_result for calls that make something: null if the call is missing.
+// Works like sdk_result for calls that make an object. Returns null if the call is missing.
 template <typename Object, typename... Parameters, typename... Arguments>
 Object *sdk_object(Object *(*function)(Parameters...), Arguments... arguments)
 {
@@ -30,7 +30,7 @@ Object *sdk_object(Object *(*function)(Parameters...), Arguments... arguments)
     return function ? function(static_cast<Parameters>(arguments)...) : nullptr;
 }
 
-// As sdk_result for calls without a result. False: the call is missing.
+// Works like sdk_result for calls without a result. Returns false if the call is missing.
 template <typename... Parameters, typename... Arguments>
 bool sdk_done(void (*function)(Parameters...), Arguments... arguments)
 {
@@ -40,7 +40,7 @@ bool sdk_done(void (*function)(Parameters...), Arguments... arguments)
     return function;
 }
 
-// Where a call stands in our source, and what it calls.
+// Place of a call in the library's source, and the name of the called function.
 struct CallSite {
     const char *function;
     unsigned line;
@@ -71,11 +71,11 @@ int unit_call(const CallSite &site, int (*function)(int, Parameters...), Argumen
 
 } // namespace ddal::ethswitch
 
-// Calls function(unit, port, ...) of the SDK; logs a failure under the calling function's name. Yields the SDK's
+// Calls function(unit, port, ...) of the SDK. Logs a failure under the calling function's name. Yields the SDK's
 // result.
 #define sdk_on_port(port, function, ...)                                                                               \
     ddal::ethswitch::port_call({__func__, __LINE__, #function}, (port), function __VA_OPT__(, ) __VA_ARGS__)
 
-// As sdk_on_port for calls that take no port: function(unit, ...).
+// Works like sdk_on_port for calls without a port: function(unit, ...).
 #define sdk_on_unit(function, ...)                                                                                     \
     ddal::ethswitch::unit_call({__func__, __LINE__, #function}, function __VA_OPT__(, ) __VA_ARGS__)

@@ -5,7 +5,7 @@ namespace ddal::ethswitch {
 
 namespace {
 
-// Older releases end their table here with the text of an unknown error; newer ones have an entry here as well.
+// Older releases end their table here with the text of an unknown error. Newer ones continue it.
 constexpr int kLastText = 19;
 
 constexpr char kNoTable[] = "Unknown error";

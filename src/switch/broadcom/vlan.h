@@ -7,9 +7,9 @@ namespace ddal::ethswitch {
 
 constexpr uint32_t kHighestVlan = 4095;
 
-constexpr int kKeepPriority = -1; // in an action: a frame's PCP, or the port's priority, stays
+constexpr int kKeepPriority = -1; // in an action: keeps a frame's PCP or the port's priority
 
-// 0, or -1001 logged under the caller's name.
+// Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_vlan(const char *caller, uint32_t vlan);
 
 } // namespace ddal::ethswitch

@@ -1,4 +1,4 @@
-// Default bodies of the external multiport switch: none is fitted.
+// Default bodies of the external multiport switch, for boards without it.
 #include <ddal/ex_switch.h>
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// The front end of the switch: who may use it, and the body that its operations share.
+// The front end of the switch: admission of callers, and the body that its operations share.
 #pragma once
 
 #include <cstdint>
@@ -7,17 +7,17 @@
 
 namespace ddal::ethswitch {
 
-// 0 on the board with the Broadcom switch, else -ENOSYS.
+// Returns 0 on the board with the Broadcom switch, else -ENOSYS.
 int verify_broadcom_support();
 
-// 0, or -ENOSYS for any switch device but the one that is served. The second form asks for the board first.
+// Return 0, or -ENOSYS for any other switch device than the one supported. The second form checks the board first.
 int admit(const char *caller, uint32_t sw);
 int admit_board_first(const char *caller, uint32_t sw);
 
-// `refusal` unless that is 0; else 0, or -EOPNOTSUPP for an S-VLAN that the switch lacks.
+// Returns `refusal` unless that is 0. Otherwise returns 0, or -EOPNOTSUPP for an S-VLAN that the switch lacks.
 int admit_svlan(const char *caller, int refusal, uint32_t svlan);
 
-// The refusal, or the result of the call; a failed call is told.
+// Returns the refusal or the result of the call. Passes the result of a failed call to `tell`.
 template <typename Call, typename Tell>
 int answer(int refusal, Call call, Tell tell)
 {
@@ -31,8 +31,8 @@ int answer(int refusal, Call call, Tell tell)
 
 } // namespace ddal::ethswitch
 
-// The body of an operation: admits its caller, makes `call`, and logs the text under the operation's name if that
-// fails. The arguments of the text may name the result, `rc`.
+// The body of an operation: admits its caller and makes `call`. If the call fails, logs the text under the operation's
+// name. The arguments of the text may use the result as `rc`.
 #define on_switch(sw, call, format, ...)                                                                               \
     answer_or_refuse(ddal::ethswitch::admit(__func__, (sw)), call, format, __VA_ARGS__)
 #define on_board_switch(sw, call, format, ...)                                                                         \
@@ -40,7 +40,7 @@ int answer(int refusal, Call call, Tell tell)
 #define on_svlan(refusal, svlan, call, format, ...)                                                                    \
     answer_or_refuse(ddal::ethswitch::admit_svlan(__func__, (refusal), (svlan)), call, format, __VA_ARGS__)
 
-// __func__ is read outside the lambda, where it names the operation.
+// `__func__` must be read outside the lambda, where it names the operation.
 #define answer_or_refuse(refusal, call, format, ...)                                                                   \
     ddal::ethswitch::answer(                                                                                           \
         (refusal), [&] { return call; },                                                                               \

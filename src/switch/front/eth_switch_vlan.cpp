@@ -16,7 +16,7 @@ namespace {
 struct VlanList {
     const char *caller;
     const char *kind;
-    int (*get)(uint32_t port, uint16_t *vlans, uint32_t size); // the number of VLANs, or negative
+    int (*get)(uint32_t port, uint16_t *vlans, uint32_t size); // returns the number of VLANs, or a negative code
 };
 
 int list_vlans(const VlanList &list, uint32_t port, uint16_t *vlans, uint32_t *size)
@@ -37,7 +37,7 @@ int list_vlans(const VlanList &list, uint32_t port, uint16_t *vlans, uint32_t *s
     }
     log_line_as(LOG_ERR, list.caller, "get port %u %s array size (%u) is less than number of %s (%u)\n", port,
                 list.kind, *size, list.kind, found);
-    *size = found - *size; // kept: what did not fit, not the total
+    *size = found - *size; // kept: the number that did not fit instead of the total
     return -ENOMEM;
 }
 

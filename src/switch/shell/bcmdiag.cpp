@@ -23,7 +23,7 @@
 
 using ddal::core::UniqueFd;
 
-// This client reports to the system log directly, in its own format.
+// This client logs to the system log directly, in a separate format.
 #define diag_error_as(function, format, ...)                                                                           \
     syslog(LOG_USER | LOG_ERR, "%s:%u:ERROR: " format, (function),                                                     \
            static_cast<unsigned>(__LINE__) __VA_OPT__(, ) __VA_ARGS__)
@@ -49,7 +49,8 @@ int64_t now_ms()
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-// The events that ended the wait; 0 when it has lasted until `end`, negative when poll failed. Signals change nothing.
+// Returns the events that ended the wait, 0 at the time `end`, or a negative value when poll failed. Continues after
+// signals.
 int wait_until(int64_t end, int sock, short events)
 {
     pollfd waiting{sock, events, 0};
@@ -63,15 +64,15 @@ int wait_until(int64_t end, int sock, short events)
     }
 }
 
-// The socket while one text goes out or one response comes in. A shell that drips, or that never ends, cannot hold the
-// caller beyond kStepMs and kInputLimit.
+// The socket during one transmission or one response. The limits kStepMs and kInputLimit keep a shell that drips or
+// never ends from holding up the caller.
 struct StepSocket {
     int fd;
     int64_t end = now_ms() + kStepMs;
     size_t input = 0;
 };
 
-// The events that ended the wait; 0 after kWaitMs, or when the step has taken all that it may; negative when poll
+// Returns the events that ended the wait, 0 after kWaitMs or at a limit of the step, or a negative value when poll
 // failed.
 int wait_for(const StepSocket &sock, short events)
 {
@@ -81,7 +82,7 @@ int wait_for(const StepSocket &sock, short events)
     return wait_until(std::min(now + kWaitMs, sock.end), sock.fd, events);
 }
 
-// As recv, without waiting: what ended the wait may be an error alone.
+// Works like recv without waiting: an error alone may have ended the wait.
 ssize_t read_some(StepSocket &sock, char *buf, size_t len)
 {
     const ssize_t n = TEMP_FAILURE_RETRY(recv(sock.fd, buf, std::min(len, kInputLimit - sock.input), MSG_DONTWAIT));
@@ -89,7 +90,8 @@ ssize_t read_some(StepSocket &sock, char *buf, size_t len)
     return n;
 }
 
-// One wait and one read: the bytes read, always > 0, or the failure. A reset connection counts as a closed one.
+// Waits once and reads once. Returns the number of bytes (> 0), or the failure. A reset connection counts as a closed
+// one.
 ssize_t receive(StepSocket &sock, char *buf, size_t len)
 {
     if (wait_for(sock, POLLIN) <= 0) {
@@ -115,7 +117,7 @@ int skip_echo(StepSocket &sock)
     return 0;
 }
 
-// Takes every complete line out of the front of the buffer; a full buffer without a newline counts as a line.
+// Takes every complete line from the front of the buffer. A full buffer without a newline counts as a line.
 int take_lines(FILE *out, char *buffer, size_t *used)
 {
     while (*used > 0) {
@@ -172,7 +174,7 @@ int send_str(int sock, const char *text, size_t length)
             diag_error("poll timed out or failed\n");
             return -EIO;
         }
-        if (events & ~POLLOUT) { // input first: the peer must never block on output that nobody reads
+        if (events & ~POLLOUT) { // input first: unread output must never block the peer
             char discarded[kLineLimit];
             if (read_some(step, discarded, sizeof discarded) <= 0)
                 return -ENETDOWN;
@@ -220,7 +222,7 @@ namespace {
 
 using namespace ddal::ethswitch;
 
-// A growing text in memory; readable once closed.
+// A growing text in memory, which can be read once closed.
 class MemoryStream {
 public:
     MemoryStream() : stream_(open_memstream(&text_, &length_)) {}
@@ -239,7 +241,7 @@ public:
         if (fclose(std::exchange(stream_, nullptr)) != 0)
             return false;
         if (!text_)
-            errno = ENOMEM; // closing trims the text to its length, and does not report a failure of that
+            errno = ENOMEM; // fclose trims the text to its length and does not report a failure of that
         return text_ != nullptr;
     }
     std::string_view text() const { return {text_, length_}; }
@@ -251,13 +253,13 @@ private:
     FILE *stream_;
 };
 
-// connect within kWaitMs. After a signal the kernel goes on by itself, and tells at the end how it went.
+// Connects within kWaitMs. After a signal the kernel continues the connect, and its result is read at the end.
 bool connect_in_time(int sock, const sockaddr_in &address)
 {
     const int64_t end = now_ms() + kWaitMs;
     if (connect(sock, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
         return true;
-    if (errno == EINPROGRESS) // how the time limit of the socket shows
+    if (errno == EINPROGRESS) // the socket's time limit has this errno
         errno = ETIMEDOUT;
     if (errno != EINTR)
         return false;
@@ -280,7 +282,7 @@ int connect_shell(UniqueFd *sock)
         return rc;
     }
 
-    // A full queue of the listener must not hold the caller for the minutes that TCP would take.
+    // A full queue of the listener would otherwise hold the caller for the minutes of TCP's limit.
     const timeval limit{kWaitMs / 1000, 0};
     setsockopt(sock->get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 
@@ -296,7 +298,7 @@ int connect_shell(UniqueFd *sock)
     return 0;
 }
 
-// Brings the shell to its top level and to a fresh prompt.
+// Brings the shell to its top level and a fresh prompt.
 int reach_top_level(int sock)
 {
     int rc = send_str(sock, kLeaveSubshell.data(), kLeaveSubshell.size());
