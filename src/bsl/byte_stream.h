@@ -1,4 +1,4 @@
-// What the loader link needs of the world: bytes and time.
+// Interfaces of the loader link to the outside: bytes and time.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +10,15 @@ class ByteStream {
 public:
     virtual ~ByteStream() = default;
 
-    // True when a read would not wait; false when nothing came within the time-out.
+    // Returns true when a read would not block, false when no byte arrives within the time-out.
     virtual bool wait_readable(int timeout_ms) = 0;
-    // As read(2) of one byte.
+    // Reads one byte. Returns as read(2) does.
     virtual ssize_t read_byte(uint8_t *byte) = 0;
-    // The whole length, or -1 with errno.
+    // Writes the whole length. Returns it, or -1 with errno.
     virtual ssize_t write_all(const uint8_t *data, uint32_t length) = 0;
     virtual void discard_output() = 0;
     virtual void discard_input() = 0;
-    // Number shown in the byte trace.
+    // Returns the number shown in the byte trace.
     virtual int descriptor() const = 0;
 
 protected:
@@ -30,7 +30,7 @@ protected:
 // Without a destructor to run: the process's clock stays usable for threads that still run while the process exits.
 class Clock {
 public:
-    // A free-running counter and its rate in Hz.
+    // Returns a free-running counter, and its rate in Hz.
     virtual uint64_t ticks() = 0;
     virtual uint64_t frequency() = 0;
     virtual void sleep_us(uint64_t microseconds) = 0;

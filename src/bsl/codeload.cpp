@@ -22,7 +22,7 @@ constexpr const char *kCodeload = "bsl_codeload"; // name of the procedure in th
 constexpr uint32_t kPieceMax = 65535;             // longest block of one bsl_rx_data
 constexpr int kForced = 1;                        // kept: no other value forces
 
-// Whatever way the code-load ends, the parser's memory goes back.
+// Releases the parser's memory however the code-load ends.
 struct ImageRelease {
     ImageRelease() = default;
     ImageRelease(const ImageRelease &) = delete;
@@ -88,7 +88,8 @@ uint32_t verify_record(Link &link, const bsl_record &record, uint32_t chunk_max,
         const uint32_t length = std::min(record.length - offset, chunk_max);
         const uint32_t start = record.address + offset;
         const uint16_t expected = chunk_crc(record, offset, length);
-        // A loader that answers without a CRC must not pass for a match.
+        // The value differs from the expected one, so that a loader that answers without a CRC does not count as a
+        // match.
         uint16_t crc = static_cast<uint16_t>(~expected);
         if (const uint32_t result = bsl_crc_check(link, start, static_cast<uint16_t>(length), &crc); result != 0) {
             log_line_as(LOG_ERR, "bsl_verify_flash_image", "%s: Unable to determine CRC in flash\n", kTag);
@@ -106,7 +107,7 @@ uint32_t verify_record(Link &link, const bsl_record &record, uint32_t chunk_max,
     return 0;
 }
 
-// Sets *required, or *status on failure.
+// Sets *required; on failure sets *status.
 uint32_t bsl_codeload_required(Link &link, const Image &image, uint32_t *status, bool *required)
 {
     uint8_t flash_version[kVersionLength];
@@ -186,7 +187,7 @@ uint32_t write_image(Link &link, const bsl_record *list, uint32_t *status)
     return 0;
 }
 
-// kept: a mismatch shows in the status alone
+// kept: only the status shows a mismatch
 uint32_t judge_image(Link &link, const bsl_record *list, uint32_t *status)
 {
     bool mismatch = false;

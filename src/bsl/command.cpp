@@ -35,7 +35,7 @@ constexpr BaudCode kBaudCodes[] = {
     {57600, 0x05},
     {115200, 0x06},
 };
-constexpr uint8_t kOtherBaudCode = 0x02; // 9600
+constexpr uint8_t kOtherBaudCode = 0x02; // for 9600 baud
 
 uint8_t baud_code(uint32_t baud)
 {
@@ -88,7 +88,7 @@ uint32_t send_for_message(Link &link, const char *function, const bsl_packet &pa
     return result != 0 ? result : get_bsl_resp(link);
 }
 
-// How many bytes a data response may carry.
+// The number of bytes that a data response may carry.
 struct Expected {
     uint32_t least;
     uint32_t most;
@@ -119,7 +119,7 @@ uint32_t send_for_data(Link &link, const char *function, const bsl_packet &packe
     const uint8_t type = response.data[0];
     if (type == kDataResponse)
         return copy_data(function, response, expected, destination);
-    // kept: a message of status 0 is success with nothing copied
+    // kept: a message with status 0 is a success that copies nothing
     if (type == kMessageResponse && response.length > 1)
         return core_status(function, response.data[1]);
     log_line_as(LOG_ERR, function, "%s: ERROR: Received unexpected response type (0x%02x)\n", kTag, type);
@@ -154,7 +154,7 @@ uint32_t bsl_crc_check(Link &link, uint32_t address, uint16_t length, uint16_t *
 {
     Payload payload{kCrcCheck};
     payload.add_address(address).add_length(length);
-    // Straight into the caller's value, which stays as it was when the loader answers with a message.
+    // Reads straight into the caller's value, which keeps its content when the loader answers with a message.
     static_assert(std::endian::native == std::endian::little);
     return send_for_data(link, __func__, payload.packet(), {sizeof *crc, sizeof *crc},
                          reinterpret_cast<uint8_t *>(crc));

@@ -9,9 +9,9 @@ namespace ddal::bsl {
 namespace {
 
 constexpr uint16_t kPolynomial = 0x1021;
-constexpr size_t kStride = 8; // bytes taken in one step
+constexpr size_t kStride = 8; // bytes per step
 
-// Row k holds the CRC of a byte followed by k zero bytes.
+// Row k holds the CRC of a byte that k zero bytes follow.
 using Tables = std::array<std::array<uint16_t, 256>, kStride>;
 
 constexpr Tables make_tables()

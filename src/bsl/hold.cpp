@@ -14,7 +14,7 @@ namespace ddal::bsl {
 
 namespace {
 
-// "3: FLOCK  ADVISORY  WRITE 4711 00:17:9 0 EOF"; a process that waits for a lock has "->" before FLOCK.
+// Parses "3: FLOCK  ADVISORY  WRITE 4711 00:17:9 0 EOF". A process that waits for a lock has "->" before FLOCK.
 int holder_in(const char *line, const struct stat &file)
 {
     int pid = 0;
@@ -27,7 +27,7 @@ int holder_in(const char *line, const struct stat &file)
     return same ? pid : 0;
 }
 
-// The process that took the lock of the file; 0 when that cannot be found out.
+// Returns the process that took the file's lock, or 0 when it cannot be found.
 int lock_holder(int fd)
 {
     struct stat file;
@@ -43,7 +43,7 @@ int lock_holder(int fd)
 
 } // namespace
 
-// A lock of the open file, not of the process: it also keeps threads of one process apart.
+// The lock belongs to the open file instead of the process, so it also keeps threads of one process apart.
 int hold_uart(int fd)
 {
     while (flock(fd, LOCK_EX | LOCK_NB) != 0) {

@@ -3,8 +3,9 @@
 
 namespace ddal::bsl {
 
-// Takes the hold for the open file behind `fd`, whose last close ends it. An open file that has the hold keeps it.
-// Returns 0, -EBUSY when another open file has it (logged with the process that took it), or another negative errno.
+// Takes the hold for the open file behind `fd`. The last close of that file ends it. An open file that has the hold
+// keeps it. Returns 0, -EBUSY when another open file has it (logged with the process that took it), or another negative
+// errno.
 int hold_uart(int fd);
 
 } // namespace ddal::bsl

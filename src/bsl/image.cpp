@@ -18,7 +18,7 @@ namespace ddal::bsl {
 namespace {
 
 constexpr size_t kReadBlock = 16384;
-constexpr size_t kPairLength = 3; // two digits and what ends them
+constexpr size_t kPairLength = 3; // two digits and a separator
 
 enum Input : uint8_t { kAt, kDigit, kBlank, kLineEnd, kQuit, kOther, kInputs };
 
@@ -84,8 +84,8 @@ bool perform(Action action, uint8_t byte)
     return false;
 }
 
-// Does for a run of two-digit tokens what the state machine would do byte by byte. Stops at the first byte that is
-// anything else, which then goes to the state machine. Returns the bytes used.
+// Processes a run of two-digit tokens as the state machine would byte by byte. Stops at the first other byte, which
+// goes to the state machine. Returns the bytes used.
 size_t take_pairs(const uint8_t *input, size_t length)
 {
     if ((state != BSL_FSM_DATA && state != BSL_FSM_LINE_START) || !char_buffer_empty())
@@ -109,12 +109,12 @@ size_t take_pairs(const uint8_t *input, size_t length)
     return n * kPairLength;
 }
 
-// An image file, in blocks. At the end of the file the last byte comes again and again, one at a time.
+// Reads an image file in blocks. At the end of the file it repeats the last byte, one at a time.
 class ImageReader {
 public:
     explicit ImageReader(int fd) : fd_(fd) {}
 
-    // True when there is something to take; false, logged, when the file could not be read.
+    // Returns true when a byte is available. Returns false and logs when the file cannot be read.
     bool fill()
     {
         if (next_ < end_)
@@ -144,7 +144,7 @@ private:
     std::array<uint8_t, kReadBlock> block_;
 };
 
-// True when the image has ended with its "q"; every other end is logged.
+// Returns true when the image ends with its "q". Logs every other end.
 bool read_image(int fd, uint32_t file_size)
 {
     ImageReader reader{fd};
@@ -210,7 +210,7 @@ int bsl_parse_file(struct bsl_record **list, uint8_t version[8], int fd, uint32_
 
     if (!read_image(fd, file_size)) {
         bsl_parse_release(record_head());
-        return 0; // kept: a failed parse leaves list and version as they were, callers preset them
+        return 0; // kept: a failed parse leaves list and version unchanged, because callers preset them
     }
     *list = record_head();
     return bsl_get_file_version(*list, version);

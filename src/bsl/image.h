@@ -7,10 +7,10 @@
 
 namespace ddal::bsl {
 
-// One byte of an image; returns the new state.
+// Processes one byte of an image. Returns the new state.
 int bsl_file_fsm(uint8_t byte);
 
-// Gives back what a parse has stored, if anything, without a word.
+// Releases everything that a parse has stored. Logs nothing.
 void discard_image();
 
 } // namespace ddal::bsl

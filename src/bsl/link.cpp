@@ -62,7 +62,7 @@ void keep_gap(Link &link)
         link.clock.sleep_us((link.timing.gap - passed) * kMicrosecondsPerSecond / link.clock.frequency());
 }
 
-// A header, length or CRC byte of a packet being received; `what` names it in the log.
+// Receives a header, length or CRC byte of a packet. `what` names it in the log.
 uint32_t receive_field(Link &link, uint8_t *byte, const char *what)
 {
     const uint32_t result = read_byte(link, byte);
@@ -125,7 +125,7 @@ uint32_t receive_packet(Link &link, bsl_packet &packet)
     return receive_crc(link, crc);
 }
 
-// After a failed reception nobody knows where the next packet starts: listen until the line is silent.
+// After a failed reception the start of the next packet is unknown: listens until the line is silent.
 void drain(Link &link)
 {
     uint8_t byte = 0;
@@ -189,7 +189,7 @@ ssize_t bsl_write_bytes(Link &link, const uint8_t *data, uint32_t length)
 
 uint32_t bsl_tx_pkt(Link &link, const bsl_packet &packet)
 {
-    // A lost byte makes the loader reject the packet or stay silent: either shows at the acknowledgement.
+    // A lost byte makes the loader reject the packet or stay silent. The wait for the acknowledgement detects both.
     fpga_putchar(link, kHeader);
     fpga_putchar(link, static_cast<uint8_t>(packet.length));
     fpga_putchar(link, static_cast<uint8_t>(packet.length >> 8));
@@ -221,7 +221,7 @@ uint32_t receive_response(Link &link, const char *function, bsl_packet *response
         return result;
     }
     if (response->length == 0)
-        response->data[0] = 0; // an empty packet has no type: none of the known ones
+        response->data[0] = 0; // an empty packet has no type: 0 is not a known one
     return 0;
 }
 

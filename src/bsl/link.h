@@ -17,7 +17,7 @@ constexpr uint32_t kPacketRoom = 65535; // the longest payload that a sender can
 constexpr uint8_t kDataResponse = 0x3A;
 constexpr uint8_t kMessageResponse = 0x3B;
 
-// The loader needs a pause between its last byte and the next byte sent to it.
+// Pause that the loader needs between its last byte and the next byte sent to it.
 struct LinkTiming {
     uint64_t last_reception = 0; // clock ticks
     uint64_t gap = 0;            // clock ticks; 0 until first used
@@ -37,10 +37,10 @@ inline void report_bytes(Link &link, uint32_t bytes)
         link.progress->advance(bytes);
 }
 
-// One byte, awaited for 10 s: 0, BSL_ERR_TIMEOUT or BSL_ERR_READ.
+// Waits for one byte for at most 10 s. Returns 0, BSL_ERR_TIMEOUT or BSL_ERR_READ.
 uint32_t read_byte(Link &link, uint8_t *byte);
 
-// 0, or -1 when the byte could not be written.
+// Writes one byte. Returns 0, or -1 when it cannot be written.
 int fpga_putchar(Link &link, uint8_t byte);
 ssize_t bsl_write_bytes(Link &link, const uint8_t *data, uint32_t length);
 
@@ -48,12 +48,12 @@ uint32_t bsl_tx_pkt(Link &link, const bsl_packet &packet);
 uint32_t bsl_rx_pkt(Link &link, bsl_packet &packet);
 uint32_t get_bsl_resp(Link &link);
 
-// Receives a core response into the link's own buffer, for `function`, whose name appears in the log.
+// Receives a core response into the link's buffer. Logs under the name `function`.
 uint32_t receive_response(Link &link, const char *function, bsl_packet *response);
-// The code of a message response's status; logs a status other than 0.
+// Returns the code of a message response's status. Logs a status other than 0.
 uint32_t core_status(const char *function, uint8_t status);
 
-// Room for one packet of any length, either way; every packet sent or received overwrites it.
+// Returns the buffer for one packet of any length. Every packet sent or received overwrites it.
 uint8_t *packet_room();
 
 } // namespace ddal::bsl

@@ -1,4 +1,4 @@
-// Where a long operation on the RF card is, for whoever started it.
+// Progress of a long operation on the RF card, for its caller.
 #pragma once
 
 #include <ddal/ext.h>
@@ -29,7 +29,7 @@ public:
 private:
     void report() const
     {
-        const core::CancellationHold hold; // the card is in the middle of something
+        const core::CancellationHold hold; // a cancellation must not interrupt the work on the card
         if (report_)
             report_(context_, phase_, done_, total_);
     }

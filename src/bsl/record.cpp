@@ -52,7 +52,7 @@ int record_append(uint8_t byte)
 {
     if (!active)
         return log_error(-1, "%s: No active record\n", kTag);
-    // One-digit tokens take two characters a byte, so the data of a file can outgrow the master buffer.
+    // One-digit tokens take two characters per byte, so the data of a file can outgrow the master buffer.
     const RecordTail tail = record_tail();
     if (tail.room == 0)
         return log_error(-1, "%s: buffer overflow\n", kTag);
@@ -94,7 +94,7 @@ void unlink_records(bsl_record *first)
 
 } // namespace ddal::bsl
 
-// Nothing can fail here: the record and its data belong to the caller.
+// Never fails: the record and its data belong to the caller.
 void bsl_generate_pattern_record(struct bsl_record *record, uint8_t *data, uint32_t address, uint32_t length)
 {
     *record = {address, length, bsl_crc_calc(data, length), data, nullptr, nullptr};

@@ -10,20 +10,20 @@ namespace ddal::bsl {
 
 constexpr uint32_t kRecordsMax = 256;
 
-int record_create(uint32_t address); // 0 or -1
-int record_append(uint8_t byte);     // 0 or -1
+int record_create(uint32_t address); // returns 0 or -1
+int record_append(uint8_t byte);     // returns 0 or -1
 bsl_record *record_head();
 
-// Where the active record grows, for a run of bytes at once; room 0 when there is no active record.
+// The tail of the active record, for several bytes at once. The room is 0 without an active record.
 struct RecordTail {
     uint8_t *end;
     uint32_t room;
 };
 RecordTail record_tail();
-// Takes over n bytes that were stored at the tail, at most its room.
+// Appends n bytes that the caller has stored at the tail; at most its room.
 void record_extend(uint32_t n);
 
-// Empties the list from `first` on, and the pool with it.
+// Removes the records from `first` on from list and pool.
 void unlink_records(bsl_record *first);
 
 } // namespace ddal::bsl

@@ -1,4 +1,4 @@
-// How the RF card is wired to the board, and the driver of its messages.
+// Wiring of the RF card to the board, and the driver of its messages.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ struct RfupRequest {
 static_assert(sizeof(RfupRequest) == 515);
 
 // Commands of the application.
-constexpr uint8_t kStatusQuery = 0x00; // answers two bytes, the second one is kReady or something else
+constexpr uint8_t kStatusQuery = 0x00; // answers two bytes; the second one is kReady when the application is ready
 constexpr uint8_t kReady = 0x5A;
 constexpr uint8_t kRewriteLoader = 0x4A; // carries kRewriteArguments
 constexpr uint8_t kRewriteArguments[] = {0xEE, 0x77};

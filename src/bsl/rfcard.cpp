@@ -28,7 +28,7 @@ int read_versions(Session &session, uint8_t loader[4], uint8_t application[8])
     return 0;
 }
 
-// The UART is closed when its speed could not be set.
+// Closes the UART if its speed cannot be set.
 int compare(Session &session, const Image &image, int *identical)
 {
     uint8_t loader[4];
@@ -60,10 +60,10 @@ int ddal_ext_rfcard_verify(const char *path, int verbose, ddal_ext_rfcard_progre
     Session session{verbose, {progress, context}};
     Image image;
     uint32_t status = BSL_STATUS_NOT_REQUIRED;
-    int result = open_uart(session); // first: the parser is another session's otherwise
+    int result = open_uart(session); // first, because another session may be using the parser
     if (result != 0)
         return result;
-    // Without records there is nothing to compare, which must not pass for equal.
+    // Without records the comparison would pass for equal.
     const bool loaded = load_image(path, &image, &status) == 0 && image.records;
     result = loaded ? enter_loader(session) : DDAL_ERR_FAILURE;
     if (result == 0)

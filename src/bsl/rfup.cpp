@@ -39,6 +39,6 @@ int ddal_rfup_msg(uint8_t opcode, uint8_t tx_len, const void *tx, uint8_t rx_len
     if (ioctl(fd.get(), kRfupMessage, &request) < 0)
         result = log_error(DDAL_ERR_FAILURE, "can't perform message operation: %m\n");
     if (rx_len != 0)
-        memcpy(rx, request.rx, rx_len); // kept: also after a failure
+        memcpy(rx, request.rx, rx_len); // kept: even after a failure
     return result;
 }

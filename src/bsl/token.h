@@ -1,4 +1,4 @@
-// The hexadecimal digits of the address or byte that is being read.
+// The hexadecimal digits of the address or byte being read.
 #pragma once
 
 #include <array>
@@ -19,11 +19,11 @@ constexpr std::array<uint8_t, 256> make_nibbles()
     return nibbles;
 }
 
-// Value of a hexadecimal digit, kNoNibble for any other character.
+// The value of a hexadecimal digit, or kNoNibble for any other character.
 inline constexpr std::array<uint8_t, 256> kNibbles = make_nibbles();
 
-int push_to_char_buffer(uint8_t digit);    // 0, or -1 at the eighth digit
-int pop_from_char_buffer(uint32_t *value); // 1 a value, 0 empty, -1 not hexadecimal
+int push_to_char_buffer(uint8_t digit);    // returns 0, or -1 at the eighth digit
+int pop_from_char_buffer(uint32_t *value); // returns 1 for a value, 0 if empty, -1 if not hexadecimal
 void clear_char_buffer();
 bool char_buffer_empty();
 

@@ -51,7 +51,7 @@ bool UartStream::wait_readable(int timeout_ms)
     pollfd waiting{fd_, POLLIN, 0};
 
     int n = poll(&waiting, 1, timeout_ms);
-    // A signal is no silence of the line: wait for what is left of the time.
+    // A signal does not count as silence: waits for the remaining time.
     while (n < 0 && errno == EINTR) {
         const uint64_t now = clock.ticks();
         const uint64_t left_ms = now < deadline ? (deadline - now) / ticks_per_ms : 0;
@@ -110,7 +110,7 @@ UartLink::UartLink(int fd, int verbose, Progress *progress)
 
 } // namespace ddal::bsl
 
-// kept: each step has an errno of its own, and every failure closes the descriptor
+// kept: each step has a different errno, and every failure closes the descriptor
 int bsl_set_uart_speed(int fd, uint32_t baud)
 {
     ddal::core::UniqueFd uart{fd};

@@ -1,4 +1,4 @@
-// The loader link over a terminal device, on the machine's own time.
+// The loader link over a terminal device, with the system's clock.
 #pragma once
 
 #include "bsl/link.h"

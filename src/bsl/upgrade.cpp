@@ -29,7 +29,7 @@ constexpr uint32_t kLoaderBaud = 9600; // after every loader entry
 constexpr uint32_t kTransferBaud = 57600;
 constexpr uint64_t kOneSecondUs = 1'000'000;
 
-// The password is what the erased vector area holds; its length depends on the loader.
+// The password is the content of the erased vector area. Its length depends on the loader.
 constexpr uint8_t kPasswordFill = DDAL_BSL_PASSWORD_FILL;
 constexpr uint16_t kPasswordLength = 10;
 constexpr uint16_t kUnknownLoaderPasswordLength = 32;
@@ -53,7 +53,7 @@ int open_uart(Session &session)
 
 int set_uart_speed(Session &session, uint32_t baud)
 {
-    const int fd = bsl_set_uart_speed(session.uart.release(), baud); // closes the descriptor when it fails
+    const int fd = bsl_set_uart_speed(session.uart.release(), baud); // closes the descriptor on failure
     if (fd < 0)
         return fd;
     session.uart.reset(fd);
@@ -93,7 +93,7 @@ uint32_t read_loader_version(const Session &session, Loader loader, uint8_t vers
     const uint32_t result = bsl_tx_bsl_version(link, bytes.data());
     if (result == 0) {
         const bool current = loader == Loader::current;
-        if (current) // kept: ends the line of the loader entry, which the entry after a rewrite does not log
+        if (current) // kept: ends the log line of the loader entry; the entry after a rewrite logs no such line
             __ddal_log(LOG_DEBUG, "done\n");
         __ddal_log(LOG_DEBUG, "%sBSL version: %02x.%02x.%02x.%02x\n", current ? "Current " : "NEW ", bytes[0], bytes[1],
                    bytes[2], bytes[3]);
@@ -121,7 +121,7 @@ int unlock_loader(Session &session)
     UartLink link{session.uart.get(), session.verbose};
     if (bsl_rx_password(link, password.data(), length) == 0)
         return 0;
-    // A wrong password has erased the flash: the same bytes are right now.
+    // A wrong password has erased the flash, so the same bytes are now correct.
     system_clock().sleep_us(kOneSecondUs);
     if (bsl_rx_password(link, password.data(), length) == 0)
         return 0;
@@ -183,14 +183,14 @@ int bsl_app_mode(int result, Session &session)
 
 namespace {
 
-// Raises the speed and unlocks the loader; the UART is closed when the caller must return at once.
+// Raises the speed and unlocks the loader. Closes the UART when the caller must return at once.
 int prepare_codeload(Session &session)
 {
     const int result = raise_speed(session);
     return result != 0 ? result : unlock_loader(session);
 }
 
-// Leaves the UART closed only when its speed could not be set back.
+// Closes the UART only when its speed cannot be restored.
 int codeload_and_rewrite(Session &session, const char *path, int upgrade_all, Verdict *verdict)
 {
     UartLink link{session.uart.get(), session.verbose, &session.progress};

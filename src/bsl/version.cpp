@@ -26,7 +26,7 @@ const FlashLayout &layout()
     return ddal_unit_get_board() == kSmallFlashBoard ? kSmallFlash : kUsualFlash;
 }
 
-// Up to five leading zero bytes say nothing; the last three are always printed.
+// Up to five leading zero bytes are not printed; the last three bytes always are.
 constexpr uint32_t kFractionIndex = kVersionLength - 1;
 constexpr uint32_t kLastStart = kFractionIndex - 1;
 
