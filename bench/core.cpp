@@ -1,4 +1,5 @@
-// A device-tree cell against a hand-written open, read and close; a program run against fork, exec and waitpid.
+// A device-tree cell read, compared with a hand-written open, read and close. A program run, compared with fork, exec
+// and waitpid.
 #include <ddal/common.h>
 
 #include <endian.h>

@@ -1,4 +1,4 @@
-// One FPGA register read against a hand-written open, pread and close of the same node.
+// One FPGA register read, compared with a hand-written open, pread and close of the same node.
 #include <ddal/fpga.h>
 
 #include <fcntl.h>

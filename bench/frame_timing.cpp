@@ -1,4 +1,4 @@
-// Frame number and frame-locked clock within a frame, against a bare counter read and the system's clock.
+// Frame number and frame-locked clock within a frame, compared with a bare counter read and the system's clock.
 #include <ddal/clock.h>
 #include <ddal/sfn.h>
 

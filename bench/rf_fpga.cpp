@@ -1,4 +1,4 @@
-// Block transfers of the RF FPGA against the bare system calls that they need.
+// Block transfers of the RF FPGA, compared with the bare system calls that they need.
 #include <ddal/rf_fpga.h>
 
 #include <fcntl.h>

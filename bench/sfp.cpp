@@ -1,4 +1,4 @@
-// SFP memory and diagnostics reads against hand-written open, pread and close of the same files.
+// SFP memory and diagnostics reads, compared with hand-written open, pread and close of the same files.
 #include <ddal/sfp.h>
 
 #include <fcntl.h>

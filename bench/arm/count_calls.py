@@ -3,8 +3,8 @@
 
 usage: count_calls.py NATIVE_BUILD ARM_BUILD EMULATOR [OPTION...]
 
-Runs ARM_BUILD/bench/arm/hot_calls under the emulator on NATIVE_BUILD/bench/bare_board. What a section's marker and its test
-cost in the caller is in the counts. Fails when a call takes more instructions than it may.
+Runs ARM_BUILD/bench/arm/hot_calls under the emulator on NATIVE_BUILD/bench/bare_board. The counts include the caller's
+instructions for a section's marker and its test. Fails when a call exceeds its limit.
 """
 import collections
 import pathlib
@@ -18,7 +18,7 @@ CHECK = 1  # the section whose instructions are known
 
 
 def run(native, arm, emulator):
-    """(name and limit by section, counts by section, counts up to a system call by section and call)"""
+    """Returns (name and limit by section, counts by section, counts up to a system call by section and call)."""
     emulator[0] = shutil.which(emulator[0])
     with tempfile.NamedTemporaryFile() as out:
         plugin = f"{native}/bench/arm/libcount_instructions.so,out={out.name}"

@@ -1,4 +1,4 @@
-// Brings the microcontroller's flash to the contents of an image.
+// Compares the microcontroller's flash with an image, and loads the image if required.
 #pragma once
 
 #include <cstdint>

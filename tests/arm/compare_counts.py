@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Compares the cases that ran for the board's processor with those of this machine's own build, and counts the results.
+"""Compares the cases that ran for the board's processor with those of this machine's build, and counts the results.
 
 usage: compare_counts.py NATIVE_BUILD ARM_BUILD LEFT_OUT
 
-NATIVE_BUILD's programs list their cases; ARM_BUILD holds the reports of a run of everything. LEFT_OUT names the cases that
-may be missing, one a line: entry, case ("*" for all of an entry), reason. A case that is missing without a reason counts as
-failed, so does a line of the list that names no missing case, and so does a run that lacks more than 3 in 100 cases.
+NATIVE_BUILD's programs list their cases; ARM_BUILD holds the reports of a whole run. LEFT_OUT names the cases that may be
+missing, one per line: entry, case ("*" for all of an entry), reason. These count as failed: a missing case without a
+reason, a line of the list without a missing case, and a run that lacks more than 3 in 100 cases.
 The last line is "N passed, N failed".
 """
 import concurrent.futures
@@ -25,7 +25,7 @@ MOST_MISSING = 0.03
 
 
 def listed_by(entry):
-    """The cases of a ctest entry, without running them."""
+    """Returns the cases of a ctest entry without running them."""
     name = entry["name"]
     if name.startswith(("check.", "campaign.")):
         return [(name, name)]
@@ -56,7 +56,7 @@ def native_cases(build):
 
 
 def left_out(path):
-    """(entry, case, reason) of each line."""
+    """Returns (entry, case, reason) of each line."""
     lines = [line.split(None, 2) for line in path.read_text().splitlines() if line and not line.startswith("#")]
     for line in lines:
         if len(line) != 3:

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""An application that is linked to the recorded library works with this one.
+"""Checks that an application linked to the recorded library works with this one.
 
 usage: abi.py compare|record LIBRARY ABI_DIR HEADER_DIR...
 
 The interface of LIBRARY, which must carry debug information, is ABI_DIR/<soname>.abi: the exported functions and the types
 of the public headers. The names that share one body have no types of their own; ABI_DIR/unsupported.txt names them and
-exported_names.py compares them. What is new passes; what is gone or changed does not, unless the soname is new too.
+exported_names.py compares them. Additions pass. Removals and changes fail unless the soname is new too.
 """
 import pathlib
 import re
@@ -20,7 +20,7 @@ def soname_of(library):
 
 
 def description_of(library, headers, shared_body):
-    """What abidw says, less what depends on the place of the build."""
+    """Returns abidw's output without the parts that depend on the place of the build."""
     command = ["abidw", "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "--exported-interfaces-only",
                "--drop-undefined-syms", "--type-id-style", "hash", *[word for d in headers for word in ("--headers-dir", d)]]
     text = subprocess.run([*command, library], check=True, capture_output=True, text=True).stdout
@@ -36,7 +36,7 @@ def is_symbol_of(line, names):
 
 
 def differences(recorded, current):
-    """abidiff's report of what is no addition; empty where an application notices nothing."""
+    """Returns abidiff's report of all differences except additions; empty if an application notices nothing."""
     with tempfile.TemporaryDirectory() as place:
         new = pathlib.Path(place, "new.abi")
         new.write_text(current)

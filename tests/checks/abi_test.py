@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""abi.py refuses each kind of change that breaks an application, and no other. usage: abi_test.py C_COMPILER"""
+"""Checks that abi.py refuses only changes that break an application. usage: abi_test.py C_COMPILER"""
 import pathlib
 import subprocess
 import sys
@@ -19,7 +19,7 @@ int hidden_count(void);
 __attribute__((visibility("hidden"))) int hidden_count(void) { return ++counted; }
 """
 
-# What changes, in header and source alike; the soname; whether it passes.
+# Change of header and source, soname, and whether the check passes.
 CASES = [
     ("nothing", [], "libdevice.so.1", True),
     ("another body", [("return ++counted", "return --counted")], "libdevice.so.1", True),

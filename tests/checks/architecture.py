@@ -1,4 +1,4 @@
-"""The table of folders in ARCHITECTURE.md, and where a source file stands in it."""
+"""The table of folders in ARCHITECTURE.md, and the row of a source file in it."""
 import re
 
 
@@ -12,6 +12,6 @@ class Architecture:
                 self.may_use[cells[1].strip("`")] = set(re.findall(r"`([\w/]+)`", cells[3]))
 
     def folder_of(self, path):
-        """The row that a path below the root belongs to: the longest that it starts with, None if there is none."""
+        """Returns the row of a path below the root: the longest one that begins the path, or None."""
         rows = [folder for folder in self.may_use if path == folder or path.startswith(folder + "/")]
         return max(rows, key=len, default=None)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The guide for a real board names every path that the library's sources name.
+"""Checks that the guide for a real board names every path in the library's sources.
 
 usage: bring_up.py SOURCE_DIR
 """

@@ -5,8 +5,8 @@ usage: count_results.py BUILD_DIR
 
 BUILD_DIR/test-results.ctest is ctest's report of its entries; BUILD_DIR/test-results/<entry>.xml is what the test program
 of an entry wrote about its cases. An entry named check.* or campaign.* is one case, one named setup.* only if it fails. Any
-other entry counts by its cases; if it ended badly without naming a failed case (crash, time-out) or wrote nothing, that is
-one failed case more. Skipped and disabled cases count as failed: what does not run shows nothing.
+other entry counts by its cases. An entry that fails without a failed case (crash, time-out), or without a report, adds one
+failed case. Skipped and disabled cases count as failed, because they show nothing.
 """
 import pathlib
 import sys
@@ -21,7 +21,7 @@ def cases_of(report):
 
 
 def collect(build):
-    """All cases of a run: a list of (entry, case, passed), and a list of what failed."""
+    """Returns all cases of a run as a list of (entry, case, passed), and a list of the failures."""
     cases = []
     failed = []
     for entry in xml.parse(build / "test-results.ctest").iter("testcase"):

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""A path of a device, attribute or property is written in one folder of the library only, and nowhere outside it.
+"""Checks that only one folder of the library writes out each path of a device, attribute or property.
 
 usage: device_paths.py SOURCE_DIR
 
-Whoever else needs the path takes the owner's constant. The virtual board and the tests, which stand for the other side,
-write their own.
+Other code that needs the path takes the owner's constant. The virtual board and the tests are excepted, because they
+represent the other side.
 """
 import collections
 import pathlib

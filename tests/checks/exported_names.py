@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""The dynamic symbols of libddal.so are those of the lists under abi/, no more and no less.
+"""Checks that the dynamic symbols of libddal.so are exactly those of the lists under abi/.
 
 usage: exported_names.py LIBDDAL ABI_DIR
 
-exports.txt, unsupported.txt, zero.txt and extensions.txt name what is exported. All names of unsupported.txt share one
-address. weak.txt names the weak ones.
+exports.txt, unsupported.txt, zero.txt and extensions.txt list the exported names. All names of unsupported.txt share one
+address. weak.txt lists the weak names.
 """
 import pathlib
 import subprocess

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""No call of another library can be ended by a cancellation, or open a descriptor, past the stand-ins for such calls.
+"""Checks that calls of other libraries cannot be cancelled or open a descriptor without the stand-ins.
 
 usage: foreign_calls.py LIBDDAL TABLE
 

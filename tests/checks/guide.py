@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A document's program is built and its commands are run as they stand there, against an installation.
+"""Builds the program of a document and runs its commands unchanged, against an installation.
 
 usage: guide.py INSTALLED DOCUMENT...
 
@@ -29,7 +29,7 @@ def environment(installed):
 
 
 def in_order(output, lines):
-    """The first line that is missing, or None."""
+    """Returns the first missing line, or None."""
     at = 0
     for line in lines:
         found = output.find(line, at)
@@ -40,7 +40,7 @@ def in_order(output, lines):
 
 
 def run(document, environment):
-    """Number of commands run; the fault as an exception."""
+    """Runs the commands of a document and returns their number. Raises an exception on a fault."""
     output, commands = "", 0
     with tempfile.TemporaryDirectory() as folder:
         for name, kind, text in BLOCK.findall(pathlib.Path(document).read_text()):

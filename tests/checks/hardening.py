@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A release library is linked and compiled with what makes an overflow hard to use.
+"""Checks that a release library is compiled and linked with the protections against overflows.
 
 usage: hardening.py LIBRARY...
 """

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Folders use only the folders that ARCHITECTURE.md lets them use.
+"""Checks that folders use only the folders that ARCHITECTURE.md allows.
 
 usage: layering.py SOURCE_DIR BUILD_DIR
 
 Two views: the #include lines of every tracked source file, and the symbols that the objects of one folder under src/
-need from another (a call through a public header is a use as well).
+need from another (a call through a public header also counts).
 """
 import collections
 import pathlib
@@ -24,7 +24,7 @@ def tracked_sources(root):
 
 
 def resolve(root, build, folders, source, name):
-    """The path of an included file below the root, None for a file of the system."""
+    """Returns the path of an included file below the root, or None for a file of the system."""
     for directory in (pathlib.Path(source).parent, *map(pathlib.Path, INCLUDE_ROOTS)):
         if (root / directory / name).is_file():
             return (root / directory / name).resolve().relative_to(root).as_posix()
@@ -53,7 +53,7 @@ def include_faults(root, build, architecture):
 
 
 def symbols_of(objects):
-    """(defined, undefined) global names of object files."""
+    """Returns the (defined, undefined) global names of object files."""
     out = subprocess.run(["nm", "-g", *objects], check=True, capture_output=True, text=True).stdout
     names = collections.defaultdict(set)
     for line in out.splitlines():

@@ -12,7 +12,7 @@ like the file first, cases of more than 1 s last. A test that takes much longer 
 --every N    tries only every Nth change
 --quick      leaves out the cases of more than 1 s
 --seconds S  stops after S seconds; the same command then continues there
---again      tries anew what was tried before. Without it, only changes that survived are tried again, once tests differ.
+--again      repeats every try. Without it, only changes that survived are tried again, once tests differ.
 """
 import argparse
 import concurrent.futures
@@ -39,7 +39,7 @@ LEFT_ALONE = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])
 
 
 def closing(code, position):
-    """The position of the parenthesis that closes the one at `position`."""
+    """Returns the position of the parenthesis that closes the one at `position`."""
     depth = 0
     for i in range(position, len(code)):
         depth += (code[i] == "(") - (code[i] == ")")
@@ -90,7 +90,7 @@ def changes(text):
 
 
 class Tree:
-    """The copy in which changes are made, its tests, and what became of the changes so far."""
+    """The copy that the changes are made in, its tests, and the results of the changes so far."""
 
     def __init__(self, top):
         self.top, self.copy = top, top / "build/mutate"
@@ -127,7 +127,7 @@ class Tree:
             sys.exit(f"{done.stdout[-3000:]}\nmutate: {' '.join(command)} failed without any change")
 
     def entries_of(self, folder, quick):
-        """The folder's entries of ctest, quick and slow cases apart, each with its target and its time in seconds."""
+        """Returns the folder's entries of ctest, quick and slow cases apart, each with its target and its time in seconds."""
         def listed():
             shown = subprocess.run(["ctest", "--test-dir", self.build, "--show-only=json-v1", "-R", rf"^{folder}\."],
                                    check=True, capture_output=True, text=True).stdout
@@ -169,7 +169,7 @@ class Tree:
                 return False
 
     def try_change(self, path, changed, stages):
-        """Returns the test that notices the changed text of a file, "compiler" or "" for none."""
+        """Returns the test that notices the changed text of a file, or "compiler", or "" if nothing does."""
         original = (self.copy / path).read_text()
         (self.copy / path).write_text(changed)
         try:
@@ -188,7 +188,7 @@ class Tree:
 
 
 def stages_of(entries, path):
-    """The entries in the order in which they run: as many at once as there are processors."""
+    """Returns the entries in the order of their run, one for each processor at a time."""
     def order(entry):
         stem = path.stem.replace("_", "")
         name = entry["name"].split(".", 1)[1].replace("_", "")
@@ -198,7 +198,7 @@ def stages_of(entries, path):
 
 
 def lines_to_change(top, named):
-    """The files, each with the set of its lines to change."""
+    """Returns the files, each with the set of its lines to change."""
     places = [(top / name.partition(":")[0], name.partition(":")[2]) for name in named]
     if places and all(path.exists() for path, _ in places):
         files = {}

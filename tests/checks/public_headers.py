@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every public header compiles alone, as strict C99 and as C++20, twice over, and opens with its group comment.
+"""Checks that every public header compiles alone and twice, as strict C99 and as C++20, and opens with its group comment.
 
 usage: public_headers.py C_COMPILER CXX_COMPILER INCLUDE_DIR...
 """

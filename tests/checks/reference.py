@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The built reference has every exported operation, with its two classes; every public header belongs to one family page,
-which shows its example; links between the documents lead somewhere.
+"""Checks the built reference: it has every exported operation with its two classes, every public header belongs to one
+family page, which shows its example, and every link between the documents has a target.
 
 usage: reference.py SOURCE_DIR DOCS_DIR
 """
@@ -20,7 +20,7 @@ def exported(source):
 
 
 def functions(docs):
-    """Name and page of each function in the reference."""
+    """Yields name and page of each function in the reference."""
     for compound in xml.parse(docs / "libddal.tag").getroot().iter("compound"):
         if compound.get("kind") == "file":
             for member in compound.iter("member"):

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Whatever libddal.so takes from other libraries is known to the virtual board.
+"""Checks that the virtual board knows every name that libddal.so takes from other libraries.
 
 usage: undefined_symbols.py LIBDDAL TABLE [LIBVBOARD]
 
-TABLE has one row a line: a name or a pattern (*, ?), then "wrapped" (the preload library stands in for it: checked
-against LIBVBOARD) or "harmless" (touches nothing outside the process, or reaches the kernel through wrapped calls only).
-A name that stands there in full is not looked up among the patterns.
+TABLE has one row per line: a name or a pattern (*, ?), then "wrapped" (the preload library replaces it: checked against
+LIBVBOARD) or "harmless" (touches nothing outside the process, or reaches the kernel only through wrapped calls). The row
+of a full name comes before the patterns.
 """
 import fnmatch
 import subprocess

@@ -33,7 +33,7 @@ int64_t now_ns()
 } // namespace
 
 // Must run first, before this process has opened an event or loaded the D-Bus library.
-TEST_F(LinkEvents, BeforeTheFirstRegistration)
+TEST_F(LinkEvents, AreRefusedBeforeTheFirstRegistration)
 {
     EXPECT_EQ(dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_NOLOAD), nullptr);
     const int fd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
@@ -113,7 +113,7 @@ TEST_F(LinkEvents, ReportInterfacesAndTheExternalSwitch)
     EXPECT_EQ(next_state(interface), 0);
     ctl("link state marvell 4 off");
     EXPECT_EQ(next_state(external), 0);
-    EXPECT_EQ(next_state(interface, kNever), -1) << "another object's change";
+    EXPECT_EQ(next_state(interface, kNever), -1) << "the change of another object";
     ctl("link state network 5 routable");
     ctl("link state marvell 4 routable");
     EXPECT_EQ(ddal_phy_event_unregister(interface), 0);

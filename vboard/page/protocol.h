@@ -13,8 +13,8 @@ enum class Op : uint32_t {
     kCancel = 5,      // the id of the interrupted request
     kControl = 6,     // a control command in words separated by NUL; the answer is text
     kHold = 7,        // keeps the board alive until the connection ends
-    kNotifyRead = 8,  // text of a notifying attribute; flags: the socket's serial; offset all ones: at its position
-    kNotifySeek = 11, // sets that position
+    kNotifyRead = 8,  // text of a notifying attribute; flags: the socket's serial; offset all ones: read position
+    kNotifySeek = 11, // sets the read position
     kInterface = 9,   // an ethtool or interface-flag request
     kSwitch = 10,     // a call of the switch's client library
 };

@@ -32,7 +32,7 @@ TEST(Pulse, ComesOnceASecondWithItsNumberAndTime)
     EXPECT_NEAR(seconds(second), static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9, 0.5);
 }
 
-TEST(Pulse, IsWaitedForNoLongerThanSaid)
+TEST(Pulse, IsAwaitedForAtMostTheLimit)
 {
     const rig::SwitchedOff pulses("pulses");
     struct {
