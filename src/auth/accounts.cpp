@@ -39,7 +39,7 @@ int find_account(const char *user, char *home, size_t n)
     while (error == EINTR);
     if (!found)
         return error != 0 ? error : -ENOENT;
-    core::ddal_common_strlcpy(home, entry.pw_dir, n);
+    ddal_common_strlcpy(home, entry.pw_dir, n);
     return 0;
 }
 

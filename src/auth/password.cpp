@@ -19,10 +19,6 @@
 
 using ddal::core::ArgumentVector;
 using ddal::core::AtomicFile;
-using ddal::core::ddal_common_atomic_close;
-using ddal::core::ddal_common_atomic_open;
-using ddal::core::ddal_common_atomic_writer;
-using ddal::core::ddal_common_strlcpy;
 using ddal::core::run_program;
 using ddal::core::UniqueStream;
 

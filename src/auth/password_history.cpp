@@ -19,10 +19,6 @@
 #include "core/unique_fd.h"
 
 using ddal::core::AtomicFile;
-using ddal::core::ddal_common_atomic_close;
-using ddal::core::ddal_common_atomic_open;
-using ddal::core::ddal_common_atomic_reader;
-using ddal::core::ddal_common_atomic_writer;
 
 namespace ddal::auth {
 
@@ -71,7 +67,7 @@ int set_pam_history_length(uint32_t length)
     const int written = write_with_length(lines, history_line, length, out);
     if (written != 0)
         return written;
-    int copied = core::ddal_common_copy_stream(in, out);
+    int copied = ddal_common_copy_stream(in, out);
     if (copied == 0)
         copied = check_read_whole(in);
     if (copied != 0)
@@ -127,7 +123,7 @@ using namespace ddal::auth;
 int ddal_auth_set_password_history_len(uint32_t len)
 {
     // A failure shows when the file in the directory is opened.
-    static_cast<void>(ddal::core::ddal_common_mkdir_p(kPersistentDirectory, kPersistentDirectoryMode));
+    static_cast<void>(ddal_common_mkdir_p(kPersistentDirectory, kPersistentDirectoryMode));
     AtomicFile persistent{ddal_common_atomic_open(kPersistentLength, "w")};
     if (!persistent)
         return ddal::core::minus_errno();

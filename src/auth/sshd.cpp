@@ -15,9 +15,6 @@
 
 using ddal::core::AtomicFile;
 using ddal::core::code_of;
-using ddal::core::ddal_common_atomic_close;
-using ddal::core::ddal_common_atomic_open;
-using ddal::core::ddal_common_atomic_writer;
 using ddal::core::run_program;
 
 namespace ddal::auth {

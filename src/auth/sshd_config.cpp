@@ -13,10 +13,6 @@
 using ddal::core::ArgumentVector;
 using ddal::core::AtomicFile;
 using ddal::core::code_of;
-using ddal::core::ddal_common_atomic_close;
-using ddal::core::ddal_common_atomic_open;
-using ddal::core::ddal_common_atomic_reader;
-using ddal::core::ddal_common_atomic_writer;
 
 namespace ddal::auth {
 
@@ -69,7 +65,7 @@ bool has_line_break(const char *text)
     return text && strchr(text, '\n');
 }
 
-int edit(const char *user, const char *name, const char *value, core::ddal_common_atomic_file *config)
+int edit(const char *user, const char *name, const char *value, ddal_common_atomic_file *config)
 {
     return copy_replace_option(user, name, value, ddal_common_atomic_reader(config), ddal_common_atomic_writer(config));
 }
@@ -102,23 +98,9 @@ int copy_replace_option(const char *user, const char *name, const char *value, F
                               : replace_global(pattern, name, value, lines, out);
     if (replaced != 0)
         return replaced;
-    if (core::ddal_common_copy_stream(in, out) != 0)
+    if (ddal_common_copy_stream(in, out) != 0)
         return 0; // kept: the daemon's test follows, and an incomplete file is never committed
     return ferror(in) || ferror(out) ? -EIO : check_read_whole(in);
-}
-
-int ddal_sshd_update_config(const char *user, const char *name, const char *value)
-{
-    AtomicFile config{ddal_common_atomic_open(kLiveConfig, "w+")};
-    if (!config)
-        return core::minus_errno();
-    const int edited = edit(user, name, value, config.get());
-    if (edited != 0)
-        return log_error(edited, "Unable to write new sshd config: %d\n", edited);
-    const int outcome = validate(ddal_common_atomic_writer(config.get()));
-    if (outcome != 0)
-        return log_error(code_of(outcome), "Unable to validate new sshd config: %d\n", outcome);
-    return ddal_common_atomic_close(config.release(), 1);
 }
 
 int update_persistent_file(const char *name, const char *value)
@@ -134,3 +116,19 @@ int update_persistent_file(const char *name, const char *value)
 }
 
 } // namespace ddal::auth
+
+using namespace ddal::auth;
+
+int ddal_sshd_update_config(const char *user, const char *name, const char *value)
+{
+    AtomicFile config{ddal_common_atomic_open(kLiveConfig, "w+")};
+    if (!config)
+        return ddal::core::minus_errno();
+    const int edited = edit(user, name, value, config.get());
+    if (edited != 0)
+        return log_error(edited, "Unable to write new sshd config: %d\n", edited);
+    const int outcome = validate(ddal_common_atomic_writer(config.get()));
+    if (outcome != 0)
+        return log_error(code_of(outcome), "Unable to validate new sshd config: %d\n", outcome);
+    return ddal_common_atomic_close(config.release(), 1);
+}

@@ -70,10 +70,8 @@ uint32_t open_and_parse(const char *path, Image *image, uint32_t *status)
         *status = BSL_STATUS_NOT_PARSED;
         return BSL_ERR_PARSE;
     }
-    if (parsed > 0) {
-        log_line_as(LOG_ERR, kCodeload, "%s: ERROR: Unable to retrieve version from file\n", kTag);
-        return BSL_ERR_PARSE;
-    }
+    if (parsed > 0)
+        return log_error_as(kCodeload, BSL_ERR_PARSE, "%s: ERROR: Unable to retrieve version from file\n", kTag);
     return 0;
 }
 
@@ -91,10 +89,8 @@ uint32_t verify_record(Link &link, const bsl_record &record, uint32_t chunk_max,
         // The value differs from the expected one, so that a loader that answers without a CRC does not count as a
         // match.
         uint16_t crc = static_cast<uint16_t>(~expected);
-        if (const uint32_t result = bsl_crc_check(link, start, static_cast<uint16_t>(length), &crc); result != 0) {
-            log_line_as(LOG_ERR, "bsl_verify_flash_image", "%s: Unable to determine CRC in flash\n", kTag);
-            return result;
-        }
+        if (const uint32_t result = bsl_crc_check(link, start, static_cast<uint16_t>(length), &crc); result != 0)
+            return log_error_as("bsl_verify_flash_image", result, "%s: Unable to determine CRC in flash\n", kTag);
         if (crc != expected) {
             log_line_as(LOG_ERR, "bsl_verify_flash_image", "%s: CRC Mismatch detected on range:\n", kTag);
             log_line_as(LOG_ERR, "bsl_verify_flash_image", "%s: 0x%lx - 0x%lx... (length=0x%x)\n", kTag,
@@ -176,13 +172,11 @@ uint32_t write_image(Link &link, const bsl_record *list, uint32_t *status)
 {
     if (const uint32_t result = bsl_erase_image(link, list); result != 0) {
         *status = BSL_STATUS_ERASE_FAILED;
-        log_line_as(LOG_ERR, kCodeload, "%s: ERROR: Unable to erase!\n", kTag);
-        return result;
+        return log_error_as(kCodeload, result, "%s: ERROR: Unable to erase!\n", kTag);
     }
     if (const uint32_t result = program_image(link, list); result != 0) {
         *status = BSL_STATUS_PROGRAM_FAILED;
-        log_line_as(LOG_ERR, kCodeload, "%s: ERROR: Codeload failed!\n", kTag);
-        return result;
+        return log_error_as(kCodeload, result, "%s: ERROR: Codeload failed!\n", kTag);
     }
     return 0;
 }
@@ -221,11 +215,9 @@ uint32_t load_image(const char *path, Image *image, uint32_t *status)
     image->records = nullptr;
     memset(image->version, 0xFF, sizeof image->version);
     const uint32_t result = open_and_parse(path, image, status);
-    if (result != 0) {
-        log_line_as(LOG_ERR, kCodeload, "%s: ERROR: Unable to retrieve/parse file \"%s\" (error code = %d)\n", kTag,
-                    path, *status);
-        return result;
-    }
+    if (result != 0)
+        return log_error_as(kCodeload, result, "%s: ERROR: Unable to retrieve/parse file \"%s\" (error code = %d)\n",
+                            kTag, path, *status);
     bsl_print_file_version("BSL: image file contains uP version: ", image->version);
     return 0;
 }

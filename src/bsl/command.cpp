@@ -74,17 +74,14 @@ private:
     uint16_t length_ = 0;
 };
 
-uint32_t send(Link &link, const char *function, const bsl_packet &packet)
+uint32_t send(Link &link, const char *caller, const bsl_packet &packet)
 {
-    const uint32_t result = bsl_tx_pkt(link, packet);
-    if (result != 0)
-        log_line_as(LOG_ERR, function, "%s: ERROR: No response byte\n", kTag);
-    return result;
+    return log_failure_as(caller, bsl_tx_pkt(link, packet), "%s: ERROR: No response byte\n", kTag);
 }
 
-uint32_t send_for_message(Link &link, const char *function, const bsl_packet &packet)
+uint32_t send_for_message(Link &link, const char *caller, const bsl_packet &packet)
 {
-    const uint32_t result = send(link, function, packet);
+    const uint32_t result = send(link, caller, packet);
     return result != 0 ? result : get_bsl_resp(link);
 }
 
@@ -94,36 +91,36 @@ struct Expected {
     uint32_t most;
 };
 
-uint32_t copy_data(const char *function, const bsl_packet &response, Expected expected, uint8_t *destination)
+uint32_t copy_data(const char *caller, const bsl_packet &response, Expected expected, uint8_t *destination)
 {
     const uint32_t received = response.length - 1u;
     if (received < expected.least || received > expected.most) {
-        log_line_as(LOG_ERR, function, "%s: ERROR: Did not receive the expected amount of data\n", kTag);
-        log_line_as(LOG_ERR, function, "%s: ERROR: expected=%d received=%d\n", kTag, expected.most, received);
-        return BSL_ERR_RESPONSE;
+        log_line_as(LOG_ERR, caller, "%s: ERROR: Did not receive the expected amount of data\n", kTag);
+        return log_error_as(caller, BSL_ERR_RESPONSE, "%s: ERROR: expected=%d received=%d\n", kTag, expected.most,
+                            received);
     }
     if (received != 0)
         memcpy(destination, response.data + 1, received);
     return 0;
 }
 
-uint32_t send_for_data(Link &link, const char *function, const bsl_packet &packet, Expected expected,
+uint32_t send_for_data(Link &link, const char *caller, const bsl_packet &packet, Expected expected,
                        uint8_t *destination)
 {
-    if (const uint32_t result = send(link, function, packet); result != 0)
+    if (const uint32_t result = send(link, caller, packet); result != 0)
         return result;
     bsl_packet response{};
-    if (const uint32_t result = receive_response(link, function, &response); result != 0)
+    if (const uint32_t result = receive_response(link, caller, &response); result != 0)
         return result;
 
     const uint8_t type = response.data[0];
     if (type == kDataResponse)
-        return copy_data(function, response, expected, destination);
+        return copy_data(caller, response, expected, destination);
     // kept: a message with status 0 is a success that copies nothing
     if (type == kMessageResponse && response.length > 1)
-        return core_status(function, response.data[1]);
-    log_line_as(LOG_ERR, function, "%s: ERROR: Received unexpected response type (0x%02x)\n", kTag, type);
-    return BSL_ERR_RESPONSE;
+        return core_status(caller, response.data[1]);
+    return log_error_as(caller, BSL_ERR_RESPONSE, "%s: ERROR: Received unexpected response type (0x%02x)\n", kTag,
+                        type);
 }
 
 } // namespace

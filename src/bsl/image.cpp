@@ -122,10 +122,8 @@ public:
         const uint8_t last = end_ != 0 ? block_[end_ - 1] : 0;
         errno = 0;
         const ssize_t n = TEMP_FAILURE_RETRY(read(fd_, block_.data(), block_.size()));
-        if (n <= 0 && errno != 0) {
-            log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: File read error (%d)\n", kTag, -errno);
-            return false;
-        }
+        if (n <= 0 && errno != 0)
+            return log_error_as("bsl_parse_file", false, "%s: ERROR: File read error (%d)\n", kTag, -errno);
         next_ = 0;
         end_ = n > 0 ? static_cast<size_t>(n) : 1;
         if (n <= 0)
@@ -160,16 +158,13 @@ bool read_image(int fd, uint32_t file_size)
         }
         bsl_file_fsm(*reader.data());
         reader.take(1);
-        if (++count > file_size) {
-            log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: File read length exceeded\n", kTag);
-            return false;
-        }
+        if (++count > file_size)
+            return log_error_as("bsl_parse_file", false, "%s: ERROR: File read length exceeded\n", kTag);
         if (state == BSL_FSM_ERROR) {
             constexpr unsigned kParseError = 2;
             log_line_as(LOG_ERR, "bsl_parse_file", "ERROR: bsl_parse_file = 0x%x\n", kParseError);
-            log_line_as(LOG_ERR, "bsl_parse_file", "%s: ERROR: FSM returned an error at byte %d\n", kTag,
-                        static_cast<int>(count));
-            return false;
+            return log_error_as("bsl_parse_file", false, "%s: ERROR: FSM returned an error at byte %d\n", kTag,
+                                static_cast<int>(count));
         }
     }
     return true;

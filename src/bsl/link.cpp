@@ -65,10 +65,7 @@ void keep_gap(Link &link)
 // Receives a header, length or CRC byte of a packet. `what` names it in the log.
 uint32_t receive_field(Link &link, uint8_t *byte, const char *what)
 {
-    const uint32_t result = read_byte(link, byte);
-    if (result != 0)
-        log_line_as(LOG_ERR, "bsl_rx_pkt", "%s: ERROR: Timeout waiting for %s\n", kTag, what);
-    return result;
+    return log_failure_as("bsl_rx_pkt", read_byte(link, byte), "%s: ERROR: Timeout waiting for %s\n", kTag, what);
 }
 
 uint32_t receive_length(Link &link, uint16_t *length)
@@ -96,9 +93,9 @@ uint32_t receive_crc(Link &link, uint16_t calculated)
     const uint8_t calculated_high = bsl_crc_get_high_byte(calculated);
     if (low == calculated_low && high == calculated_high)
         return 0;
-    log_line_as(LOG_ERR, "bsl_rx_pkt", "%s: ERROR: CRC check failed. Calc = 0x%02x%02x, Rcvd = 0x%02x%02x\n", kTag,
-                calculated_high, calculated_low, high, low);
-    return BSL_ERR_CRC;
+    return log_error_as("bsl_rx_pkt", BSL_ERR_CRC,
+                        "%s: ERROR: CRC check failed. Calc = 0x%02x%02x, Rcvd = 0x%02x%02x\n", kTag, calculated_high,
+                        calculated_low, high, low);
 }
 
 uint32_t receive_packet(Link &link, bsl_packet &packet)
@@ -106,20 +103,16 @@ uint32_t receive_packet(Link &link, bsl_packet &packet)
     uint8_t header = 0;
     if (const uint32_t result = receive_field(link, &header, "hdr"); result != 0)
         return result;
-    if (header != kHeader) {
-        log_line_as(LOG_ERR, "bsl_rx_pkt", "%s: ERROR: First RX byte not hdr (0x%02x)\n", kTag, header);
-        return BSL_ERR_HEADER;
-    }
+    if (header != kHeader)
+        return log_error_as("bsl_rx_pkt", BSL_ERR_HEADER, "%s: ERROR: First RX byte not hdr (0x%02x)\n", kTag, header);
     if (const uint32_t result = receive_length(link, &packet.length); result != 0)
         return result;
 
     uint16_t crc = kCrcStart;
     for (uint32_t i = 0; i < packet.length; ++i) {
-        if (const uint32_t result = read_byte(link, &packet.data[i]); result != 0) {
-            log_line_as(LOG_ERR, "bsl_rx_pkt", "%s: ERROR: Timeout waiting for data byte %d of %d\n", kTag, i + 2,
-                        packet.length);
-            return result;
-        }
+        if (const uint32_t result = read_byte(link, &packet.data[i]); result != 0)
+            return log_error_as("bsl_rx_pkt", result, "%s: ERROR: Timeout waiting for data byte %d of %d\n", kTag,
+                                i + 2, packet.length);
         crc = crc_update(crc, packet.data[i]);
     }
     return receive_crc(link, crc);
@@ -136,10 +129,8 @@ void drain(Link &link)
 uint32_t receive_acknowledgement(Link &link)
 {
     uint8_t acknowledgement = 0;
-    if (const uint32_t result = read_byte(link, &acknowledgement); result != 0) {
-        log_line_as(LOG_ERR, "bsl_tx_pkt", "%s: ERROR: Timeout waiting for TX response\n", kTag);
-        return result;
-    }
+    if (const uint32_t result = read_byte(link, &acknowledgement); result != 0)
+        return log_error_as("bsl_tx_pkt", result, "%s: ERROR: Timeout waiting for TX response\n", kTag);
     if (acknowledgement == 0)
         return 0;
     log_line_as(LOG_ERR, "bsl_tx_pkt", "%s: Received UART error message: %s (0x%02x)\n", kTag,
@@ -212,26 +203,23 @@ uint32_t bsl_rx_pkt(Link &link, bsl_packet &packet)
     return result;
 }
 
-uint32_t receive_response(Link &link, const char *function, bsl_packet *response)
+uint32_t receive_response(Link &link, const char *caller, bsl_packet *response)
 {
     response->data = packet_room();
     const uint32_t result = bsl_rx_pkt(link, *response);
-    if (result != 0) {
-        log_line_as(LOG_ERR, function, "%s: ERROR: No response message\n", kTag);
-        return result;
-    }
+    if (result != 0)
+        return log_error_as(caller, result, "%s: ERROR: No response message\n", kTag);
     if (response->length == 0)
         response->data[0] = 0; // an empty packet has no type: 0 is not a known one
     return 0;
 }
 
-uint32_t core_status(const char *function, uint8_t status)
+uint32_t core_status(const char *caller, uint8_t status)
 {
     if (status == 0)
         return 0;
-    log_line_as(LOG_ERR, function, "%s: Received BSL Core error: %s (0x%02x)\n", kTag, name_of(kCoreStatus, status),
-                status);
-    return BSL_ERR_CORE | status;
+    return log_error_as(caller, BSL_ERR_CORE | status, "%s: Received BSL Core error: %s (0x%02x)\n", kTag,
+                        name_of(kCoreStatus, status), status);
 }
 
 uint32_t get_bsl_resp(Link &link)

@@ -48,10 +48,10 @@ uint32_t bsl_tx_pkt(Link &link, const bsl_packet &packet);
 uint32_t bsl_rx_pkt(Link &link, bsl_packet &packet);
 uint32_t get_bsl_resp(Link &link);
 
-// Receives a core response into the link's buffer. Logs under the name `function`.
-uint32_t receive_response(Link &link, const char *function, bsl_packet *response);
+// Receives a core response into the link's buffer. Logs under the name `caller`.
+uint32_t receive_response(Link &link, const char *caller, bsl_packet *response);
 // Returns the code of a message response's status. Logs a status other than 0.
-uint32_t core_status(const char *function, uint8_t status);
+uint32_t core_status(const char *caller, uint8_t status);
 
 // Returns the buffer for one packet of any length. Every packet sent or received overwrites it.
 uint8_t *packet_room();

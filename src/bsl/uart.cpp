@@ -67,7 +67,7 @@ ssize_t UartStream::read_byte(uint8_t *byte)
 
 ssize_t UartStream::write_all(const uint8_t *data, uint32_t length)
 {
-    return core::ddal_common_write_all(fd_, data, length);
+    return ddal_common_write_all(fd_, data, length);
 }
 
 void UartStream::discard_output()

@@ -63,10 +63,8 @@ int set_uart_speed(Session &session, uint32_t baud)
 int enter_loader(Session &session)
 {
     session.progress.begin(DDAL_EXT_RFCARD_ENTER);
-    if (ddal_fpga_masked_write(kRfPowerRegister, kRfPowerOn, kRfPowerOn) != 0) {
-        log_line_as(LOG_ERR, kUpgrade, "Failed to turn on the RF POWER.n\n");
-        return DDAL_ERR_FAILURE;
-    }
+    if (ddal_fpga_masked_write(kRfPowerRegister, kRfPowerOn, kRfPowerOn) != 0)
+        return log_error_as(kUpgrade, DDAL_ERR_FAILURE, "Failed to turn on the RF POWER.n\n");
 
     __ddal_log(LOG_DEBUG, "Initializing BSL... ");
     const int opened = session.uart ? 0 : open_uart(session);
@@ -105,10 +103,8 @@ uint32_t read_loader_version(const Session &session, Loader loader, uint8_t vers
 int raise_speed(Session &session)
 {
     UartLink link{session.uart.get(), session.verbose};
-    if (bsl_change_baud(link, kTransferBaud) != 0) {
-        log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to codeload.\n");
-        return DDAL_ERR_FAILURE;
-    }
+    if (bsl_change_baud(link, kTransferBaud) != 0)
+        return log_error_as(kUpgrade, DDAL_ERR_FAILURE, "BSL: ERROR: Unable to codeload.\n");
     return set_uart_speed(session, kTransferBaud);
 }
 
@@ -125,8 +121,7 @@ int unlock_loader(Session &session)
     system_clock().sleep_us(kOneSecondUs);
     if (bsl_rx_password(link, password.data(), length) == 0)
         return 0;
-    log_line_as(LOG_ERR, kUpgrade, "BSL: ERROR: Unable to codeload.\n");
-    return DDAL_ERR_FAILURE;
+    return log_error_as(kUpgrade, DDAL_ERR_FAILURE, "BSL: ERROR: Unable to codeload.\n");
 }
 
 int wait_for_up_ready()

@@ -20,7 +20,7 @@
 #include "core/unique_fd.h"
 #include "core/unique_stream.h"
 
-namespace ddal::core {
+using namespace ddal::core;
 
 struct ddal_common_atomic_file {
     UniqueStream reader; // of the locked target
@@ -229,5 +229,3 @@ int ddal_common_atomic_close(ddal_common_atomic_file *h, int commit)
         unlinkat(file->directory.get(), file->temporary.get(), 0);
     return result;
 }
-
-} // namespace ddal::core

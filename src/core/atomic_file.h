@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <memory>
 
-namespace ddal::core {
-
 struct ddal_common_atomic_file;
 
 // Opens and locks the file. The first letter of the mode (and a "+" after "r") decides:
@@ -27,6 +25,8 @@ FILE *ddal_common_atomic_writer(ddal_common_atomic_file *h);
 // first negative errno; -EIO when a read or write on one of the streams has failed, because the replacement is then
 // incomplete.
 int ddal_common_atomic_close(ddal_common_atomic_file *h, int commit);
+
+namespace ddal::core {
 
 // Copies a whole file into an empty one and rewinds both. Returns 0 or a negative errno.
 int copy_file_splice(int from, int to);

@@ -7,7 +7,7 @@
 #include "core/log.h"
 #include "core/stream.h"
 
-namespace ddal::core {
+using namespace ddal::core;
 
 namespace {
 
@@ -49,5 +49,3 @@ int ddal_common_copy_stream(FILE *from, FILE *to)
     explicit_bzero(chunk, sizeof chunk); // passwords pass through here
     return result;
 }
-
-} // namespace ddal::core

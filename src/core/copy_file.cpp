@@ -80,8 +80,7 @@ int fill(FILE *from, FILE *to, const struct stat &attributes)
 int create_failed(const char *dst, int result)
 {
     errno = -result; // for "%m"
-    log_line_as(LOG_ERR, kCopyFile, "error create %s: %m\n", dst);
-    return result;
+    return log_error_as(kCopyFile, result, "error create %s: %m\n", dst);
 }
 
 int copy_to(const Destination &destination, FreshName &temporary, FILE *from, const struct stat &attributes,
@@ -109,10 +108,8 @@ int copy_file_below(const char *src, const char *dst, size_t trusted)
         return result;
     }
     const UniqueStream from{fopen(src, "re")};
-    if (!from) {
-        log_line_as(LOG_ERR, kCopyFile, "error open %s: %m\n", src);
-        return minus_errno();
-    }
+    if (!from)
+        return log_errno_as(kCopyFile, "error open %s: %m\n", src);
     const Destination destination = open_destination(dst, trusted);
     if (!destination.folder)
         return create_failed(dst, minus_errno());
@@ -126,10 +123,12 @@ int copy_file_below(const char *src, const char *dst, size_t trusted)
     return result;
 }
 
+} // namespace ddal::core
+
+using namespace ddal::core;
+
 int ddal_common_copy_file(const char *src, const char *dst)
 {
     const char *const slash = strrchr(dst, '/');
     return copy_file_below(src, dst, slash ? static_cast<size_t>(slash - dst) : 0);
 }
-
-} // namespace ddal::core

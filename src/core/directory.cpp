@@ -64,23 +64,6 @@ int walk(UniqueFd &dir, std::string_view rest, mode_t mode)
 
 } // namespace
 
-int ddal_common_mkdir_p(const char *path, mode_t mode)
-{
-    if (!path || path[0] != '/')
-        return -EINVAL;
-
-    struct stat existing;
-    if (stat(path, &existing) == 0)
-        return S_ISDIR(existing.st_mode) ? 0 : -ENOTDIR;
-    if (errno != ENOENT)
-        return minus_errno();
-
-    UniqueFd dir{open("/", kWalkFlags)};
-    if (!dir)
-        return minus_errno();
-    return walk(dir, path, mode);
-}
-
 void sync_directory(int directory)
 {
     const int saved_errno = errno;
@@ -112,3 +95,22 @@ int remove_file(const char *path)
 }
 
 } // namespace ddal::core
+
+using namespace ddal::core;
+
+int ddal_common_mkdir_p(const char *path, mode_t mode)
+{
+    if (!path || path[0] != '/')
+        return -EINVAL;
+
+    struct stat existing;
+    if (stat(path, &existing) == 0)
+        return S_ISDIR(existing.st_mode) ? 0 : -ENOTDIR;
+    if (errno != ENOENT)
+        return minus_errno();
+
+    UniqueFd dir{open("/", kWalkFlags)};
+    if (!dir)
+        return minus_errno();
+    return walk(dir, path, mode);
+}

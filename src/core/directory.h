@@ -7,9 +7,6 @@
 
 namespace ddal::core {
 
-// Creates every missing directory of an absolute path. Returns 0 or a negative errno; logs nothing.
-int ddal_common_mkdir_p(const char *path, mode_t mode);
-
 // Waits until the entries of an open directory are on the disk. Reports no failure: the change is already visible, and
 // the caller's result stands for it. Keeps errno.
 void sync_directory(int directory);
@@ -22,3 +19,6 @@ UniqueFd open_directory_of(const char *path);
 int remove_file(const char *path);
 
 } // namespace ddal::core
+
+// Creates every missing directory of an absolute path. Returns 0 or a negative errno; logs nothing.
+int ddal_common_mkdir_p(const char *path, mode_t mode);

@@ -50,6 +50,6 @@ int ddal_strerror(int code, char *buf, size_t buflen)
         return 0;
     const char *text = text_of(code, buf, buflen);
     if (text != buf)
-        ddal::core::ddal_common_strlcpy(buf, text, buflen);
+        ddal_common_strlcpy(buf, text, buflen);
     return 0;
 }

@@ -21,19 +21,33 @@ inline int minus_errno(int when_zero = -EIO)
 
 } // namespace ddal::core
 
-// For a helper that must appear under another function's name or line.
-#define log_line_as(priority, function, format, ...)                                                                   \
-    static_cast<void>(__ddal_log((priority), "%s:%u- " format, (function),                                             \
+// A helper that must appear under its caller's name passes it; the line number is the helper's. The macros without
+// "_as" log under the name of the function that they stand in.
+#define log_line_as(priority, caller, format, ...)                                                                     \
+    static_cast<void>(__ddal_log((priority), "%s:%u- " format, (caller),                                               \
                                  static_cast<unsigned>(__LINE__) __VA_OPT__(, ) __VA_ARGS__))
-
 #define log_line(priority, format, ...) log_line_as(priority, __func__, format __VA_OPT__(, ) __VA_ARGS__)
 
 // Logs at error priority; yields `code`.
-#define log_error(code, format, ...) (log_line(LOG_ERR, format __VA_OPT__(, ) __VA_ARGS__), (code))
+#define log_error_as(caller, code, format, ...)                                                                        \
+    (log_line_as(LOG_ERR, caller, format __VA_OPT__(, ) __VA_ARGS__), (code))
+#define log_error(code, format, ...) log_error_as(__func__, code, format __VA_OPT__(, ) __VA_ARGS__)
 
 // Logs at error priority; yields -errno.
-#define log_errno(format, ...) (log_line(LOG_ERR, format __VA_OPT__(, ) __VA_ARGS__), ddal::core::minus_errno())
+#define log_errno_as(caller, format, ...)                                                                              \
+    log_error_as(caller, ddal::core::minus_errno(), format __VA_OPT__(, ) __VA_ARGS__)
+#define log_errno(format, ...) log_errno_as(__func__, format __VA_OPT__(, ) __VA_ARGS__)
 
 // As log_errno, for calls that can fail with errno at 0: yields `when_zero` then.
 #define log_errno_or(when_zero, format, ...)                                                                           \
-    (log_line(LOG_ERR, format __VA_OPT__(, ) __VA_ARGS__), ddal::core::minus_errno(when_zero))
+    log_error(ddal::core::minus_errno(when_zero), format __VA_OPT__(, ) __VA_ARGS__)
+
+// Passes a result code through: logs at error priority unless it is 0.
+#define log_failure_as(caller, result, format, ...)                                                                    \
+    __extension__({                                                                                                    \
+        const auto log_failure_code = (result);                                                                        \
+        if (log_failure_code != 0)                                                                                     \
+            log_line_as(LOG_ERR, caller, format __VA_OPT__(, ) __VA_ARGS__);                                           \
+        log_failure_code;                                                                                              \
+    })
+#define log_failure(result, format, ...) log_failure_as(__func__, result, format __VA_OPT__(, ) __VA_ARGS__)

@@ -11,7 +11,7 @@
 #include "core/unique_fd.h"
 #include "core/unique_stream.h"
 
-namespace ddal::core {
+using namespace ddal::core;
 
 namespace {
 
@@ -79,5 +79,3 @@ int ddal_common_run(int out_fd, int err_fd, int *status, const char *path, char 
         return minus_errno();
     return wait_supervised(pid, status);
 }
-
-} // namespace ddal::core

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <sys/types.h>
 
-namespace ddal::core {
-
 // Starts a program. `to_child` and `from_child` receive streams on its standard input and output; a null pointer gives
 // it /dev/null instead. Its standard error is err_fd, or /dev/null for -1. Returns 0 or a negative errno.
 //
@@ -18,5 +16,3 @@ int ddal_common_spawn_wait(pid_t pid, FILE *in_stream, FILE *out_stream, int *st
 
 // Runs a program to its end with standard input from /dev/null. An out_fd or err_fd of -1 also means /dev/null.
 int ddal_common_run(int out_fd, int err_fd, int *status, const char *path, char **argv);
-
-} // namespace ddal::core

@@ -26,24 +26,20 @@ namespace {
 constexpr size_t kNumberTextSize = 32;
 
 // Logs under the name of the exported operation.
-int write_whole(const char *function, const char *path, const void *data, size_t len)
+int write_whole(const char *caller, const char *path, const void *data, size_t len)
 {
     UniqueFd fd{open(path, O_WRONLY | O_TRUNC | O_CLOEXEC)};
-    if (!fd) {
-        log_line_as(LOG_ERR, function, "error open %s: %m\n", path);
-        return ddal::core::minus_errno();
-    }
+    if (!fd)
+        return log_errno_as(caller, "error open %s: %m\n", path);
 
     int result = 0;
     errno = 0;
-    if (ddal::core::ddal_common_write_all(fd.get(), data, len) != static_cast<ssize_t>(len)) {
-        log_line_as(LOG_ERR, function, "error write %s: %m\n", path);
-        result = ddal::core::minus_errno();
-    }
-    if (fd.close() != 0) {
-        log_line_as(LOG_ERR, function, "error close %s: %m\n", path);
-        result = ddal::core::minus_errno();
-    }
+    if (ddal_common_write_all(fd.get(), data, len) != static_cast<ssize_t>(len))
+        result = log_errno_as(caller, "error write %s: %m\n", path);
+
+    if (fd.close() != 0)
+        result = log_errno_as(caller, "error close %s: %m\n", path);
+
     return result;
 }
 

@@ -14,10 +14,6 @@
 #include "core/sigpipe_guard.h"
 #include "core/stream.h"
 
-using ddal::core::ddal_common_copy_stream;
-using ddal::core::ddal_common_run;
-using ddal::core::ddal_common_spawn;
-using ddal::core::ddal_common_spawn_wait;
 using ddal::core::minus_errno;
 using ddal::core::read_stream;
 using ddal::core::SigpipeGuard;
@@ -30,7 +26,7 @@ constexpr unsigned kAppendNewline = 1U << 0;
 
 // The runner that a line is logged for, and its word for the way of running.
 struct Caller {
-    const char *function;
+    const char *name;
     const char *kind;
     const char *path;
 };
@@ -45,8 +41,7 @@ void name_program(const char *path, char **argv)
 
 int failed(const Caller &caller, int code)
 {
-    log_line_as(LOG_ERR, caller.function, "%s ('%s') failed: %d\n", caller.kind, caller.path, code);
-    return code;
+    return log_error_as(caller.name, code, "%s ('%s') failed: %d\n", caller.kind, caller.path, code);
 }
 
 int result_of(const Caller &caller, int status)
@@ -54,10 +49,10 @@ int result_of(const Caller &caller, int status)
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
     if (WIFSIGNALED(status)) {
-        log_line_as(LOG_WARNING, caller.function, "%s ('%s') interrupted\n", caller.kind, caller.path);
+        log_line_as(LOG_WARNING, caller.name, "%s ('%s') interrupted\n", caller.kind, caller.path);
         return -EINTR;
     }
-    log_line_as(LOG_WARNING, caller.function, "%s ('%s') unhandled return value: %x\n", caller.kind, caller.path,
+    log_line_as(LOG_WARNING, caller.name, "%s ('%s') unhandled return value: %x\n", caller.kind, caller.path,
                 static_cast<unsigned>(status));
     return -EINVAL;
 }
@@ -80,15 +75,14 @@ int finish(const Caller &caller, pid_t pid, FILE *in_stream, FILE *out_stream, i
 }
 
 // Fills buf with a text of at most size - 1 bytes. Returns 0, -EIO or -ENOBUFS.
-int capture(FILE *out, char *buf, size_t size, const char *function)
+int capture(FILE *out, char *buf, size_t size, const char *caller)
 {
     const size_t got = read_stream(out, buf, size - 1);
     buf[got] = '\0';
     if (got < size - 1) {
         if (feof(out))
             return 0;
-        log_line_as(LOG_ERR, function, "ferror(out %d)\n", fileno(out));
-        return -EIO;
+        return log_error_as(caller, -EIO, "ferror(out %d)\n", fileno(out));
     }
     char rest[BUFSIZ];
     if (read_stream(out, rest, 1) == 0)

@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <cstring>
 
-namespace ddal::core {
-
 size_t ddal_common_strlcpy(char *dst, const char *src, size_t n)
 {
     const size_t length = strlen(src);
@@ -32,5 +30,3 @@ int ddal_common_scnprintf(char *buf, size_t n, const char *format, ...)
     }
     return static_cast<int>(std::min(static_cast<size_t>(formatted), n - 1));
 }
-
-} // namespace ddal::core

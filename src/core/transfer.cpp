@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <unistd.h>
 
-namespace ddal::core {
-
 namespace {
 
 // `step(done)` transfers bytes behind the first `done` and returns as read(2) does.
@@ -49,5 +47,3 @@ ssize_t ddal_common_pwrite_all(int fd, const void *buf, size_t len, off_t offset
         return pwrite(fd, static_cast<const char *>(buf) + done, len - done, offset + static_cast<off_t>(done));
     });
 }
-
-} // namespace ddal::core

@@ -42,6 +42,6 @@ int ddal_version_get_lfs_version(char *buf, size_t *size)
         return log_error(result, "cannot read /etc/version: %d\n\n", result);
     drop_newline(text);
     drop_tag_suffix(text);
-    *size = ddal::core::ddal_common_strlcpy(buf, text, *size);
+    *size = ddal_common_strlcpy(buf, text, *size);
     return 0;
 }

@@ -21,7 +21,7 @@ int ddal_cpld_read(uint32_t address, uint8_t *value)
     if (!fd)
         return log_errno("can't open device cpld: %m\n");
 
-    const ssize_t n = ddal::core::ddal_common_pread_all(fd.get(), value, sizeof *value, address);
+    const ssize_t n = ddal_common_pread_all(fd.get(), value, sizeof *value, address);
     if (n >= 0)
         errno = 0; // an interrupted and continued read leaves EINTR behind
     if (n != sizeof *value)
@@ -41,7 +41,7 @@ int ddal_cpld_write(uint32_t address, uint32_t value)
         return log_errno("can't open device cpld: %m\n");
 
     const auto byte = static_cast<uint8_t>(value);
-    const ssize_t n = ddal::core::ddal_common_pwrite_all(fd.get(), &byte, sizeof byte, address);
+    const ssize_t n = ddal_common_pwrite_all(fd.get(), &byte, sizeof byte, address);
     if (n >= 0)
         errno = 0;
     if (n != sizeof byte)

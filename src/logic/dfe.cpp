@@ -52,7 +52,7 @@ int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len)
     if (!lock)
         return ddal::core::minus_errno();
 
-    const ssize_t n = ddal::core::ddal_common_pread_all(fd.get(), buf, len, address);
+    const ssize_t n = ddal_common_pread_all(fd.get(), buf, len, address);
     if (n < 0)
         return log_errno("dfe read failed: %m\n");
     if (static_cast<size_t>(n) != len)
@@ -74,7 +74,7 @@ int ddal_dfe_write(int chip, uint32_t address, const void *buf, size_t len)
     if (!lock)
         return ddal::core::minus_errno();
 
-    const ssize_t n = ddal::core::ddal_common_pwrite_all(fd.get(), buf, len, address);
+    const ssize_t n = ddal_common_pwrite_all(fd.get(), buf, len, address);
     if (n < 0)
         return log_errno("dfe write failed: %m\n");
     if (static_cast<size_t>(n) != len)

@@ -31,7 +31,7 @@ int ddal_fpga_read(uint32_t address, uint32_t *value)
     if (!fd)
         return log_errno("can't open device fpga_usr: %m\n");
 
-    const ssize_t n = ddal::core::ddal_common_pread_all(fd.get(), value, sizeof *value, address);
+    const ssize_t n = ddal_common_pread_all(fd.get(), value, sizeof *value, address);
     if (n < 0)
         return log_errno("fpga read failed: %m\n");
     if (n != sizeof *value)
@@ -48,7 +48,7 @@ int ddal_fpga_write(uint32_t address, uint32_t value)
     if (!fd)
         return log_errno("can't open device fpga_usr: %m\n");
 
-    const ssize_t n = ddal::core::ddal_common_pwrite_all(fd.get(), &value, sizeof value, address);
+    const ssize_t n = ddal_common_pwrite_all(fd.get(), &value, sizeof value, address);
     if (n < 0)
         return log_errno("fpga write failed: %m\n");
     if (n != sizeof value)

@@ -14,7 +14,6 @@
 #include "logic/rf_fpga.h"
 #include "logic/rf_fpga_driver.h"
 
-using ddal::core::ddal_common_read_all;
 using ddal::core::minus_errno;
 using namespace ddal::logic;
 
@@ -169,8 +168,6 @@ int ddal_rf_fpga_laa_dfs_close(struct ddal_rf_fpga_laa_dfs **desc)
     return result;
 }
 
-namespace ddal::logic {
-
 int ddal_rf_fpga_laa_sas_open_by_filename(const char *filename, struct ddal_rf_fpga_laa_sas **out)
 {
     if (!out)
@@ -185,8 +182,6 @@ int ddal_rf_fpga_laa_sas_open_by_filename(const char *filename, struct ddal_rf_f
     *out = desc.release();
     return 0;
 }
-
-} // namespace ddal::logic
 
 int ddal_rf_fpga_laa_sas_open(uint32_t index, struct ddal_rf_fpga_laa_sas **out)
 {

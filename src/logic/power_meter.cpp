@@ -106,7 +106,7 @@ int ddal_fpga_rf_pwr_wait(int fd, uint32_t data[11])
         return log_error(-EINVAL, "pointer to RF Power Meter data is NULL\n");
 
     PowerMeterRecord record;
-    const ssize_t n = ddal::core::ddal_common_read_all(fd, &record, sizeof record);
+    const ssize_t n = ddal_common_read_all(fd, &record, sizeof record);
     if (n >= 0)
         errno = 0; // an interrupted and continued read leaves EINTR behind
     if (n != sizeof record)

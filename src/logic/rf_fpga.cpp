@@ -15,8 +15,6 @@
 #include "logic/fpga_driver.h"
 #include "logic/rf_fpga_driver.h"
 
-using ddal::core::ddal_common_pread_all;
-using ddal::core::ddal_common_pwrite_all;
 using ddal::core::minus_errno;
 using ddal::core::UniqueFd;
 using namespace ddal::logic;
@@ -48,19 +46,15 @@ bool is_behind_spi(uint32_t devid)
 }
 
 // Passes one request to a device. Logs under the name of the public operation.
-int request(const char *function, uint32_t devid, int flags, uint32_t number, FpgaRegRequest *record)
+int request(const char *caller, uint32_t devid, int flags, uint32_t number, FpgaRegRequest *record)
 {
     const NodeName node{devid};
     const UniqueFd fd{open(node.get(), flags | O_CLOEXEC)};
-    if (!fd) {
-        log_line_as(LOG_ERR, function, "can't open device %s: %m\n", node.get());
-        return minus_errno();
-    }
+    if (!fd)
+        return log_errno_as(caller, "can't open device %s: %m\n", node.get());
     errno = 0;
-    if (ioctl(fd.get(), number, record) != 0) {
-        log_line_as(LOG_ERR, function, "ioctl failed: %m\n");
-        return minus_errno();
-    }
+    if (ioctl(fd.get(), number, record) != 0)
+        return log_errno_as(caller, "ioctl failed: %m\n");
     return 0;
 }
 

@@ -19,25 +19,19 @@ namespace {
 constexpr size_t kLinkTextSize = 255;
 
 // Closes `fd` if it is the attribute of that name. Logs under the name of the public operation.
-int close_attribute(const char *function, int fd, const char *name)
+int close_attribute(const char *caller, int fd, const char *name)
 {
     char path[kLinkTextSize + 1];
     const ssize_t n = readlink(DescriptorLink{fd}.path(), path, kLinkTextSize);
-    if (n < 0) {
-        log_line_as(LOG_ERR, function, "readlink() failed with val %d\n", static_cast<int>(n));
-        return DDAL_ERR_SYSTEM;
-    }
+    if (n < 0)
+        return log_error_as(caller, DDAL_ERR_SYSTEM, "readlink() failed with val %d\n", static_cast<int>(n));
     path[n] = '\0';
 
     const char *const slash = strrchr(path, '/');
-    if (!slash) {
-        log_line_as(LOG_ERR, function, "rindex() failed\n");
-        return DDAL_ERR_SYSTEM;
-    }
-    if (strcmp(slash + 1, name) != 0) {
-        log_line_as(LOG_ERR, function, "file descriptor %d doesn't point to %s\n", fd, name);
-        return DDAL_ERR_FAILURE;
-    }
+    if (!slash)
+        return log_error_as(caller, DDAL_ERR_SYSTEM, "rindex() failed\n");
+    if (strcmp(slash + 1, name) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "file descriptor %d doesn't point to %s\n", fd, name);
     close(fd);
     return 0;
 }

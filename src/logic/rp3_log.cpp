@@ -20,6 +20,10 @@ namespace ddal::logic {
 
 namespace {
 
+// Names in the log
+constexpr const char *kCaller = "ddal_rp3_validate_aif";
+constexpr const char *kResize = "resize_log_file";
+
 constexpr size_t kCopyBlock = 100;
 constexpr mode_t kFileMode = 0666;
 constexpr mode_t kSemaphoreMode = 0666;
@@ -66,22 +70,20 @@ void remove_temporary()
 int write_temporary(off_t skip)
 {
     const UniqueStream from = open_file(kLinkLog, O_RDONLY, "r");
-    if (!from) {
-        log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLog);
-        return DDAL_ERR_FAILURE;
-    }
+    if (!from)
+        return log_error_as(kResize, DDAL_ERR_FAILURE, "Cannot open %s\n", kLinkLog);
     unlink(kLinkLogTemporary); // left by a killed process
     const UniqueStream to = open_file(kLinkLogTemporary, O_WRONLY | O_CREAT | O_EXCL, "w");
     if (!to) {
-        log_line_as(LOG_ERR, "resize_log_file", "Cannot open %s\n", kLinkLogTemporary);
+        log_line_as(LOG_ERR, kResize, "Cannot open %s\n", kLinkLogTemporary);
         remove_temporary();
         return DDAL_ERR_FAILURE;
     }
 
     if (fseeko(from.get(), skip, SEEK_SET) != 0)
-        log_line_as(LOG_ERR, "resize_log_file", "Cannot change position in %s\n", kLinkLog);
+        log_line_as(LOG_ERR, kResize, "Cannot change position in %s\n", kLinkLog);
     else if (copy_rest(from.get(), to.get()) != 0)
-        log_line_as(LOG_ERR, "resize_log_file", "Error during resizing  %s\n", kLinkLog);
+        log_line_as(LOG_ERR, kResize, "Error during resizing  %s\n", kLinkLog);
     else
         return 0;
 
@@ -107,18 +109,15 @@ int write_entry(FILE *log, const char *event, const char *text)
 int append_locked(const char *event, const char *text)
 {
     FILE *log = open_log();
-    if (!log) {
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Cannot open %s: %m\n", kLinkLog);
-        return DDAL_ERR_FAILURE;
-    }
+    if (!log)
+        return log_error_as(kCaller, DDAL_ERR_FAILURE, "Cannot open %s: %m\n", kLinkLog);
 
     int result = resize_log_file(&log, strlen(event) + strlen(text));
     const UniqueStream owned{log};
     if (result != 0) {
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Failure during resizing %s: %m\n", kLinkLog);
+        log_line_as(LOG_ERR, kCaller, "Failure during resizing %s: %m\n", kLinkLog);
     } else if (write_entry(log, event, text) != 0) {
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Error during writing to %s\n", kLinkLog);
-        result = DDAL_ERR_FAILURE;
+        result = log_error_as(kCaller, DDAL_ERR_FAILURE, "Error during writing to %s\n", kLinkLog);
     }
     return result;
 }
@@ -149,27 +148,20 @@ int resize_log_file(FILE **log, size_t add_len)
 int append_link_log(const char *event, const char *text)
 {
     sem_t *const semaphore = sem_open(kLinkLogSemaphore, O_CREAT, kSemaphoreMode, kSemaphoreFree);
-    if (semaphore == SEM_FAILED) {
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore open error: %m\n");
-        return DDAL_ERR_FAILURE;
-    }
+    if (semaphore == SEM_FAILED)
+        return log_error_as(kCaller, DDAL_ERR_FAILURE, "Log file semaphore open error: %m\n");
 
     int result;
     if (TEMP_FAILURE_RETRY(sem_wait(semaphore)) == 0) {
         result = append_locked(event, text);
     } else { // kept: the semaphore is posted even after a failed wait
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore wait error: %m\n");
-        result = DDAL_ERR_FAILURE;
+        result = log_error_as(kCaller, DDAL_ERR_FAILURE, "Log file semaphore wait error: %m\n");
     }
 
-    if (sem_post(semaphore) != 0) {
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore post error: %m\n");
-        result = DDAL_ERR_FAILURE;
-    }
-    if (sem_close(semaphore) != 0) {
-        log_line_as(LOG_ERR, "ddal_rp3_validate_aif", "Log file semaphore close error: %m\n");
-        result = DDAL_ERR_FAILURE;
-    }
+    if (sem_post(semaphore) != 0)
+        result = log_error_as(kCaller, DDAL_ERR_FAILURE, "Log file semaphore post error: %m\n");
+    if (sem_close(semaphore) != 0)
+        result = log_error_as(kCaller, DDAL_ERR_FAILURE, "Log file semaphore close error: %m\n");
     return result;
 }
 

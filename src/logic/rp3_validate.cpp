@@ -15,9 +15,6 @@
 #include "logic/rp3_log.h"
 #include "logic/rp3_registers.h"
 
-using ddal::core::ddal_common_scnprintf;
-using ddal::core::ddal_common_strlcpy;
-
 namespace ddal::logic {
 
 namespace {

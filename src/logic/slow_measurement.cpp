@@ -17,8 +17,6 @@
 #include "logic/rf_fpga.h"
 #include "logic/rf_fpga_driver.h"
 
-using ddal::core::ddal_common_pread_all;
-using ddal::core::ddal_common_pwrite_all;
 using ddal::core::UniqueFd;
 using namespace ddal::logic;
 
@@ -37,16 +35,12 @@ constexpr int kVersionRead = 1; // success value of ddal_fpga_get_version
 // A board keeps its type of FPGA: once a C5 was seen, its address table stays in use for the life of the process.
 std::atomic<bool> c5_seen{false};
 
-int check_descriptor_as(const char *function, const ddal_rf_fpga_slow_meas *desc)
+int check_descriptor_as(const char *caller, const ddal_rf_fpga_slow_meas *desc)
 {
-    if (!desc) {
-        log_line_as(LOG_ERR, function, "Null descriptor.\n");
-        return -EINVAL;
-    }
-    if (desc->magic != kMagic) {
-        log_line_as(LOG_ERR, function, "Invalid Descriptor. magic: %u, expected %u\n", desc->magic, kMagic);
-        return -ENODEV;
-    }
+    if (!desc)
+        return log_error_as(caller, -EINVAL, "Null descriptor.\n");
+    if (desc->magic != kMagic)
+        return log_error_as(caller, -ENODEV, "Invalid Descriptor. magic: %u, expected %u\n", desc->magic, kMagic);
     return 0;
 }
 

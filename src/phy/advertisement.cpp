@@ -138,7 +138,7 @@ int ddal_phy_copper_set_config_advert_pause_frames(uint32_t phy_dev, uint32_t pa
     else if (pause)
         advertised |= kPause;
     rc = ddal_phy_write(phy_dev, kAdvertisement, 0, advertised);
-    return rc == 0 ? 0 : log_error(rc, "pause write failed\n");
+    return log_failure(rc, "pause write failed\n");
 }
 
 int ddal_phy_copper_get_config_advert_pause_frames(uint32_t phy_dev, uint16_t *pause, uint16_t *asym_pause)

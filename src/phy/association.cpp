@@ -99,22 +99,13 @@ int find_name_and_dev_id(uint32_t phy_dev, Interface *interface)
 
 } // namespace
 
-int ddal_phy_iface2ifname(uint32_t phy_dev, char *ifname, size_t size)
-{
-    if (phy_dev >= std::size(kDevices))
-        return log_error(DDAL_ERR_FAILURE, "Unsupported interface\n");
-    const Device &device = kDevices[phy_dev];
-    core::ddal_common_strlcpy(ifname, is_mbo_board() ? device.mbo_ifname : device.ifname, size);
-    return 0;
-}
-
 int find_interface(const char *caller, uint32_t phy_dev, Interface *interface)
 {
     if (find_name_and_dev_id(phy_dev, interface) == 0)
         return 0;
     log_line(LOG_ERR, "couldn't find name & dev_id for interface: 0x%x\n", phy_dev);
-    log_line_as(LOG_ERR, caller, "couldn't find name & dev_id for phy dev: %d\n", static_cast<int>(phy_dev));
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "couldn't find name & dev_id for phy dev: %d\n",
+                        static_cast<int>(phy_dev));
 }
 
 int get_cached_bh_type(uint32_t *type)
@@ -189,7 +180,7 @@ int direct_association_set(const char *caller, uint32_t phy_dev, ddal_phy_associ
         return DDAL_ERR_FAILURE;
 
     *association = {};
-    core::ddal_common_strlcpy(association->ifname, interface.name, sizeof association->ifname);
+    ddal_common_strlcpy(association->ifname, interface.name, sizeof association->ifname);
     association->dev_id = static_cast<int32_t>(soc_port);
     association->switch_port = -1;
     if (bh_eth2bh_port(value, &association->bh_port) != 0)
@@ -209,6 +200,17 @@ int direct_association_set(const char *caller, uint32_t phy_dev, ddal_phy_associ
 
 } // namespace ddal::phy
 
+using namespace ddal::phy;
+
+int ddal_phy_iface2ifname(uint32_t phy_dev, char *ifname, size_t size)
+{
+    if (phy_dev >= std::size(kDevices))
+        return log_error(DDAL_ERR_FAILURE, "Unsupported interface\n");
+    const Device &device = kDevices[phy_dev];
+    ddal_common_strlcpy(ifname, is_mbo_board() ? device.mbo_ifname : device.ifname, size);
+    return 0;
+}
+
 int ddal_phy_get_association(uint32_t phy_dev, struct ddal_phy_association *association)
 {
     using namespace ddal::phy;
@@ -217,8 +219,6 @@ int ddal_phy_get_association(uint32_t phy_dev, struct ddal_phy_association *asso
         return log_error(-EINVAL, "association is NULL\n");
     if (is_mbo_board())
         return mbo_board_association_set(phy_dev, association);
-    const int rc = direct_association_set(__func__, phy_dev, association);
-    if (rc != 0)
-        return log_error(rc, "PHY dev %d association get failure\n", static_cast<int>(phy_dev));
-    return 0;
+    return log_failure(direct_association_set(__func__, phy_dev, association), "PHY dev %d association get failure\n",
+                       static_cast<int>(phy_dev));
 }

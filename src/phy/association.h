@@ -28,9 +28,6 @@ struct Interface {
     uint32_t dev_id; // number of the SoC's Ethernet port
 };
 
-// The network interface of a PHY device. 0 or -1001.
-int ddal_phy_iface2ifname(uint32_t phy_dev, char *ifname, size_t size);
-
 // Name and number of a PHY device's interface; the last line of a failure appears under the caller's name. 0 or -1001.
 int find_interface(const char *caller, uint32_t phy_dev, Interface *interface);
 
@@ -50,3 +47,6 @@ int bh_eth2bh_port(uint64_t value, uint32_t *bh_port);
 int is_interface_copper(uint32_t phy_dev, uint32_t dev_id);
 
 } // namespace ddal::phy
+
+// The network interface of a PHY device. 0 or -1001.
+int ddal_phy_iface2ifname(uint32_t phy_dev, char *ifname, size_t size);

@@ -105,8 +105,7 @@ int ddal_phy_copper_reset(uint32_t phy_dev)
     }
     if (const int rc = route.check_copper())
         return rc;
-    const int rc = ddal_phy_write(phy_dev, kControl, 0, kControlReset);
-    return rc == 0 ? 0 : log_error(rc, "ddal_phy_write failed to reset phy bit\n");
+    return log_failure(ddal_phy_write(phy_dev, kControl, 0, kControlReset), "ddal_phy_write failed to reset phy bit\n");
 }
 
 int ddal_phy_copper_set_crossover_mode(uint32_t phy_dev, uint32_t mode)
@@ -130,7 +129,7 @@ int ddal_phy_copper_set_crossover_mode(uint32_t phy_dev, uint32_t mode)
             return rc;
         rc =
             ddal_phy_write(phy_dev, kSpecificControl, 0, static_cast<uint16_t>((control & ~kCrossoverBits) | row.bits));
-        return rc == 0 ? 0 : log_error(rc, "crossover mode write failed\n");
+        return log_failure(rc, "crossover mode write failed\n");
     }
     return log_error(-EINVAL, "wrong mode value\n");
 }

@@ -26,10 +26,8 @@ const Gio *load_gio()
     static Gio gio;
     // GLib keeps threads and types that do not survive being unloaded.
     void *const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    if (!library) {
-        log_line(LOG_ERR, "cannot load %s: %s\n", kLibrary, dlerror());
-        return nullptr;
-    }
+    if (!library)
+        return log_error(nullptr, "cannot load %s: %s\n", kLibrary, dlerror());
 #define DDAL_GIO_FIND(name)                                                                                            \
     if (!find(library, "g_" #name, &gio.name))                                                                         \
         return nullptr;

@@ -18,7 +18,7 @@ namespace {
 ifreq request_for(const char *ifname)
 {
     ifreq request{};
-    core::ddal_common_strlcpy(request.ifr_name, ifname, sizeof request.ifr_name);
+    ddal_common_strlcpy(request.ifr_name, ifname, sizeof request.ifr_name);
     return request;
 }
 
@@ -78,6 +78,10 @@ int print_failure(const char *text)
     return DDAL_ERR_FAILURE;
 }
 
+} // namespace ddal::phy
+
+using namespace ddal::phy;
+
 int ddal_ifconfig_up(const char *ifname)
 {
     log_line(LOG_WARNING, "bringing up interface %s\n", ifname);
@@ -105,5 +109,3 @@ int ddal_ifconfig_down(const char *ifname)
         return log_error(DDAL_ERR_FAILURE, "cannot set flags for interface <%s>\n", ifname);
     return 0;
 }
-
-} // namespace ddal::phy

@@ -32,8 +32,8 @@ private:
 // Prints the text of errno to standard error, as these settings report their failures. Yields -1001.
 int print_failure(const char *text);
 
+} // namespace ddal::phy
+
 // Bring an interface up or down. 0 or -1001.
 int ddal_ifconfig_up(const char *ifname);
 int ddal_ifconfig_down(const char *ifname);
-
-} // namespace ddal::phy

@@ -233,10 +233,8 @@ BusReference find_bus(const char *caller, const char *object_path)
 GDBusProxy *create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
                          const char *object_path)
 {
-    if (!descriptors_are_free(kToCreateProxy)) {
-        log_line_as(LOG_ERR, caller, "unable to open eventfd: %d\n", errno);
-        return nullptr;
-    }
+    if (!descriptors_are_free(kToCreateProxy))
+        return log_error_as(caller, nullptr, "unable to open eventfd: %d\n", errno);
     GError *error = nullptr;
     GDBusProxy *const proxy = gio->dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr,
                                                                bus_name, object_path, interface, nullptr, &error);

@@ -39,11 +39,9 @@ int watch(const char *caller, const Source &source, uint32_t number)
     char path[kLinuxInterface.path_size];
     static_assert(sizeof path >= kBroadcomSwitch.path_size && sizeof path >= kMarvellSwitch.path_size);
     const int length = snprintf(path, sizeof path, "%s%u", source.path, number);
-    if (length < 0 || static_cast<size_t>(length) >= source.path_size) {
-        log_line_as(LOG_ERR, caller, "unable to construct object path with %s %d\n", source.number,
-                    static_cast<int>(number));
-        return -1;
-    }
+    if (length < 0 || static_cast<size_t>(length) >= source.path_size)
+        return log_error_as(caller, -1, "unable to construct object path with %s %d\n", source.number,
+                            static_cast<int>(number));
     return _ddal_phy_event_register(source.bus_name, source.interface, path);
 }
 

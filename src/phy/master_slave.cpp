@@ -42,8 +42,7 @@ const Mode *find_mode(uint32_t mode)
 
 int refuse_switch_port(const char *caller, uint32_t port)
 {
-    log_line_as(LOG_ERR, caller, "no master/slave operation on switch port %u\n", port);
-    return -ENOSYS;
+    return log_error_as(caller, -ENOSYS, "no master/slave operation on switch port %u\n", port);
 }
 
 // Changes the role, resets the PHY and lets the kernel apply its settings again.

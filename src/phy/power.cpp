@@ -17,7 +17,7 @@
 
 using ddal::core::UniqueFd;
 
-namespace ddal::phy {
+using namespace ddal::phy;
 
 namespace {
 
@@ -43,11 +43,9 @@ int release_reset(const char *caller, uint32_t dev_id)
         ddal_phy_file_read(line.path, &state); // after a failed read the line is released all the same
         if (state == kReleased || ddal_phy_file_write(line.path, kReleased) == 0)
             return 0;
-        log_line_as(LOG_ERR, caller, "writing to cpld file failed\n");
-        return DDAL_ERR_FAILURE;
+        return log_error_as(caller, DDAL_ERR_FAILURE, "writing to cpld file failed\n");
     }
-    log_line_as(LOG_ERR, caller, "unsupported interface dev_id (%d)\n", static_cast<int>(dev_id));
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "unsupported interface dev_id (%d)\n", static_cast<int>(dev_id));
 }
 
 } // namespace
@@ -58,7 +56,7 @@ int ddal_phy_file_read(const char *path, char *byte)
     if (!fd)
         return log_errno("cannot open %s: %m\n", path);
     errno = 0;
-    if (core::ddal_common_read_all(fd.get(), byte, 1) != 1)
+    if (ddal_common_read_all(fd.get(), byte, 1) != 1)
         return log_errno_or(DDAL_ERR_FAILURE, "cannot read %s: %m\n", path);
     return 0;
 }
@@ -69,12 +67,10 @@ int ddal_phy_file_write(const char *path, char byte)
     if (!fd)
         return log_errno("cannot open %s: %m\n", path);
     errno = 0;
-    if (core::ddal_common_write_all(fd.get(), &byte, 1) != 1)
+    if (ddal_common_write_all(fd.get(), &byte, 1) != 1)
         return log_errno_or(DDAL_ERR_FAILURE, "cannot write %s: %m\n", path);
     return 0;
 }
-
-} // namespace ddal::phy
 
 using namespace ddal::phy;
 

@@ -12,7 +12,7 @@
 #include "phy/association.h"
 #include "phy/registers.h"
 
-namespace ddal::phy {
+using namespace ddal::phy;
 
 namespace {
 
@@ -55,6 +55,87 @@ int address_atheros_clock(uint32_t dev_id)
                            ddal_phy_write_direct(dev_id, kMmdData, 0, kMmdClockRegister) == 0 &&
                            ddal_phy_write_direct(dev_id, kMmdControl, 0, kMmdDeviceData) == 0;
     return addressed ? 0 : DDAL_ERR_FAILURE;
+}
+
+} // namespace
+
+namespace {
+
+bool is_2500_phy(const ddal_phy_association &association)
+{
+    uint32_t type = kTypeUnset;
+    if (association.bh_port == 3)
+        get_cached_bh_type(&type);
+    return type == kTypeMbo2500;
+}
+
+int get_on_mbo(const char *caller, uint32_t phy_dev, uint16_t *code)
+{
+    ddal_phy_association association{};
+    const int rc = ddal_phy_get_association(phy_dev, &association);
+    if (rc != 0)
+        return log_error_as(caller, rc, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
+    if (is_2500_phy(association)) {
+        *code = kCode25MHz;
+        return 0;
+    }
+    if (ddal_bcm_get_rclk_freq(static_cast<uint32_t>(association.switch_port), code) == 0)
+        return 0;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board get rclk frequency error: %d\n",
+                        static_cast<int>(phy_dev));
+}
+
+int set_on_mbo(const char *caller, uint32_t phy_dev, uint16_t code)
+{
+    ddal_phy_association association{};
+    const int rc = ddal_phy_get_association(phy_dev, &association);
+    if (rc != 0)
+        return log_error_as(caller, rc, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
+    if (is_2500_phy(association)) {
+        if (code == kCode25MHz)
+            return 0;
+        return log_error_as(caller, DDAL_ERR_FAILURE, "only 25 Mhz supported for 2.5G PHY\n");
+    }
+    if (ddal_bcm_set_rclk_freq(static_cast<uint32_t>(association.switch_port), code) == 0)
+        return 0;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board set rclk frequency error: %d\n",
+                        static_cast<int>(phy_dev));
+}
+
+// Whether the device's clock is that of an external switch port, which is always 25 MHz. 0 or -1001.
+int find_fixed_clock(const char *caller, uint32_t phy_dev, bool *fixed)
+{
+    *fixed = false;
+    if (phy_dev < 2 || phy_dev > 4)
+        return 0;
+    uint32_t type = 0;
+    if (ddal_devicetree_get_user_defined_a_backhaul_3_type(&type) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "Couldn't retrieve BH3 type\n");
+    *fixed = type == kFittedSwitchPort;
+    return 0;
+}
+
+// The interface behind a PHY device and the maker of its PHY. 0, -1001 or -ENOSYS.
+int find_maker(const char *caller, uint32_t phy_dev, uint32_t *dev_id, const Maker **maker)
+{
+    Interface interface {
+    };
+    uint16_t high = 0;
+    uint16_t low = 0;
+    if (find_interface(caller, phy_dev, &interface) != 0 ||
+        ddal_phy_read_direct(interface.dev_id, kIdentity1, 0, &high) != 0 ||
+        ddal_phy_read_direct(interface.dev_id, kIdentity2, 0, &low) != 0)
+        return DDAL_ERR_FAILURE;
+
+    const uint32_t identity = (uint32_t{high} << 16 | low) & kIdentityMask;
+    *dev_id = interface.dev_id;
+    for (const Maker &row : kMakers) {
+        if (row.identity == identity) {
+            *maker = &row;
+            return 0;
+        }
+    }
+    return log_error_as(caller, -ENOSYS, "not supported phy type\n");
 }
 
 } // namespace
@@ -111,97 +192,6 @@ int ddal_phy_set_rclk_freq_marvel(uint32_t dev_id, uint16_t code)
     }
     return log_error(-ENOSYS, "selected frequency is not supported by the marvel chip\n");
 }
-
-namespace {
-
-bool is_2500_phy(const ddal_phy_association &association)
-{
-    uint32_t type = kTypeUnset;
-    if (association.bh_port == 3)
-        get_cached_bh_type(&type);
-    return type == kTypeMbo2500;
-}
-
-int get_on_mbo(const char *caller, uint32_t phy_dev, uint16_t *code)
-{
-    ddal_phy_association association{};
-    const int rc = ddal_phy_get_association(phy_dev, &association);
-    if (rc != 0) {
-        log_line_as(LOG_ERR, caller, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
-        return rc;
-    }
-    if (is_2500_phy(association)) {
-        *code = kCode25MHz;
-        return 0;
-    }
-    if (ddal_bcm_get_rclk_freq(static_cast<uint32_t>(association.switch_port), code) == 0)
-        return 0;
-    log_line_as(LOG_ERR, caller, "MBO board get rclk frequency error: %d\n", static_cast<int>(phy_dev));
-    return DDAL_ERR_FAILURE;
-}
-
-int set_on_mbo(const char *caller, uint32_t phy_dev, uint16_t code)
-{
-    ddal_phy_association association{};
-    const int rc = ddal_phy_get_association(phy_dev, &association);
-    if (rc != 0) {
-        log_line_as(LOG_ERR, caller, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
-        return rc;
-    }
-    if (is_2500_phy(association)) {
-        if (code == kCode25MHz)
-            return 0;
-        log_line_as(LOG_ERR, caller, "only 25 Mhz supported for 2.5G PHY\n");
-        return DDAL_ERR_FAILURE;
-    }
-    if (ddal_bcm_set_rclk_freq(static_cast<uint32_t>(association.switch_port), code) == 0)
-        return 0;
-    log_line_as(LOG_ERR, caller, "MBO board set rclk frequency error: %d\n", static_cast<int>(phy_dev));
-    return DDAL_ERR_FAILURE;
-}
-
-// Whether the device's clock is that of an external switch port, which is always 25 MHz. 0 or -1001.
-int find_fixed_clock(const char *caller, uint32_t phy_dev, bool *fixed)
-{
-    *fixed = false;
-    if (phy_dev < 2 || phy_dev > 4)
-        return 0;
-    uint32_t type = 0;
-    if (ddal_devicetree_get_user_defined_a_backhaul_3_type(&type) != 0) {
-        log_line_as(LOG_ERR, caller, "Couldn't retrieve BH3 type\n");
-        return DDAL_ERR_FAILURE;
-    }
-    *fixed = type == kFittedSwitchPort;
-    return 0;
-}
-
-// The interface behind a PHY device and the maker of its PHY. 0, -1001 or -ENOSYS.
-int find_maker(const char *caller, uint32_t phy_dev, uint32_t *dev_id, const Maker **maker)
-{
-    Interface interface {
-    };
-    uint16_t high = 0;
-    uint16_t low = 0;
-    if (find_interface(caller, phy_dev, &interface) != 0 ||
-        ddal_phy_read_direct(interface.dev_id, kIdentity1, 0, &high) != 0 ||
-        ddal_phy_read_direct(interface.dev_id, kIdentity2, 0, &low) != 0)
-        return DDAL_ERR_FAILURE;
-
-    const uint32_t identity = (uint32_t{high} << 16 | low) & kIdentityMask;
-    *dev_id = interface.dev_id;
-    for (const Maker &row : kMakers) {
-        if (row.identity == identity) {
-            *maker = &row;
-            return 0;
-        }
-    }
-    log_line_as(LOG_ERR, caller, "not supported phy type\n");
-    return -ENOSYS;
-}
-
-} // namespace
-
-} // namespace ddal::phy
 
 int ddal_phy_get_rclk_freq(uint32_t phy_dev, uint16_t *code)
 {

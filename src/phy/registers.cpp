@@ -65,6 +65,30 @@ int get_phy_regs_filename(uint32_t dev_id, const char **filename)
     return log_error(DDAL_ERR_FAILURE, "cannot match phy_regs node to interface dev_id %d\n", static_cast<int>(dev_id));
 }
 
+int change_register(uint32_t phy_dev, uint32_t reg, uint16_t keep, uint16_t set)
+{
+    uint16_t data = 0;
+    const int rc = ddal_phy_read(phy_dev, reg, 0, &data);
+    return rc != 0 ? rc : ddal_phy_write(phy_dev, reg, 0, static_cast<uint16_t>((data & keep) | set));
+}
+
+namespace {
+
+// The port of the Broadcom switch behind a PHY device of the MBO board. 0 or the association's code.
+int find_switch_port(uint32_t phy_dev, uint32_t *port)
+{
+    ddal_phy_association association{};
+    const int rc = ddal_phy_get_association(phy_dev, &association);
+    *port = static_cast<uint32_t>(association.switch_port);
+    return rc;
+}
+
+} // namespace
+
+} // namespace ddal::phy
+
+using namespace ddal::phy;
+
 int ddal_phy_read_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t *data)
 {
     const char *path = nullptr;
@@ -94,28 +118,6 @@ int ddal_phy_write_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t
         return log_error(DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);
     return 0;
 }
-
-int change_register(uint32_t phy_dev, uint32_t reg, uint16_t keep, uint16_t set)
-{
-    uint16_t data = 0;
-    const int rc = ddal_phy_read(phy_dev, reg, 0, &data);
-    return rc != 0 ? rc : ddal_phy_write(phy_dev, reg, 0, static_cast<uint16_t>((data & keep) | set));
-}
-
-namespace {
-
-// The port of the Broadcom switch behind a PHY device of the MBO board. 0 or the association's code.
-int find_switch_port(uint32_t phy_dev, uint32_t *port)
-{
-    ddal_phy_association association{};
-    const int rc = ddal_phy_get_association(phy_dev, &association);
-    *port = static_cast<uint32_t>(association.switch_port);
-    return rc;
-}
-
-} // namespace
-
-} // namespace ddal::phy
 
 int ddal_phy_read(uint32_t phy_dev, uint32_t reg, uint32_t page, uint16_t *data)
 {

@@ -25,12 +25,12 @@ constexpr uint16_t kControlAutonegRestart = 0x1200; // on, and again from the st
 // The phy_regs node of an interface's PHY. 0 or -1001.
 int get_phy_regs_filename(uint32_t dev_id, const char **filename);
 
-// One register through the node. 0 or -1001.
-int ddal_phy_read_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t *data);
-int ddal_phy_write_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t value);
-
 // Reads a standard register through the operations of phy.h and writes it back with only the bits of `keep` left and
 // those of `set` added. 0 or their code.
 int change_register(uint32_t phy_dev, uint32_t reg, uint16_t keep, uint16_t set);
 
 } // namespace ddal::phy
+
+// Read or write one register through the node. 0 or -1001.
+int ddal_phy_read_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t *data);
+int ddal_phy_write_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t value);

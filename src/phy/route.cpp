@@ -79,15 +79,11 @@ int Route::find_behind_backhaul_3()
         get_cached_bh_type(&type);
         served = type == kTypeMarvellPort3;
     } else {
-        if (ddal_devicetree_get_user_defined_a_backhaul_3_type(&type) != 0) {
-            log_line_as(LOG_ERR, operation_.caller, "Couldn't retrieve BH3 type\n");
-            return DDAL_ERR_FAILURE;
-        }
+        if (ddal_devicetree_get_user_defined_a_backhaul_3_type(&type) != 0)
+            return log_error_as(operation_.caller, DDAL_ERR_FAILURE, "Couldn't retrieve BH3 type\n");
         served = type == kFittedSwitchPort;
-        if (!served && type != kFittedCopper) {
-            log_line_as(LOG_ERR, operation_.caller, "Invalid backhaul3 type (0x%x)\n", type);
-            return DDAL_ERR_FAILURE;
-        }
+        if (!served && type != kFittedCopper)
+            return log_error_as(operation_.caller, DDAL_ERR_FAILURE, "Invalid backhaul3 type (0x%x)\n", type);
     }
     if (served) {
         back_end_ = BackEnd::kMarvell;
@@ -109,9 +105,8 @@ int Route::finish(int rc) const
     if (back_end_ == BackEnd::kBroadcom) {
         if (rc == 0)
             return 0;
-        log_line_as(LOG_ERR, operation_.caller, "MBO board %s error: %d\n", operation_.mbo_text,
-                    static_cast<int>(phy_dev_));
-        return DDAL_ERR_FAILURE;
+        return log_error_as(operation_.caller, DDAL_ERR_FAILURE, "MBO board %s error: %d\n", operation_.mbo_text,
+                            static_cast<int>(phy_dev_));
     }
     if (rc == DDAL_ERR_FAILURE && port_ == kInterfacePort)
         log_line_as(LOG_ERR, operation_.caller, "%s failed for interface 0x%x[%s]\n", operation_.marvell, phy_dev_,

@@ -21,8 +21,8 @@ int read_settings(const char *caller, uint32_t phy_dev, const Interface &interfa
     if (control && control.get_settings(settings) == 0)
         return 0;
     perror(control ? "Unable to get settings via ethtool." : "Unable to create socket");
-    log_line_as(LOG_ERR, caller, "failed to get settings for interface 0x%x[%s]\n", phy_dev, interface.name);
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "failed to get settings for interface 0x%x[%s]\n", phy_dev,
+                        interface.name);
 }
 
 // Reads the settings, lets `change` alter them and writes them back.

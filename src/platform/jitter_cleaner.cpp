@@ -22,7 +22,7 @@ constexpr size_t kNumberTextSize = 32;
 bool read_number(int fd, int32_t *number)
 {
     char text[kNumberTextSize];
-    const ssize_t length = ddal::core::ddal_common_read_all(fd, text, sizeof text - 1);
+    const ssize_t length = ddal_common_read_all(fd, text, sizeof text - 1);
     if (length < 0)
         return false;
     text[length] = '\0';
@@ -67,7 +67,7 @@ int ddal_jitter_cleaner_write(uint32_t device, uint32_t value)
     const uint8_t bytes[] = {static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 8),
                              static_cast<uint8_t>(value)};
     errno = 0;
-    if (ddal::core::ddal_common_write_all(fd.get(), bytes, sizeof bytes) != sizeof bytes)
+    if (ddal_common_write_all(fd.get(), bytes, sizeof bytes) != sizeof bytes)
         return log_error(DDAL_ERR_FAILURE, "can't write to device %s: %m\n", kJitterCleanerNode);
     return 0;
 }

@@ -79,7 +79,7 @@ int write_ddal_led(int fd, uint32_t led_id, const char *token)
 {
     const size_t length = strlen(token);
     errno = 0;
-    const ssize_t n = core::ddal_common_write_all(fd, token, length);
+    const ssize_t n = ddal_common_write_all(fd, token, length);
     if (n < 0 || static_cast<size_t>(n) != length)
         return log_errno("unable to write LED device with 'id' %u: %m\n", led_id);
     return 0;
@@ -108,7 +108,7 @@ int ddal_led_get(uint32_t led_id, uint32_t *colour)
     const UniqueFd fd{opened};
 
     char text[kTextLength + 1] = {};
-    if (ddal::core::ddal_common_read_all(fd.get(), text, kTextLength) < 0)
+    if (ddal_common_read_all(fd.get(), text, kTextLength) < 0)
         return log_errno("unable to read LED device with 'id' 0x%08X (%d): %m\n", led_id, static_cast<int>(led_id));
     text[strcspn(text, "\n")] = '\0';
     for (const LedColour &row : kLedColours) {

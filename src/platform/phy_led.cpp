@@ -40,16 +40,14 @@ bool is_regular_file(DIR *directory, const dirent &entry)
 }
 
 // Logs under the name of the operation it serves.
-int set_one_phy(uint32_t phy_dev, uint32_t colour, const char *function)
+int set_one_phy(uint32_t phy_dev, uint32_t colour, const char *caller)
 {
     uint16_t value;
     const int result = ddal_phy_read(phy_dev, kLedRegister, kLedPage, &value);
     if (result != 0)
         return result;
-    if (colour != DDAL_LED_DISABLED && colour != DDAL_LED_ENABLED) {
-        log_line_as(LOG_ERR, function, "unsupported colour (%d) for setting phy led\n", static_cast<int>(colour));
-        return -EINVAL;
-    }
+    if (colour != DDAL_LED_DISABLED && colour != DDAL_LED_ENABLED)
+        return log_error_as(caller, -EINVAL, "unsupported colour (%d) for setting phy led\n", static_cast<int>(colour));
     const uint16_t functions = colour == DDAL_LED_DISABLED ? kForcedOff : kLinkAndActivity;
     return ddal_phy_write(phy_dev, kLedRegister, kLedPage, static_cast<uint16_t>((value & ~kLedFunctions) | functions));
 }

@@ -46,18 +46,14 @@ constexpr Control kControls[] = {
 static_assert(std::size(kControls) == DDAL_SFP_CTRL_SOFT_RATE_SELECT_1 + 1);
 
 // Logs under the name of the function that needs the path.
-int make_line_path(uint32_t sfpId, const char *attribute, char (&path)[kPathSize], const char *function)
+int make_line_path(uint32_t sfpId, const char *attribute, char (&path)[kPathSize], const char *caller)
 {
     const SfpCage *cage = find_sfp_cage(sfpId);
-    if (!cage) {
-        log_line_as(LOG_ERR, function, "get_control_path failed\n");
-        return DDAL_ERR_FAILURE;
-    }
+    if (!cage)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "get_control_path failed\n");
     const int length = snprintf(path, sizeof path, "%s/%s", cage->lines, attribute);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof path) {
-        log_line_as(LOG_ERR, function, "could not create full CLASS file path\n");
-        return DDAL_ERR_FAILURE;
-    }
+    if (length < 0 || static_cast<size_t>(length) >= sizeof path)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "could not create full CLASS file path\n");
     return 0;
 }
 
@@ -101,6 +97,18 @@ int read_control(uint32_t sfpId, const Control &control, uint32_t *value)
 
 } // namespace
 
+int validate_sfp_ctrl_value(uint32_t ctrl, uint32_t value)
+{
+    if (ctrl >= std::size(kControls) || !kControls[ctrl].attribute)
+        return log_error(-ENOSYS, "SFP ctrl 0x%x not supported\n", ctrl);
+    const Control &control = kControls[ctrl];
+    return value == control.when_clear || value == control.when_set ? 0 : -EINVAL;
+}
+
+} // namespace ddal::platform
+
+using namespace ddal::platform;
+
 int ddal_sfp_read_file(uint32_t sfpId, const char *attribute, char text[5])
 {
     char path[kPathSize];
@@ -110,7 +118,7 @@ int ddal_sfp_read_file(uint32_t sfpId, const char *attribute, char text[5])
     const UniqueFd fd{open(path, O_RDONLY | O_CLOEXEC)};
     if (!fd)
         return DDAL_ERR_FAILURE;
-    const ssize_t n = core::ddal_common_read_all(fd.get(), text, kTextLength);
+    const ssize_t n = ddal_common_read_all(fd.get(), text, kTextLength);
     if (n < 0)
         return log_error(DDAL_ERR_FAILURE, "could not read from file: %s\n", path);
     text[n] = '\0';
@@ -126,22 +134,10 @@ int ddal_sfp_write_file(uint32_t sfpId, const char *attribute, char character)
     const UniqueFd fd{open(path, O_WRONLY | O_CLOEXEC)};
     if (!fd)
         return log_error(DDAL_ERR_FAILURE, "could not open file: %s\n", path);
-    if (core::ddal_common_write_all(fd.get(), &character, 1) != 1)
+    if (ddal_common_write_all(fd.get(), &character, 1) != 1)
         return log_error(DDAL_ERR_FAILURE, "could not write to file: %s\n", path);
     return 0;
 }
-
-int validate_sfp_ctrl_value(uint32_t ctrl, uint32_t value)
-{
-    if (ctrl >= std::size(kControls) || !kControls[ctrl].attribute)
-        return log_error(-ENOSYS, "SFP ctrl 0x%x not supported\n", ctrl);
-    const Control &control = kControls[ctrl];
-    return value == control.when_clear || value == control.when_set ? 0 : -EINVAL;
-}
-
-} // namespace ddal::platform
-
-using namespace ddal::platform;
 
 int ddal_sfp_ctrl_get(uint32_t sfpId, uint32_t ctrl, uint32_t *value)
 {

@@ -52,7 +52,7 @@ int ddal_sfp_memory_read(uint32_t sfpId, uint32_t memory, uint32_t offset, void 
     const UniqueFd fd{open(cage->memory[memory], O_RDONLY | O_CLOEXEC)};
     if (!fd)
         return -errno;
-    return transfer_result(ddal::core::ddal_common_pread_all(fd.get(), buffer, length, offset), length);
+    return transfer_result(ddal_common_pread_all(fd.get(), buffer, length, offset), length);
 }
 
 int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t offset, const void *buffer, uint32_t length)
@@ -68,5 +68,5 @@ int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t offset, cons
     const UniqueFd fd{open(cage->memory[memory], O_WRONLY | O_CLOEXEC)};
     if (!fd)
         return -errno;
-    return transfer_result(ddal::core::ddal_common_pwrite_all(fd.get(), buffer, length, offset), length);
+    return transfer_result(ddal_common_pwrite_all(fd.get(), buffer, length, offset), length);
 }

@@ -25,29 +25,29 @@ constexpr char kImageName[] = "uImage";
 constexpr char kUbootName[] = "u-boot.img";
 
 // The three readers log under the name of the operation that calls them.
-int read_text(const char *path, char (&text)[kTextSize], const char *function)
+int read_text(const char *path, char (&text)[kTextSize], const char *caller)
 {
     text[0] = '\0';
     const int result = ddal_common_read_string(sizeof text, text, path);
     if (result != 0)
-        log_line_as(LOG_ERR, function, "error\n");
+        log_line_as(LOG_ERR, caller, "error\n");
     return result;
 }
 
-int read_cell(const char *path, uint32_t *value, const char *function)
+int read_cell(const char *path, uint32_t *value, const char *caller)
 {
     uint32_t cell;
     const int result = ddal_common_read_u32val(&cell, path);
     if (result == 0)
         *value = cell;
     else
-        log_line_as(LOG_ERR, function, "error\n");
+        log_line_as(LOG_ERR, caller, "error\n");
     return result;
 }
 
-int read_flag(const char *path, uint32_t *on, const char *function)
+int read_flag(const char *path, uint32_t *on, const char *caller)
 {
-    const int result = read_cell(path, on, function);
+    const int result = read_cell(path, on, caller);
     if (result == 0)
         *on = *on != 0;
     return result;

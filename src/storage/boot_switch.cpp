@@ -32,31 +32,27 @@ int write_active(uint32_t partition)
 }
 
 // Both headers must hold their two numbers before anything on the flash is touched.
-int check_boot_headers(const char *function)
+int check_boot_headers(const char *caller)
 {
     for (const BootHeader &header : kBootHeaders) {
         char text[kHeaderTextSize] = {};
         const int result = ddal::core::code_of(_ddal_common_shell_command_read(
             sizeof text, text, kUbootHeader, ddal::core::ArgumentVector{"-g", header.device}.get()));
-        if (result != 0) {
-            log_line_as(LOG_ERR, function, "error %d\n", result);
-            return result;
-        }
+        if (result != 0)
+            return log_error_as(caller, result, "error %d\n", result);
         unsigned word;
         int number;
-        if (sscanf(text, "0x%x %d", &word, &number) != 2) {
-            log_line_as(LOG_ERR, function, "parse %s u-boot header error: '%s'\n", header.name, text);
-            return -EINVAL;
-        }
+        if (sscanf(text, "0x%x %d", &word, &number) != 2)
+            return log_error_as(caller, -EINVAL, "parse %s u-boot header error: '%s'\n", header.name, text);
     }
     return 0;
 }
 
-int swap_uboot(bool old_is_running, const char *function)
+int swap_uboot(bool old_is_running, const char *caller)
 {
     const int outcome = ddal::core::run_program(kSwapUboot, old_is_running ? "1" : "0");
     if (outcome != 0)
-        log_line_as(LOG_ERR, function,
+        log_line_as(LOG_ERR, caller,
                     "ddal_common_shell_command(/bin/swap_uboot_partition.sh) error, return value = %d\n", outcome);
     return ddal::core::code_of(outcome);
 }

@@ -21,14 +21,6 @@ namespace ddal::storage {
 
 static_assert(kFlashFileSystems[0].id == DDAL_FFS_1 && kFlashFileSystems[1].id == DDAL_FFS_2);
 
-int ddal_ffs_id_is_valid(uint32_t id)
-{
-    if (id == DDAL_FFS_1 || id == DDAL_FFS_2)
-        return 1;
-    log_line(LOG_ERR, "not supported file system %d\n", static_cast<int>(id));
-    return 0;
-}
-
 const FlashFileSystem &file_system(uint32_t id)
 {
     return kFlashFileSystems[id - DDAL_FFS_1];
@@ -37,6 +29,13 @@ const FlashFileSystem &file_system(uint32_t id)
 } // namespace ddal::storage
 
 using namespace ddal::storage;
+
+int ddal_ffs_id_is_valid(uint32_t id)
+{
+    if (id == DDAL_FFS_1 || id == DDAL_FFS_2)
+        return 1;
+    return log_error(0, "not supported file system %d\n", static_cast<int>(id));
+}
 
 namespace {
 
@@ -68,7 +67,7 @@ int ddal_ffs_get_fstype(uint32_t id, char *type)
         return log_error(-EINVAL, "error\n");
     const FlashFileSystem &fs = file_system(id);
     if (run_program(kLuksApi, "is_luks_formatted", part_text(fs.number).text) == 0) {
-        ddal::core::ddal_common_strlcpy(type, kLuksType, kTypeSize);
+        ddal_common_strlcpy(type, kLuksType, kTypeSize);
         return 0;
     }
 

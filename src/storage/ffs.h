@@ -7,9 +7,6 @@
 
 namespace ddal::storage {
 
-// Returns 1 for the id of a flash file system, otherwise 0.
-int ddal_ffs_id_is_valid(uint32_t id);
-
 // Returns the row of a valid id.
 const FlashFileSystem &file_system(uint32_t id);
 
@@ -26,3 +23,6 @@ constexpr PartText part_text(int part)
 int luksapi(const char *command, int part);
 
 } // namespace ddal::storage
+
+// Returns 1 for the id of a flash file system, otherwise 0.
+int ddal_ffs_id_is_valid(uint32_t id);

@@ -365,7 +365,7 @@ TEST(Runner, TheChildDiesWithTheCaller)
     if (caller == 0) {
         char *argv[] = {const_cast<char *>("sleep"), const_cast<char *>("30"), nullptr};
         int status = 0;
-        ddal::core::ddal_common_run(ends[1], -1, &status, "/bin/sleep", argv); // holds the pipe open as its output
+        ddal_common_run(ends[1], -1, &status, "/bin/sleep", argv); // holds the pipe open as its output
         _exit(0);
     }
     close(ends[1]);

@@ -256,8 +256,8 @@ TEST(Cancellation, WaitsUntilTheCallIsOver)
         {"replacing",
          [&] {
              return for_a_while([&] {
-                 ddal::core::AtomicFile made(ddal::core::ddal_common_atomic_open(file.c_str(), "r+"));
-                 return made ? ddal::core::ddal_common_atomic_close(made.release(), 1) : -errno;
+                 ddal::core::AtomicFile made(ddal_common_atomic_open(file.c_str(), "r+"));
+                 return made ? ddal_common_atomic_close(made.release(), 1) : -errno;
              });
          }},
     };
@@ -274,9 +274,9 @@ TEST(Cancellation, WaitsUntilTheCallIsOver)
     UniqueFd other(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
     Cancelled writer([&] {
-        ddal::core::AtomicFile made(ddal::core::ddal_common_atomic_open(file.c_str(), "w"));
-        fputs("9", ddal::core::ddal_common_atomic_writer(made.get()));
-        return ddal::core::ddal_common_atomic_close(made.release(), 1);
+        ddal::core::AtomicFile made(ddal_common_atomic_open(file.c_str(), "w"));
+        fputs("9", ddal_common_atomic_writer(made.get()));
+        return ddal_common_atomic_close(made.release(), 1);
     });
     other.reset();
     EXPECT_EQ(writer.result(), 0);

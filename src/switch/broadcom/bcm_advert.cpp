@@ -33,8 +33,7 @@ const Advertisement *find_advertisement(const char *caller, uint32_t port, uint3
         if (row.speed == speed && (row.reg != 0 || !is_copper(port)))
             return &row;
     }
-    log_line_as(LOG_ERR, caller, "unsupported DDAL speed ability %d\n", static_cast<int>(speed));
-    return nullptr;
+    return log_error_as(caller, nullptr, "unsupported DDAL speed ability %d\n", static_cast<int>(speed));
 }
 
 uint32_t *ability_word(bcm_port_ability_t *ability, uint32_t mode)
@@ -51,10 +50,8 @@ int advertise_on_copper(const char *caller, uint32_t port, uint32_t reg, uint32_
 {
     const int rv =
         sdk_result(bcm_port_phy_modify, kUnit, mdio_address(port), BCM_PORT_PHY_NOMAP, reg, enable ? bit : 0, bit);
-    if (rv != BCM_E_NONE) {
-        log_line_as(LOG_ERR, caller, "bcm_port_phy_modify failed on port %u: %s\n", port, sdk_text(rv));
-        return rv;
-    }
+    if (rv != BCM_E_NONE)
+        return log_error_as(caller, rv, "bcm_port_phy_modify failed on port %u: %s\n", port, sdk_text(rv));
     // A reset makes the PHY read its advertisement again.
     return copper_port_control_register_modify(port, kControlReset, kControlReset);
 }

@@ -28,9 +28,8 @@ public:
             return 0;
         while (count_ > 0)
             sdk_result(bcm_field_entry_destroy, kUnit, created_[--count_]);
-        log_line_as(LOG_ERR, caller_, "installing field entries %d to %d failed\n", entries_.first,
-                    entries_.first + static_cast<int>(kPortsWithEntries) - 1);
-        return DDAL_ERR_FAILURE;
+        return log_error_as(caller_, DDAL_ERR_FAILURE, "installing field entries %d to %d failed\n", entries_.first,
+                            entries_.first + static_cast<int>(kPortsWithEntries) - 1);
     }
 
 private:

@@ -31,16 +31,16 @@ int ddal_bcm_loopback_add(uint32_t port)
 {
     if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = ddal_bcm_ifp_redirect_frame_action_add(port, port, kAnyEthertype);
-    return rc == 0 ? 0 : log_error(rc, "Adding loopback failed on port %u\n", port);
+    return log_failure(ddal_bcm_ifp_redirect_frame_action_add(port, port, kAnyEthertype),
+                       "Adding loopback failed on port %u\n", port);
 }
 
 int ddal_bcm_loopback_remove(uint32_t port)
 {
     if (check_port(__func__, port) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = ddal_bcm_ifp_redirect_frame_action_remove(port, port);
-    return rc == 0 ? 0 : log_error(rc, "Removing loopback failed on port %u\n", port);
+    return log_failure(ddal_bcm_ifp_redirect_frame_action_remove(port, port), "Removing loopback failed on port %u\n",
+                       port);
 }
 
 int ddal_bcm_loopback_get(uint32_t port, uint32_t *state)
@@ -69,23 +69,22 @@ int ddal_bcm_tunneling_set(uint32_t port1, uint32_t port2, uint32_t ethertype)
         if (rc != 0)
             end_tunnel(port1, port2);
     }
-    return rc == 0 ? 0 : log_error(rc, "Adding tunneling failed on ports %u and %u\n", port1, port2);
+    return log_failure(rc, "Adding tunneling failed on ports %u and %u\n", port1, port2);
 }
 
 int ddal_bcm_tunneling_remove(uint32_t port1, uint32_t port2)
 {
     if (check_port(__func__, port1) != 0 || check_port(__func__, port2) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = end_tunnel(port1, port2);
-    return rc == 0 ? 0 : log_error(rc, "Removing tunneling failed on ports %u and %u\n", port1, port2);
+    return log_failure(end_tunnel(port1, port2), "Removing tunneling failed on ports %u and %u\n", port1, port2);
 }
 
 int ddal_bcm_tunneling_get(uint32_t port, uint32_t *peer_port)
 {
     if (open_port_for(__func__, port, peer_port, "data cannot be null") != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = ddal_bcm_ifp_redirect_frame_action_get(port, peer_port);
-    return rc == 0 ? 0 : log_error(rc, "Getting tunneling failed on port %u\n", port);
+    return log_failure(ddal_bcm_ifp_redirect_frame_action_get(port, peer_port), "Getting tunneling failed on port %u\n",
+                       port);
 }
 
 int ddal_bcm_dstmac_filtered_tunneling_set(uint32_t port, uint32_t dst_port, const uint8_t mac[6])
@@ -93,8 +92,8 @@ int ddal_bcm_dstmac_filtered_tunneling_set(uint32_t port, uint32_t dst_port, con
     if (check_port(__func__, port) != 0 || check_port(__func__, dst_port) != 0 || check_given(__func__, mac) != 0 ||
         open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(port, dst_port, mac);
-    return rc == 0 ? 0 : log_error(rc, "Adding multicast filter failed on port %u\n", port);
+    return log_failure(ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add(port, dst_port, mac),
+                       "Adding multicast filter failed on port %u\n", port);
 }
 
 int ddal_bcm_dstmac_filtered_tunneling_remove(uint32_t port, uint32_t dst_port, const uint8_t mac[6])
@@ -102,14 +101,14 @@ int ddal_bcm_dstmac_filtered_tunneling_remove(uint32_t port, uint32_t dst_port, 
     if (check_port(__func__, port) != 0 || check_port(__func__, dst_port) != 0 || check_given(__func__, mac) != 0 ||
         open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(port, dst_port, mac);
-    return rc == 0 ? 0 : log_error(rc, "Removing multicast filter failed on port %u\n", port);
+    return log_failure(ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_remove(port, dst_port, mac),
+                       "Removing multicast filter failed on port %u\n", port);
 }
 
 int ddal_bcm_dstmac_filtered_tunneling_get(uint32_t port, struct ddal_eth_switch_multicast_filter *list, uint32_t *size)
 {
     if (check_port(__func__, port) != 0 || check_list(__func__, list, size) != 0 || open_bcm_switch() != 0)
         return DDAL_ERR_FAILURE;
-    const int rc = ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_get(port, list, size);
-    return rc == 0 ? 0 : log_error(rc, "Getting multicast filters failed on port %u\n", port);
+    return log_failure(ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_get(port, list, size),
+                       "Getting multicast filters failed on port %u\n", port);
 }

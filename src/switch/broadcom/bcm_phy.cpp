@@ -86,9 +86,7 @@ int phy_set(int mdio, uint32_t reg, uint32_t data)
 int set_page(const char *caller, int mdio, uint32_t page)
 {
     const int rv = phy_set(mdio, kPageRegister, page);
-    if (rv != BCM_E_NONE)
-        log_line_as(LOG_ERR, caller, "Failed to set page on mdio %d: %s\n", mdio, sdk_text(rv));
-    return rv;
+    return log_failure_as(caller, rv, "Failed to set page on mdio %d: %s\n", mdio, sdk_text(rv));
 }
 
 // Runs `access` with the clock page selected, and then always restores the page. Returns 0 or DDAL_ERR_FAILURE.
@@ -97,10 +95,8 @@ int on_clock_page(const char *caller, int mdio, Access access)
 {
     uint32_t page = 0;
     const int rv = phy_get(mdio, kPageRegister, &page);
-    if (rv != BCM_E_NONE) {
-        log_line_as(LOG_ERR, caller, "Failed to retrieve page on mdio %d: %s\n", mdio, sdk_text(rv));
-        return DDAL_ERR_FAILURE;
-    }
+    if (rv != BCM_E_NONE)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "Failed to retrieve page on mdio %d: %s\n", mdio, sdk_text(rv));
     if (set_page(caller, mdio, kClockPage) != 0)
         return DDAL_ERR_FAILURE;
     const int rc = access();
@@ -112,8 +108,8 @@ int read_clock_register(const char *caller, uint32_t port, int mdio, uint32_t *d
     const int rv = phy_get(mdio, kClockRegister, data);
     if (rv == BCM_E_NONE)
         return 0;
-    log_line_as(LOG_ERR, caller, "Reading recovered clock failed on port %u: %s\n", port, sdk_text(rv));
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "Reading recovered clock failed on port %u: %s\n", port,
+                        sdk_text(rv));
 }
 
 } // namespace
@@ -287,7 +283,7 @@ int ddal_bcm_set_rclk_freq(uint32_t port, uint16_t code)
         const int rv = phy_set(mdio, kClockRegister, (data & ~kClockMask) | bits);
         if (rv == BCM_E_NONE)
             return 0;
-        log_line_as(LOG_ERR, caller, "Writing recovered clock failed on port %u: %s\n", port, sdk_text(rv));
-        return DDAL_ERR_FAILURE;
+        return log_error_as(caller, DDAL_ERR_FAILURE, "Writing recovered clock failed on port %u: %s\n", port,
+                            sdk_text(rv));
     });
 }

@@ -26,10 +26,8 @@ int tagged_entry(uint32_t port)
 // Returns 0, or DDAL_ERR_FAILURE logged under the caller's name.
 int check_entry(const char *caller, uint32_t port)
 {
-    if (port >= kPortsWithEntries) {
-        log_line_as(LOG_ERR, caller, "port %u has no field entry\n", port);
-        return DDAL_ERR_FAILURE;
-    }
+    if (port >= kPortsWithEntries)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "port %u has no field entry\n", port);
     return open_bcm_switch();
 }
 

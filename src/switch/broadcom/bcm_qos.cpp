@@ -54,8 +54,7 @@ int check_at_most(const char *caller, const char *what, uint32_t value, uint32_t
 {
     if (value <= highest)
         return 0;
-    log_line_as(LOG_ERR, caller, "invalid %s %u\n", what, value);
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "invalid %s %u\n", what, value);
 }
 
 } // namespace

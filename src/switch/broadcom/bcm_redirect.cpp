@@ -85,8 +85,7 @@ int check_entry(const char *caller, uint32_t port)
 {
     if (port < kPortsWithEntries)
         return 0;
-    log_line_as(LOG_ERR, caller, "port %u has no field entry\n", port);
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "port %u has no field entry\n", port);
 }
 
 int add(uint32_t port, uint32_t dst_port, uint32_t ethertype)

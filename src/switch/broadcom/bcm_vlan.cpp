@@ -24,8 +24,7 @@ int check_ethertype(const char *caller, uint32_t ethertype)
 {
     if (ethertype >= kLowestEthertype && ethertype <= kHighestEthertype)
         return 0;
-    log_line_as(LOG_ERR, caller, "invalid ethertype 0x%x\n", ethertype);
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "invalid ethertype 0x%x\n", ethertype);
 }
 
 // Assigns the S-VLAN to frames without a tag.
@@ -46,8 +45,7 @@ int ddal::ethswitch::check_vlan(const char *caller, uint32_t vlan)
 {
     if (vlan <= kHighestVlan)
         return 0;
-    log_line_as(LOG_ERR, caller, "invalid VLAN %u\n", vlan);
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "invalid VLAN %u\n", vlan);
 }
 
 DDAL_WEAK int ddal_bcm_svlan_create(uint32_t svlan)

@@ -13,7 +13,7 @@ int install(int entry)
 
 void log_entry_failure(const CallSite &site, int entry, int result)
 {
-    __ddal_log(LOG_ERR, "%s:%u- %s failed on field entry %d: %s\n", site.function, site.line, site.callee, entry,
+    __ddal_log(LOG_ERR, "%s:%u- %s failed on field entry %d: %s\n", site.caller, site.line, site.callee, entry,
                sdk_text(result));
 }
 

@@ -76,7 +76,7 @@ bool may_be_missing(const GroupPlan &plan, int result)
     return plan.group == kDrops && (result == BCM_E_RESOURCE || result == BCM_E_UNAVAIL);
 }
 
-void log_failure(const char *caller, const GroupPlan &plan, size_t set_size, int result)
+void log_refusal(const char *caller, const GroupPlan &plan, size_t set_size, int result)
 {
     if (result == BCM_E_UNAVAIL)
         log_line_as(LOG_ERR, caller,
@@ -93,11 +93,9 @@ void log_failure(const char *caller, const GroupPlan &plan, size_t set_size, int
 int create_field_groups(const char *caller)
 {
     const size_t set_size = measure_set();
-    if (std::find(std::begin(kKnownSetSizes), std::end(kKnownSetSizes), set_size) == std::end(kKnownSetSizes)) {
-        log_line_as(LOG_ERR, caller, "unknown release of the switch SDK: its records of field rules have %zu bytes\n",
-                    set_size);
-        return DDAL_ERR_FAILURE;
-    }
+    if (std::find(std::begin(kKnownSetSizes), std::end(kKnownSetSizes), set_size) == std::end(kKnownSetSizes))
+        return log_error_as(caller, DDAL_ERR_FAILURE,
+                            "unknown release of the switch SDK: its records of field rules have %zu bytes\n", set_size);
     int created[std::size(kPlans)];
     int count = 0;
     for (const GroupPlan &plan : kPlans) {
@@ -106,7 +104,7 @@ int create_field_groups(const char *caller)
             created[count++] = plan.group;
         if (rv == BCM_E_NONE || rv == BCM_E_EXISTS || may_be_missing(plan, rv))
             continue;
-        log_failure(caller, plan, set_size, rv);
+        log_refusal(caller, plan, set_size, rv);
         while (count > 0)
             sdk_result(bcm_field_group_destroy, kUnit, created[--count]);
         return DDAL_ERR_FAILURE;

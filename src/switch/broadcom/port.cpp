@@ -17,8 +17,7 @@ int check_port(const char *caller, uint32_t port)
 {
     if (port <= kHighestPort)
         return 0;
-    log_line_as(LOG_ERR, caller, "invalid port %d\n\n", static_cast<int>(port));
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "invalid port %d\n\n", static_cast<int>(port));
 }
 
 int mdio_address(uint32_t port)
@@ -34,8 +33,7 @@ int check_copper(const char *caller, uint32_t port, int code)
 {
     if (is_copper(port))
         return 0;
-    log_line_as(LOG_ERR, caller, "port %u is not copper (or direct phy access is disallowed)\n", port);
-    return code;
+    return log_error_as(caller, code, "port %u is not copper (or direct phy access is disallowed)\n", port);
 }
 
 int copper_port_control_register_modify(uint32_t port, uint32_t value, uint32_t mask)

@@ -29,8 +29,7 @@ inline int check_given(const char *caller, bool is_given, const char *missing = 
 {
     if (is_given)
         return 0;
-    log_line_as(LOG_ERR, caller, "%s\n", missing);
-    return DDAL_ERR_FAILURE;
+    return log_error_as(caller, DDAL_ERR_FAILURE, "%s\n", missing);
 }
 
 // Checks a list of `*size` entries. The list may be null if that is 0.

@@ -42,7 +42,7 @@ bool sdk_done(void (*function)(Parameters...), Arguments... arguments)
 
 // Place of a call in the library's source, and the name of the called function.
 struct CallSite {
-    const char *function;
+    const char *caller;
     unsigned line;
     const char *callee;
 };

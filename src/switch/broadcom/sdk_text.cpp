@@ -26,13 +26,13 @@ const char *sdk_text(int result)
 
 void log_port_failure(const CallSite &site, uint32_t port, int result)
 {
-    __ddal_log(LOG_ERR, "%s:%u- %s failed on port %u: %s\n", site.function, site.line, site.callee, port,
+    __ddal_log(LOG_ERR, "%s:%u- %s failed on port %u: %s\n", site.caller, site.line, site.callee, port,
                sdk_text(result));
 }
 
 void log_unit_failure(const CallSite &site, int result)
 {
-    __ddal_log(LOG_ERR, "%s:%u- %s failed: %s\n", site.function, site.line, site.callee, sdk_text(result));
+    __ddal_log(LOG_ERR, "%s:%u- %s failed: %s\n", site.caller, site.line, site.callee, sdk_text(result));
 }
 
 } // namespace ddal::ethswitch

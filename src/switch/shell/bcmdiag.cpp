@@ -24,8 +24,8 @@
 using ddal::core::UniqueFd;
 
 // This client logs to the system log directly, in a separate format.
-#define diag_error_as(function, format, ...)                                                                           \
-    syslog(LOG_USER | LOG_ERR, "%s:%u:ERROR: " format, (function),                                                     \
+#define diag_error_as(caller, format, ...)                                                                             \
+    syslog(LOG_USER | LOG_ERR, "%s:%u:ERROR: " format, (caller),                                                       \
            static_cast<unsigned>(__LINE__) __VA_OPT__(, ) __VA_ARGS__)
 #define diag_error(format, ...) diag_error_as(__func__, format __VA_OPT__(, ) __VA_ARGS__)
 
