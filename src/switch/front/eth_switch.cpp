@@ -31,8 +31,7 @@ int admit(const char *caller, uint32_t sw)
 {
     if (sw == kServedSwitch)
         return verify_broadcom_support();
-    log_line_as(LOG_ERR, caller, "unsupported switch device %d\n", static_cast<int>(sw));
-    return -ENOSYS;
+    return log_error_as(caller, -ENOSYS, "unsupported switch device %d\n", static_cast<int>(sw));
 }
 
 int admit_board_first(const char *caller, uint32_t sw)
@@ -40,16 +39,14 @@ int admit_board_first(const char *caller, uint32_t sw)
     const int rc = verify_broadcom_support();
     if (rc != 0 || sw == kServedSwitch)
         return rc;
-    log_line_as(LOG_ERR, caller, "switch type: %d is not supported\n", static_cast<int>(sw));
-    return -ENOSYS;
+    return log_error_as(caller, -ENOSYS, "switch type: %d is not supported\n", static_cast<int>(sw));
 }
 
 int admit_svlan(const char *caller, int refusal, uint32_t svlan)
 {
     if (refusal != 0 || svlan <= kHighestSvlan)
         return refusal;
-    log_line_as(LOG_ERR, caller, "S-VLAN %u is not supported (max S-VLAN ID = %u)\n", svlan, kHighestSvlan);
-    return -EOPNOTSUPP;
+    return log_error_as(caller, -EOPNOTSUPP, "S-VLAN %u is not supported (max S-VLAN ID = %u)\n", svlan, kHighestSvlan);
 }
 
 } // namespace ddal::ethswitch

@@ -21,15 +21,11 @@ struct VlanList {
 
 int list_vlans(const VlanList &list, uint32_t port, uint16_t *vlans, uint32_t *size)
 {
-    if (!size) {
-        log_line_as(LOG_ERR, list.caller, "pointer %s size is NULL\n", list.kind);
-        return -EINVAL;
-    }
+    if (!size)
+        return log_error_as(list.caller, -EINVAL, "pointer %s size is NULL\n", list.kind);
     const int count = list.get(port, vlans, *size);
-    if (count < 0) {
-        log_line_as(LOG_ERR, list.caller, "get port %u %s error\n", port, list.kind);
-        return count;
-    }
+    if (count < 0)
+        return log_error_as(list.caller, count, "get port %u %s error\n", port, list.kind);
     const auto found = static_cast<uint32_t>(count);
     if (found <= *size) {
         *size = found;
