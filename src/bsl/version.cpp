@@ -6,7 +6,8 @@
 #include <syslog.h>
 
 #include <ddal/bsl.h>
-#include <ddal/unit.h>
+
+#include "identity/boards.h"
 
 namespace {
 
@@ -17,13 +18,12 @@ struct FlashLayout {
     uint32_t crc_max_length;
 };
 
-constexpr int kSmallFlashBoard = 5;
 constexpr FlashLayout kSmallFlash{0xEA00, 32767};
 constexpr FlashLayout kUsualFlash{0x9000, 65535};
 
 const FlashLayout &layout()
 {
-    return ddal_unit_get_board() == kSmallFlashBoard ? kSmallFlash : kUsualFlash;
+    return ddal::identity::this_board().small_rf_flash ? kSmallFlash : kUsualFlash;
 }
 
 // Up to five leading zero bytes are not printed; the last three bytes always are.

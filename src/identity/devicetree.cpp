@@ -10,6 +10,7 @@
 #include <ddal/unit.h>
 
 #include "core/log.h"
+#include "identity/boards.h"
 #include "identity/properties.h"
 
 #define MODULE_IDENTITY "/proc/device-tree/module-identity"
@@ -25,7 +26,7 @@ constexpr const char *kIsti = "/proc/device-tree/life-time-data/isti";
 constexpr const char *kDspMaskCount = "/proc/device-tree/dsp/dsp-mask-count";
 constexpr const char *kDspMask = "/proc/device-tree/dsp/dsp-mask";
 
-constexpr uint32_t kBackhaul1TypeOfBoard5 = 0x2000;
+constexpr uint32_t kFixedBackhaul1Type = 0x2000;
 constexpr uint32_t kByteMask = 0xFF;
 constexpr uint32_t kMaskBits = 32;
 
@@ -117,8 +118,8 @@ SHIFTED_CELL(ddal_devicetree_get_user_defined_a_bt_config,       USER_DEFINED_A 
 
 int ddal_devicetree_get_user_defined_a_backhaul_1_type(uint32_t *value)
 {
-    if (ddal_unit_get_board() == ddal::identity::kBoardType5) {
-        *value = kBackhaul1TypeOfBoard5;
+    if (ddal::identity::this_board().backhaul_1_is_fixed) {
+        *value = kFixedBackhaul1Type;
         return 0;
     }
     return read_shifted(value, kBackhaul1Type, 12);

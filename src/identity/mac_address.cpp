@@ -8,13 +8,14 @@
 #include <span>
 
 #include <ddal/common.h>
-#include <ddal/unit.h>
 
 #include "core/log.h"
+#include "identity/boards.h"
 #include "identity/properties.h"
 
 namespace {
 
+using ddal::identity::Board;
 using MacAddress = std::array<uint8_t, 6>;
 
 struct MacSource {
@@ -27,7 +28,7 @@ struct MacSource {
 #define NETCP_INTERFACE(n) "/sys/class/net/eth1/device/of_node/netcp-interfaces/interface-" #n "/local-mac-address"
 constexpr const char *kBoardAddress = DDAL_BOARD_IDENTITY "/local-mac-address";
 
-constexpr MacSource kBoard5Sources[] = {
+constexpr MacSource kFourPortSources[] = {
     {"eth0", NETCP_INTERFACE(2), 0},
     {"eth1", NETCP_INTERFACE(1), 0},
     {"eth2", kBoardAddress, 1},
@@ -50,9 +51,9 @@ constexpr const char *kVirtualPool = "/proc/device-tree/virtual-mac-pool/virtual
 constexpr size_t kVirtualPathSize = 70;
 
 // Reports whether backhaul 3 has raw type 6 or 7: its port then takes the place of the first one.
-constexpr bool is_alternate(int board, uint32_t backhaul_3_type)
+bool is_alternate(const Board &board, uint32_t backhaul_3_type)
 {
-    return board != ddal::identity::kBoardTypeMbo && (backhaul_3_type & ~UINT32_C(0x10)) == 0x60;
+    return !board.broadcom_switch && (backhaul_3_type & ~UINT32_C(0x10)) == 0x60;
 }
 
 // Wraps from ff:ff:ff:ff:ff:ff to 00:00:00:00:00:00.
@@ -102,9 +103,9 @@ const MacSource *find_source(std::span<const MacSource> sources, const char *ifn
 
 int ddal_devicetree_get_mac_addr(uint32_t, const char *ifname, uint8_t mac[6])
 {
-    const int board = ddal_unit_get_board();
-    std::span<const MacSource> sources = kBoard5Sources;
-    if (board != ddal::identity::kBoardType5) { // an unknown board type counts as one of the others
+    const Board &board = ddal::identity::this_board();
+    std::span<const MacSource> sources = kFourPortSources;
+    if (!board.has_eth2) {
         uint32_t backhaul_3_type = 0;
         const int result = ddal_devicetree_get_user_defined_a_backhaul_3_type(&backhaul_3_type);
         if (result != 0)

@@ -8,8 +8,4 @@ namespace ddal::identity {
 
 inline constexpr const char *kBoardTypeProperty = DDAL_BOARD_IDENTITY "/board-type";
 
-inline constexpr int kBoardTypes = 9;
-inline constexpr int kBoardType5 = 5;
-inline constexpr int kBoardTypeMbo = 9;
-
 } // namespace ddal::identity

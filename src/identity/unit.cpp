@@ -24,7 +24,7 @@ int ddal_unit_get_board(void)
         return known;
 
     uint32_t cell = 0;
-    if (ddal_common_read_u32val(&cell, ddal::identity::kBoardTypeProperty) != 0 || cell >= ddal::identity::kBoardTypes)
+    if (ddal_common_read_u32val(&cell, ddal::identity::kBoardTypeProperty) != 0 || cell >= DDAL_BOARD_TYPE_MBO)
         return log_error(DDAL_ERR_FAILURE, "Couldn't read board type\n");
 
     const int type = static_cast<int>(cell) + 1;

@@ -35,8 +35,6 @@ inline constexpr LabelledRegister kAifCommon[] = {
 };
 
 // The board type decides which two links of the antenna interface are wired.
-inline constexpr int kBoardsWithUpperLinks[] = {4, 6, 8, 9};
-
 struct LinkRegister {
     const char *label;
     uint32_t upper[2];

@@ -1,17 +1,15 @@
 // Snapshot of the radio data path between the SoC's antenna interface and the main FPGA.
 #include "logic/rp3_validate.h"
 
-#include <algorithm>
 #include <cstring>
-#include <iterator>
 
 #include <ddal/fpga.h>
 #include <ddal/mem.h>
 #include <ddal/rp3.h>
-#include <ddal/unit.h>
 
 #include "core/log.h"
 #include "core/text.h"
+#include "identity/boards.h"
 #include "logic/rp3_log.h"
 #include "logic/rp3_registers.h"
 
@@ -70,8 +68,7 @@ void Snapshot::expect_bits(uint32_t address, uint32_t value, uint32_t expected)
 
 void Snapshot::read_links()
 {
-    const int board = ddal_unit_get_board();
-    const bool upper = std::ranges::find(kBoardsWithUpperLinks, board) != std::end(kBoardsWithUpperLinks);
+    const bool upper = identity::this_board().upper_links;
     for (const LinkRegister &reg : kAifLinks) {
         for (const uint32_t address : upper ? reg.upper : reg.lower) {
             uint32_t value;

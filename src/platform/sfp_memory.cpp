@@ -4,10 +4,9 @@
 #include <cerrno>
 #include <fcntl.h>
 
-#include <ddal/unit.h>
-
 #include "core/transfer.h"
 #include "core/unique_fd.h"
+#include "identity/boards.h"
 #include "platform/sfp_cage.h"
 
 using ddal::core::UniqueFd;
@@ -23,7 +22,7 @@ const SfpCage *find_sfp_cage(uint32_t sfpId)
 {
     if (sfpId != DDAL_SFP_1 && sfpId != DDAL_SFP_2)
         return nullptr;
-    const SfpCage *cages = sfp_cages_are_on_i2c(ddal_unit_get_board()) ? kSfpCagesOnI2c : kSfpCagesOnCpld;
+    const SfpCage *cages = ddal::identity::this_board().sfp_on_i2c ? kSfpCagesOnI2c : kSfpCagesOnCpld;
     return &cages[sfpId - DDAL_SFP_1];
 }
 
@@ -31,9 +30,17 @@ const SfpCage *find_sfp_cage(uint32_t sfpId)
 
 namespace {
 
-// Returns the result of a transfer that moved `moved` bytes and left its errno.
-int transfer_result(ssize_t moved, uint32_t length)
+// Opens a memory and lets `move` transfer `length` bytes.
+template <typename Move>
+int transfer(uint32_t sfpId, uint32_t memory, int flags, uint32_t length, Move move)
 {
+    const SfpCage *cage = find_sfp_cage(sfpId);
+    if (!cage)
+        return -EINVAL;
+    const UniqueFd fd{open(cage->memory[memory], flags | O_CLOEXEC)};
+    if (!fd)
+        return -errno;
+    const ssize_t moved = move(fd.get());
     if (moved < 0)
         return -errno;
     return static_cast<size_t>(moved) == length ? 0 : -EFAULT;
@@ -45,14 +52,8 @@ int ddal_sfp_memory_read(uint32_t sfpId, uint32_t memory, uint32_t offset, void 
 {
     if (memory != DDAL_SFP_MEMORY_ID && memory != DDAL_SFP_MEMORY_DIAGNOSTICS)
         return -EINVAL;
-    const SfpCage *cage = find_sfp_cage(sfpId);
-    if (!cage)
-        return -EINVAL;
-
-    const UniqueFd fd{open(cage->memory[memory], O_RDONLY | O_CLOEXEC)};
-    if (!fd)
-        return -errno;
-    return transfer_result(ddal_common_pread_all(fd.get(), buffer, length, offset), length);
+    return transfer(sfpId, memory, O_RDONLY, length,
+                    [=](int fd) { return ddal_common_pread_all(fd, buffer, length, offset); });
 }
 
 int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t offset, const void *buffer, uint32_t length)
@@ -61,12 +62,6 @@ int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t offset, cons
         return -EROFS;
     if (memory != DDAL_SFP_MEMORY_DIAGNOSTICS)
         return -EINVAL;
-    const SfpCage *cage = find_sfp_cage(sfpId);
-    if (!cage)
-        return -EINVAL;
-
-    const UniqueFd fd{open(cage->memory[memory], O_WRONLY | O_CLOEXEC)};
-    if (!fd)
-        return -errno;
-    return transfer_result(ddal_common_pwrite_all(fd.get(), buffer, length, offset), length);
+    return transfer(sfpId, memory, O_WRONLY, length,
+                    [=](int fd) { return ddal_common_pwrite_all(fd, buffer, length, offset); });
 }

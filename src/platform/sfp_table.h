@@ -16,7 +16,7 @@ struct SfpCage {
 
 inline constexpr size_t kSfpCageCount = 2;
 
-// Board types 8 and 9.
+// Boards with sfp_on_i2c.
 inline constexpr SfpCage kSfpCagesOnI2c[kSfpCageCount] = {
     {DDAL_SFP_1,
      {"/sys/bus/i2c/devices/2-0050/eeprom", "/sys/bus/i2c/devices/2-0051/eeprom"},
@@ -26,7 +26,7 @@ inline constexpr SfpCage kSfpCagesOnI2c[kSfpCageCount] = {
      "/sys/class/cpld-sfp-irq/cpld-sfp-irq-0"},
 };
 
-// All other board types: the first cage's memories are reached through the CPLD.
+// All other boards: the first cage's memories are reached through the CPLD.
 inline constexpr SfpCage kSfpCagesOnCpld[kSfpCageCount] = {
     {DDAL_SFP_1,
      {"/sys/class/cpld-usr/cpld-usr/bh_sfp_id", "/sys/class/cpld-usr/cpld-usr/bh_sfp_diag"},
@@ -35,11 +35,6 @@ inline constexpr SfpCage kSfpCagesOnCpld[kSfpCageCount] = {
      {"/sys/bus/i2c/devices/2-0050/eeprom", "/sys/bus/i2c/devices/2-0051/eeprom"},
      "/sys/class/fpga_sfp/fpga_sfp/device"},
 };
-
-constexpr bool sfp_cages_are_on_i2c(int board_type)
-{
-    return board_type == 8 || board_type == 9;
-}
 
 inline constexpr const char *kSfpTxDisable = "tx_dis";
 inline constexpr const char *kSfpRateSelect = "rate_select";

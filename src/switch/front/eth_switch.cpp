@@ -8,13 +8,13 @@
 #include <cerrno>
 
 #include "core/log.h"
+#include "identity/boards.h"
 
 namespace ddal::ethswitch {
 
 namespace {
 
 constexpr uint32_t kServedSwitch = 2;
-constexpr int kBoardWithBroadcomSwitch = 9;
 constexpr uint32_t kHighestSvlan = 20;
 
 } // namespace
@@ -22,7 +22,7 @@ constexpr uint32_t kHighestSvlan = 20;
 int verify_broadcom_support()
 {
     const int board = ddal_unit_get_board();
-    if (board != kBoardWithBroadcomSwitch)
+    if (!identity::board_of_type(board).broadcom_switch)
         return log_error(-ENOSYS, "Board %d does not support Broadcom switch\n", board);
     return 0;
 }
