@@ -14,6 +14,9 @@ using namespace ddal::phy;
 
 namespace {
 
+using enum Needs;
+using enum Rule;
+
 constexpr uint16_t kPause = 0x0400;
 constexpr uint16_t kAsymmetricPause = 0x0800;
 
@@ -30,103 +33,79 @@ constexpr AdvertisedMode kAdvertisedModes[] = {
 };
 static_assert(kAdvertisedModes[0].half == 0x01 && kAdvertisedModes[2].full == 0x20);
 
-// The ethtool bit of a mode that was found valid; 0 for an unknown speed.
-uint32_t advertised_bit(uint32_t speed, uint32_t mode)
+// clang-format off
+constexpr Served kSetAdvert{{"copper set config advert", "ex_switch_phy_copper_set_config_advert", kFitting, kPhysAndCopper},
+                            ddal_bcm_set_config_advert, ex_switch_phy_copper_set_config_advert};
+constexpr Served kGetAdvert{{"copper get config advert", "ex_switch_phy_copper_get_config_advert", kFitting, kCopper, "enabled"},
+                            ddal_bcm_get_config_advert, ex_switch_phy_copper_get_config_advert};
+constexpr Served kSetPause{{"copper set config advert pause", "ex_switch_phy_copper_set_config_advert_pause_frames", kFitting, kCopper},
+                           ddal_bcm_set_config_advert_pause, ex_switch_phy_copper_set_config_advert_pause_frames};
+constexpr Served kGetPause{{"copper get config advert pause", "ex_switch_phy_copper_get_config_advert_pause_frames", kFitting, kCopper, "pause"},
+                           ddal_bcm_get_config_advert_pause, ex_switch_phy_copper_get_config_advert_pause_frames};
+// clang-format on
+
+// The settings of an interface, and the bit of one mode in what it advertises.
+struct Advertised {
+    InterfaceSettings settings;
+    uint32_t bit = 0;
+};
+
+// Checks a mode and finds its bit. 0 or -EINVAL.
+int find_bit(const char *caller, uint32_t speed, uint32_t mode, uint32_t enable, uint32_t *bit)
 {
+    if (mode > 1)
+        return log_error_as(caller, -EINVAL, "wrong mode value\n");
+    if (enable > 1)
+        return log_error_as(caller, -EINVAL, "wrong enable value\n");
     for (const AdvertisedMode &row : kAdvertisedModes) {
-        if (row.speed == speed)
-            return mode ? row.full : row.half;
+        if (row.speed == speed) {
+            *bit = mode ? row.full : row.half;
+            return 0;
+        }
     }
-    return 0;
+    return log_error_as(caller, -EINVAL, "wrong speed value\n");
 }
 
-// 0, or -1001 with its text on standard error.
-int read_settings(InterfaceControl *control, ethtool_cmd *settings)
+// Finds the mode and reads the settings. 0 or a negative code.
+int read_advertised(const char *caller, uint32_t speed, uint32_t mode, uint32_t enable, Advertised *advertised)
 {
-    if (!*control)
-        return print_failure("Unable to create socket");
-    return control->get_settings(settings) == 0 ? 0 : print_failure("Unable to get settings via ethtool.");
+    const int rc = find_bit(caller, speed, mode, enable, &advertised->bit);
+    return rc != 0 ? rc : advertised->settings.read("Unable to get settings via ethtool.");
 }
 
 } // namespace
 
 int ddal_phy_copper_set_config_advert(uint32_t phy_dev, uint32_t speed, uint32_t mode, uint32_t enable)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    Route route{{__func__, "copper set config advert", "ex_switch_phy_copper_set_config_advert", Rule::kFitting},
-                phy_dev};
-    if (const int rc = route.find())
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kSetAdvert, speed, mode, enable))
+        return *answer;
+    Advertised found{InterfaceSettings{route.found().name}};
+    const int rc = read_advertised(__func__, speed, mode, enable, &found);
+    if (rc != 0)
         return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_set_config_advert(route.port(), speed, mode, enable));
-    case BackEnd::kMarvell:
-        return route.finish(ex_switch_phy_copper_set_config_advert(route.port(), speed, mode, enable));
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
-    if (mode > 1)
-        return log_error(-EINVAL, "wrong mode value\n");
-    if (enable > 1)
-        return log_error(-EINVAL, "wrong enable value\n");
-    const uint32_t bit = advertised_bit(speed, mode);
-    if (bit == 0)
-        return log_error(-EINVAL, "wrong speed value\n");
-
-    InterfaceControl control{route.interface().name};
-    ethtool_cmd settings{};
-    if (read_settings(&control, &settings) != 0)
-        return DDAL_ERR_FAILURE;
-    settings.advertising = enable ? settings.advertising | bit : settings.advertising & ~bit;
-    return control.set_settings(&settings) == 0 ? 0 : print_failure("ioctl failure for ETHTOOL_SSET");
+    uint32_t &advertising = found.settings.values.advertising;
+    advertising = enable ? advertising | found.bit : advertising & ~found.bit;
+    return found.settings.write("ioctl failure for ETHTOOL_SSET");
 }
 
 int ddal_phy_copper_get_config_advert(uint32_t phy_dev, uint32_t speed, uint32_t mode, uint16_t *enabled)
 {
-    if (!enabled)
-        return log_error(DDAL_ERR_FAILURE, "enabled is NULL\n");
-    Route route{{__func__, "copper get config advert", "ex_switch_phy_copper_get_config_advert", Rule::kFitting},
-                phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_get_config_advert(route.port(), speed, mode, enabled));
-    case BackEnd::kMarvell:
-        return route.finish(ex_switch_phy_copper_get_config_advert(route.port(), speed, mode, enabled));
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
-    if (mode > 1)
-        return log_error(-EINVAL, "wrong mode value\n");
-    const uint32_t bit = advertised_bit(speed, mode);
-    if (bit == 0)
-        return log_error(-EINVAL, "wrong speed value\n");
-
-    InterfaceControl control{route.interface().name};
-    ethtool_cmd settings{};
-    if (read_settings(&control, &settings) != 0)
-        return DDAL_ERR_FAILURE;
-    *enabled = (settings.advertising & bit) != 0;
-    return 0;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kGetAdvert, speed, mode, enabled))
+        return *answer;
+    Advertised found{InterfaceSettings{route.found().name}};
+    const int rc = read_advertised(__func__, speed, mode, 0, &found);
+    if (rc == 0)
+        *enabled = (found.settings.values.advertising & found.bit) != 0;
+    return rc;
 }
 
 int ddal_phy_copper_set_config_advert_pause_frames(uint32_t phy_dev, uint32_t pause, uint32_t asym_pause)
 {
-    Route route{{__func__, "copper set config advert pause", "ex_switch_phy_copper_set_config_advert_pause_frames",
-                 Rule::kFitting},
-                phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_set_config_advert_pause(route.port(), pause, asym_pause));
-    case BackEnd::kMarvell:
-        return route.finish(ex_switch_phy_copper_set_config_advert_pause_frames(route.port(), pause, asym_pause));
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kSetPause, pause, asym_pause))
+        return *answer;
 
     uint16_t advertised = 0;
     int rc = ddal_phy_read(phy_dev, kAdvertisement, 0, &advertised);
@@ -143,21 +122,9 @@ int ddal_phy_copper_set_config_advert_pause_frames(uint32_t phy_dev, uint32_t pa
 
 int ddal_phy_copper_get_config_advert_pause_frames(uint32_t phy_dev, uint16_t *pause, uint16_t *asym_pause)
 {
-    if (!pause || !asym_pause)
-        return log_error(DDAL_ERR_FAILURE, "pause is NULL\n");
-    Route route{{__func__, "copper get config advert pause", "ex_switch_phy_copper_get_config_advert_pause_frames",
-                 Rule::kFitting},
-                phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_get_config_advert_pause(route.port(), pause, asym_pause));
-    case BackEnd::kMarvell:
-        return route.finish(ex_switch_phy_copper_get_config_advert_pause_frames(route.port(), pause, asym_pause));
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kGetPause, pause, asym_pause))
+        return *answer;
     uint16_t advertised = 0;
     const int rc = ddal_phy_read(phy_dev, kAdvertisement, 0, &advertised);
     *pause = (advertised & kPause) != 0;

@@ -5,7 +5,6 @@
 #include <ddal/ex_switch.h>
 #include <ddal/phy.h>
 #include <ddal/sysinfo.h>
-#include <ddal/unit.h>
 
 #include <atomic>
 #include <cerrno>
@@ -15,8 +14,11 @@
 
 #include "core/log.h"
 #include "core/text.h"
+#include "identity/boards.h"
 
 static_assert(sizeof(ddal_phy_association) == 28 && offsetof(ddal_phy_association, dev_id) == 24);
+
+using ddal::identity::this_board;
 
 namespace ddal::phy {
 
@@ -64,11 +66,6 @@ constexpr uint32_t kTypeField = 18;
 constexpr uint32_t kBackhaulKey = 42;
 constexpr uint32_t kFirstBackhaulField = 31;
 
-bool is_mbo_board()
-{
-    return ddal_unit_get_board() == kMboBoard;
-}
-
 int read_dev_id(const char *ifname, uint32_t *dev_id)
 {
     char path[64];
@@ -88,24 +85,29 @@ int read_dev_id(const char *ifname, uint32_t *dev_id)
     return 0;
 }
 
-int find_name_and_dev_id(uint32_t phy_dev, Interface *interface)
+int find_name_and_dev_id(uint32_t phy_dev, Interface *found)
 {
-    if (ddal_phy_iface2ifname(phy_dev, interface->name, sizeof interface->name) != 0)
+    if (ddal_phy_iface2ifname(phy_dev, found->name, sizeof found->name) != 0)
         return log_error(DDAL_ERR_FAILURE, "couldn't find interface name for interface: 0x%x\n", phy_dev);
-    if (read_dev_id(interface->name, &interface->dev_id) != 0)
-        return log_error(DDAL_ERR_FAILURE, "couldn't find dev_id for interface: 0x%x(%s)\n", phy_dev, interface->name);
+    if (read_dev_id(found->name, &found->dev_id) != 0)
+        return log_error(DDAL_ERR_FAILURE, "couldn't find dev_id for interface: 0x%x(%s)\n", phy_dev, found->name);
     return 0;
 }
 
 } // namespace
 
-int find_interface(const char *caller, uint32_t phy_dev, Interface *interface)
+int find_interface(const char *caller, uint32_t phy_dev, Interface *found)
 {
-    if (find_name_and_dev_id(phy_dev, interface) == 0)
+    if (find_name_and_dev_id(phy_dev, found) == 0)
         return 0;
     log_line(LOG_ERR, "couldn't find name & dev_id for interface: 0x%x\n", phy_dev);
     return log_error_as(caller, DDAL_ERR_FAILURE, "couldn't find name & dev_id for phy dev: %d\n",
                         static_cast<int>(phy_dev));
+}
+
+bool carries_external_switch(uint32_t dev_id)
+{
+    return dev_id == kSwitchSocPort && is_BH3_type_multiport_switch() != -1;
 }
 
 int get_cached_bh_type(uint32_t *type)
@@ -171,16 +173,15 @@ namespace {
 
 int direct_association_set(const char *caller, uint32_t phy_dev, ddal_phy_association *association)
 {
-    Interface interface {
-    };
+    Interface found{};
     uint32_t soc_port = 0;
     uint64_t value = 0;
-    if (find_interface(caller, phy_dev, &interface) != 0 || ifdev2soc(interface.dev_id, &soc_port) != 0 ||
+    if (find_interface(caller, phy_dev, &found) != 0 || ifdev2soc(found.dev_id, &soc_port) != 0 ||
         ddal_sysinfo_get_uint(kItemCategory, kBackhaulKey, kFirstBackhaulField + soc_port, &value) != 0)
         return DDAL_ERR_FAILURE;
 
     *association = {};
-    ddal_common_strlcpy(association->ifname, interface.name, sizeof association->ifname);
+    ddal_common_strlcpy(association->ifname, found.name, sizeof association->ifname);
     association->dev_id = static_cast<int32_t>(soc_port);
     association->switch_port = -1;
     if (bh_eth2bh_port(value, &association->bh_port) != 0)
@@ -191,7 +192,7 @@ int direct_association_set(const char *caller, uint32_t phy_dev, ddal_phy_associ
         get_cached_bh_type(&type);
     if (type == kTypeMarvellPort3)
         association->switch_port = kMarvellPort3;
-    else if (soc_port == kSwitchSocPort && is_BH3_type_multiport_switch() != -1)
+    else if (carries_external_switch(soc_port))
         association->switch_port = kMarvellPort4;
     return 0;
 }
@@ -207,7 +208,7 @@ int ddal_phy_iface2ifname(uint32_t phy_dev, char *ifname, size_t size)
     if (phy_dev >= std::size(kDevices))
         return log_error(DDAL_ERR_FAILURE, "Unsupported interface\n");
     const Device &device = kDevices[phy_dev];
-    ddal_common_strlcpy(ifname, is_mbo_board() ? device.mbo_ifname : device.ifname, size);
+    ddal_common_strlcpy(ifname, this_board().broadcom_switch ? device.mbo_ifname : device.ifname, size);
     return 0;
 }
 
@@ -217,7 +218,7 @@ int ddal_phy_get_association(uint32_t phy_dev, struct ddal_phy_association *asso
 
     if (!association)
         return log_error(-EINVAL, "association is NULL\n");
-    if (is_mbo_board())
+    if (this_board().broadcom_switch)
         return mbo_board_association_set(phy_dev, association);
     return log_failure(direct_association_set(__func__, phy_dev, association), "PHY dev %d association get failure\n",
                        static_cast<int>(phy_dev));

@@ -9,8 +9,6 @@ struct ddal_phy_association;
 namespace ddal::phy {
 
 constexpr uint32_t kBackhaul3Device = 3; // the PHY device that a switch may serve
-constexpr int kBoardWithoutPhys = 5;
-constexpr int kMboBoard = 9;
 constexpr size_t kNameSize = 16;
 
 // Fitting of backhaul port 3 in the device tree
@@ -29,7 +27,10 @@ struct Interface {
 };
 
 // Name and number of a PHY device's interface; the last line of a failure appears under the caller's name. 0 or -1001.
-int find_interface(const char *caller, uint32_t phy_dev, Interface *interface);
+int find_interface(const char *caller, uint32_t phy_dev, Interface *found);
+
+// Whether the SoC port of an interface carries an external multiport switch.
+bool carries_external_switch(uint32_t dev_id);
 
 // The backhaul type of the system-information store, read once. After a failure *type is kTypeUnset.
 int get_cached_bh_type(uint32_t *type);

@@ -1,8 +1,8 @@
 // Which backhaul ports are fitted with copper.
 #include <ddal/devicetree.h>
-#include <ddal/unit.h>
 
 #include "core/log.h"
+#include "identity/boards.h"
 #include "phy/association.h"
 
 namespace ddal::phy {
@@ -14,7 +14,7 @@ constexpr uint32_t kCopperType2 = 0x60;
 
 struct Fitting {
     uint32_t dev_id;
-    bool alternate_board; // board types 7 and 8
+    bool crossed; // as the board's ports
     int (*read)(uint32_t *type);
     uint32_t copper[2];
 };
@@ -28,10 +28,10 @@ constexpr Fitting kFittings[] = {
     {3, true, ddal_devicetree_get_user_defined_a_backhaul_3_type, {kFittedSwitchPort, kFittedCopper}},
 };
 
-const Fitting *find_fitting(uint32_t dev_id, int board)
+const Fitting *find_fitting(uint32_t dev_id, bool crossed)
 {
     for (const Fitting &row : kFittings) {
-        if (row.dev_id == dev_id && row.alternate_board == (board == 7 || board == 8))
+        if (row.dev_id == dev_id && row.crossed == crossed)
             return &row;
     }
     return nullptr;
@@ -46,15 +46,15 @@ bool is_mbo_copper(uint32_t phy_dev)
 
 int is_interface_copper(uint32_t phy_dev, uint32_t dev_id)
 {
-    const int board = ddal_unit_get_board();
-    if (board == kMboBoard) {
+    const identity::Board &board = identity::this_board();
+    if (board.broadcom_switch) {
         if (is_mbo_copper(phy_dev))
             return 0;
         return log_error(DDAL_ERR_FAILURE, "phy dev interface is not copper: 0x%x\n", phy_dev);
     }
 
     uint32_t type = 0;
-    const Fitting *const row = find_fitting(dev_id, board);
+    const Fitting *const row = find_fitting(dev_id, board.crossed_ports);
     if (!row)
         log_line(LOG_ERR, "non-copper interface dev_id (0x%x)\n", dev_id);
     else if (row->read(&type) != 0)

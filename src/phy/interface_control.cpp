@@ -72,40 +72,53 @@ int InterfaceControl::set_flags(short flags)
     return ioctl(socket_.get(), SIOCSIFFLAGS, &request);
 }
 
+namespace {
+
+// The settings report their failures on standard error alone.
 int print_failure(const char *text)
 {
     perror(text);
     return DDAL_ERR_FAILURE;
 }
 
-} // namespace ddal::phy
+// Sets the flags of `set` and clears those of `clear`.
+int change_flags(const char *caller, const char *ifname, int set, int clear)
+{
+    InterfaceControl control{ifname};
+    if (!control)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "opening socket failed\n");
+    short flags = 0;
+    if (control.get_flags(&flags) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "cannot get flags from interface <%s>\n", ifname);
+    if (control.set_flags(static_cast<short>((flags | set) & ~clear)) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "cannot set flags for interface <%s>\n", ifname);
+    return 0;
+}
 
-using namespace ddal::phy;
+} // namespace
+
+int InterfaceSettings::read(const char *text)
+{
+    if (!control_.emplace(ifname_))
+        return print_failure("Unable to create socket");
+    return control_->get_settings(&values) == 0 ? 0 : print_failure(text);
+}
+
+int InterfaceSettings::write(const char *text)
+{
+    return control_->set_settings(&values) == 0 ? 0 : print_failure(text);
+}
+
+} // namespace ddal::phy
 
 int ddal_ifconfig_up(const char *ifname)
 {
     log_line(LOG_WARNING, "bringing up interface %s\n", ifname);
-    InterfaceControl control{ifname};
-    if (!control)
-        return log_error(DDAL_ERR_FAILURE, "opening socket failed\n");
-    short flags = 0;
-    if (control.get_flags(&flags) != 0)
-        return log_error(DDAL_ERR_FAILURE, "cannot get flags from interface <%s>\n", ifname);
-    if (control.set_flags(static_cast<short>(flags | IFF_UP)) != 0)
-        return log_error(DDAL_ERR_FAILURE, "cannot set flags for interface <%s>\n", ifname);
-    return 0;
+    return ddal::phy::change_flags(__func__, ifname, IFF_UP, 0);
 }
 
 int ddal_ifconfig_down(const char *ifname)
 {
     log_line(LOG_WARNING, "bringing down interface %s\n", ifname);
-    InterfaceControl control{ifname};
-    if (!control)
-        return log_error(DDAL_ERR_FAILURE, "opening socket failed\n");
-    short flags = 0;
-    if (control.get_flags(&flags) != 0)
-        return log_error(DDAL_ERR_FAILURE, "cannot get flags from interface <%s>\n", ifname);
-    if (control.set_flags(static_cast<short>(flags & ~IFF_UP)) != 0)
-        return log_error(DDAL_ERR_FAILURE, "cannot set flags for interface <%s>\n", ifname);
-    return 0;
+    return ddal::phy::change_flags(__func__, ifname, 0, IFF_UP);
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <linux/ethtool.h>
+#include <optional>
 
 #include "core/unique_fd.h"
 
@@ -29,8 +30,19 @@ private:
     core::UniqueFd socket_;
 };
 
-// Prints the text of errno to standard error, as these settings report their failures. Yields -1001.
-int print_failure(const char *text);
+// The settings of an interface. Reading and writing print a failure: `text` where the driver refuses. 0 or -1001.
+class InterfaceSettings {
+public:
+    explicit InterfaceSettings(const char *ifname) : ifname_(ifname) {}
+    int read(const char *text);
+    int write(const char *text);
+
+    ethtool_cmd values{};
+
+private:
+    const char *ifname_;
+    std::optional<InterfaceControl> control_; // since the settings were read
+};
 
 } // namespace ddal::phy
 

@@ -1,13 +1,12 @@
 // Which D-Bus object tells the state of a link.
-#include <ddal/ex_switch.h>
 #include <ddal/phy.h>
-#include <ddal/unit.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <net/if.h>
 
 #include "core/log.h"
+#include "identity/boards.h"
 #include "phy/association.h"
 #include "phy/link_event.h"
 
@@ -16,11 +15,10 @@ using namespace ddal::phy;
 namespace {
 
 constexpr uint32_t kLinkEvent = 0;
-constexpr uint32_t kSwitchDevId = 3; // the interface that can carry an external multiport switch
 
 struct Source {
     const char *bus_name;
-    const char *interface;
+    const char *bus_interface;
     const char *path; // without the number, whose first digit D-Bus escapes as "_3" and the digit
     size_t path_size; // of the whole path in bytes: room for three digits
     const char *number;
@@ -42,7 +40,7 @@ int watch(const char *caller, const Source &source, uint32_t number)
     if (length < 0 || static_cast<size_t>(length) >= source.path_size)
         return log_error_as(caller, -1, "unable to construct object path with %s %d\n", source.number,
                             static_cast<int>(number));
-    return _ddal_phy_event_register(source.bus_name, source.interface, path);
+    return _ddal_phy_event_register(source.bus_name, source.bus_interface, path);
 }
 
 // Registers the link of a PHY device. The descriptor, -1, or below that the code to return.
@@ -64,17 +62,16 @@ Opened open_switch_port(const char *caller, uint32_t phy_dev, int (*open_port)(u
 
 Opened open_link(const char *caller, uint32_t phy_dev)
 {
-    if (ddal_unit_get_board() == kMboBoard)
+    if (ddal::identity::this_board().broadcom_switch)
         return open_switch_port(caller, phy_dev, ddal_phy_event_register_broadcom_switch);
 
-    Interface interface {
-    };
-    const int rc = find_interface(caller, phy_dev, &interface);
+    Interface found{};
+    const int rc = find_interface(caller, phy_dev, &found);
     if (rc != 0)
         return {-1, rc};
-    if (interface.dev_id == kSwitchDevId && is_BH3_type_multiport_switch() != -1)
+    if (carries_external_switch(found.dev_id))
         return open_switch_port(caller, phy_dev, ddal_phy_event_register_marvell_switch);
-    return {ddal_phy_event_register_linux_interface(interface.name), 0};
+    return {ddal_phy_event_register_linux_interface(found.name), 0};
 }
 
 } // namespace

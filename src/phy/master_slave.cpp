@@ -13,6 +13,9 @@ using namespace ddal::phy;
 
 namespace {
 
+using enum Needs;
+using enum Rule;
+
 constexpr uint16_t kManual = 0x1000;
 constexpr uint16_t kMaster = 0x0800;
 constexpr uint16_t kMultiPort = 0x0400;
@@ -40,10 +43,14 @@ const Mode *find_mode(uint32_t mode)
     return nullptr;
 }
 
-int refuse_switch_port(const char *caller, uint32_t port)
-{
-    return log_error_as(caller, -ENOSYS, "no master/slave operation on switch port %u\n", port);
-}
+// clang-format off
+constexpr Served kGetRole{{"copper get master slave", nullptr, kCachedType, kCopper, "is_master"},
+                          ddal_bcm_get_master_slave, nullptr};
+constexpr Served kSetRole{{"copper set master slave", nullptr, kCachedType, kCopper},
+                          ddal_bcm_set_master_slave, nullptr};
+constexpr Served kGetRoleConfiguration{{"copper get master slave configuration", nullptr, kCachedType, kCopper, "config"},
+                                       ddal_bcm_get_master_slave_configuration, nullptr};
+// clang-format on
 
 // Changes the role, resets the PHY and lets the kernel apply its settings again.
 int apply_mode(uint32_t phy_dev, const Mode &mode)
@@ -52,37 +59,26 @@ int apply_mode(uint32_t phy_dev, const Mode &mode)
     int rc = ddal_phy_read(phy_dev, kGigabitControl, 0, &gigabit);
     if (rc != 0)
         return rc;
-    InterfaceControl control{kReappliedInterface};
-    if (!control)
-        return print_failure("Unable to create socket");
-    ethtool_cmd settings{};
-    if (control.get_settings(&settings) != 0)
-        return print_failure("Unable to get settings via ethtool");
+    InterfaceSettings settings{kReappliedInterface};
+    rc = settings.read("Unable to get settings via ethtool");
+    if (rc != 0)
+        return rc;
 
     rc = ddal_phy_write(phy_dev, kGigabitControl, 0, static_cast<uint16_t>((gigabit & ~mode.clear) | mode.set));
     if (rc == 0)
         rc = change_register(phy_dev, kControl, 0xFFFF, kControlReset);
     if (rc != 0)
         return rc;
-    return control.set_settings(&settings) == 0 ? 0 : print_failure("Unable to set ethtool settings.");
+    return settings.write("Unable to set ethtool settings.");
 }
 
 } // namespace
 
 int ddal_phy_copper_get_master_slave(uint32_t phy_dev, uint16_t *is_master)
 {
-    if (!is_master)
-        return log_error(DDAL_ERR_FAILURE, "is_master is NULL\n");
-    Route route{{__func__, "copper get master slave", nullptr, Rule::kCachedType}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_get_master_slave(route.port(), is_master));
-    case BackEnd::kMarvell: return refuse_switch_port(__func__, route.port());
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kGetRole, is_master))
+        return *answer;
     if (const int rc = change_register(phy_dev, kExpansion, kKeepInExpansion, 0))
         return rc;
     uint16_t status = 0;
@@ -93,35 +89,18 @@ int ddal_phy_copper_get_master_slave(uint32_t phy_dev, uint16_t *is_master)
 
 int ddal_phy_copper_set_master_slave(uint32_t phy_dev, uint32_t mode)
 {
-    Route route{{__func__, "copper set master slave", nullptr, Rule::kCachedType}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_set_master_slave(route.port(), mode));
-    case BackEnd::kMarvell: return refuse_switch_port(__func__, route.port());
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kSetRole, mode))
+        return *answer;
     const Mode *const row = find_mode(mode);
     return row ? apply_mode(phy_dev, *row) : log_error(-EINVAL, "wrong mode value\n");
 }
 
 int ddal_phy_copper_get_master_slave_configuration(uint32_t phy_dev, uint16_t *config, uint16_t *port_type)
 {
-    if (!config || !port_type)
-        return log_error(DDAL_ERR_FAILURE, "config is NULL\n");
-    Route route{{__func__, "copper get master slave configuration", nullptr, Rule::kCachedType}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom:
-        return route.finish(ddal_bcm_get_master_slave_configuration(route.port(), config, port_type));
-    case BackEnd::kMarvell: return refuse_switch_port(__func__, route.port());
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kGetRoleConfiguration, config, port_type))
+        return *answer;
     uint16_t gigabit = 0;
     if (const int rc = ddal_phy_read(phy_dev, kGigabitControl, 0, &gigabit))
         return rc;

@@ -16,10 +16,12 @@
 #include "phy/route.h"
 
 using ddal::core::UniqueFd;
-
 using namespace ddal::phy;
 
 namespace {
+
+using enum Needs;
+using enum Rule;
 
 constexpr char kReleased = '0';
 
@@ -33,6 +35,23 @@ constexpr ResetLine kResetLines[] = {
     {1, "/sys/class/cpld-usr/cpld-usr/bh_phy2_reset"},
     {3, "/sys/class/cpld-usr/cpld-usr/bh_phy3_reset"},
 };
+
+int switch_external_off(uint32_t port)
+{
+    return ex_switch_phy_copper_power(port, 0);
+}
+
+int switch_external_on(uint32_t port)
+{
+    return ex_switch_phy_copper_power(port, 1);
+}
+
+// clang-format off
+constexpr Served kPowerDown{{"copper power down", "ex_switch_phy_copper_power", kFitting, kPhysAndCopper},
+                            ddal_bcm_power_down, switch_external_off};
+constexpr Served kPowerUp{{"copper power up", "ex_switch_phy_copper_power", kFitting, kPhysAndCopper},
+                          ddal_bcm_power_up, switch_external_on};
+// clang-format on
 
 int release_reset(const char *caller, uint32_t dev_id)
 {
@@ -72,24 +91,13 @@ int ddal_phy_file_write(const char *path, char byte)
     return 0;
 }
 
-using namespace ddal::phy;
-
 int ddal_phy_copper_power_down(uint32_t phy_dev)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    Route route{{__func__, "copper power down", "ex_switch_phy_copper_power", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_power_down(route.port()));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_copper_power(route.port(), 0));
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kPowerDown))
+        return *answer;
 
-    const char *const ifname = route.interface().name;
+    const char *const ifname = route.found().name;
     if (ddal_ifconfig_down(ifname) != 0)
         return log_error(DDAL_ERR_FAILURE, "ddal_ifconfig_down failed for interface 0x%x, ifname: %s\n", phy_dev,
                          ifname);
@@ -102,19 +110,10 @@ int ddal_phy_copper_power_down(uint32_t phy_dev)
 
 int ddal_phy_copper_power_up(uint32_t phy_dev)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    Route route{{__func__, "copper power up", "ex_switch_phy_copper_power", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_power_up(route.port()));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_copper_power(route.port(), 1));
-    case BackEnd::kLocal: break;
-    }
-    if (const int rc = route.check_copper())
-        return rc;
-    if (const int rc = release_reset(__func__, route.interface().dev_id))
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kPowerUp))
+        return *answer;
+    if (const int rc = release_reset(__func__, route.found().dev_id))
         return rc;
 
     uint16_t control = 0;
@@ -128,7 +127,7 @@ int ddal_phy_copper_power_up(uint32_t phy_dev)
     ddal_phy_copper_status status{};
     if (ddal_phy_copper_get_status(phy_dev, &status) != 0)
         return log_error(DDAL_ERR_FAILURE, "unable to get link status\n");
-    const char *const ifname = route.interface().name;
+    const char *const ifname = route.found().name;
     if (status.link != 1 && ddal_ifconfig_up(ifname) != 0)
         return log_error(DDAL_ERR_FAILURE, "Ifconfig up %s failed\n", ifname);
     return 0;

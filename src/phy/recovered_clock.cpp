@@ -3,16 +3,22 @@
 #include <ddal/bcm.h>
 #include <ddal/devicetree.h>
 #include <ddal/phy.h>
-#include <ddal/unit.h>
 
 #include <cerrno>
 #include <iterator>
 
 #include "core/log.h"
+#include "identity/boards.h"
 #include "phy/association.h"
 #include "phy/registers.h"
+#include "switch/broadcom/marvell_clock.h"
 
 using namespace ddal::phy;
+using ddal::ethswitch::find_marvell_clock;
+using ddal::ethswitch::kMarvellClockField;
+using ddal::ethswitch::kMarvellClockPage;
+using ddal::ethswitch::kMarvellClockRegister;
+using ddal::ethswitch::MarvellClock;
 
 namespace {
 
@@ -24,17 +30,6 @@ constexpr uint16_t kMmdDeviceData = 0x4007;
 constexpr uint16_t kMmdClockRegister = 0x8016;
 constexpr uint16_t kAtherosField = 0x001C;
 constexpr uint16_t kAtherosCodes[] = {0x00, 0x18, 0x04, 0x08, 0x0C, 0x10, 0x14, 0x1C};
-
-constexpr uint32_t kMarvellPage = 2;
-constexpr uint32_t kMarvellRegister = 16;
-constexpr uint16_t kMarvellField = 0x1C07;
-
-struct MarvellCode {
-    uint16_t code;
-    uint16_t bits;
-};
-
-constexpr MarvellCode kMarvellCodes[] = {{2, 0x0C01}, {1, 0x1C00}, {7, 0x1C01}};
 
 struct Maker {
     uint32_t identity;
@@ -61,45 +56,49 @@ int address_atheros_clock(uint32_t dev_id)
 
 namespace {
 
-bool is_2500_phy(const ddal_phy_association &association)
+// A PHY of the MBO board.
+struct MboPhy {
+    uint32_t port; // of the switch
+    bool is_2500;
+};
+
+int find_mbo_phy(const char *caller, uint32_t phy_dev, MboPhy *phy)
 {
+    ddal_phy_association association{};
+    const int rc = ddal_phy_get_association(phy_dev, &association);
+    if (rc != 0)
+        return log_error_as(caller, rc, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
     uint32_t type = kTypeUnset;
     if (association.bh_port == 3)
         get_cached_bh_type(&type);
-    return type == kTypeMbo2500;
+    *phy = {static_cast<uint32_t>(association.switch_port), type == kTypeMbo2500};
+    return 0;
 }
 
 int get_on_mbo(const char *caller, uint32_t phy_dev, uint16_t *code)
 {
-    ddal_phy_association association{};
-    const int rc = ddal_phy_get_association(phy_dev, &association);
-    if (rc != 0)
-        return log_error_as(caller, rc, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
-    if (is_2500_phy(association)) {
+    MboPhy phy{};
+    if (const int rc = find_mbo_phy(caller, phy_dev, &phy))
+        return rc;
+    if (phy.is_2500)
         *code = kCode25MHz;
-        return 0;
-    }
-    if (ddal_bcm_get_rclk_freq(static_cast<uint32_t>(association.switch_port), code) == 0)
-        return 0;
-    return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board get rclk frequency error: %d\n",
-                        static_cast<int>(phy_dev));
+    else if (ddal_bcm_get_rclk_freq(phy.port, code) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board get rclk frequency error: %d\n",
+                            static_cast<int>(phy_dev));
+    return 0;
 }
 
 int set_on_mbo(const char *caller, uint32_t phy_dev, uint16_t code)
 {
-    ddal_phy_association association{};
-    const int rc = ddal_phy_get_association(phy_dev, &association);
-    if (rc != 0)
-        return log_error_as(caller, rc, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
-    if (is_2500_phy(association)) {
-        if (code == kCode25MHz)
-            return 0;
+    MboPhy phy{};
+    if (const int rc = find_mbo_phy(caller, phy_dev, &phy))
+        return rc;
+    if (phy.is_2500 && code != kCode25MHz)
         return log_error_as(caller, DDAL_ERR_FAILURE, "only 25 Mhz supported for 2.5G PHY\n");
-    }
-    if (ddal_bcm_set_rclk_freq(static_cast<uint32_t>(association.switch_port), code) == 0)
-        return 0;
-    return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board set rclk frequency error: %d\n",
-                        static_cast<int>(phy_dev));
+    if (!phy.is_2500 && ddal_bcm_set_rclk_freq(phy.port, code) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board set rclk frequency error: %d\n",
+                            static_cast<int>(phy_dev));
+    return 0;
 }
 
 // Whether the device's clock is that of an external switch port, which is always 25 MHz. 0 or -1001.
@@ -118,17 +117,15 @@ int find_fixed_clock(const char *caller, uint32_t phy_dev, bool *fixed)
 // The interface behind a PHY device and the maker of its PHY. 0, -1001 or -ENOSYS.
 int find_maker(const char *caller, uint32_t phy_dev, uint32_t *dev_id, const Maker **maker)
 {
-    Interface interface {
-    };
+    Interface found{};
     uint16_t high = 0;
     uint16_t low = 0;
-    if (find_interface(caller, phy_dev, &interface) != 0 ||
-        ddal_phy_read_direct(interface.dev_id, kIdentity1, 0, &high) != 0 ||
-        ddal_phy_read_direct(interface.dev_id, kIdentity2, 0, &low) != 0)
+    if (find_interface(caller, phy_dev, &found) != 0 || ddal_phy_read_direct(found.dev_id, kIdentity1, 0, &high) != 0 ||
+        ddal_phy_read_direct(found.dev_id, kIdentity2, 0, &low) != 0)
         return DDAL_ERR_FAILURE;
 
     const uint32_t identity = (uint32_t{high} << 16 | low) & kIdentityMask;
-    *dev_id = interface.dev_id;
+    *dev_id = found.dev_id;
     for (const Maker &row : kMakers) {
         if (row.identity == identity) {
             *maker = &row;
@@ -168,38 +165,32 @@ int ddal_phy_set_rclk_freq_atheros(uint32_t dev_id, uint16_t code)
 int ddal_phy_get_rclk_freq_marvel(uint32_t dev_id, uint16_t *code)
 {
     uint16_t data = 0;
-    if (ddal_phy_read_direct(dev_id, kMarvellRegister, kMarvellPage, &data) != 0)
+    if (ddal_phy_read_direct(dev_id, kMarvellClockRegister, kMarvellClockPage, &data) != 0)
         return log_error(DDAL_ERR_FAILURE, "ddal_phy_read() failed\n");
-    for (const MarvellCode &row : kMarvellCodes) {
-        if (row.bits == (data & kMarvellField)) {
-            *code = row.code;
-            return 0;
-        }
-    }
-    return log_error(DDAL_ERR_FAILURE, "inconsistient device config, freq not set\n");
+    const MarvellClock *const clock = find_marvell_clock(&MarvellClock::bits, data & kMarvellClockField);
+    if (!clock)
+        return log_error(DDAL_ERR_FAILURE, "inconsistient device config, freq not set\n");
+    *code = static_cast<uint16_t>(clock->code);
+    return 0;
 }
 
 int ddal_phy_set_rclk_freq_marvel(uint32_t dev_id, uint16_t code)
 {
-    for (const MarvellCode &row : kMarvellCodes) {
-        if (row.code != code)
-            continue;
-        uint16_t data = 0;
-        if (ddal_phy_read_direct(dev_id, kMarvellRegister, kMarvellPage, &data) != 0)
-            return log_error(DDAL_ERR_FAILURE, "ddal_phy_read() failed\n");
-        data = static_cast<uint16_t>((data & ~kMarvellField) | row.bits);
-        return ddal_phy_write_direct(dev_id, kMarvellRegister, kMarvellPage, data);
-    }
-    return log_error(-ENOSYS, "selected frequency is not supported by the marvel chip\n");
+    const MarvellClock *const clock = find_marvell_clock(&MarvellClock::code, code);
+    if (!clock)
+        return log_error(-ENOSYS, "selected frequency is not supported by the marvell chip\n");
+    uint16_t data = 0;
+    if (ddal_phy_read_direct(dev_id, kMarvellClockRegister, kMarvellClockPage, &data) != 0)
+        return log_error(DDAL_ERR_FAILURE, "ddal_phy_read() failed\n");
+    data = static_cast<uint16_t>((data & ~kMarvellClockField) | clock->bits);
+    return ddal_phy_write_direct(dev_id, kMarvellClockRegister, kMarvellClockPage, data);
 }
 
 int ddal_phy_get_rclk_freq(uint32_t phy_dev, uint16_t *code)
 {
-    using namespace ddal::phy;
-
     if (!code)
         return log_error(DDAL_ERR_FAILURE, "frequency points to null!\n");
-    if (ddal_unit_get_board() == kMboBoard)
+    if (ddal::identity::this_board().broadcom_switch)
         return get_on_mbo(__func__, phy_dev, code);
 
     bool fixed = false;
@@ -217,9 +208,7 @@ int ddal_phy_get_rclk_freq(uint32_t phy_dev, uint16_t *code)
 
 int ddal_phy_set_rclk_freq(uint32_t phy_dev, uint16_t code)
 {
-    using namespace ddal::phy;
-
-    if (ddal_unit_get_board() == kMboBoard)
+    if (ddal::identity::this_board().broadcom_switch)
         return set_on_mbo(__func__, phy_dev, code);
 
     bool fixed = false;

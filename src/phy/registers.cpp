@@ -2,14 +2,14 @@
 
 #include <ddal/bcm.h>
 #include <ddal/phy.h>
-#include <ddal/unit.h>
 
 #include <cerrno>
 #include <fcntl.h>
 
 #include "core/log.h"
 #include "core/unique_fd.h"
-#include "phy/route.h"
+#include "identity/boards.h"
+#include "phy/association.h"
 
 using ddal::core::UniqueFd;
 
@@ -17,10 +17,8 @@ namespace ddal::phy {
 
 namespace {
 
-constexpr int kBoardWithTwoBuses = 4;
-
 struct RegsNode {
-    bool two_buses; // board type 4
+    bool two_buses;
     uint32_t dev_id;
     const char *path;
 };
@@ -55,7 +53,7 @@ bool moves_whole(Transfer transfer)
 
 int get_phy_regs_filename(uint32_t dev_id, const char **filename)
 {
-    const bool two_buses = ddal_unit_get_board() == kBoardWithTwoBuses;
+    const bool two_buses = identity::this_board().two_mdio_buses;
     for (const RegsNode &node : kRegsNodes) {
         if (node.two_buses == two_buses && node.dev_id == dev_id) {
             *filename = node.path;
@@ -65,6 +63,48 @@ int get_phy_regs_filename(uint32_t dev_id, const char **filename)
     return log_error(DDAL_ERR_FAILURE, "cannot match phy_regs node to interface dev_id %d\n", static_cast<int>(dev_id));
 }
 
+namespace {
+
+// Opens the node of an interface's PHY and lets `move` transfer one register; `call` is its name in the log.
+template <typename Move>
+int transfer(const char *caller, uint32_t dev_id, int flags, const char *call, Move move)
+{
+    const char *path = nullptr;
+    if (get_phy_regs_filename(dev_id, &path) != 0)
+        return DDAL_ERR_FAILURE;
+    UniqueFd fd{open(path, flags | O_CLOEXEC)};
+    if (!fd)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "Cannot open file %s (%m)\n", path);
+    if (!moves_whole([&] { return move(fd.get()); }))
+        return log_error_as(caller, DDAL_ERR_FAILURE, "Unable to %s %s (%m)\n", call, path);
+    if (fd.close() != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);
+    return 0;
+}
+
+// Lets the Broadcom switch of the MBO board serve an access, or the interface of any other board.
+template <typename BySwitch, typename Direct>
+int access(const char *caller, uint32_t phy_dev, const char *verb, bool data_missing, BySwitch by_switch, Direct direct)
+{
+    const identity::Board &board = identity::this_board();
+    if (!board.phys)
+        return -ENOSYS;
+    if (data_missing)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "data is NULL\n");
+    if (!board.broadcom_switch) {
+        Interface found{};
+        const int rc = find_interface(caller, phy_dev, &found);
+        return rc != 0 ? rc : direct(found.dev_id);
+    }
+    ddal_phy_association association{};
+    if (ddal_phy_get_association(phy_dev, &association) != 0 ||
+        by_switch(static_cast<uint32_t>(association.switch_port)) != 0)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "MBO board %s PHY error: %d\n", verb, static_cast<int>(phy_dev));
+    return 0;
+}
+
+} // namespace
+
 int change_register(uint32_t phy_dev, uint32_t reg, uint16_t keep, uint16_t set)
 {
     uint16_t data = 0;
@@ -72,96 +112,39 @@ int change_register(uint32_t phy_dev, uint32_t reg, uint16_t keep, uint16_t set)
     return rc != 0 ? rc : ddal_phy_write(phy_dev, reg, 0, static_cast<uint16_t>((data & keep) | set));
 }
 
-namespace {
-
-// The port of the Broadcom switch behind a PHY device of the MBO board. 0 or the association's code.
-int find_switch_port(uint32_t phy_dev, uint32_t *port)
-{
-    ddal_phy_association association{};
-    const int rc = ddal_phy_get_association(phy_dev, &association);
-    *port = static_cast<uint32_t>(association.switch_port);
-    return rc;
-}
-
-} // namespace
-
 } // namespace ddal::phy
 
 using namespace ddal::phy;
 
 int ddal_phy_read_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t *data)
 {
-    const char *path = nullptr;
-    if (get_phy_regs_filename(dev_id, &path) != 0)
-        return DDAL_ERR_FAILURE;
-    UniqueFd fd{open(path, O_RDONLY | O_CLOEXEC)};
-    if (!fd)
-        return log_error(DDAL_ERR_FAILURE, "Cannot open file %s (%m)\n", path);
-    if (!moves_whole([&] { return pread(fd.get(), data, sizeof *data, offset_of(reg, page)); }))
-        return log_error(DDAL_ERR_FAILURE, "Unable to pread %s (%m)\n", path);
-    if (fd.close() != 0)
-        return log_error(DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);
-    return 0;
+    return transfer(__func__, dev_id, O_RDONLY, "pread",
+                    [=](int fd) { return pread(fd, data, sizeof *data, offset_of(reg, page)); });
 }
 
 int ddal_phy_write_direct(uint32_t dev_id, uint32_t reg, uint32_t page, uint16_t value)
 {
-    const char *path = nullptr;
-    if (get_phy_regs_filename(dev_id, &path) != 0)
-        return DDAL_ERR_FAILURE;
-    UniqueFd fd{open(path, O_WRONLY | O_CLOEXEC)};
-    if (!fd)
-        return log_error(DDAL_ERR_FAILURE, "Cannot open file %s (%m)\n", path);
-    if (!moves_whole([&] { return pwrite(fd.get(), &value, sizeof value, offset_of(reg, page)); }))
-        return log_error(DDAL_ERR_FAILURE, "Unable to pwrite %s (%m)\n", path);
-    if (fd.close() != 0)
-        return log_error(DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);
-    return 0;
+    return transfer(__func__, dev_id, O_WRONLY, "pwrite",
+                    [&](int fd) { return pwrite(fd, &value, sizeof value, offset_of(reg, page)); });
 }
 
 int ddal_phy_read(uint32_t phy_dev, uint32_t reg, uint32_t page, uint16_t *data)
 {
-    using namespace ddal::phy;
-
-    const int board = ddal_unit_get_board();
-    if (board == kBoardWithoutPhys)
-        return -ENOSYS;
-    if (!data)
-        return log_error(DDAL_ERR_FAILURE, "data is NULL\n");
-    if (board == kMboBoard) {
-        uint32_t port = 0;
-        if (find_switch_port(phy_dev, &port) != 0 || ddal_bcm_read_ext_phy_register(port, reg, data) != 0)
-            return log_error(DDAL_ERR_FAILURE, "MBO board read PHY error: %d\n", static_cast<int>(phy_dev));
-        return 0;
-    }
-
-    Interface interface {
-    };
-    const int rc = find_interface(__func__, phy_dev, &interface);
-    return rc != 0 ? rc : ddal_phy_read_direct(interface.dev_id, reg, page, data);
+    return access(
+        __func__, phy_dev, "read", !data,
+        [=](uint32_t port) { return ddal_bcm_read_ext_phy_register(port, reg, data); },
+        [=](uint32_t dev_id) { return ddal_phy_read_direct(dev_id, reg, page, data); });
 }
 
 int ddal_phy_write(uint32_t phy_dev, uint32_t reg, uint32_t page, uint16_t value)
 {
-    using namespace ddal::phy;
-
-    const int board = ddal_unit_get_board();
-    if (board == kBoardWithoutPhys)
-        return -ENOSYS;
-    if (board == kMboBoard) {
-        uint32_t port = 0;
-        if (find_switch_port(phy_dev, &port) != 0 || ddal_bcm_write_ext_phy_register(port, reg, value) != 0)
-            return log_error(DDAL_ERR_FAILURE, "MBO board write PHY error: %d\n", static_cast<int>(phy_dev));
-        return 0;
-    }
-
-    Interface interface {
-    };
-    const int rc = find_interface(__func__, phy_dev, &interface);
-    return rc != 0 ? rc : ddal_phy_write_direct(interface.dev_id, reg, page, value);
+    return access(
+        __func__, phy_dev, "write", false,
+        [=](uint32_t port) { return ddal_bcm_write_ext_phy_register(port, reg, value); },
+        [=](uint32_t dev_id) { return ddal_phy_write_direct(dev_id, reg, page, value); });
 }
 
 int ddal_phy_copper_get_expansion_reg(uint32_t phy_dev, uint16_t *value)
 {
-    return ddal_phy_read(phy_dev, ddal::phy::kExpansion, 0, value);
+    return ddal_phy_read(phy_dev, kExpansion, 0, value);
 }

@@ -3,8 +3,7 @@
 #include <ddal/ex_switch.h>
 #include <ddal/phy.h>
 
-#include <cerrno>
-#include <cstdio>
+#include <functional>
 
 #include "core/log.h"
 #include "phy/interface_control.h"
@@ -14,152 +13,100 @@ using namespace ddal::phy;
 
 namespace {
 
-// The settings of a PHY's interface; a failure also appears under the caller's name.
-int read_settings(const char *caller, uint32_t phy_dev, const Interface &interface, ethtool_cmd *settings)
+using enum Needs;
+using enum Rule;
+
+// clang-format off
+constexpr Served kSetAutoneg{{"set autoneg", "ex_switch_phy_set_autoneg", kFitting, kPhys},
+                             ddal_bcm_set_autoneg, ex_switch_phy_set_autoneg};
+constexpr Served kGetAutoneg{{"get autoneg", "ex_switch_phy_get_autoneg", kFitting, kPhys, "state"},
+                             ddal_bcm_get_autoneg, ex_switch_phy_get_autoneg};
+constexpr Served kSetDuplexMode{{"set duplex mode", "ex_switch_phy_set_duplex_mode", kFitting, kPhys},
+                                ddal_bcm_set_duplex_mode, ex_switch_phy_set_duplex_mode};
+constexpr Served kGetDuplexMode{{"get duplex mode", "ex_switch_phy_get_duplex_mode", kFitting, kPhys, "mode"},
+                                ddal_bcm_get_duplex_mode, ex_switch_phy_get_duplex_mode};
+constexpr Served kSetSpeed{{"set speed", "ex_switch_phy_set_speed", kFitting, kPhys},
+                           ddal_bcm_set_speed, ex_switch_phy_set_speed};
+constexpr Served kGetSpeed{{"get speed", "ex_switch_phy_get_speed", kFitting, kPhys, "speed"},
+                           ddal_bcm_get_speed, ex_switch_phy_get_speed};
+// clang-format on
+
+constexpr const char *kCannotGet = "Unable to get settings via ethtool.";
+
+uint32_t autoneg_of(const ethtool_cmd &settings)
 {
-    InterfaceControl control{interface.name};
-    if (control && control.get_settings(settings) == 0)
-        return 0;
-    perror(control ? "Unable to get settings via ethtool." : "Unable to create socket");
-    return log_error_as(caller, DDAL_ERR_FAILURE, "failed to get settings for interface 0x%x[%s]\n", phy_dev,
-                        interface.name);
+    return settings.autoneg == AUTONEG_ENABLE;
 }
 
-// Reads the settings, lets `change` alter them and writes them back.
-template <typename Change>
-int change_settings(const Interface &interface, const char *failure, Change change)
+// Stores what `read` finds in the settings of a PHY's interface; after a failure the settings are empty.
+template <typename Read>
+int get_setting(const char *caller, uint32_t phy_dev, const Served<uint32_t *> &operation, uint32_t *value, Read read)
 {
-    InterfaceControl control{interface.name};
-    if (!control)
-        return print_failure("Unable to create socket");
-    ethtool_cmd settings{};
-    if (control.get_settings(&settings) != 0)
-        return print_failure("Unable to get settings via ethtool.");
-    change(settings);
-    return control.set_settings(&settings) == 0 ? 0 : print_failure(failure);
+    Route route{caller, phy_dev};
+    if (const auto answer = route.ask(operation, value))
+        return *answer;
+
+    const char *const ifname = route.found().name;
+    InterfaceSettings settings{ifname};
+    const int rc = settings.read(kCannotGet);
+    *value = std::invoke(read, settings.values);
+    return log_failure_as(caller, rc, "failed to get settings for interface 0x%x[%s]\n", phy_dev, ifname);
+}
+
+template <typename Field>
+int set_setting(const char *caller, uint32_t phy_dev, const Served<uint32_t> &operation, uint32_t value,
+                Field ethtool_cmd::*field, const char *failure)
+{
+    Route route{caller, phy_dev};
+    if (const auto answer = route.ask(operation, value))
+        return *answer;
+
+    InterfaceSettings settings{route.found().name};
+    if (const int rc = settings.read(kCannotGet))
+        return rc;
+    settings.values.*field = static_cast<Field>(value);
+    return settings.write(failure);
 }
 
 } // namespace
 
 int ddal_phy_set_autoneg(uint32_t phy_dev, uint32_t, uint32_t state)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    Route route{{__func__, "set autoneg", "ex_switch_phy_set_autoneg", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_set_autoneg(route.port(), state));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_set_autoneg(route.port(), state));
-    case BackEnd::kLocal: break;
-    }
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask(kSetAutoneg, state))
+        return *answer;
 
-    const char *const ifname = route.interface().name;
-    InterfaceControl control{ifname};
-    if (!control)
-        return print_failure("Unable to create socket");
-    ethtool_cmd settings{};
-    if (control.get_settings(&settings) != 0)
-        return print_failure("Unable to get ethtool settings.");
-    settings.autoneg = state == 1 ? AUTONEG_ENABLE : AUTONEG_DISABLE;
-    if (settings.autoneg == AUTONEG_ENABLE)
-        log_line(LOG_WARNING, "enabling aneg for interface %s\n", ifname);
-    else
-        log_line(LOG_WARNING, "disabling aneg for interface %s\n", ifname);
-    return control.set_settings(&settings) == 0 ? 0 : print_failure("Unable to set ethtool settings.");
+    const char *const ifname = route.found().name;
+    InterfaceSettings settings{ifname};
+    if (const int rc = settings.read("Unable to get ethtool settings."))
+        return rc;
+    settings.values.autoneg = state == 1 ? AUTONEG_ENABLE : AUTONEG_DISABLE;
+    log_line(LOG_WARNING, "%s aneg for interface %s\n", state == 1 ? "enabling" : "disabling", ifname);
+    return settings.write("Unable to set ethtool settings.");
 }
 
 int ddal_phy_get_autoneg(uint32_t phy_dev, uint32_t, uint32_t *state)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    if (!state)
-        return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
-    Route route{{__func__, "get autoneg", "ex_switch_phy_get_autoneg", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_get_autoneg(route.port(), state));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_get_autoneg(route.port(), state));
-    case BackEnd::kLocal: break;
-    }
-
-    ethtool_cmd settings{};
-    const int rc = read_settings(__func__, phy_dev, route.interface(), &settings);
-    *state = settings.autoneg == AUTONEG_ENABLE;
-    return rc;
+    return get_setting(__func__, phy_dev, kGetAutoneg, state, autoneg_of);
 }
 
 int ddal_phy_set_duplex_mode(uint32_t phy_dev, uint32_t, uint32_t mode)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    Route route{{__func__, "set duplex mode", "ex_switch_phy_set_duplex_mode", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_set_duplex_mode(route.port(), mode));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_set_duplex_mode(route.port(), mode));
-    case BackEnd::kLocal: break;
-    }
-    return change_settings(route.interface(), "Unable to set duplex mode via ethtool.",
-                           [=](ethtool_cmd &settings) { settings.duplex = static_cast<uint8_t>(mode); });
+    return set_setting(__func__, phy_dev, kSetDuplexMode, mode, &ethtool_cmd::duplex,
+                       "Unable to set duplex mode via ethtool.");
 }
 
 int ddal_phy_get_duplex_mode(uint32_t phy_dev, uint32_t, uint32_t *mode)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    if (!mode)
-        return log_error(DDAL_ERR_FAILURE, "mode is NULL\n");
-    Route route{{__func__, "get duplex mode", "ex_switch_phy_get_duplex_mode", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_get_duplex_mode(route.port(), mode));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_get_duplex_mode(route.port(), mode));
-    case BackEnd::kLocal: break;
-    }
-
-    ethtool_cmd settings{};
-    const int rc = read_settings(__func__, phy_dev, route.interface(), &settings);
-    *mode = settings.duplex;
-    return rc;
+    return get_setting(__func__, phy_dev, kGetDuplexMode, mode, &ethtool_cmd::duplex);
 }
 
 int ddal_phy_set_speed(uint32_t phy_dev, uint32_t, uint32_t speed)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    Route route{{__func__, "set speed", "ex_switch_phy_set_speed", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_set_speed(route.port(), speed));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_set_speed(route.port(), speed));
-    case BackEnd::kLocal: break;
-    }
-    return change_settings(route.interface(), "Unable to set speed via ethtool.",
-                           [=](ethtool_cmd &settings) { settings.speed = static_cast<uint16_t>(speed); });
+    return set_setting(__func__, phy_dev, kSetSpeed, speed, &ethtool_cmd::speed, "Unable to set speed via ethtool.");
 }
 
 int ddal_phy_get_speed(uint32_t phy_dev, uint32_t, uint32_t *speed)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    if (!speed)
-        return log_error(DDAL_ERR_FAILURE, "speed is NULL\n");
-    Route route{{__func__, "get speed", "ex_switch_phy_get_speed", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find())
-        return rc;
-    switch (route.back_end()) {
-    case BackEnd::kBroadcom: return route.finish(ddal_bcm_get_speed(route.port(), speed));
-    case BackEnd::kMarvell: return route.finish(ex_switch_phy_get_speed(route.port(), speed));
-    case BackEnd::kLocal: break;
-    }
-
-    ethtool_cmd settings{};
-    const int rc = read_settings(__func__, phy_dev, route.interface(), &settings);
-    *speed = settings.speed;
-    return rc;
+    return get_setting(__func__, phy_dev, kGetSpeed, speed, &ethtool_cmd::speed);
 }

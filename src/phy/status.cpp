@@ -3,7 +3,6 @@
 #include <ddal/ex_switch.h>
 #include <ddal/phy.h>
 
-#include <cerrno>
 #include <net/if.h>
 
 #include "core/log.h"
@@ -16,38 +15,35 @@ static_assert(sizeof(ddal_phy_copper_status) == 12);
 
 namespace {
 
-constexpr uint32_t kUnknown = UINT32_MAX;
+using enum Needs;
+using enum Rule;
+
+constexpr Served kGetStatus{{"copper get status", "ex_switch_phy_copper_get_status", kFitting, kPhys, "status"},
+                            ddal_bcm_copper_get_status,
+                            ex_switch_phy_copper_get_status};
 
 } // namespace
 
 int ddal_phy_copper_get_status(uint32_t phy_dev, struct ddal_phy_copper_status *status)
 {
-    if (!has_phy_access())
-        return -ENOSYS;
-    if (!status)
-        return log_error(DDAL_ERR_FAILURE, "status is NULL\n");
-    Route route{{__func__, "copper get status", "ex_switch_phy_copper_get_status", Rule::kFitting}, phy_dev};
-    if (const int rc = route.find_first())
-        return rc;
-    if (route.back_end() == BackEnd::kBroadcom)
-        return route.finish(ddal_bcm_copper_get_status(route.port(), status));
+    Route route{__func__, phy_dev};
+    if (const auto answer = route.ask_first(kGetStatus, status))
+        return *answer;
 
-    const char *const ifname = route.interface().name;
+    const char *const ifname = route.found().name;
     InterfaceControl control{ifname};
     if (!control)
         return log_error(DDAL_ERR_FAILURE, "socket creation failure\n");
     short flags = 0;
     if (control.get_flags(&flags) != 0)
         return log_error(DDAL_ERR_FAILURE, "cannot get flags from interface <%s>\n", ifname);
-    *status = {0, kUnknown, kUnknown};
+    *status = {0, uint32_t{DDAL_PHY_UNKNOWN}, uint32_t{DDAL_PHY_UNKNOWN}};
     if (!(flags & IFF_UP))
         return 0;
 
     status->link = 1;
-    if (const int rc = route.find_behind_interface())
-        return rc;
-    if (route.back_end() == BackEnd::kMarvell)
-        return route.finish(ex_switch_phy_copper_get_status(route.port(), status));
+    if (const auto answer = route.ask_behind_interface(kGetStatus, status))
+        return *answer;
 
     ethtool_cmd settings{};
     if (control.get_settings(&settings) != 0)

@@ -4,44 +4,30 @@
 #include <cerrno>
 
 #include "switch/broadcom/bcm_phy.h"
+#include "switch/broadcom/marvell_clock.h"
 #include "switch/broadcom/port.h"
 
 using namespace ddal::ethswitch;
 
 namespace ddal::ethswitch {
 
-namespace {
-
-struct ClockCode {
-    uint16_t code;
-    uint32_t bits;
-};
-
-constexpr ClockCode kClockCodes[] = {{2, 0x0C01}, {1, 0x1C00}, {7, 0x1C01}};
-
-} // namespace
-
 int reg_bits_to_frequency(uint32_t bits, uint16_t *code)
 {
-    for (const ClockCode &clock : kClockCodes) {
-        if (clock.bits == bits) {
-            *code = clock.code;
-            return 0;
-        }
-    }
-    return log_error(DDAL_ERR_FAILURE, "inconsistent device config 0x%x, frequency not retrieved\n", bits);
+    const MarvellClock *const clock = find_marvell_clock(&MarvellClock::bits, bits);
+    if (!clock)
+        return log_error(DDAL_ERR_FAILURE, "inconsistent device config 0x%x, frequency not retrieved\n", bits);
+    *code = static_cast<uint16_t>(clock->code);
+    return 0;
 }
 
 int frequency_to_reg_bits(uint16_t code, uint32_t *bits)
 {
-    for (const ClockCode &clock : kClockCodes) {
-        if (clock.code == code) {
-            *bits = clock.bits;
-            return 0;
-        }
-    }
-    return log_error(DDAL_ERR_FAILURE, "selected frequency is not supported by the marvell chip: %u\n",
-                     static_cast<unsigned>(code));
+    const MarvellClock *const clock = find_marvell_clock(&MarvellClock::code, code);
+    if (!clock)
+        return log_error(DDAL_ERR_FAILURE, "selected frequency is not supported by the marvell chip: %u\n",
+                         static_cast<unsigned>(code));
+    *bits = clock->bits;
+    return 0;
 }
 
 } // namespace ddal::ethswitch
@@ -49,9 +35,6 @@ int frequency_to_reg_bits(uint16_t code, uint32_t *bits)
 namespace {
 
 constexpr uint32_t kPageRegister = 22;
-constexpr uint32_t kClockPage = 2;
-constexpr uint32_t kClockRegister = 16;
-constexpr uint32_t kClockMask = 0x1C07;
 
 // The 2.5G PHY mirrors standard registers at 7.FFE0 and above.
 constexpr uint32_t kMirroredStatus = 0x7FFE1;
@@ -97,7 +80,7 @@ int on_clock_page(const char *caller, int mdio, Access access)
     const int rv = phy_get(mdio, kPageRegister, &page);
     if (rv != BCM_E_NONE)
         return log_error_as(caller, DDAL_ERR_FAILURE, "Failed to retrieve page on mdio %d: %s\n", mdio, sdk_text(rv));
-    if (set_page(caller, mdio, kClockPage) != 0)
+    if (set_page(caller, mdio, kMarvellClockPage) != 0)
         return DDAL_ERR_FAILURE;
     const int rc = access();
     return set_page(caller, mdio, page) != 0 ? DDAL_ERR_FAILURE : rc;
@@ -105,7 +88,7 @@ int on_clock_page(const char *caller, int mdio, Access access)
 
 int read_clock_register(const char *caller, uint32_t port, int mdio, uint32_t *data)
 {
-    const int rv = phy_get(mdio, kClockRegister, data);
+    const int rv = phy_get(mdio, kMarvellClockRegister, data);
     if (rv == BCM_E_NONE)
         return 0;
     return log_error_as(caller, DDAL_ERR_FAILURE, "Reading recovered clock failed on port %u: %s\n", port,
@@ -260,7 +243,7 @@ int ddal_bcm_get_rclk_freq(uint32_t port, uint16_t *code)
     const auto read = [&] { return read_clock_register(caller, port, mdio, &data); };
     if (on_clock_page(caller, mdio, read) != 0)
         return DDAL_ERR_FAILURE;
-    return reg_bits_to_frequency(data & kClockMask, code);
+    return reg_bits_to_frequency(data & kMarvellClockField, code);
 }
 
 int ddal_bcm_set_rclk_freq(uint32_t port, uint16_t code)
@@ -280,7 +263,7 @@ int ddal_bcm_set_rclk_freq(uint32_t port, uint16_t code)
         uint32_t data = 0;
         if (read_clock_register(caller, port, mdio, &data) != 0)
             return DDAL_ERR_FAILURE;
-        const int rv = phy_set(mdio, kClockRegister, (data & ~kClockMask) | bits);
+        const int rv = phy_set(mdio, kMarvellClockRegister, (data & ~kMarvellClockField) | bits);
         if (rv == BCM_E_NONE)
             return 0;
         return log_error_as(caller, DDAL_ERR_FAILURE, "Writing recovered clock failed on port %u: %s\n", port,
