@@ -17,10 +17,7 @@
 #include "core/text.h"
 #include "core/unique_stream.h"
 
-using ddal::core::ArgumentVector;
-using ddal::core::AtomicFile;
-using ddal::core::run_program;
-using ddal::core::UniqueStream;
+using namespace ddal::core;
 
 namespace ddal::auth {
 

@@ -14,11 +14,7 @@
 #include "core/sigpipe_guard.h"
 #include "core/stream.h"
 
-using ddal::core::minus_errno;
-using ddal::core::read_stream;
-using ddal::core::SigpipeGuard;
-using ddal::core::wait_until_writable;
-using ddal::core::write_stream;
+using namespace ddal::core;
 
 namespace {
 

@@ -189,10 +189,8 @@ int ddal_cma_alloc(uint32_t mem_type, uint32_t size, uint32_t *virt_addr)
         return log_errno("Unable to allocate %s of size 0x%zx, %m\n", memory_name(mem_type), size_t{size});
 
     const int result = ddal_cma_phy_to_virt(allocation.physical, virt_addr);
-    if (result != 0)
-        return log_error(result, "ddal_cma_phy_to_virt returned failure %d for addr %p\n\n", result,
-                         as_pointer(allocation.physical));
-    return 0;
+    return log_failure(result, "ddal_cma_phy_to_virt returned failure %d for addr %p\n\n", result,
+                       as_pointer(allocation.physical));
 }
 
 int ddal_cma_phy_to_virt(uint32_t dma_addr, uint32_t *virt_addr)

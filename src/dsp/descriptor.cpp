@@ -144,42 +144,34 @@ void *convert_handle(void *handle)
     return convert_chain<Direction>(desc) ? as_pointer(converted) : nullptr;
 }
 
+// Converts a pointer on its own; `kind` names in the log what it is not.
+void *convert_pointer(const char *caller, void *addr, bool (*convert)(uint32_t, uint32_t *), const char *kind)
+{
+    uint32_t address;
+    uint32_t converted;
+    if (!addr)
+        return nullptr;
+    if (as_address(addr, &address) && convert(address, &converted))
+        return as_pointer(converted);
+    osal_log_as(caller, "invalid %s address %p", kind, addr);
+    return nullptr;
+}
+
 } // namespace
 
 void *Osal_qmssPhyToVirt(void *addr)
 {
-    uint32_t phys;
-    uint32_t virt;
-    if (!addr)
-        return nullptr;
-    if (as_address(addr, &phys) && region_phy_to_virt(phys, &virt))
-        return as_pointer(virt);
-    osal_log("invalid physical address %p", addr);
-    return nullptr;
+    return convert_pointer(__func__, addr, region_phy_to_virt, "physical");
 }
 
 void *Osal_qmssVirtToPhy(void *addr)
 {
-    uint32_t virt;
-    uint32_t phys;
-    if (!addr)
-        return nullptr;
-    if (as_address(addr, &virt) && region_virt_to_phy(virt, &phys))
-        return as_pointer(phys);
-    osal_log("invalid virtual address %p", addr);
-    return nullptr;
+    return convert_pointer(__func__, addr, region_virt_to_phy, "virtual");
 }
 
 void *Osal_saGetSCPhyAddr(void *addr)
 {
-    uint32_t virt;
-    uint32_t phys;
-    if (!addr)
-        return nullptr;
-    if (as_address(addr, &virt) && region_virt_to_phy(virt, &phys))
-        return as_pointer(phys);
-    osal_log("invalid virtual address %p", addr);
-    return nullptr;
+    return convert_pointer(__func__, addr, region_virt_to_phy, "virtual");
 }
 
 void *Osal_qmssConvertDescPhyToVirt(uint32_t, void *desc)

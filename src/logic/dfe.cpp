@@ -36,6 +36,26 @@ void merge(uint8_t *bytes, const uint8_t *value, const uint8_t *mask, size_t len
         bytes[i] = static_cast<uint8_t>((bytes[i] & ~mask[i]) | (value[i] & mask[i]));
 }
 
+// Opens and locks the device and lets `move` transfer `len` bytes; `verb` names the transfer in the log.
+template <typename Move>
+int transfer(const char *caller, int flags, const char *verb, size_t len, Move move)
+{
+    const UniqueFd fd{open(kDfeNode, flags | O_CLOEXEC)};
+    if (!fd)
+        return log_errno_as(caller, "can't open device dfe: %m\n");
+    const DeviceLock lock{fd.get()};
+    if (!lock)
+        return ddal::core::minus_errno();
+
+    const ssize_t n = move(fd.get());
+    if (n < 0)
+        return log_errno_as(caller, "dfe %s failed: %m\n", verb);
+    if (static_cast<size_t>(n) != len)
+        return log_error_as(caller, DDAL_ERR_FAILURE, "dfe driver returned unexpected len on dfe_%s: %d\n", verb,
+                            static_cast<int>(n));
+    return 0;
+}
+
 } // namespace
 
 int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len)
@@ -44,20 +64,8 @@ int ddal_dfe_read(int chip, uint32_t address, void *buf, size_t len)
         return log_error(-ENODEV, "FWQA supports only DDAL_DFE_CHIP_ID0\n");
     if (len == 0) // kept: the chip is checked first here, last in the write
         return 0;
-
-    const UniqueFd fd{open(kDfeNode, O_RDONLY | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device dfe: %m\n");
-    const DeviceLock lock{fd.get()};
-    if (!lock)
-        return ddal::core::minus_errno();
-
-    const ssize_t n = ddal_common_pread_all(fd.get(), buf, len, address);
-    if (n < 0)
-        return log_errno("dfe read failed: %m\n");
-    if (static_cast<size_t>(n) != len)
-        return log_error(DDAL_ERR_FAILURE, "dfe driver returned unexpected len on dfe_read: %d\n", static_cast<int>(n));
-    return 0;
+    return transfer(__func__, O_RDONLY, "read", len,
+                    [=](int fd) { return ddal_common_pread_all(fd, buf, len, address); });
 }
 
 int ddal_dfe_write(int chip, uint32_t address, const void *buf, size_t len)
@@ -66,21 +74,8 @@ int ddal_dfe_write(int chip, uint32_t address, const void *buf, size_t len)
         return 0;
     if (chip != DDAL_DFE_CHIP_ID0)
         return log_error(-ENODEV, "FWQA supports only DDAL_DFE_CHIP_ID0\n");
-
-    const UniqueFd fd{open(kDfeNode, O_RDWR | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device dfe: %m\n");
-    const DeviceLock lock{fd.get()};
-    if (!lock)
-        return ddal::core::minus_errno();
-
-    const ssize_t n = ddal_common_pwrite_all(fd.get(), buf, len, address);
-    if (n < 0)
-        return log_errno("dfe write failed: %m\n");
-    if (static_cast<size_t>(n) != len)
-        return log_error(DDAL_ERR_FAILURE, "dfe driver returned unexpected len on dfe_write: %d\n",
-                         static_cast<int>(n));
-    return 0;
+    return transfer(__func__, O_RDWR, "write", len,
+                    [=](int fd) { return ddal_common_pwrite_all(fd, buf, len, address); });
 }
 
 int ddal_dfe_masked_write(int chip, uint32_t address, const void *value, const void *mask, size_t len)
@@ -96,7 +91,5 @@ int ddal_dfe_masked_write(int chip, uint32_t address, const void *value, const v
     merge(scratch.get(), static_cast<const uint8_t *>(value), static_cast<const uint8_t *>(mask), len);
 
     result = ddal_dfe_write(DDAL_DFE_CHIP_ID0, address, scratch.get(), len);
-    if (result != 0)
-        log_line(LOG_ERR, "Failure during writing new value to %x\n", address);
-    return result;
+    return log_failure(result, "Failure during writing new value to %x\n", address);
 }

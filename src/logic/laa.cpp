@@ -41,6 +41,34 @@ int close_and_free(T **desc)
     return close(owned->fd) == 0 ? 0 : minus_errno();
 }
 
+template <typename Channel>
+int open_channel(const char *caller, const char *node, uint32_t index, Channel **out)
+{
+    if (!out)
+        return log_error_as(caller, -EINVAL, "NULL pointer(desc) passed to %s\n", caller);
+    auto desc = allocate<Channel>();
+    if (!desc)
+        return log_error_as(caller, -ENOMEM, "malloc failed in %s, size = %d, %m\n", caller,
+                            static_cast<int>(sizeof *desc));
+    *desc = {open(node, O_RDONLY | O_CLOEXEC), index};
+    if (desc->fd < 0)
+        return log_errno_as(caller, "can't open device %s: %m\n", node);
+    *out = desc.release();
+    return 0;
+}
+
+// `number` is the field with the number in the channel's name.
+template <typename Channel>
+int close_channel(const char *caller, Channel **desc, uint32_t Channel::*number, const char *kind)
+{
+    if (!desc)
+        return log_error_as(caller, -EINVAL, "NULL pointer passed to %s\n", caller);
+    if (!*desc)
+        return log_error_as(caller, -EINVAL, "%s: (*desc) points to NULL\n", caller);
+    const auto index = static_cast<int>((*desc)->*number);
+    return log_failure_as(caller, close_and_free(desc), "close /dev/fpga_laa_%s%d failed: %m\n", kind, index);
+}
+
 } // namespace
 
 int ddal_rf_fpga_laa_open(int *fd)
@@ -76,20 +104,9 @@ int ddal_rf_fpga_laa_close(int fd)
 
 int ddal_rf_fpga_laa_prescan_open(uint32_t index, struct ddal_rf_fpga_laa_prescan **out)
 {
-    if (!out)
-        return log_error(-EINVAL, "NULL pointer(desc) passed to ddal_rf_fpga_laa_prescan_open\n");
-    auto desc = allocate<ddal_rf_fpga_laa_prescan>();
-    if (!desc)
-        return log_error(-ENOMEM, "malloc failed in ddal_rf_fpga_laa_prescan_open, size = %d, %m\n",
-                         static_cast<int>(sizeof *desc));
-
     char node[kNodeNameSize];
     snprintf(node, sizeof node, kLaaPrescanNodeFormat, index);
-    *desc = {open(node, O_RDONLY | O_CLOEXEC), index};
-    if (desc->fd < 0)
-        return log_errno("can't open device %s: %m\n", node);
-    *out = desc.release();
-    return 0;
+    return open_channel(__func__, node, index, out);
 }
 
 int ddal_rf_fpga_laa_prescan_wait(struct ddal_rf_fpga_laa_prescan *desc, uint8_t *frame_index)
@@ -109,34 +126,14 @@ int ddal_rf_fpga_laa_prescan_wait(struct ddal_rf_fpga_laa_prescan *desc, uint8_t
 
 int ddal_rf_fpga_laa_prescan_close(struct ddal_rf_fpga_laa_prescan **desc)
 {
-    if (!desc)
-        return log_error(-EINVAL, "NULL pointer passed to ddal_rf_fpga_laa_prescan_close\n");
-    if (!*desc)
-        return log_error(-EINVAL, "ddal_rf_fpga_laa_prescan_close: (*desc) points to NULL\n");
-
-    const auto index = static_cast<int>((*desc)->index);
-    const int result = close_and_free(desc);
-    if (result != 0)
-        log_line(LOG_ERR, "close /dev/fpga_laa_prescan%d failed: %m\n", index);
-    return result;
+    return close_channel(__func__, desc, &ddal_rf_fpga_laa_prescan::index, "prescan");
 }
 
 int ddal_rf_fpga_laa_dfs_open(uint32_t index, struct ddal_rf_fpga_laa_dfs **out)
 {
-    if (!out)
-        return log_error(-EINVAL, "NULL pointer(desc) passed to ddal_rf_fpga_laa_dfs_open\n");
-    auto desc = allocate<ddal_rf_fpga_laa_dfs>();
-    if (!desc)
-        return log_error(-ENOMEM, "malloc failed in ddal_rf_fpga_laa_dfs_open, size = %d, %m\n",
-                         static_cast<int>(sizeof *desc));
-
     char node[kNodeNameSize];
     snprintf(node, sizeof node, kLaaDfsNodeFormat, index);
-    *desc = {open(node, O_RDONLY | O_CLOEXEC), index};
-    if (desc->fd < 0)
-        return log_errno("can't open device %s: %m\n", node);
-    *out = desc.release();
-    return 0;
+    return open_channel(__func__, node, index, out);
 }
 
 int ddal_rf_fpga_laa_dfs_wait(struct ddal_rf_fpga_laa_dfs *desc)
@@ -156,16 +153,7 @@ int ddal_rf_fpga_laa_dfs_wait(struct ddal_rf_fpga_laa_dfs *desc)
 
 int ddal_rf_fpga_laa_dfs_close(struct ddal_rf_fpga_laa_dfs **desc)
 {
-    if (!desc)
-        return log_error(-EINVAL, "NULL pointer passed to ddal_rf_fpga_laa_dfs_close\n");
-    if (!*desc)
-        return log_error(-EINVAL, "ddal_rf_fpga_laa_dfs_close: (*desc) points to NULL\n");
-
-    const auto index = static_cast<int>((*desc)->event);
-    const int result = close_and_free(desc);
-    if (result != 0)
-        log_line(LOG_ERR, "close /dev/fpga_laa_dfs%d failed: %m\n", index);
-    return result;
+    return close_channel(__func__, desc, &ddal_rf_fpga_laa_dfs::event, "dfs");
 }
 
 int ddal_rf_fpga_laa_sas_open_by_filename(const char *filename, struct ddal_rf_fpga_laa_sas **out)
@@ -223,8 +211,5 @@ int ddal_rf_fpga_laa_sas_close(struct ddal_rf_fpga_laa_sas **desc)
     if (!*desc)
         return log_error(-EINVAL, "(*desc) points to NULL\n");
 
-    const int result = close_and_free(desc);
-    if (result != 0)
-        log_line(LOG_ERR, "Failed to close fpga_laa_sas dev node: %m\n");
-    return result;
+    return log_failure(close_and_free(desc), "Failed to close fpga_laa_sas dev node: %m\n");
 }

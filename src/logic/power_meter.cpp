@@ -56,9 +56,7 @@ void unpack(const PowerMeterRecord &record, uint32_t *data)
 int ddal_fpga_rf_pwr_loop_cnt_set(uint32_t count)
 {
     const int result = write_number(count, kPowerMeterLoopCount);
-    if (result != 0)
-        log_line(LOG_ERR, "RF Power Meter loop counter set %u error: %d\n", count, result);
-    return result;
+    return log_failure(result, "RF Power Meter loop counter set %u error: %d\n", count, result);
 }
 
 int ddal_fpga_rf_pwr_loop_cnt_get(uint32_t *count)
@@ -66,17 +64,13 @@ int ddal_fpga_rf_pwr_loop_cnt_get(uint32_t *count)
     if (!count)
         return log_error(-EINVAL, "pointer to RF Power Meter loop counter is NULL\n");
     const int result = read_number(count, kPowerMeterLoopCount);
-    if (result != 0)
-        log_line(LOG_ERR, "RF Power Meter loop counter get error: %d\n", result);
-    return result;
+    return log_failure(result, "RF Power Meter loop counter get error: %d\n", result);
 }
 
 int ddal_fpga_rf_pwr_accum_range_set(uint32_t range)
 {
     const int result = write_number(range, kPowerMeterAccumRange);
-    if (result != 0)
-        log_line(LOG_ERR, "RF Power Meter accumulator range set %u error: %d\n", range, result);
-    return result;
+    return log_failure(result, "RF Power Meter accumulator range set %u error: %d\n", range, result);
 }
 
 int ddal_fpga_rf_pwr_accum_range_get(uint32_t *range)
@@ -84,9 +78,7 @@ int ddal_fpga_rf_pwr_accum_range_get(uint32_t *range)
     if (!range)
         return log_error(-EINVAL, "pointer to RF Power Meter accumulator range buffer is NULL\n");
     const int result = read_number(range, kPowerMeterAccumRange);
-    if (result != 0)
-        log_line(LOG_ERR, "RF Power Meter accumulator range get error: %d\n", result);
-    return result;
+    return log_failure(result, "RF Power Meter accumulator range get error: %d\n", result);
 }
 
 int ddal_fpga_rf_pwr_open(int *fd)

@@ -93,6 +93,22 @@ int rewrite_block(int fd, uint32_t address, uint8_t *block, uint32_t len, const 
     return n;
 }
 
+// Lets `move` transfer registers of the main FPGA; `verb` names the transfer in the log. The number of registers moved,
+// or a negative code.
+template <typename Move>
+int transfer(const char *caller, uint32_t address, uint32_t count, int flags, const char *verb, Move move)
+{
+    if (count == 0)
+        return 0;
+    if (!is_aligned(address))
+        return log_error_as(caller, -EFAULT, "fpga reg address is not aligned\n");
+    const UniqueFd fd{open(kRfFpgaNode0, flags | O_CLOEXEC)};
+    if (!fd)
+        return log_errno_as(caller, "can't open device fpga_rf0: %m\n");
+    const ssize_t n = move(fd.get(), size_t{count} * sizeof(uint32_t));
+    return n < 0 ? log_errno_as(caller, "fpga %s failed: %m\n", verb) : words_of(n);
+}
+
 } // namespace
 
 int ddal_rf_fpga_read(uint32_t address, uint32_t count, uint32_t *buf, uint32_t devid)
@@ -111,18 +127,8 @@ int ddal_rf_fpga_read(uint32_t address, uint32_t count, uint32_t *buf, uint32_t 
         buf[0] = record.value;
         return 1;
     }
-
-    if (count == 0)
-        return 0;
-    if (!is_aligned(address))
-        return log_error(-EFAULT, "fpga reg address is not aligned\n");
-    const UniqueFd fd{open(kRfFpgaNode0, O_RDONLY | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device fpga_rf0: %m\n");
-    const ssize_t n = ddal_common_pread_all(fd.get(), buf, size_t{count} * sizeof *buf, address);
-    if (n < 0)
-        return log_errno("fpga read failed: %m\n");
-    return words_of(n);
+    return transfer(__func__, address, count, O_RDONLY, "read",
+                    [=](int fd, size_t bytes) { return ddal_common_pread_all(fd, buf, bytes, address); });
 }
 
 int ddal_rf_fpga_write(uint32_t address, uint32_t count, const uint32_t *buf, uint32_t devid)
@@ -140,18 +146,8 @@ int ddal_rf_fpga_write(uint32_t address, uint32_t count, const uint32_t *buf, ui
         const int result = request(__func__, devid, O_RDWR, kFpgaRegWrite, &record);
         return result != 0 ? result : 1;
     }
-
-    if (count == 0)
-        return 0;
-    if (!is_aligned(address))
-        return log_error(-EFAULT, "fpga reg address is not aligned\n");
-    const UniqueFd fd{open(kRfFpgaNode0, O_RDWR | O_CLOEXEC)};
-    if (!fd)
-        return log_errno("can't open device fpga_rf0: %m\n");
-    const ssize_t n = ddal_common_pwrite_all(fd.get(), buf, size_t{count} * sizeof *buf, address);
-    if (n < 0)
-        return log_errno("fpga write failed: %m\n");
-    return words_of(n);
+    return transfer(__func__, address, count, O_RDWR, "write",
+                    [=](int fd, size_t bytes) { return ddal_common_pwrite_all(fd, buf, bytes, address); });
 }
 
 int ddal_rf_fpga_get_version(uint32_t *version)

@@ -28,10 +28,7 @@ constexpr char kUbootName[] = "u-boot.img";
 int read_text(const char *path, char (&text)[kTextSize], const char *caller)
 {
     text[0] = '\0';
-    const int result = ddal_common_read_string(sizeof text, text, path);
-    if (result != 0)
-        log_line_as(LOG_ERR, caller, "error\n");
-    return result;
+    return log_failure_as(caller, ddal_common_read_string(sizeof text, text, path), "error\n");
 }
 
 int read_cell(const char *path, uint32_t *value, const char *caller)
@@ -68,6 +65,15 @@ bool parse_decimal(const char *text, uint32_t *value)
     return true;
 }
 
+int read_error_code(const char *path, const char *program, uint32_t *code, const char *caller)
+{
+    char text[kTextSize];
+    const int result = read_text(path, text, caller);
+    if (result != 0)
+        return result;
+    return parse_decimal(text, code) ? 0 : log_error_as(caller, -EINVAL, "parse %s error code error\n", program);
+}
+
 } // namespace
 
 int ddal_boot_update_uboot(const char *file)
@@ -81,9 +87,7 @@ int ddal_boot_update_uboot(const char *file)
         return log_errno("error access %s: %m\n", path);
 
     const int result = ddal::core::code_of(ddal::core::run_program(kUpdateUboot, path));
-    if (result != 0)
-        return log_error(result, "update uboot failed: %d\n", result);
-    return 0;
+    return log_failure(result, "update uboot failed: %d\n", result);
 }
 
 int ddal_boot_get_uboot_id(uint32_t *id)
@@ -100,10 +104,7 @@ int ddal_boot_get_uboot_id(uint32_t *id)
 
 int ddal_boot_get_uboot_version(char *buf)
 {
-    const int result = ddal_common_read_string(kTextSize, buf, kUbootVersion);
-    if (result != 0)
-        return log_error(result, "error\n");
-    return 0;
+    return log_failure(ddal_common_read_string(kTextSize, buf, kUbootVersion), "error\n");
 }
 
 int ddal_boot_get_flashed_uboot_version(char *buf)
@@ -126,20 +127,12 @@ int ddal_boot_get_linux_id(uint32_t *value)
 
 int ddal_boot_get_uboot_err(uint32_t *code)
 {
-    char text[kTextSize];
-    const int result = read_text(kUbootErrorCode, text, __func__);
-    if (result != 0)
-        return result;
-    return parse_decimal(text, code) ? 0 : log_error(-EINVAL, "parse uboot error code error\n");
+    return read_error_code(kUbootErrorCode, "uboot", code, __func__);
 }
 
 int ddal_boot_get_linux_err(uint32_t *code)
 {
-    char text[kTextSize];
-    const int result = read_text(kLinuxErrorCode, text, __func__);
-    if (result != 0)
-        return result;
-    return parse_decimal(text, code) ? 0 : log_error(-EINVAL, "parse linux error code error\n");
+    return read_error_code(kLinuxErrorCode, "linux", code, __func__);
 }
 
 int ddal_boot_get_linux_active(uint32_t *partition)
