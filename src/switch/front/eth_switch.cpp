@@ -57,15 +57,15 @@ int ddal_eth_switch_set_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t
                      port);
 }
 
-int ddal_eth_switch_get_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst)
-{
-    return on_switch(sw, ddal_bcm_port_egress_shaping_get(port, limit, burst), "port %u egress shaping get error\n",
-                     port);
-}
-
 int ddal_eth_switch_set_port_ingress_limiting(uint32_t sw, uint32_t port, uint32_t limit, uint32_t burst)
 {
     return on_switch(sw, ddal_bcm_port_ingress_limiting_set(port, limit, burst), "port %u ingress limiting set error\n",
+                     port);
+}
+
+int ddal_eth_switch_get_port_egress_shaping(uint32_t sw, uint32_t port, uint32_t *limit, uint32_t *burst)
+{
+    return on_switch(sw, ddal_bcm_port_egress_shaping_get(port, limit, burst), "port %u egress shaping get error\n",
                      port);
 }
 
@@ -122,16 +122,16 @@ int ddal_eth_switch_set_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, ui
                      "Setting DSCP to cosq mapping error on port %u\n", port);
 }
 
-int ddal_eth_switch_get_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t *queue)
-{
-    return on_switch(sw, ddal_bcm_get_dscp_to_queue_mapping(port, dscp, queue),
-                     "Getting DSCP to cosq mapping error on port %u\n", port);
-}
-
 int ddal_eth_switch_set_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t queue)
 {
     return on_switch(sw, ddal_bcm_set_pcp_to_queue_mapping(port, pcp, queue),
                      "Setting PCP to cosq mapping error on port %u\n", port);
+}
+
+int ddal_eth_switch_get_port_mapping_dscp_to_cosq(uint32_t sw, uint32_t port, uint32_t dscp, uint32_t *queue)
+{
+    return on_switch(sw, ddal_bcm_get_dscp_to_queue_mapping(port, dscp, queue),
+                     "Getting DSCP to cosq mapping error on port %u\n", port);
 }
 
 int ddal_eth_switch_get_port_mapping_pcp_to_cosq(uint32_t sw, uint32_t port, uint32_t pcp, uint32_t *queue)

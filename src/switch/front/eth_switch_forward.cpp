@@ -37,14 +37,14 @@ int ddal_eth_switch_enable_loopback(uint32_t sw, uint32_t port)
     return on_switch(sw, ddal_bcm_loopback_add(port), "port %u loopback enable error\n", port);
 }
 
-int ddal_eth_switch_disable_loopback(uint32_t sw, uint32_t port)
-{
-    return on_switch(sw, ddal_bcm_loopback_remove(port), "port %u loopback disable error\n", port);
-}
-
 int ddal_eth_switch_get_loopback(uint32_t sw, uint32_t port, uint32_t *state)
 {
     return on_switch(sw, ddal_bcm_loopback_get(port, state), "port %u loopback get error\n", port);
+}
+
+int ddal_eth_switch_disable_loopback(uint32_t sw, uint32_t port)
+{
+    return on_switch(sw, ddal_bcm_loopback_remove(port), "port %u loopback disable error\n", port);
 }
 
 int ddal_eth_switch_add_tunneling(uint32_t sw, uint32_t port1, uint32_t port2)
