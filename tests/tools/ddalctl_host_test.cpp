@@ -34,7 +34,7 @@ TEST(DdalctlWithoutBoard, ReportsThatInOneSentence)
     const Finished run = ddalctl("fpga read 0");
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.out, "");
-    EXPECT_NE(run.err.find("this machine is no board"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("this machine is not a board"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find("vboard run"), std::string::npos) << run.err;
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
 

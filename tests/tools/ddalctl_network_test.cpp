@@ -99,8 +99,8 @@ TEST(DdalctlSwitch, ShowsAndUndoesRules)
     EXPECT_EQ(ddalctl_json("switch rules").at("rules").size(), before.size() + 13);
     const std::string rules = ddalctl("switch rules").out;
     EXPECT_THAT(rules, HasSubstr("from port 14, with a tag"));
-    EXPECT_THAT(rules, HasSubstr("leave not by 14, 18"));
-    EXPECT_THAT(rules, HasSubstr("leave by no port but 18"));
+    EXPECT_THAT(rules, HasSubstr("blocked on port 14, 18"));
+    EXPECT_THAT(rules, HasSubstr("leave by port 18 only"));
     const std::string ways = ddalctl("switch forwarding").out;
     for (const char *way : {"14 <-> 18", "20 <-> 21", "of type 0x88f7", "16 -> 16", "to 01:00:5e:00:00:01"})
         EXPECT_THAT(ways, HasSubstr(way));
@@ -208,7 +208,7 @@ TEST(DdalctlNetwork, NamesTheNextStep)
         {"phy set 3 negotiated-role master", 2, "can only be read"},
         {"phy read 1 0", 1, "log"},
         {"phy", 2, "one of list, show"},
-        {"phy nosuch", 2, "does not do \"nosuch\""},
+        {"phy nosuch", 2, "has no command \"nosuch\""},
         {"switch create-svlan 21", 1, "1 to 20"},
         {"switch weights 20 1,2", 2, "2 weights for 8 queues"},
         {"switch add-address 20 02:00:5e:10:00 1", 2, "02:00:5e"},

@@ -52,7 +52,7 @@ void validate(const Arguments &, Report &report)
 constexpr auto kWatched = std::chrono::seconds(1);
 constexpr auto kLook = std::chrono::milliseconds(20);
 
-// The semaphore of the link log, where a process has made one.
+// The semaphore of the link log, if a process has created it.
 class LogSemaphore {
 public:
     LogSemaphore() : semaphore_(sem_open(DDAL_RP3_LINK_LOG_SEMAPHORE, 0))
@@ -73,7 +73,7 @@ public:
         int value = 1;
         return semaphore_ != SEM_FAILED && sem_getvalue(semaphore_, &value) == 0 && value == 0;
     }
-    // A process that is at work gives it back soon.
+    // A live process releases it within kWatched.
     bool stays_taken() const
     {
         const auto end = std::chrono::steady_clock::now() + kWatched;
@@ -91,7 +91,7 @@ private:
     sem_t *semaphore_;
 };
 
-// Keeps the lock that a live writer has.
+// Tries the file lock that a live writer holds.
 class LogLock {
 public:
     LogLock() : fd_(open(DDAL_RP3_LINK_LOG, O_RDONLY | O_NOFOLLOW | O_CLOEXEC)) {}
@@ -103,7 +103,7 @@ public:
             close(fd_);
     }
 
-    // A log that is not there has no writer.
+    // A missing log has no writer.
     bool taken() const { return fd_ < 0 || flock(fd_, LOCK_EX | LOCK_NB) == 0; }
 
 private:
@@ -117,14 +117,13 @@ void unlock(const Arguments &, Report &report)
     if (semaphore.is_taken()) {
         const LogLock lock;
         if (!lock.taken())
-            throw Failure(-EBUSY, kOperationFailed, "a live process is writing to the link log: nothing was changed");
+            throw Failure(-EBUSY, kOperationFailed, "a live process is writing to the link log; nothing was changed");
         freed = semaphore.stays_taken();
         if (freed)
             semaphore.give_back();
     }
     report.add("freed", freed,
-               freed ? "the process that held the link log is gone: the log is free again"
-                     : "the link log is not held");
+               freed ? "the link log is free again; the process that held it has ended" : "the link log is not held");
 }
 
 void log(const Arguments &arguments, Report &)
@@ -137,11 +136,11 @@ void log(const Arguments &arguments, Report &)
 Family aif_family()
 {
     return {"aif",
-            "the radio data path between the SoC's antenna interface and the main FPGA",
+            "radio data path between the SoC's antenna interface and the main FPGA",
             {
-                {"validate", "show its registers and whether the links are healthy", {}, validate},
+                {"validate", "show the registers, and whether the links are healthy", {}, validate},
                 {"log",
-                 "append a snapshot of its registers to the board's link log",
+                 "append a snapshot of the registers to the board's link log",
                  {{"EVENT", Kind::text, "label of the entry"}},
                  log},
                 {"unlock", "free the link log that a killed process has left locked; takes 1 s", {}, unlock},

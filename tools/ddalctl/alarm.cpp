@@ -17,7 +17,7 @@ namespace ddalctl {
 
 namespace {
 
-// The library's operations are looked up when they are called, so that a table can name them.
+// The lambdas look up the library's operations at the call, so that a table can name them without a board.
 struct AlarmKind {
     const char *name;
     int (*open)(int *fd);
@@ -36,7 +36,7 @@ const AlarmKind &alarm_named(const std::string &name)
         if (name == alarm.name)
             return alarm;
     }
-    throw WrongUse("ALARM: rp3 or refab");
+    throw WrongUse("ALARM: give rp3 or refab");
 }
 
 class AlarmChannel : public EventSource {
@@ -44,7 +44,7 @@ public:
     explicit AlarmChannel(const AlarmKind &kind) : kind_(kind)
     {
         require(kind.open(&fd_));
-        state(); // what is read before the first wait is no event
+        state(); // the state before the first wait is not an event
     }
     ~AlarmChannel() override { kind_.close(fd_); }
 
@@ -119,10 +119,13 @@ Family alarm_family()
     return {"alarm",
             "the RP3 link alarm and the reference alarm",
             {
-                {"show", "show an alarm's state (rp3: enables the alarm meanwhile, disables it after)", {alarm}, show},
+                {"show",
+                 "show the state of an alarm (enables the rp3 alarm during the call, then disables it)",
+                 {alarm},
+                 show},
                 {"watch",
-                 "print an alarm's state whenever it changes, until interrupted (rp3: disables the alarm at the end)",
-                 {alarm, {"--count", Kind::number, "end after so many changes", true, UINT32_MAX, 1}},
+                 "print each change of an alarm, until interrupted (disables the rp3 alarm at the end)",
+                 {alarm, {"--count", Kind::number, "stop after COUNT changes", true, UINT32_MAX, 1}},
                  watch},
                 {"mask", "show the RP3 alarm mask", {}, mask},
                 {"set-mask", "set the RP3 alarm mask", {{"MASK", Kind::number, "new mask; 0 disables"}}, set_mask},

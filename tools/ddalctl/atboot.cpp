@@ -1,4 +1,4 @@
-// ddalctl atboot: what the board's start-up runs once.
+// ddalctl atboot: the boot hooks, which the board's start-up runs once.
 #include <ddal/atboot.h>
 
 #include "ddalctl/failure.h"
@@ -13,7 +13,7 @@ namespace {
 void run(const Arguments &, Report &)
 {
     const int result = DDAL(ddal_atboot_run)();
-    if (result != 0) // whatever a hook misses, there was something to run
+    if (result != 0) // ENOENT of a hook is a failed operation, not a missing board
         throw Failure(result, kOperationFailed, failure_of(result).what());
 }
 
@@ -21,7 +21,9 @@ void run(const Arguments &, Report &)
 
 Family atboot_family()
 {
-    return {"atboot", "what the board's start-up runs once", {{"run", "run every boot hook in order", {}, run}}};
+    return {"atboot",
+            "boot hooks, which the board's start-up runs once",
+            {{"run", "run every boot hook in order", {}, run}}};
 }
 
 } // namespace ddalctl

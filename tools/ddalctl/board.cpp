@@ -1,4 +1,4 @@
-// ddalctl board: which board this is.
+// ddalctl board: identity of the board.
 #include <ddal/fpga.h>
 #include <ddal/unit.h>
 
@@ -19,7 +19,7 @@ struct BoardName {
     const char *name;
 };
 
-constexpr BoardName kBoardNames[] = {{9, "MBO"}};
+constexpr BoardName kBoardNames[] = {{DDAL_BOARD_TYPE_MBO, "MBO"}};
 
 constexpr const char *kInterfaces[] = {"eth0", "eth1", "eth3"};
 
@@ -47,7 +47,7 @@ void board(const Arguments &, Report &report)
     for (const char *interface : kInterfaces)
         add_mac_if_there(report, interface);
     uint32_t version = 0;
-    if (DDAL(ddal_fpga_get_version)(&version) == 1) // this call's success
+    if (DDAL(ddal_fpga_get_version)(&version) == 1) // returns 1 on success
         report.add_hex("fpga-version", version);
     else
         report.add_missing("fpga-version");
@@ -57,7 +57,7 @@ void board(const Arguments &, Report &report)
 
 Family board_family()
 {
-    return {"board", "which board this is", {{"", "show board type, identity and versions", {}, board}}};
+    return {"board", "identity of the board", {{"", "show board type, identity and versions", {}, board}}};
 }
 
 } // namespace ddalctl

@@ -1,5 +1,6 @@
-// ddalctl boot: the boot loader and the Linux installation that it starts.
+// ddalctl boot: the boot loader, and the Linux installation that it starts.
 #include <ddal/boot.h>
+#include <ddal/ffs.h>
 
 #include "ddalctl/confirm.h"
 #include "ddalctl/failure.h"
@@ -11,7 +12,7 @@ namespace ddalctl {
 
 namespace {
 
-constexpr Choice kPartitions[] = {{"1", 53}, {"2", 54}, {"53", 53}, {"54", 54}};
+constexpr Choice kPartitions[] = {{"1", DDAL_FFS_1}, {"2", DDAL_FFS_2}, {"53", DDAL_FFS_1}, {"54", DDAL_FFS_2}};
 constexpr Choice kStates[] = {{"off", 0}, {"on", 1}};
 constexpr size_t kVersionSize = 128;
 
@@ -72,7 +73,7 @@ void active(const Arguments &, Report &report)
 void switch_to(const Arguments &arguments, Report &)
 {
     const uint32_t partition = arguments.choice("PARTITION", kPartitions);
-    confirm(arguments, "Boot Linux from partition " + std::to_string(partition) + " from now on");
+    confirm(arguments, "Boot Linux from partition " + std::to_string(partition) + " at every reset");
     require(DDAL(ddal_boot_set_linux_active)(partition));
 }
 
@@ -113,22 +114,22 @@ Family boot_family()
             "the boot loader",
             {
                 {"show", "show settings and diagnostics", {}, show},
-                {"active", "show the partition that a reset boots", {}, active},
+                {"active", "show the partition that the next reset boots", {}, active},
                 {"switch",
-                 "boot the other Linux installation from now on",
+                 "select the Linux installation to boot",
                  {{"PARTITION", Kind::text, "1 or 2, or the physical id: 53 or 54"}, kYes},
                  switch_to},
                 {"update",
                  "install a boot-loader image",
-                 {{"FILE", Kind::text, "image; taken below /ffs unless it begins with it"}, kYes},
+                 {{"FILE", Kind::text, "path of the image; /ffs is added unless the path begins with it"}, kYes},
                  update},
                 {"set",
-                 "change a setting; only lmt survives a restart",
+                 "change a setting; lmt alone survives a restart",
                  {{"SETTING", Kind::text, "netboot, uart or lmt"}, {"STATE", Kind::text, "on or off"}},
                  set},
-                {"isolate", "keep CPUs free of the scheduler", {{"MASK", Kind::number, "mask of CPUs"}}, isolate},
+                {"isolate", "isolate CPUs from the scheduler", {{"MASK", Kind::number, "mask of CPUs"}}, isolate},
                 {"reset-count",
-                 "set the count of resets in a row",
+                 "set the count of consecutive resets",
                  {{"COUNT", Kind::number, "0 to 255", false, 255}},
                  count},
             }};

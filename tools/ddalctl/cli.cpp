@@ -1,4 +1,4 @@
-// The command line, built from the families' tables. The only file that knows the argument parser.
+// Builds the command line from the families' tables. No other file uses the argument parser.
 #include "ddalctl/cli.h"
 
 #include <CLI/CLI.hpp>
@@ -18,7 +18,7 @@ namespace ddalctl {
 
 namespace {
 
-// What the parser found: the command and the values given for it.
+// The parser's result: the command and the values of its arguments.
 struct Invocation {
     bool json = false;
     bool manual = false;
@@ -28,7 +28,7 @@ struct Invocation {
     Arguments arguments;
 };
 
-constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX"}; // by Kind; a flag has none
+constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX"}; // by Kind; a flag has no value
 
 void add_argument(CLI::App &app, const Argument &argument, Invocation &invocation)
 {
@@ -76,13 +76,14 @@ void define(CLI::App &root, Invocation &invocation)
     root.add_flag("--json", invocation.json, "print one JSON document, also for a failure");
     root.add_flag("--man", invocation.manual)->group("");
     root.add_option("--completion", invocation.completion)->group("");
-    root.footer("Exit status: 0 done, 1 the operation failed, 2 wrong use, 3 nothing there.\n"
+    root.footer("Exit status: 0 success, 1 the operation failed, 2 wrong use,\n"
+                "3 the board, device, property or item does not exist.\n"
                 "Numbers are decimal, or hexadecimal after 0x.");
     for (const Family &family : families())
         add_family(root, family, invocation);
 }
 
-// A command that cannot be parsed must still answer in the form that was asked for.
+// A command line that cannot be parsed still gets its answer in the requested form.
 bool asks_for_json(int argc, char **argv)
 {
     return std::find(argv + 1, argv + argc, std::string("--json")) != argv + argc;
@@ -94,7 +95,7 @@ bool is_verb_of(const Family &family, const std::string &word)
                        [&](const Command &command) { return word == command.verb; });
 }
 
-// Why the parser refused the words, and where to read on.
+// The reason why the parser refused the words, and the help to read.
 WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
 {
     std::vector<std::string> words;
@@ -115,8 +116,8 @@ WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
     std::string verbs;
     for (const Command &command : family->commands)
         verbs += (verbs.empty() ? "" : ", ") + std::string(command.verb);
-    const std::string what = verb.empty() ? " needs to know what to do" : " does not do \"" + verb + "\"";
-    return WrongUse(family->name + what + ": one of " + verbs + help + " --help");
+    const std::string what = verb.empty() ? " requires a command" : " has no command \"" + verb + "\"";
+    return WrongUse(family->name + what + "; give one of " + verbs + help + " --help");
 }
 
 int run_command(const Invocation &invocation)
@@ -125,7 +126,7 @@ int run_command(const Invocation &invocation)
     invocation.command->run(invocation.arguments, report);
     report.print(stdout);
     if (fflush(stdout) != 0)
-        throw Failure(-EIO, kOperationFailed, "the output could not be written");
+        throw Failure(-EIO, kOperationFailed, "cannot write the output");
     return kDone;
 }
 
@@ -149,7 +150,7 @@ int run_parsed(const Invocation &invocation)
 int run(int argc, char **argv)
 {
     Invocation invocation;
-    CLI::App root("Looks at a radio board and drives it, through libddal.");
+    CLI::App root("Inspect and control a radio board through libddal.");
     define(root, invocation);
     try {
         root.parse(argc, argv);

@@ -63,19 +63,19 @@ void runtime(const Arguments &, Report &report)
 Family clock_family()
 {
     return {"clock",
-            "clocks that follow the radio frame, and what keeps them",
+            "frame clocks, pulse per second, jitter cleaner and run-time clock",
             {
-                {"show", "show the monotonic and the real time of the radio frame", {}, show},
+                {"show", "show the monotonic time and the real time of the radio frame", {}, show},
                 {"wait-pps",
                  "wait for the next pulse per second",
-                 {{"--timeout", Kind::number, "longest wait in milliseconds"}},
+                 {{"--timeout", Kind::number, "maximum wait in milliseconds"}},
                  wait_pps},
                 {"jitter-cleaner", "show the status of the jitter cleaner", {}, jitter_cleaner},
                 {"jitter-cleaner-write",
-                 "write the jitter cleaner's register",
+                 "write the register of the jitter cleaner",
                  {{"VALUE", Kind::number, "24-bit value", false, 0xFFFFFF}},
                  jitter_cleaner_write},
-                {"runtime", "show how long the unit has run in its life", {}, runtime},
+                {"runtime", "show the total run time of the unit", {}, runtime},
             }};
 }
 

@@ -1,4 +1,4 @@
-// ddalctl cma: contiguous memory of the DMA engines, and the critical sections of their drivers.
+// ddalctl cma: contiguous memory for the DMA engines, and the critical sections of their drivers.
 #include <ddal/cma.h>
 
 #include <cerrno>
@@ -18,6 +18,8 @@
 namespace ddalctl {
 
 namespace {
+
+constexpr uint32_t kWord = sizeof(uint32_t);
 
 void regions(const Arguments &, Report &report)
 {
@@ -44,7 +46,7 @@ void regions(const Arguments &, Report &report)
 // The word at a physical address, in this process.
 volatile uint32_t *word_at(uint32_t physical)
 {
-    if (physical % sizeof(uint32_t) != 0)
+    if (physical % kWord != 0)
         throw WrongUse("ADDRESS is not a multiple of 4");
     uint32_t address = 0;
     require(DDAL(ddal_cma_phy_to_virt)(physical, &address));
@@ -60,7 +62,7 @@ void alloc(const Arguments &arguments, Report &report)
 {
     const std::string &memory = arguments.text("MEMORY");
     if (memory != "msm" && memory != "ddr")
-        throw WrongUse("MEMORY: msm or ddr");
+        throw WrongUse("MEMORY: give msm or ddr");
     require(DDAL(ddal_cma_process_init)());
     uint32_t address = 0;
     require(DDAL(ddal_cma_alloc)(memory == "msm" ? DDAL_CMA_MSM : DDAL_CMA_DDR, arguments.number("SIZE"), &address));
@@ -71,8 +73,8 @@ void alloc(const Arguments &arguments, Report &report)
 
 void read(const Arguments &arguments, Report &report)
 {
-    const uint32_t physical = arguments.number("ADDRESS");
     const uint32_t count = arguments.number_or("COUNT", 1);
+    const uint32_t physical = arguments.start("ADDRESS", count * kWord);
     require(DDAL(ddal_cma_process_init)());
     if (count == 1) {
         report.repeat("address", physical);
@@ -80,20 +82,21 @@ void read(const Arguments &arguments, Report &report)
         return;
     }
     for (uint32_t i = 0; i < count; i++) {
-        const uint32_t value = *word_at(physical + 4 * i);
+        const uint32_t value = *word_at(physical + kWord * i);
         Report &row = report.row("words");
-        row.add_hex("address", physical + 4 * i);
+        row.add_hex("address", physical + kWord * i);
         row.add_hex("value", value);
     }
 }
 
 void write(const Arguments &arguments, Report &)
 {
+    const uint32_t physical = arguments.start("ADDRESS", kWord);
     require(DDAL(ddal_cma_process_init)());
-    *word_at(arguments.number("ADDRESS")) = arguments.number("VALUE");
+    *word_at(physical) = arguments.number("VALUE");
 }
 
-// Looks at a section without making it.
+// Reads the state of a section without creating it.
 std::string state_of(const char *semaphore_name)
 {
     sem_t *const semaphore = sem_open(semaphore_name, 0);
@@ -120,20 +123,20 @@ Family cma_family()
 {
     const Argument address = {"ADDRESS", Kind::number, "physical address inside a region, a multiple of 4"};
     return {"cma",
-            "contiguous memory of the DMA engines",
+            "contiguous memory for the DMA engines",
             {
                 {"regions", "list the memory regions of the driver", {}, regions},
-                {"init", "have the driver initialise its allocator", {}, init},
+                {"init", "initialise the driver's allocator", {}, init},
                 {"alloc",
-                 "allocate memory (which nothing frees) and show its physical address",
+                 "allocate memory, which is never freed, and show its physical address",
                  {{"MEMORY", Kind::text, "msm or ddr"}, {"SIZE", Kind::number, "bytes"}},
                  alloc},
                 {"read",
                  "read one word, or several in a row",
-                 {address, {"COUNT", Kind::number, "how many words", true, 4096, 1}},
+                 {address, {"COUNT", Kind::number, "number of words", true, 4096, 1}},
                  read},
                 {"write", "write one word", {address, {"VALUE", Kind::number, "32-bit value"}}, write},
-                {"sections", "show the drivers' critical sections between processes: free or locked", {}, sections},
+                {"sections", "show whether each critical section of the drivers is free or locked", {}, sections},
             }};
 }
 

@@ -4,10 +4,16 @@
 #include <cstdlib>
 
 #include "ddalctl/failure.h"
+#include "ddalctl/report.h"
 
 namespace ddalctl {
 
 namespace {
+
+std::string range_of(const Argument &argument)
+{
+    return std::to_string(argument.min) + " to " + std::to_string(argument.max);
+}
 
 uint64_t parse_number(const Argument &argument, const std::string &text)
 {
@@ -15,14 +21,13 @@ uint64_t parse_number(const Argument &argument, const std::string &text)
     const std::string digits = hexadecimal ? text.substr(2) : text;
     const char *allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
     if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos)
-        throw WrongUse(std::string(argument.name) + ": \"" + text + "\" is no number (decimal, or 0x and hexadecimal)");
+        throw WrongUse(std::string(argument.name) + ": \"" + text +
+                       "\" is not a number (decimal, or hexadecimal after 0x)");
 
     errno = 0;
     const unsigned long long value = strtoull(digits.c_str(), nullptr, hexadecimal ? 16 : 10);
-    if (errno == ERANGE || value > argument.max)
-        throw WrongUse(std::string(argument.name) + ": " + text + " is above " + std::to_string(argument.max));
-    if (value < argument.min)
-        throw WrongUse(std::string(argument.name) + ": " + text + " is below " + std::to_string(argument.min));
+    if (errno == ERANGE || value > argument.max || value < argument.min)
+        throw WrongUse(std::string(argument.name) + ": " + text + " is outside " + range_of(argument));
     return value;
 }
 
@@ -43,6 +48,15 @@ void Arguments::set(const Argument &argument, const std::string &value)
     if (argument.kind == Kind::bytes)
         check_bytes(argument, value);
     texts_[argument.name] = value;
+}
+
+uint64_t Arguments::start64(const std::string &name, uint64_t length, uint64_t last) const
+{
+    const uint64_t first = numbers_.at(name);
+    if (first > last || (length > 0 && length - 1 > last - first))
+        throw WrongUse(name + ": " + std::to_string(length) + " bytes from " + hex(first, 1) + " leave the range " +
+                       hex(0, 1) + " to " + hex(last, 1));
+    return first;
 }
 
 std::vector<uint8_t> Arguments::bytes(const std::string &name) const

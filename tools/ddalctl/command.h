@@ -1,4 +1,4 @@
-// A command as data: what is parsed, helped, completed and put into the manual comes from the same row.
+// A command as data. Parser, help, completion and manual use the same row.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace ddalctl {
 
 class Report;
 
-// A word of the command line that stands for a number.
+// A word of the command line and the number that it means.
 struct Choice {
     const char *word;
     uint32_t value;
@@ -21,21 +21,21 @@ enum class Kind {
     number, // decimal, or hexadecimal after 0x
     text,
     bytes, // pairs of hexadecimal digits
-    flag,  // an option without a value: given or not
+    flag,  // an option without a value
 };
 
 struct Argument {
     const char *name; // "ADDRESS"; an option's begins with "--"
     Kind kind;
     const char *help;
-    bool optional = false; // options always are
+    bool optional = false; // an option is always optional
     uint64_t max = UINT32_MAX;
     uint64_t min = 0;
 
     bool is_option() const { return name[0] == '-'; }
 };
 
-// What the user gave, by the names of the arguments.
+// The values that the user gave, by the names of the arguments.
 class Arguments {
 public:
     bool given(const std::string &name) const { return numbers_.contains(name) || texts_.contains(name); }
@@ -45,12 +45,18 @@ public:
     {
         return given(name) ? number(name) : otherwise;
     }
+    // The number `name`, which is the address of `length` bytes. Throws WrongUse unless all of them lie in 0 to `last`.
+    uint64_t start64(const std::string &name, uint64_t length, uint64_t last) const;
+    uint32_t start(const std::string &name, uint64_t length, uint32_t last = UINT32_MAX) const
+    {
+        return static_cast<uint32_t>(start64(name, length, last));
+    }
     const std::string &text(const std::string &name) const { return texts_.at(name); }
     std::vector<uint8_t> bytes(const std::string &name) const;
-    // The value of the word that was given; throws WrongUse, with the list, for a word that is not in it.
+    // The number of the given word. Throws WrongUse with the list of words if it is not one of them.
     uint32_t choice(const std::string &name, std::span<const Choice> choices) const;
 
-    // Checks and stores; throws WrongUse.
+    // Checks a value and stores it. Throws WrongUse.
     void set(const Argument &argument, const std::string &value);
 
 private:
@@ -59,7 +65,7 @@ private:
 };
 
 struct Command {
-    const char *verb; // "masked-write"; empty: the family's name alone is the command
+    const char *verb; // "masked-write"; empty if the family's name alone is the command
     const char *summary;
     std::vector<Argument> arguments;
     void (*run)(const Arguments &arguments, Report &report);

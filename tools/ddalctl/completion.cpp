@@ -17,7 +17,7 @@ std::string options_of(const Command &command)
     return words;
 }
 
-// One row of a shell "case": what may follow the words so far.
+// One row of a shell "case": the words that may follow the words so far.
 std::string row(const std::string &words_so_far, const std::string &words)
 {
     return "    \"" + words_so_far + "\") words=\"" + words + "\" ;;\n";
@@ -40,7 +40,7 @@ std::string rows_of(const Family &family)
 std::string completion_script(const std::string &shell)
 {
     if (shell != "bash")
-        throw WrongUse("no completion for \"" + shell + "\": the shell known is bash");
+        throw WrongUse("completion supports bash, not \"" + shell + "\"");
 
     std::string names;
     std::string rows;

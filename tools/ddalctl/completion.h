@@ -4,7 +4,7 @@
 
 namespace ddalctl {
 
-// The script that teaches a shell to complete the commands. "bash" is the one shell known; throws WrongUse for another.
+// The script that makes a shell complete the commands. Supports "bash"; throws WrongUse for another shell.
 std::string completion_script(const std::string &shell);
 
 } // namespace ddalctl

@@ -1,4 +1,4 @@
-// Consent before something that cannot be undone.
+// Asks for consent before a change that cannot be undone.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace ddalctl {
 
-inline const Argument kYes = {"--yes", Kind::flag, "do it without asking"};
+inline const Argument kYes = {"--yes", Kind::flag, "skip the question"};
 
-// Asks "<what>?" on the terminal unless kYes was given. Throws WrongUse when the user does not agree or cannot be
-// asked.
+// Asks "<what>?" on the terminal unless kYes was given. Throws WrongUse when the user refuses, or when standard input
+// is not a terminal.
 void confirm(const Arguments &arguments, const std::string &what);
 
 } // namespace ddalctl

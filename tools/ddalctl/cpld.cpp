@@ -28,12 +28,13 @@ void write(const Arguments &arguments, Report &)
 Family cpld_family()
 {
     const Argument address = {"ADDRESS", Kind::number, "byte offset of the register, a multiple of 4"};
-    return {"cpld",
-            "registers of the CPLD",
-            {
-                {"read", "read one register", {address}, read},
-                {"write", "write one register", {address, {"VALUE", Kind::number, "0 to 255"}}, write},
-            }};
+    return {
+        "cpld",
+        "registers of the CPLD",
+        {
+            {"read", "read one register", {address}, read},
+            {"write", "write one register", {address, {"VALUE", Kind::number, "0 to 255", false, UINT8_MAX}}, write},
+        }};
 }
 
 } // namespace ddalctl

@@ -1,4 +1,4 @@
-// ddalctl devicetree: what manufacturing wrote about the board.
+// ddalctl devicetree: the data that manufacturing wrote about the board.
 #include <ddal/devicetree.h>
 
 #include <string>
@@ -32,7 +32,7 @@ void get(const Arguments &arguments, Report &report)
         if (name == row.name)
             return report.add(name, number_of(row));
     }
-    throw WrongUse("no property is called \"" + name + "\"; see ddalctl devicetree show");
+    throw WrongUse("NAME: \"" + name + "\" is not a property; see ddalctl devicetree show");
 }
 
 void mac(const Arguments &arguments, Report &report)
@@ -55,7 +55,7 @@ void commit(const Arguments &, Report &)
 Family devicetree_family()
 {
     return {"devicetree",
-            "what manufacturing wrote about the board",
+            "data that manufacturing wrote about the board",
             {
                 {"show", "show all properties", {}, show},
                 {"get", "show one property", {{"NAME", Kind::text, "name as shown by \"devicetree show\""}}, get},
@@ -63,7 +63,7 @@ Family devicetree_family()
                  "show the MAC address of a network interface",
                  {{"INTERFACE", Kind::text, "eth0, eth1, eth3, on some boards eth2, or virt and a number"}},
                  mac},
-                {"set-isti", "write the isti cell", {{"VALUE", Kind::number, "32-bit value"}}, set_isti},
+                {"set-isti", "write the property isti", {{"VALUE", Kind::number, "32-bit value"}}, set_isti},
                 {"commit", "make a changed device tree permanent in flash", {}, commit},
             }};
 }

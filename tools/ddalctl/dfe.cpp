@@ -1,4 +1,4 @@
-// ddalctl dfe: the digital front end's register space.
+// ddalctl dfe: the register space of the digital front end.
 #include <ddal/dfe.h>
 
 #include <string>
@@ -18,18 +18,20 @@ constexpr uint32_t kLongestBlock = 65536;
 void read(const Arguments &arguments, Report &report)
 {
     std::vector<uint8_t> bytes(arguments.number("LENGTH"));
-    require(DDAL(ddal_dfe_read)(DDAL_DFE_CHIP_ID0, arguments.number("ADDRESS"), bytes.data(), bytes.size()));
+    const uint32_t address = arguments.start("ADDRESS", bytes.size());
+    require(DDAL(ddal_dfe_read)(DDAL_DFE_CHIP_ID0, address, bytes.data(), bytes.size()));
     std::string digits;
     for (const uint8_t byte : bytes)
         digits += hex(byte, 2).substr(2);
-    report.repeat("address", arguments.number("ADDRESS"));
+    report.repeat("address", address);
     report.add("bytes", digits);
 }
 
 void write(const Arguments &arguments, Report &)
 {
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
-    require(DDAL(ddal_dfe_write)(DDAL_DFE_CHIP_ID0, arguments.number("ADDRESS"), bytes.data(), bytes.size()));
+    require(
+        DDAL(ddal_dfe_write)(DDAL_DFE_CHIP_ID0, arguments.start("ADDRESS", bytes.size()), bytes.data(), bytes.size()));
 }
 
 void masked_write(const Arguments &arguments, Report &)
@@ -38,8 +40,8 @@ void masked_write(const Arguments &arguments, Report &)
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
     if (mask.size() != bytes.size())
         throw WrongUse("MASK and BYTES must be of the same length");
-    require(DDAL(ddal_dfe_masked_write)(DDAL_DFE_CHIP_ID0, arguments.number("ADDRESS"), bytes.data(), mask.data(),
-                                        bytes.size()));
+    require(DDAL(ddal_dfe_masked_write)(DDAL_DFE_CHIP_ID0, arguments.start("ADDRESS", bytes.size()), bytes.data(),
+                                        mask.data(), bytes.size()));
 }
 
 } // namespace
@@ -48,17 +50,19 @@ Family dfe_family()
 {
     const Argument address = {"ADDRESS", Kind::number, "byte offset"};
     const Argument bytes = {"BYTES", Kind::bytes, "pairs of hexadecimal digits, lowest address first"};
-    return {
-        "dfe",
-        "the digital front end's register space",
-        {
-            {"read", "read a block", {address, {"LENGTH", Kind::number, "how many bytes", false, kLongestBlock}}, read},
-            {"write", "write a block", {address, bytes}, write},
-            {"masked-write",
-             "change the bits of MASK to those of BYTES",
-             {address, {"MASK", Kind::bytes, "bits to change"}, bytes},
-             masked_write},
-        }};
+    return {"dfe",
+            "register space of the digital front end",
+            {
+                {"read",
+                 "read a block",
+                 {address, {"LENGTH", Kind::number, "number of bytes", false, kLongestBlock}},
+                 read},
+                {"write", "write a block", {address, bytes}, write},
+                {"masked-write",
+                 "change the bits of MASK to those of BYTES",
+                 {address, {"MASK", Kind::bytes, "bits to change"}, bytes},
+                 masked_write},
+            }};
 }
 
 } // namespace ddalctl

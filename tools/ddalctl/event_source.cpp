@@ -11,7 +11,7 @@ namespace ddalctl {
 
 namespace {
 
-// Marks the sources that have something to take.
+// Marks the sources that have a pending event.
 void wait_once(const std::vector<EventSource *> &sources)
 {
     std::vector<pollfd> channels;

@@ -1,4 +1,4 @@
-// Sources of `ddalctl events`: each family names its kinds of events, the command opens, polls and prints them.
+// Sources of `ddalctl events`. Each family names its kinds of events; the command opens, polls and prints them.
 #pragma once
 
 #include <cstdint>
@@ -19,23 +19,23 @@ public:
     virtual std::string name() const = 0; // "prescan 0"
     virtual int descriptor() const = 0;
     virtual short condition() const = 0; // POLLIN or POLLPRI
-    // Takes the event that is there and says what it was. Throws Failure when the channel has ended.
+    // Takes the pending event and returns its text. Throws Failure when the channel has ended.
     virtual std::string take() = 0;
 
-    // Whether a poll has reported an event that is not taken yet. Some drivers report each event to one poll only.
+    // A poll has reported an event that is not taken yet. Some drivers report each event to one poll only.
     bool reported = false;
 };
 
 struct EventKind {
-    const char *name; // as the user names it
+    const char *name; // in the option --only
     const char *summary;
     bool has_index; // one channel per index, "prescan:2"
     std::unique_ptr<EventSource> (*open)(uint32_t index);
-    uint32_t followed = 1; // of an indexed kind: how many channels, from 0, where nobody names one
+    uint32_t followed = 1; // channels to follow, from index 0, when the user names none
 };
 
-// Waits for the next event of one of the sources; null when the user stopped the command first. The library's own waits
-// carry on after a signal.
+// Waits for the next event of one of the sources. Returns null when the user stops the command first. The waits of the
+// library would continue after a signal.
 EventSource *next_event(const std::vector<std::unique_ptr<EventSource>> &sources);
 bool next_event(EventSource &source);
 

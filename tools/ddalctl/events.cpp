@@ -1,4 +1,4 @@
-// ddalctl events: whatever the board announces, as it happens.
+// ddalctl events: the events of all channels of the board, as they happen.
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -43,11 +43,11 @@ std::unique_ptr<EventSource> open_named(const std::string &word)
     const auto kind =
         std::find_if(kinds.begin(), kinds.end(), [&](const EventKind &each) { return name == each.name; });
     if (kind == kinds.end() || (colon != std::string::npos && !kind->has_index))
-        throw WrongUse("--only: \"" + word + "\" is none of " + names_of_kinds());
+        throw WrongUse("--only: \"" + word + "\" is not one of " + names_of_kinds());
 
     const std::string index = colon == std::string::npos ? "0" : word.substr(colon + 1);
     if (index.empty() || index.size() > 9 || index.find_first_not_of("0123456789") != std::string::npos)
-        throw WrongUse("--only: \"" + word + "\" has no index");
+        throw WrongUse("--only: \"" + word + "\" needs an index from 0");
     return kind->open(static_cast<uint32_t>(std::stoul(index)));
 }
 
@@ -74,10 +74,10 @@ void open_kind(Sources &sources, const EventKind &kind, const Report &report)
     }
 }
 
-// Every kind that this board has; of indexed channels the first, or as many as a board has.
+// Opens every kind of event that this board has. Of an indexed kind it opens `followed` channels.
 Sources open_all(const Report &report)
 {
-    library_symbol("ddal_unit_get_board"); // where this is no board, that is said once
+    library_symbol("ddal_unit_get_board"); // report a missing board once
     Sources sources;
     for (const EventKind &kind : all_kinds())
         open_kind(sources, kind, report);
@@ -126,14 +126,15 @@ void watch(const Arguments &arguments, Report &report)
 
 Family events_family()
 {
-    static const std::string only_help = "comma-separated: " + names_of_kinds() + " (default: all that the board has)";
+    static const std::string only_help =
+        "comma-separated: " + names_of_kinds() + " (default: all channels of the board)";
     return {"events",
-            "events of all channels, as they happen",
+            "events of all channels",
             {
                 {"",
-                 "print events as they come, until interrupted",
+                 "print events as they happen, until interrupted",
                  {{"--only", Kind::text, only_help.c_str()},
-                  {"--count", Kind::number, "end after so many events", true, UINT32_MAX, 1}},
+                  {"--count", Kind::number, "stop after COUNT events", true, UINT32_MAX, 1}},
                  watch},
             }};
 }

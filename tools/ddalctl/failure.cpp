@@ -28,12 +28,12 @@ constexpr CodeName kCodeNames[] = {
     {DDAL_ERR_USER_NOT_SUPPORTED, "DDAL_ERR_USER_NOT_SUPPORTED"},
 };
 
-// Codes that the library gives no text of their own.
+// ddal_strerror has one general text for the codes of this switch.
 std::string text_of_code(int code)
 {
     switch (code) {
     case DDAL_ERR_TRBL_STORE: return "the trouble log could not be stored";
-    case DDAL_ERR_NO_FRAME_INFO: return "no frame information: the frame driver does not count";
+    case DDAL_ERR_NO_FRAME_INFO: return "no frame information: the frame driver has no frame count";
     case DDAL_ERR_WIFI_SUPPORT: return "Wi-Fi support unknown";
     case DDAL_ERR_UNKNOWN_PARAMETER: return "unknown parameter";
     case DDAL_ERR_PASSWORD_REFUSED: return "password refused";

@@ -1,4 +1,4 @@
-// How a command ends when it does not succeed.
+// The exit statuses of a command, and its failures.
 #pragma once
 
 #include <stdexcept>
@@ -10,10 +10,10 @@ enum ExitStatus {
     kDone = 0,
     kOperationFailed = 1,
     kWrongUse = 2,
-    kNothingThere = 3, // no board, no such device, property, item or interface
+    kNothingThere = 3, // the board, device, property, item or interface does not exist
 };
 
-// "ENOENT", "DDAL_ERR_FAILURE"; empty for a number that is neither.
+// The name of a code, such as "ENOENT" or "DDAL_ERR_FAILURE"; empty for an unknown number.
 std::string name_of_code(int code);
 
 class Failure : public std::runtime_error {
@@ -36,10 +36,10 @@ public:
     explicit WrongUse(const std::string &text);
 };
 
-// The Failure that belongs to a result of the library, with the library's own text.
+// The Failure for a result of the library, with the library's text.
 Failure failure_of(int result);
 
-// Throws that Failure unless the result is the operation's success value.
+// Throws failure_of(result) unless the result is the operation's success value.
 void require(int result, int success = 0);
 
 } // namespace ddalctl

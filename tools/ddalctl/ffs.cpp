@@ -25,7 +25,7 @@ std::string mount_state(uint32_t id)
     return kMountStates[state];
 }
 
-// A partition without a file system is no failure of the command that lists them.
+// Reports a partition without a file system as missing, so that the list continues.
 void add_type(Report &report, uint32_t id)
 {
     char type[kTypeSize] = "";
@@ -75,7 +75,7 @@ void umount(const Arguments &arguments, Report &)
 
 std::string loss_of(uint32_t id)
 {
-    return "Lose everything on flash file system " + std::to_string(id) + " (/ffs/fs" + std::to_string(id - 52) + ")";
+    return "Delete everything on flash file system " + std::to_string(id) + " (/ffs/fs" + std::to_string(id - 52) + ")";
 }
 
 void format(const Arguments &arguments, Report &)
@@ -111,17 +111,17 @@ Family ffs_family()
             "flash file systems",
             {
                 {"show", "list the file systems with type and mount state", {}, show},
-                {"type", "show the type of one", {fs}, type},
-                {"mount", "mount one at its place below /ffs", {fs, type_word, writable}, mount},
-                {"remount", "change how one is mounted", {fs, writable}, remount},
-                {"umount", "unmount one", {fs}, umount},
-                {"format", "format one; everything on it is lost", {fs, type_word, kYes}, format},
+                {"type", "show the type of a file system", {fs}, type},
+                {"mount", "mount a file system at its place below /ffs", {fs, type_word, writable}, mount},
+                {"remount", "remount a file system read-only or read-write", {fs, writable}, remount},
+                {"umount", "unmount a file system", {fs}, umount},
+                {"format", "format a file system and delete everything on it", {fs, type_word, kYes}, format},
                 {"clean",
-                 "format one as it is, mount it and make its standard directories; everything on it is lost",
+                 "format a file system with its present type, mount it and create its standard directories",
                  {fs, kYes},
                  clean},
                 {"physical",
-                 "show the physical id of the running Linux's file system, or of the other's",
+                 "show the physical id of the file system of the running Linux, or of the other Linux",
                  {{"WHICH", Kind::text, "own or other"}},
                  physical},
             }};

@@ -10,12 +10,13 @@ namespace ddalctl {
 
 namespace {
 
-constexpr int kTransferDone = 1; // success of the library's 32-bit register calls
+constexpr int kTransferDone = 1;             // success of the library's 32-bit register calls
+constexpr uint32_t kWord = sizeof(uint32_t); // bytes of a register
 
 void read(const Arguments &arguments, Report &report)
 {
-    const uint32_t address = arguments.number("ADDRESS");
     const uint32_t count = arguments.number_or("COUNT", 1);
+    const uint32_t address = arguments.start("ADDRESS", count * kWord);
     uint32_t value = 0;
     if (count == 1) {
         require(DDAL(ddal_fpga_read)(address, &value), kTransferDone);
@@ -24,22 +25,22 @@ void read(const Arguments &arguments, Report &report)
         return;
     }
     for (uint32_t i = 0; i < count; i++) {
-        require(DDAL(ddal_fpga_read)(address + 4 * i, &value), kTransferDone);
+        require(DDAL(ddal_fpga_read)(address + kWord * i, &value), kTransferDone);
         Report &row = report.row("registers");
-        row.add_hex("address", address + 4 * i);
+        row.add_hex("address", address + kWord * i);
         row.add_hex("value", value);
     }
 }
 
 void write(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_fpga_write)(arguments.number("ADDRESS"), arguments.number("VALUE")), kTransferDone);
+    require(DDAL(ddal_fpga_write)(arguments.start("ADDRESS", kWord), arguments.number("VALUE")), kTransferDone);
 }
 
 void masked_write(const Arguments &arguments, Report &)
 {
-    require(
-        DDAL(ddal_fpga_masked_write)(arguments.number("ADDRESS"), arguments.number("MASK"), arguments.number("VALUE")));
+    require(DDAL(ddal_fpga_masked_write)(arguments.start("ADDRESS", kWord), arguments.number("MASK"),
+                                         arguments.number("VALUE")));
 }
 
 void version(const Arguments &, Report &report)
@@ -60,7 +61,7 @@ Family fpga_family()
             {
                 {"read",
                  "read one register, or several in a row",
-                 {address, {"COUNT", Kind::number, "how many registers", true, 4096, 1}},
+                 {address, {"COUNT", Kind::number, "number of registers", true, 4096, 1}},
                  read},
                 {"write", "write one register", {address, value}, write},
                 {"masked-write",

@@ -41,7 +41,7 @@ void show(const Arguments &, Report &report)
     report.add("start", time_text(start));
 }
 
-// Counts the frames that came and those that were not seen.
+// Counts the frames seen and the frames missed.
 struct Count {
     uint32_t seen = 0;
     uint32_t missed = 0;
@@ -107,7 +107,7 @@ Family frame_family()
                 {"show", "show frame count, frame number and time within the frame", {}, show},
                 {"watch",
                  "follow the frames, one line a second, until interrupted",
-                 {{"--count", Kind::number, "end after so many frames", true, UINT32_MAX, 1}},
+                 {{"--count", Kind::number, "stop after COUNT frames", true, UINT32_MAX, 1}},
                  watch},
                 {"wait",
                  "wait for the next frame, or for a given one",

@@ -1,4 +1,4 @@
-// The device tree's properties by name, for every command that reports them.
+// The properties of the device tree by name, for all commands that report them.
 #pragma once
 
 #include <cstddef>
@@ -28,7 +28,7 @@ std::string text_of(const IdentityText &row);
 uint32_t number_of(const IdentityNumber &row);
 std::string mac_address(const std::string &interface);
 
-// A property that cannot be read is reported as missing.
+// Reports a property that cannot be read as missing.
 void add_if_there(Report &report, const IdentityText &row);
 void add_if_there(Report &report, const IdentityNumber &row);
 void add_mac_if_there(Report &report, const std::string &interface);

@@ -1,12 +1,12 @@
-// Ctrl-C for commands that run until they are told to stop.
+// Ctrl-C for commands that run until the user stops them.
 #pragma once
 
 #include <csignal>
 
 namespace ddalctl {
 
-// While it lives, SIGINT and SIGTERM end a blocking call (with EINTR) instead of the program, so that what was seen can
-// still be reported.
+// While it lives, SIGINT and SIGTERM end a blocking call with EINTR instead of the program, so that the command can
+// still report its results.
 class StopOnSignal {
 public:
     StopOnSignal()

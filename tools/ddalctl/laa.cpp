@@ -90,7 +90,7 @@ public:
     std::string name() const override { return name_; }
     int descriptor() const override { return channel_->fd; }
     short condition() const override { return POLLPRI; }
-    // The poll was the wait, and there is nothing to read.
+    // The poll consumes the event; there is nothing to read.
     std::string take() override { return "signalled"; }
 
 private:
@@ -98,7 +98,7 @@ private:
     ddal_rf_fpga_laa_sas *channel_ = nullptr;
 };
 
-// Prints what a channel delivers until it was enough.
+// Prints the events of a channel until --count or a signal ends it.
 void follow(EventSource &&source, const Arguments &arguments, Report &report)
 {
     const uint32_t events = arguments.number_or("--count", UINT32_MAX);
@@ -158,15 +158,15 @@ std::vector<EventKind> laa_events()
 Family laa_family()
 {
     const Argument index = {"INDEX", Kind::number, "index of the channel"};
-    const Argument count = {"--count", Kind::number, "end after so many", true, UINT32_MAX, 1};
+    const Argument count = {"--count", Kind::number, "stop after COUNT events", true, UINT32_MAX, 1};
     return {"laa",
             "channels of licensed-assisted access",
             {
-                {"records", "print the records as they come, until interrupted", {count}, records},
-                {"prescan", "print pre-scan events as they come, until interrupted", {index, count}, prescan},
-                {"dfs", "print DFS events as they come, until interrupted", {index, count}, dfs},
+                {"records", "print the records as they arrive, until interrupted", {count}, records},
+                {"prescan", "print pre-scan events as they arrive, until interrupted", {index, count}, prescan},
+                {"dfs", "print DFS events as they arrive, until interrupted", {index, count}, dfs},
                 {"sas",
-                 "print SAS events as they come, until interrupted; without INDEX those of any received power",
+                 "print SAS events as they arrive, until interrupted; without INDEX those of any received power",
                  {{"INDEX", Kind::number, "index of the channel", true}, count},
                  sas},
             }};

@@ -81,14 +81,14 @@ Family led_family()
                 {"show", "show all LEDs", {}, show},
                 {"get", "show one LED", {led}, get},
                 {"set",
-                 "set one LED, check that it took the colour, else put the old one back",
+                 "set one LED; restore the old colour if the LED does not take the new one",
                  {led,
                   {"COLOUR", Kind::text,
                    "off, green, red, yellow, blinking-green, blinking-red, blinking-yellow, disabled or enabled"}},
                  set},
                 {"global",
-                 "switch all LEDs of the board, those of the PHYs too, on or off",
-                 {{"STATE", Kind::text, "on or off"}, {"--persist", Kind::flag, "also after a restart"}},
+                 "switch all LEDs of the board and of its PHYs on or off",
+                 {{"STATE", Kind::text, "on or off"}, {"--persist", Kind::flag, "keep the state after a restart"}},
                  global},
             }};
 }

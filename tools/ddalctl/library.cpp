@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char *kLibrary = "libddal.so.1";
 
-// Loading the library where its frame driver is missing aborts the process; better to say why.
+// Without the frame driver, loading the library aborts the process: report the reason instead.
 void require_board()
 {
     const int fd = open(ddal::platform::kFrameNode, O_RDONLY | O_CLOEXEC);
@@ -27,8 +27,8 @@ void require_board()
     const int error = errno;
     if (error == ENOENT || error == ENXIO || error == ENODEV)
         throw Failure(-ENODEV, kNothingThere,
-                      "this machine is no board (there is no " + std::string(ddal::platform::kFrameNode) +
-                          "); run it under a virtual one: vboard run --type mbo -- ddalctl ...");
+                      "this machine is not a board (it has no " + std::string(ddal::platform::kFrameNode) +
+                          "); run ddalctl on a virtual board: vboard run --type mbo -- ddalctl ...");
     throw Failure(-error, kOperationFailed,
                   std::string("cannot open ") + ddal::platform::kFrameNode + ": " + strerror(error));
 }
@@ -36,7 +36,7 @@ void require_board()
 void *load()
 {
     require_board();
-    // Found through the run path of this program: next to it in a build tree or an installation, else the system's.
+    // The run path of this program finds the library next to it in a build tree or an installation, else in the system.
     void *library = dlopen(kLibrary, RTLD_NOW);
     if (!library)
         throw Failure(-ENOENT, kNothingThere, std::string("cannot load the library: ") + dlerror());
@@ -50,7 +50,7 @@ void *library_symbol(const char *name)
     static void *const library = load();
     void *symbol = dlsym(library, name);
     if (!symbol)
-        throw Failure(-ENOSYS, kOperationFailed, std::string("the installed library does not offer ") + name);
+        throw Failure(-ENOSYS, kOperationFailed, std::string("the installed library does not export ") + name);
     return symbol;
 }
 

@@ -1,10 +1,10 @@
-// The library, loaded when the first operation is called: help, manual and completion work where there is no board.
+// Loads the library at the first call of an operation, so that help, manual and completion work without a board.
 #pragma once
 
 namespace ddalctl {
 
-// The address of an exported operation. Throws Failure where this machine is no board, the library is not installed, or
-// does not offer the operation.
+// Returns the address of an exported operation. Throws Failure when the machine is not a board, the library is not
+// installed, or the library does not export the operation.
 void *library_symbol(const char *name);
 
 } // namespace ddalctl

@@ -1,4 +1,4 @@
-// ddalctl link: whether the links of the backhaul ports are up, and changes as they happen.
+// ddalctl link: the state of the links of the backhaul ports, and their changes.
 #include <ddal/error.h>
 #include <ddal/phy.h>
 
@@ -39,18 +39,18 @@ int open_device(const std::string &name)
         throw Failure(result, kOperationFailed,
                       "cannot follow link " + name +
                           ": the device is not on this board (see ddalctl phy list), or the system's message bus does "
-                          "not answer; the library's log, on standard error, tells which");
+                          "not answer; the log on standard error names the cause");
     require_phy(result);
     return fd;
 }
 
 int open_interface(const std::string &name)
 {
-    const auto open = DDAL(ddal_phy_event_register_linux_interface); // where this is no board, that is what to say
+    const auto open = DDAL(ddal_phy_event_register_linux_interface); // report a missing board first
     if (if_nametoindex(name.c_str()) == 0)
         throw Failure(-ENODEV, kNothingThere,
-                      "LINK: there is no network interface \"" + name +
-                          "\" here; give one that \"ip link\" lists, or a PHY device from 0 to 4");
+                      "LINK: network interface \"" + name +
+                          "\" does not exist; give one that \"ip link\" lists, or a PHY device from 0 to 4");
     const int fd = open(name.c_str());
     if (fd < 0)
         throw Failure(DDAL_ERR_FAILURE, kOperationFailed,
@@ -63,7 +63,7 @@ bool is_device(const std::string &name)
     return name.size() == 1 && name[0] >= '0' && name[0] < static_cast<char>('0' + kPhyDevices);
 }
 
-// An open link event descriptor: of a PHY device, "3", or of a network interface, "eth0".
+// An open link event descriptor of a PHY device, "3", or of a network interface, "eth0".
 class OpenLink {
 public:
     explicit OpenLink(const std::string &name)
@@ -76,14 +76,14 @@ public:
 
     int fd() const { return fd_; }
 
-    // Takes the event if there is one.
+    // Also takes a pending event.
     bool is_up() const
     {
         uint16_t state = 0;
         if (DDAL(ddal_phy_event_retrieve)(fd_, &state) != 0)
             throw Failure(-EIO, kOperationFailed,
-                          "the service that tells about link " + name_ +
-                              " does not answer, or the message bus is gone");
+                          "the service that reports link " + name_ +
+                              " does not answer, or the message bus has stopped");
         return state != 0;
     }
 
@@ -113,10 +113,10 @@ public:
 private:
     std::string name_;
     OpenLink link_;
-    bool was_up_; // a link may have changed twice before it is asked
+    bool was_up_; // a link can change twice between two readings
 };
 
-// Until the link is in that state. False when the time is over or the user stopped the command.
+// Waits until the link is in that state. Returns false after the deadline, or when the user stops the command.
 bool wait_for(const OpenLink &link, bool up, Clock::time_point end)
 {
     while (!StopOnSignal::stopped()) {
@@ -159,7 +159,7 @@ void wait_until(const std::string &name, bool up, const Arguments &arguments)
                   "link " + name + " is still " + state_name(!up) + " after " + std::to_string(limit) + " ms");
 }
 
-// Adds the link's state; the reason if it cannot be told.
+// Adds the state of the link. Returns the failure if the state cannot be read.
 std::unique_ptr<Failure> add_state(Report &row, uint32_t device)
 {
     try {
@@ -188,7 +188,7 @@ void show_all(Report &report)
             reason = std::move(failure);
     }
     if (!told)
-        throw reason ? *reason : Failure(-ENODEV, kNothingThere, "this board has no link that the library can place");
+        throw reason ? *reason : Failure(-ENODEV, kNothingThere, "the library finds no link on this board");
 }
 
 void show(const Arguments &arguments, Report &report)
@@ -220,10 +220,10 @@ void set(const Arguments &arguments, Report &)
 
 std::vector<EventKind> link_events()
 {
-    return {{"link", "a backhaul link comes or goes", true,
+    return {{"link", "change of a backhaul link", true,
              [](uint32_t device) -> std::unique_ptr<EventSource> {
                  if (device >= kPhyDevices)
-                     throw WrongUse("--only: link:" + std::to_string(device) + " is none of link:0 to link:4");
+                     throw WrongUse("--only: link:" + std::to_string(device) + " is not one of link:0 to link:4");
                  return std::make_unique<LinkSource>(device);
              },
              kPhyDevices}};
@@ -233,20 +233,20 @@ Family link_family()
 {
     const Argument link = {"LINK", Kind::text, "PHY device, 0 to 4, or a network interface such as eth0"};
     const Argument state = {"STATE", Kind::text, "up or down"};
-    const Argument timeout = {"--timeout", Kind::number, "give up after so many milliseconds", true, kLongestWait, 1};
+    const Argument timeout = {"--timeout", Kind::number, "give up after this many milliseconds", true, kLongestWait, 1};
     return {"link",
             "links of the backhaul ports (ddalctl events --only link:3 follows one)",
             {
                 {"show",
-                 "show whether a link is up; without LINK all links",
+                 "show whether a link is up; without LINK show all links",
                  {{link.name, link.kind, link.help, true}},
                  show},
                 {"wait",
-                 "wait until a link is up or down, and say so; without --timeout for a day at most",
+                 "wait until a link is up or down; without --timeout for at most 24 hours",
                  {link, state, timeout},
                  wait},
                 {"set",
-                 "switch the port of a PHY device off or on again; with --timeout, wait until its link has followed",
+                 "switch the port of a PHY device off or on; with --timeout, wait until its link follows",
                  {kPhyDevice, state, timeout},
                  set},
             }};

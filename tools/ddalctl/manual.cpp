@@ -6,7 +6,7 @@ namespace ddalctl {
 
 namespace {
 
-// Text for roff: no line begins with a control character, hyphens stay hyphens.
+// Escapes a text for roff, so that hyphens stay hyphens. The text must not begin a line with a control character.
 std::string roff(const std::string &text)
 {
     std::string escaped;
@@ -52,19 +52,18 @@ std::string section_of(const Family &family)
 
 std::string manual_page()
 {
-    std::string page =
-        ".TH DDALCTL 1\n.SH NAME\nddalctl \\- look at a radio board and drive it\n"
-        ".SH SYNOPSIS\n.B ddalctl\n[\\-\\-json] COMMAND [ARGUMENT]...\n"
-        ".SH DESCRIPTION\n"
-        "Calls the operations of libddal on the board that it runs on, or under\n.BR vboard\non a virtual one.\n"
-        "Numbers are decimal, or hexadecimal after 0x.\n"
-        ".TP\n.B \\-\\-json\nPrint one JSON document, also for a failure:\n"
-        "{\"error\": {\"code\": ..., \"name\": ..., \"text\": ...}}.\n"
-        ".SH COMMANDS\n";
+    std::string page = ".TH DDALCTL 1\n.SH NAME\nddalctl \\- inspect and control a radio board\n"
+                       ".SH SYNOPSIS\n.B ddalctl\n[\\-\\-json] COMMAND [ARGUMENT]...\n"
+                       ".SH DESCRIPTION\n"
+                       "Calls the operations of libddal on this board, or under\n.BR vboard\non a virtual board.\n"
+                       "Numbers are decimal, or hexadecimal after 0x.\n"
+                       ".TP\n.B \\-\\-json\nPrint one JSON document, for a failure as well:\n"
+                       "{\"error\": {\"code\": ..., \"name\": ..., \"text\": ...}}.\n"
+                       ".SH COMMANDS\n";
     for (const Family &family : families())
         page += section_of(family);
-    page += ".SH EXIT STATUS\n.TP\n0\ndone\n.TP\n1\nthe operation failed\n.TP\n2\nwrong use\n.TP\n3\n"
-            "nothing there: no board, or no such device, property or item\n";
+    page += ".SH EXIT STATUS\n.TP\n0\nsuccess\n.TP\n1\nthe operation failed\n.TP\n2\nwrong use\n.TP\n3\n"
+            "the board, device, property or item does not exist\n";
     return page;
 }
 

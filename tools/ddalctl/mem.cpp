@@ -12,7 +12,9 @@ namespace ddalctl {
 
 namespace {
 
-// A window on physical memory, for the time of a command.
+constexpr uint64_t kLastByte = INT64_MAX; // the highest offset in /dev/mem
+
+// A mapping of physical memory, for the time of a command.
 class Window {
 public:
     Window(uint64_t address, uint32_t size) : size_(size)
@@ -26,7 +28,7 @@ public:
     Window(const Window &) = delete;
     Window &operator=(const Window &) = delete;
 
-    // Device registers want accesses of their own width.
+    // Device registers require accesses of their width.
     uint32_t load(uint32_t offset, uint32_t width) const
     {
         volatile uint8_t *place = memory_ + offset;
@@ -54,7 +56,7 @@ uint32_t width_of(const Arguments &arguments)
 {
     const uint32_t width = arguments.number_or("--width", 32);
     if (width != 8 && width != 16 && width != 32)
-        throw WrongUse("--width: 8, 16 or 32 bits");
+        throw WrongUse("--width: give 8, 16 or 32 bits");
     if (arguments.number64("ADDRESS") % (width / 8) != 0)
         throw WrongUse("ADDRESS is not a multiple of the width");
     return width;
@@ -62,10 +64,10 @@ uint32_t width_of(const Arguments &arguments)
 
 void read(const Arguments &arguments, Report &report)
 {
-    const uint64_t address = arguments.number64("ADDRESS");
     const uint32_t count = arguments.number_or("COUNT", 1);
     const uint32_t width = width_of(arguments);
     const uint32_t bytes = width / 8;
+    const uint64_t address = arguments.start64("ADDRESS", uint64_t{count} * bytes, kLastByte);
     const int digits = static_cast<int>(2 * bytes);
     const Window window(address, count * bytes);
     if (count == 1) {
@@ -85,8 +87,8 @@ void write(const Arguments &arguments, Report &)
     const uint32_t width = width_of(arguments);
     const uint32_t value = arguments.number("VALUE");
     if (width < 32 && value >> width != 0)
-        throw WrongUse("VALUE does not fit into the width");
-    const Window window(arguments.number64("ADDRESS"), width / 8);
+        throw WrongUse("VALUE: " + hex(value, 1) + " is outside 0x0 to " + hex((uint32_t{1} << width) - 1, 1));
+    const Window window(arguments.start64("ADDRESS", width / 8, kLastByte), width / 8);
     window.store(width, value);
 }
 
@@ -95,13 +97,13 @@ void write(const Arguments &arguments, Report &)
 Family mem_family()
 {
     const Argument address = {"ADDRESS", Kind::number, "physical address, a multiple of the width", false, UINT64_MAX};
-    const Argument width = {"--width", Kind::number, "bits of one access: 8, 16 or 32 (default)"};
+    const Argument width = {"--width", Kind::number, "width of one access in bits: 8, 16 or 32 (default)"};
     return {"mem",
             "physical memory",
             {
                 {"read",
                  "read one word, or several in a row",
-                 {address, {"COUNT", Kind::number, "how many words", true, 4096, 1}, width},
+                 {address, {"COUNT", Kind::number, "number of words", true, 4096, 1}, width},
                  read},
                 {"write", "write one word", {address, {"VALUE", Kind::number, "value"}, width}, write},
             }};

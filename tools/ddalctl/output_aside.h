@@ -1,4 +1,4 @@
-// Keeps what the library's programs print out of the command's own output, which may be one JSON document.
+// Keeps the output of the library's programs away from the output of the command, which may be one JSON document.
 #pragma once
 
 #include <cstdio>

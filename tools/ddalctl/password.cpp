@@ -1,4 +1,4 @@
-// ddalctl password: passwords of the service accounts and the rules for them.
+// ddalctl password: passwords of the service accounts, and the password policy.
 #include <ddal/auth.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr size_t kExplanationSize = 4096;
 
-// The tool's explanation on one line.
+// Joins the lines of the tool's explanation.
 std::string one_line(std::string text)
 {
     text.erase(text.find_last_not_of("\r\n ") + 1);
@@ -29,7 +29,7 @@ std::string one_line(std::string text)
 void set(const Arguments &arguments, Report &report)
 {
     const std::string &user = arguments.text("USER");
-    auto *const set_password = DDAL(ddal_auth_set_user_password); // a machine that is no board says so before it asks
+    auto *const set_password = DDAL(ddal_auth_set_user_password); // report a missing board before the prompt
     Secret password;
     password.read("New password of " + user);
     char text[kExplanationSize] = "";
@@ -44,7 +44,7 @@ void set(const Arguments &arguments, Report &report)
 void reset(const Arguments &arguments, Report &)
 {
     const std::string &user = arguments.text("USER");
-    confirm(arguments, "Give " + user + " its factory password");
+    confirm(arguments, "Reset the password of " + user + " to the factory password");
     const OutputAside aside;
     require(DDAL(ddal_auth_reset_user_password)(user.c_str()));
 }
@@ -67,15 +67,15 @@ Family password_family()
     return {"password",
             "passwords of the service accounts",
             {
-                {"set", "set a password, which is asked for on the terminal or read from standard input", {user}, set},
-                {"reset", "put the factory password back", {user, kYes}, reset},
+                {"set", "set a password, read from the terminal or from standard input", {user}, set},
+                {"reset", "restore the factory password", {user, kYes}, reset},
                 {"history",
-                 "set how many earlier passwords may not be used again",
-                 {{"LENGTH", Kind::number, "how many; 0 also forgets those remembered so far"}},
+                 "set the number of earlier passwords that users may not reuse",
+                 {{"LENGTH", Kind::number, "number of passwords; 0 also deletes the history"}},
                  history},
                 {"login-delay",
                  "set the delay after a failed SSH login",
-                 {{"DELAY", Kind::number, "the delay; what is below 2000000 counts as none of its own"}},
+                 {{"DELAY", Kind::number, "delay as the system counts it; a value below 2000000 adds no delay"}},
                  login_delay},
             }};
 }

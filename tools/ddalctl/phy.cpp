@@ -19,16 +19,16 @@ namespace {
 constexpr Choice kOnOff[] = {{"off", 0}, {"on", 1}};
 constexpr uint32_t kHighestRegister = 31;
 constexpr uint32_t kHighestPage = 0xFFFF;
-constexpr uint32_t kUnknown = UINT32_MAX; // of a link that is down
 
 struct AdvertisedMode {
     const char *name;
-    uint32_t speed;
-    uint32_t full_duplex;
+    uint32_t speed; // Mb/s
+    ddal_phy_duplex duplex;
 };
 constexpr AdvertisedMode kAdvertisedModes[] = {
-    {"10-half", 10, 0},   {"10-full", 10, 1},     {"100-half", 100, 0},
-    {"100-full", 100, 1}, {"1000-half", 1000, 0}, {"1000-full", 1000, 1},
+    {"10-half", 10, DDAL_PHY_HALF_DUPLEX},     {"10-full", 10, DDAL_PHY_FULL_DUPLEX},
+    {"100-half", 100, DDAL_PHY_HALF_DUPLEX},   {"100-full", 100, DDAL_PHY_FULL_DUPLEX},
+    {"1000-half", 1000, DDAL_PHY_HALF_DUPLEX}, {"1000-full", 1000, DDAL_PHY_FULL_DUPLEX},
 };
 
 void add_place(Report &report, const ddal_phy_association &place)
@@ -61,7 +61,7 @@ void list(const Arguments &, Report &report)
         add_place(row, place);
     }
     if (!any)
-        throw Failure(-ENODEV, kNothingThere, "this board has no PHY device that the library can place");
+        throw Failure(-ENODEV, kNothingThere, "the library finds no PHY device on this board");
 }
 
 void add_link(Report &report, uint32_t device)
@@ -73,14 +73,14 @@ void add_link(Report &report, uint32_t device)
         return;
     }
     report.add("link", status.link ? "up" : "down");
-    if (status.speed == kUnknown || !status.link)
+    if (status.speed == DDAL_PHY_UNKNOWN || !status.link)
         report.add_missing("link-speed");
     else
         report.add("link-speed", uint64_t{status.speed}, std::to_string(status.speed) + " Mb/s");
-    if (status.duplex == kUnknown || !status.link)
+    if (status.duplex == DDAL_PHY_UNKNOWN || !status.link)
         report.add_missing("link-duplex");
     else
-        report.add("link-duplex", status.duplex ? "full" : "half");
+        report.add("link-duplex", status.duplex == DDAL_PHY_FULL_DUPLEX ? "full" : "half");
 }
 
 void add_setting(Report &report, const PhySetting &setting, uint32_t value)
@@ -135,7 +135,7 @@ void advertised(const Arguments &arguments, Report &report)
     const uint32_t device = arguments.number("DEVICE");
     for (const AdvertisedMode &mode : kAdvertisedModes) {
         uint16_t enabled = 0;
-        require_phy(DDAL(ddal_phy_copper_get_config_advert)(device, mode.speed, mode.full_duplex, &enabled));
+        require_phy(DDAL(ddal_phy_copper_get_config_advert)(device, mode.speed, mode.duplex, &enabled));
         report.add(mode.name, enabled != 0, enabled ? "on" : "off");
     }
     uint16_t pause = 0;
@@ -143,7 +143,7 @@ void advertised(const Arguments &arguments, Report &report)
     if (DDAL(ddal_phy_copper_get_config_advert_pause_frames)(device, &pause, &asymmetric) == 0)
         report.add("pause", pause ? "symmetric" : asymmetric ? "asymmetric" : "off");
     else
-        report.add_missing("pause"); // a copper port of the switch tells through its registers only
+        report.add_missing("pause"); // a copper port of the switch shows it in its registers only
 }
 
 void advertise(const Arguments &arguments, Report &)
@@ -152,8 +152,8 @@ void advertise(const Arguments &arguments, Report &)
     const uint32_t state = arguments.choice("STATE", kOnOff);
     for (const AdvertisedMode &mode : kAdvertisedModes) {
         if (name == mode.name)
-            return require_phy(DDAL(ddal_phy_copper_set_config_advert)(arguments.number("DEVICE"), mode.speed,
-                                                                       mode.full_duplex, state));
+            return require_phy(
+                DDAL(ddal_phy_copper_set_config_advert)(arguments.number("DEVICE"), mode.speed, mode.duplex, state));
     }
     throw WrongUse("MODE: \"" + name + "\" is not one of 10-half, 10-full, 100-half, 100-full, 1000-half, 1000-full");
 }
@@ -187,14 +187,14 @@ void read(const Arguments &arguments, Report &report)
 {
     uint16_t value = 0;
     require_phy(DDAL(ddal_phy_read)(arguments.number("DEVICE"), arguments.number("REGISTER"),
-                                    arguments.number_or("--page", 0), &value));
+                                    arguments.number_or("--page", DDAL_PHY_PAGE_STANDARD), &value));
     report.add_hex("value", value, 4);
 }
 
 void write(const Arguments &arguments, Report &)
 {
     require_phy(DDAL(ddal_phy_write)(arguments.number("DEVICE"), arguments.number("REGISTER"),
-                                     arguments.number_or("--page", 0),
+                                     arguments.number_or("--page", DDAL_PHY_PAGE_STANDARD),
                                      static_cast<uint16_t>(arguments.number("VALUE"))));
 }
 
@@ -205,14 +205,12 @@ void require_phy(int result)
     const Failure failure = failure_of(result);
     if (result == -ENOSYS)
         throw Failure(result, failure.status(),
-                      "this board, or the PHY behind this device, does not offer it; ddalctl phy list tells what sits "
-                      "where");
+                      "this board, or the PHY of this device, does not support it; ddalctl phy list shows the PHYs");
     if (result == -ENODEV)
         throw Failure(result, failure.status(), "no such PHY device on this board; see ddalctl phy list");
     if (result == DDAL_ERR_FAILURE)
-        throw Failure(
-            result, failure.status(),
-            "the PHY, its driver or its switch refused; the library's log, on standard error, tells which step");
+        throw Failure(result, failure.status(),
+                      "the PHY, its driver or its switch refused; the log on standard error names the step");
     require(result);
 }
 
@@ -221,31 +219,32 @@ Family phy_family()
     static const std::string setting_help = names_of_phy_settings();
     const Argument setting = {"SETTING", Kind::text, setting_help.c_str()};
     const Argument reg = {"REGISTER", Kind::number, "register, 0 to 31", false, kHighestRegister};
-    const Argument page = {"--page", Kind::number, "page of the PHY (0); not on the MBO board", true, kHighestPage};
+    const Argument page = {"--page", Kind::number, "page of the PHY (default 0); not on the MBO board", true,
+                           kHighestPage};
     const Argument state = {"STATE", Kind::text, "on or off"};
     return {
         "phy",
         "PHYs of the backhaul ports",
         {
-            {"list", "show where each PHY device sits: interface, backhaul port, port of a switch", {}, list},
-            {"show", "show a PHY device: its place, its link and its settings", {kPhyDevice}, show},
+            {"list", "list the PHY devices with interface, backhaul port and port of the switch", {}, list},
+            {"show", "show the place, the link and the settings of a PHY device", {kPhyDevice}, show},
             {"get", "show one setting", {kPhyDevice, setting}, get},
             {"set",
              "change one setting",
              {kPhyDevice,
               setting,
-              {"VALUE", Kind::text, "a word or number of that setting; a wrong one is answered with the list"}},
+              {"VALUE", Kind::text, "a word or number of that setting; a wrong one prints the list"}},
              set},
-            {"advertised", "show what the PHY offers its partner", {kPhyDevice}, advertised},
+            {"advertised", "show the modes that the PHY offers its partner", {kPhyDevice}, advertised},
             {"advertise",
-             "offer the partner a mode, or no longer",
+             "offer the partner a mode, or withdraw the offer",
              {kPhyDevice, {"MODE", Kind::text, "10-half, 10-full, 100-half, 100-full, 1000-half or 1000-full"}, state},
              advertise},
             {"advertise-pause",
-             "offer the partner pause frames, or no longer",
+             "offer the partner pause frames, or withdraw the offer",
              {kPhyDevice, {"PAUSE", Kind::text, "off, symmetric or asymmetric"}},
              advertise_pause},
-            {"power", "power the PHY down, its network interface first, or up again", {kPhyDevice, state}, power},
+            {"power", "power the PHY up, or its network interface and then the PHY down", {kPhyDevice, state}, power},
             {"reset", "reset the PHY", {kPhyDevice}, reset},
             {"restart", "restart auto-negotiation", {kPhyDevice}, restart},
             {"read", "read a register of the PHY", {kPhyDevice, reg, page}, read},

@@ -1,4 +1,4 @@
-// What the commands on backhaul ports share: how the user names a PHY device, and what its failures mean.
+// Shared parts of the commands on backhaul ports: the argument for a PHY device, and the texts of its failures.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 namespace ddalctl {
 
 inline constexpr uint32_t kPhyDevices = 5;
-inline const Argument kPhyDevice = {
-    "DEVICE", Kind::number, "PHY device, 0 to 4; \"ddalctl phy list\" tells where each sits", false, kPhyDevices - 1};
+inline const Argument kPhyDevice = {"DEVICE", Kind::number, "PHY device, 0 to 4; \"ddalctl phy list\" lists them",
+                                    false, kPhyDevices - 1};
 
-// Throws a Failure that says what to do next, unless the result is 0.
+// Throws a Failure that names the next step, unless the result is 0.
 void require_phy(int result);
 
 } // namespace ddalctl

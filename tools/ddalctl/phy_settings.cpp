@@ -10,11 +10,12 @@ namespace ddalctl {
 namespace {
 
 constexpr Choice kSpeeds[] = {{"10", 10}, {"100", 100}, {"1000", 1000}, {"2500", 2500}, {"10000", 10000}};
-constexpr Choice kDuplexes[] = {{"half", 0}, {"full", 1}};
+constexpr Choice kDuplexes[] = {{"half", DDAL_PHY_HALF_DUPLEX}, {"full", DDAL_PHY_FULL_DUPLEX}};
 constexpr Choice kOnOff[] = {{"off", 0}, {"on", 1}};
-constexpr Choice kCrossovers[] = {{"straight", 0}, {"crossed", 1}, {"automatic", 2}};
-constexpr Choice kRoles[] = {{"slave", 0}, {"master", 1}, {"automatic", 2}};
-constexpr Choice kPortTypes[] = {{"multi-port", 4}, {"single-port", 8}};
+constexpr Choice kCrossovers[] = {
+    {"straight", DDAL_PHY_MDI}, {"crossed", DDAL_PHY_MDIX}, {"automatic", DDAL_PHY_CROSSOVER_AUTO}};
+constexpr Choice kRoles[] = {{"slave", DDAL_PHY_SLAVE}, {"master", DDAL_PHY_MASTER}, {"automatic", DDAL_PHY_AUTOMATIC}};
+constexpr Choice kPortTypes[] = {{"multi-port", DDAL_PHY_MULTI_PORT}, {"single-port", DDAL_PHY_SINGLE_PORT}};
 constexpr Choice kFrequencyCodes[] = {{"0", 0}, {"1", 1}, {"2", 2}, {"3", 3}, {"4", 4}, {"5", 5}, {"6", 6}, {"7", 7}};
 
 int widened(int (*get)(uint32_t device, uint16_t *value), uint32_t device, uint32_t *value)
@@ -57,7 +58,7 @@ int set_loopback(uint32_t device, uint32_t state)
     return state ? DDAL(ddal_phy_copper_loopback_enable)(device) : DDAL(ddal_phy_copper_loopback_disable)(device);
 }
 
-// The library's operations are looked up when they are called, so that a table can name them.
+// The lambdas look up the library's operations at the call, so that a table can name them without a board.
 constexpr PhySetting kSettings[] = {
     {"autoneg", kOnOff, [](uint32_t device, uint32_t *value) { return DDAL(ddal_phy_get_autoneg)(device, 0, value); },
      [](uint32_t device, uint32_t value) { return DDAL(ddal_phy_set_autoneg)(device, 0, value); }},
@@ -79,7 +80,7 @@ constexpr PhySetting kSettings[] = {
      [](uint32_t device, uint32_t *value) { return widened(DDAL(ddal_phy_get_rclk_freq), device, value); },
      [](uint32_t device, uint32_t value) { return DDAL(ddal_phy_set_rclk_freq)(device, static_cast<uint16_t>(value)); },
      true},
-    // The role that the link came up with; asking also clears a bit of register 6.
+    // The role that the partners agreed on. Reading it also clears a bit of register 6.
     {"negotiated-role", kRoles,
      [](uint32_t device, uint32_t *value) { return widened(DDAL(ddal_phy_copper_get_master_slave), device, value); },
      nullptr, false, false},

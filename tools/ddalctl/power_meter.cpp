@@ -36,7 +36,7 @@ void set_range(const Arguments &arguments, Report &)
     require(DDAL(ddal_fpga_rf_pwr_accum_range_set)(arguments.number("RANGE")));
 }
 
-// The record channel, for the time of a command.
+// The record channel, open for the time of a command.
 class Channel {
 public:
     Channel() { require(DDAL(ddal_fpga_rf_pwr_open)(&fd_)); }
@@ -44,7 +44,7 @@ public:
     Channel(const Channel &) = delete;
     Channel &operator=(const Channel &) = delete;
 
-    // False when a signal came first. The library's wait carries on after a signal, so wait here.
+    // Returns false when a signal arrives first. The library's wait continues after a signal, so wait here.
     bool wait() const
     {
         pollfd channel = {fd_, POLLIN, 0};
@@ -90,8 +90,8 @@ Family power_meter_family()
                  set_loops},
                 {"set-range", "set the accumulator range", {{"RANGE", Kind::number, "accumulator range"}}, set_range},
                 {"watch",
-                 "print the measurement records as they come, until interrupted",
-                 {{"--count", Kind::number, "end after so many records", true, UINT32_MAX, 1}},
+                 "print the measurement records as they arrive, until interrupted",
+                 {{"--count", Kind::number, "stop after COUNT records", true, UINT32_MAX, 1}},
                  watch},
             }};
 }

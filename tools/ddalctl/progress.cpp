@@ -51,17 +51,17 @@ volatile sig_atomic_t in_loader;
 void say(const char *text)
 {
     if (write(STDOUT_FILENO, text, strlen(text)) < 0)
-        return; // nobody listens
+        return; // standard output is closed
 }
 
 void on_signal(int signal)
 {
     if (hold != 0) {
-        say("\nnot now: the card's flash is being written and must be finished; please wait\n");
+        say("\nnot now: the card's flash is incomplete; wait until it is written\n");
         return;
     }
     if (in_loader != 0)
-        say("\ninterrupted; the card may still be in its loader: ddalctl rfcard reset\n");
+        say("\ninterrupted; the card may still run its boot loader: use ddalctl rfcard reset\n");
     struct sigaction usual = {};
     usual.sa_handler = SIG_DFL;
     sigaction(signal, &usual, nullptr);

@@ -1,4 +1,4 @@
-// How far an operation on the RF card is: a bar on a terminal, lines in a log.
+// Shows the progress of an operation on the RF card: a bar on a terminal, lines elsewhere.
 #pragma once
 
 #include <ddal/ext.h>
@@ -12,7 +12,7 @@ namespace ddalctl {
 
 class Progress {
 public:
-    // `silent`: shows nothing, as documents want it.
+    // `silent` shows nothing, so that standard output stays one JSON document.
     explicit Progress(bool silent);
     ~Progress();
     Progress(const Progress &) = delete;
@@ -23,7 +23,7 @@ public:
 
     uint32_t programmed() const { return programmed_; }
 
-    // What the library logged behind the bar is of no interest: all went well.
+    // Drops the log lines that were held back behind the bar, after a success.
     void drop_log() { log_wanted_ = false; }
 
 private:
@@ -34,7 +34,7 @@ private:
 
     bool silent_;
     bool terminal_;
-    int saved_errors_ = -1; // standard error, while the library's log must not tear the bar
+    int saved_errors_ = -1; // standard error, while log lines are held back to keep the bar intact
     int captured_ = -1;
     bool log_wanted_ = true;
     ddal_ext_rfcard_phase phase_ = DDAL_EXT_RFCARD_ENTER;
@@ -43,8 +43,8 @@ private:
     uint32_t programmed_ = 0;
 };
 
-// While it lives, SIGINT and SIGTERM are refused as long as the card's flash is not whole, with a word on standard
-// output. Before and after they end the program.
+// While it lives, SIGINT and SIGTERM only print a message as long as the card's flash is incomplete. Before and after
+// that they end the program.
 class HoldWhileWriting {
 public:
     HoldWhileWriting();

@@ -9,7 +9,7 @@ namespace ddalctl {
 
 using Json = nlohmann::ordered_json;
 
-// The JSON side of a report.
+// The JSON form of a report.
 struct Document {
     static Json of(const Report &report)
     {
@@ -34,7 +34,7 @@ struct Document {
 
     static void print(FILE *out, const Json &document)
     {
-        // Texts come from the board; bytes that are no UTF-8 must not cost the document.
+        // Texts come from the board: replace bytes that are not UTF-8, so that the document stays valid.
         fprintf(out, "%s\n", document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
     }
 };

@@ -1,4 +1,4 @@
-// What a command has to say, kept apart from how it is printed: lines for people or one JSON document.
+// The results of a command, independent of their form: lines for people or one JSON document.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ public:
 
     bool json() const { return json_; }
 
-    // A named value; `text` is how people read it.
+    // Adds a named value; `text` is its form for people.
     void add(const std::string &name, const Value &value, const std::string &text);
     void add(const std::string &name, const std::string &text) { add(name, text, text); }
     void add(const std::string &name, uint64_t value) { add(name, value, std::to_string(value)); }
@@ -29,18 +29,18 @@ public:
     void add_flag(const std::string &name, bool value) { add(name, value, value ? "yes" : "no"); }
     void add_missing(const std::string &name) { add(name, nullptr, "-"); }
 
-    // A value that the user gave or that people need not read again: in the document only.
+    // Adds a value to the document only, because the user gave it.
     void repeat(const std::string &name, uint64_t value);
 
-    // A table, which may stay empty.
+    // Adds a table, which may stay empty.
     void table(const std::string &name);
-    // A new row of the table `name`.
+    // Adds a row to the table `name`.
     Report &row(const std::string &name);
 
-    // Something that happens while the command runs: printed at once, for people only.
+    // Prints an event of a running command at once, for people only.
     void line(const std::string &text) const;
 
-    // A single value is printed alone, several with their names, rows as a table.
+    // Prints a single value alone, several values with their names, rows as a table.
     void print(FILE *out) const;
 
 private:
@@ -63,10 +63,10 @@ private:
     friend struct Document;
 };
 
-// {"error": {"code": ..., "name": ..., "text": ...}}, or a line on standard error.
+// Prints {"error": {"code": ..., "name": ..., "text": ...}}, or a line on standard error.
 void print_failure(const Failure &failure, const std::string &command, bool json);
 
-// {"help": ...}, or the text itself.
+// Prints {"help": ...}, or the text itself.
 void print_help(const std::string &text, bool json);
 
 std::string hex(uint64_t value, int digits);

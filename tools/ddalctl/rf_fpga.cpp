@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t kLongestBlock = 65536;
 
-// Results that count what was moved.
+// Requires a result that counts all words or bytes.
 void require_count(int result, uint32_t count)
 {
     if (result < 0)
@@ -30,7 +30,13 @@ uint32_t device_of(const Arguments &arguments)
     return arguments.number_or("--device", 0);
 }
 
-// An open device, for the time of a command.
+// Where `count` registers of the device begin: device 0 has registers of 4 bytes, the others of 1.
+uint32_t registers_at(const Arguments &arguments, uint32_t count)
+{
+    return arguments.start("ADDRESS", uint64_t{count} * (device_of(arguments) == 0 ? 4 : 1));
+}
+
+// An open device, open for the time of a command.
 class Device {
 public:
     explicit Device(uint32_t devid) { require(DDAL(ddal_rf_fpga_open)(devid, &fd_)); }
@@ -46,9 +52,9 @@ private:
 
 void read(const Arguments &arguments, Report &report)
 {
-    const uint32_t address = arguments.number("ADDRESS");
     std::vector<uint32_t> words(arguments.number_or("COUNT", 1));
     const auto count = static_cast<uint32_t>(words.size());
+    const uint32_t address = registers_at(arguments, count);
     require_count(DDAL(ddal_rf_fpga_read)(address, count, words.data(), device_of(arguments)), count);
     if (count == 1) {
         report.repeat("address", address);
@@ -65,23 +71,23 @@ void read(const Arguments &arguments, Report &report)
 void write(const Arguments &arguments, Report &)
 {
     const uint32_t value = arguments.number("VALUE");
-    require_count(DDAL(ddal_rf_fpga_write)(arguments.number("ADDRESS"), 1, &value, device_of(arguments)), 1);
+    require_count(DDAL(ddal_rf_fpga_write)(registers_at(arguments, 1), 1, &value, device_of(arguments)), 1);
 }
 
 void masked_write(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_rf_fpga_masked_write)(arguments.number("ADDRESS"), arguments.number("MASK"),
+    require(DDAL(ddal_rf_fpga_masked_write)(registers_at(arguments, 1), arguments.number("MASK"),
                                             arguments.number("VALUE"), device_of(arguments)));
 }
 
 void set_bit(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_rf_fpga_bit_set)(arguments.number("ADDRESS"), arguments.number("BIT"), device_of(arguments)));
+    require(DDAL(ddal_rf_fpga_bit_set)(registers_at(arguments, 1), arguments.number("BIT"), device_of(arguments)));
 }
 
 void clear_bit(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_rf_fpga_bit_reset)(arguments.number("ADDRESS"), arguments.number("BIT"), device_of(arguments)));
+    require(DDAL(ddal_rf_fpga_bit_reset)(registers_at(arguments, 1), arguments.number("BIT"), device_of(arguments)));
 }
 
 void version(const Arguments &, Report &report)
@@ -95,12 +101,13 @@ void read_block(const Arguments &arguments, Report &report)
 {
     std::vector<uint8_t> bytes(arguments.number("LENGTH"));
     const auto length = static_cast<uint32_t>(bytes.size());
+    const uint32_t address = arguments.start("ADDRESS", length);
     const Device device(device_of(arguments));
-    require_count(DDAL(ddal_rf_fpga_read_fd)(device.fd(), arguments.number("ADDRESS"), length, bytes.data()), length);
+    require_count(DDAL(ddal_rf_fpga_read_fd)(device.fd(), address, length, bytes.data()), length);
     std::string digits;
     for (const uint8_t byte : bytes)
         digits += hex(byte, 2).substr(2);
-    report.repeat("address", arguments.number("ADDRESS"));
+    report.repeat("address", address);
     report.add("bytes", digits);
 }
 
@@ -108,8 +115,9 @@ void write_block(const Arguments &arguments, Report &)
 {
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
     const auto length = static_cast<uint32_t>(bytes.size());
+    const uint32_t address = arguments.start("ADDRESS", length);
     const Device device(device_of(arguments));
-    require_count(DDAL(ddal_rf_fpga_write_fd)(device.fd(), arguments.number("ADDRESS"), length, bytes.data()), length);
+    require_count(DDAL(ddal_rf_fpga_write_fd)(device.fd(), address, length, bytes.data()), length);
 }
 
 void masked_write_block(const Arguments &arguments, Report &)
@@ -119,10 +127,9 @@ void masked_write_block(const Arguments &arguments, Report &)
     if (clear.size() != set.size())
         throw WrongUse("CLEAR and SET must be of the same length");
     const auto length = static_cast<uint32_t>(clear.size());
+    const uint32_t address = arguments.start("ADDRESS", length);
     const Device device(device_of(arguments));
-    require_count(
-        DDAL(ddal_rf_fpga_masked_write_fd)(device.fd(), arguments.number("ADDRESS"), length, clear.data(), set.data()),
-        length);
+    require_count(DDAL(ddal_rf_fpga_masked_write_fd)(device.fd(), address, length, clear.data(), set.data()), length);
 }
 
 } // namespace
@@ -131,7 +138,7 @@ Family rf_fpga_family()
 {
     const Argument address = {"ADDRESS", Kind::number, "register address; a multiple of 4 for device 0"};
     const Argument value = {"VALUE", Kind::number, "value; at most 255 for devices 1 to 3"};
-    const Argument bit = {"BIT", Kind::number, "bit number, 0 to 31; 0 to 7 for devices 1 to 3"};
+    const Argument bit = {"BIT", Kind::number, "bit number, 0 to 31; 0 to 7 for devices 1 to 3", false, 31};
     const Argument device = {"--device", Kind::number, "RF FPGA 0 (default) to 3", true, 3};
     const Argument start = {"ADDRESS", Kind::number, "byte offset"};
     return {"rf-fpga",
@@ -139,7 +146,7 @@ Family rf_fpga_family()
             {
                 {"read",
                  "read one register, or several in a row of device 0",
-                 {address, {"COUNT", Kind::number, "how many registers", true, 4096, 1}, device},
+                 {address, {"COUNT", Kind::number, "number of registers", true, 4096, 1}, device},
                  read},
                 {"write", "write one register", {address, value, device}, write},
                 {"masked-write",
@@ -151,17 +158,17 @@ Family rf_fpga_family()
                 {"version", "read the version word of device 0", {}, version},
                 {"read-block",
                  "read a block of bytes",
-                 {start, {"LENGTH", Kind::number, "how many bytes", false, kLongestBlock, 1}, device},
+                 {start, {"LENGTH", Kind::number, "number of bytes", false, kLongestBlock, 1}, device},
                  read_block},
                 {"write-block",
                  "write a block of bytes",
                  {start, {"BYTES", Kind::bytes, "pairs of hexadecimal digits, lowest address first"}, device},
                  write_block},
                 {"masked-write-block",
-                 "clear and set bits of a block of bytes, under the device's lock",
+                 "clear and set bits of a block of bytes under the device's lock",
                  {start,
                   {"CLEAR", Kind::bytes, "bits to clear, pairs of hexadecimal digits"},
-                  {"SET", Kind::bytes, "bits to set afterwards, as many digits"},
+                  {"SET", Kind::bytes, "bits to set afterwards, of the same length"},
                   device},
                  masked_write_block},
             }};

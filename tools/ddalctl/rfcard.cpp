@@ -1,4 +1,4 @@
-// ddalctl rfcard: the RF card's microcontroller, its firmware and its application.
+// ddalctl rfcard: firmware and application of the RF card's microcontroller.
 #include <ddal/bsl.h>
 #include <ddal/error.h>
 #include <ddal/ext.h>
@@ -21,6 +21,7 @@ namespace {
 
 constexpr uint8_t kStatusQuery = 0x00;
 constexpr uint8_t kReady = 0x5A;
+constexpr size_t kMessageMax = 252; // bytes, both directions together
 
 struct StatusText {
     uint32_t status;
@@ -68,11 +69,12 @@ bool application_ready()
 void require_card(int result)
 {
     if (result == -EBUSY)
-        throw Failure(result, kOperationFailed, "another process is working on the RF card: try again when it is done");
+        throw Failure(result, kOperationFailed,
+                      "another process is working on the RF card; retry when it has finished");
     require(result);
 }
 
-// The library's result says less than its verdict.
+// Prefers the verdict to the result, because it is more specific.
 void require_upgrade(int result, uint32_t status)
 {
     if (result != 0 && status != BSL_STATUS_NOT_REQUIRED && status != BSL_STATUS_SUCCESSFUL)
@@ -136,8 +138,9 @@ void message(const Arguments &arguments, Report &report)
     if (arguments.given("--send"))
         sent = arguments.bytes("--send");
     std::vector<uint8_t> received(arguments.number_or("--receive", 0));
-    if (sent.size() > UINT8_MAX)
-        throw WrongUse("at most 252 bytes go into one message, both directions together");
+    if (sent.size() + received.size() > kMessageMax)
+        throw WrongUse("--send and --receive: " + std::to_string(sent.size() + received.size()) +
+                       " bytes do not fit into one message, which takes 0 to " + std::to_string(kMessageMax));
     require(DDAL(ddal_rfup_msg)(static_cast<uint8_t>(arguments.number("OPCODE")), static_cast<uint8_t>(sent.size()),
                                 sent.data(), static_cast<uint8_t>(received.size()), received.data()));
     if (!received.empty())
@@ -155,28 +158,28 @@ void reset(const Arguments &, Report &report)
 Family rfcard_family()
 {
     const Argument image = {"IMAGE", Kind::text, "firmware image in TI-TXT format"};
-    const Argument verbose = {"--verbose", Kind::number, "above 1: trace every byte of the link to the system log"};
-    return {
-        "rfcard",
-        "firmware and application of the RF card's microcontroller",
-        {
-            {"upgrade",
-             "bring the card's firmware to an image; takes minutes and must not be cut off",
-             {image,
-              {"--all", Kind::number,
-               "1: load the image in any case and have the loader rewritten; 2: have the loader rewritten", true, 2},
-              verbose},
-             upgrade},
-            {"verify", "compare the card's flash with an image; restarts the card", {image, verbose}, verify},
-            {"version", "show the versions of loader and application; restarts the card", {}, version},
-            {"message",
-             "send a message to the card's application",
-             {{"OPCODE", Kind::number, "0 asks for the status: the second byte is 5a when it is ready", false, 255},
-              {"--send", Kind::bytes, "bytes to send"},
-              {"--receive", Kind::number, "bytes to receive", true, 252}},
-             message},
-            {"reset", "restart the card's application and wait until it is ready", {}, reset},
-        }};
+    const Argument verbose = {"--verbose", Kind::number, "values above 1 log every byte of the link to the system log"};
+    return {"rfcard",
+            "firmware and application of the RF card's microcontroller",
+            {
+                {"upgrade",
+                 "load an image into the card if its flash differs; takes minutes and must not be interrupted",
+                 {image,
+                  {"--all", Kind::number, "1: always load the image and rewrite the loader; 2: rewrite the loader",
+                   true, 2},
+                  verbose},
+                 upgrade},
+                {"verify", "compare the card's flash with an image; restarts the card", {image, verbose}, verify},
+                {"version", "show the versions of loader and application; restarts the card", {}, version},
+                {"message",
+                 "send a message to the card's application",
+                 {{"OPCODE", Kind::number,
+                   "opcode of the message; 0 requests the status, whose second byte is 5a when ready", false, 255},
+                  {"--send", Kind::bytes, "bytes to send"},
+                  {"--receive", Kind::number, "bytes to receive", true, kMessageMax}},
+                 message},
+                {"reset", "restart the card's application and wait until it is ready", {}, reset},
+            }};
 }
 
 } // namespace ddalctl

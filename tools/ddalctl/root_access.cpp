@@ -1,4 +1,4 @@
-// ddalctl root-access: whether the privileged account may log in from elsewhere.
+// ddalctl root-access: remote logins of the privileged account.
 #include <ddal/auth.h>
 
 #include <cerrno>
@@ -26,17 +26,17 @@ bool has_key(const std::string &path)
     return false;
 }
 
-// The library refuses as well, but its result does not tell this from other failures.
+// The library refuses as well, but its result does not distinguish this failure from others.
 void require_key()
 {
     const passwd *const account = getpwnam(kPrivilegedUser);
     if (!account)
-        throw Failure(-ENOENT, kNothingThere, std::string("there is no account ") + kPrivilegedUser);
+        throw Failure(-ENOENT, kNothingThere, std::string(kPrivilegedUser) + " is not an account of this board");
     const std::string path = std::string(account->pw_dir) + "/.ssh/authorized_keys";
     if (!has_key(path))
         throw Failure(-ENOKEY, kOperationFailed,
                       std::string(kPrivilegedUser) + " has no authorized key in " + path +
-                          ", so nobody could log in as it any more; nothing was changed");
+                          ", so that it could not log in any more; nothing was changed");
 }
 
 void report_state(Report &report)
@@ -59,7 +59,7 @@ void change(uint32_t state)
 
 void restrict_access(const Arguments &, Report &)
 {
-    auto *const get_state = DDAL(ddal_auth_get_restricted_root_access_state); // no board: that is said first
+    auto *const get_state = DDAL(ddal_auth_get_restricted_root_access_state); // report a missing board first
     static_cast<void>(get_state);
     require_key();
     change(DDAL_ROOT_ACCESS_RESTRICTED);
@@ -75,11 +75,11 @@ void lift(const Arguments &, Report &)
 Family root_access_family()
 {
     return {"root-access",
-            "whether the privileged account may log in from elsewhere",
+            "remote logins of the privileged account",
             {
-                {"status", "tell whether root access is restricted", {}, status},
+                {"status", "show whether root access is restricted", {}, status},
                 {"restrict",
-                 "let the privileged account in from the board itself only, and only with a key",
+                 "allow the privileged account to log in from the board itself only, with a key only",
                  {},
                  restrict_access},
                 {"lift", "lift the restriction", {}, lift},

@@ -18,12 +18,12 @@ public:
     NoEcho()
     {
         if (tcgetattr(STDIN_FILENO, &saved_) != 0)
-            throw WrongUse("the terminal does not tell its settings");
+            throw WrongUse("cannot read the settings of the terminal");
         termios silent = saved_;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         silent.c_lflag |= ECHONL;
         if (tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) != 0)
-            throw WrongUse("the terminal cannot be kept from showing what is typed");
+            throw WrongUse("cannot switch off the echo of the terminal");
     }
     ~NoEcho() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_); }
     NoEcho(const NoEcho &) = delete;
@@ -46,11 +46,11 @@ void Secret::read(const std::string &what)
         read_all();
         return;
     }
-    const StopOnSignal stop; // the echo comes back in every case
+    const StopOnSignal stop; // so that a signal cannot leave the echo off
     const NoEcho no_echo;
     read_line(what + ": ");
     Secret again;
-    again.read_line("Once more: ");
+    again.read_line("Repeat it: ");
     if (strcmp(text_, again.text_) != 0)
         throw WrongUse("the two passwords differ");
 }
@@ -60,7 +60,7 @@ void Secret::read_line(const std::string &prompt)
     fputs(prompt.c_str(), stderr);
     const ssize_t n = ::read(STDIN_FILENO, text_, sizeof text_);
     if (n <= 0)
-        throw WrongUse("no password was given");
+        throw WrongUse("no password given");
     check(static_cast<size_t>(n));
 }
 

@@ -1,4 +1,4 @@
-// A password from the user. It never is an argument, and is wiped when it is done with.
+// A password from the user. It is never an argument, and the destructor wipes it.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@ public:
     Secret(const Secret &) = delete;
     Secret &operator=(const Secret &) = delete;
 
-    // On a terminal: asks for `what` twice, without echo. Otherwise reads standard input to its end; one line end that
-    // closes it does not count. Throws WrongUse when there is no password, or one that cannot be one.
+    // On a terminal: asks for `what` twice, without echo. Otherwise reads standard input to its end and drops one final
+    // line end. Throws WrongUse without a password, or when the text cannot be a password.
     void read(const std::string &what);
 
     const char *text() const { return text_; }

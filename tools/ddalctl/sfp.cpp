@@ -28,10 +28,10 @@ void require_module(uint32_t cage)
     uint32_t present = 0;
     require(DDAL(ddal_sfp_status_get)(cage, DDAL_SFP_STATUS_PRESENCE, &present));
     if (!present)
-        throw Failure(-ENXIO, kNothingThere, "no module in cage " + std::to_string(cage - DDAL_SFP_1 + 1));
+        throw Failure(-ENXIO, kNothingThere, "cage " + std::to_string(cage - DDAL_SFP_1 + 1) + " is empty");
 }
 
-// A text of the module without its padding.
+// Adds a text of the module without its padding.
 template <size_t Size, typename Getter>
 void add_text(Report &report, const char *name, Getter getter, uint32_t cage)
 {
@@ -150,6 +150,8 @@ void read(const Arguments &arguments, Report &report)
     const uint32_t memory = arguments.choice("MEMORY", kMemories);
     const uint32_t offset = arguments.number_or("OFFSET", 0);
     const uint32_t length = arguments.number_or("LENGTH", offset < 128 ? 128 - offset : kMemorySize - offset);
+    if (arguments.given("OFFSET"))
+        arguments.start("OFFSET", length, kMemorySize - 1);
     uint8_t bytes[kMemorySize];
     require(DDAL(ddal_sfp_memory_read)(cage, memory, offset, bytes, length));
     for (uint32_t at = 0; at < length; at += kBytesPerRow) {
@@ -166,7 +168,8 @@ void write(const Arguments &arguments, Report &)
 {
     const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
-    require(DDAL(ddal_sfp_memory_write)(cage, DDAL_SFP_MEMORY_DIAGNOSTICS, arguments.number("OFFSET"), bytes.data(),
+    const uint32_t offset = arguments.start("OFFSET", bytes.size(), kMemorySize - 1);
+    require(DDAL(ddal_sfp_memory_write)(cage, DDAL_SFP_MEMORY_DIAGNOSTICS, offset, bytes.data(),
                                         static_cast<uint32_t>(bytes.size())));
 }
 
@@ -193,12 +196,12 @@ Family sfp_family()
     return {"sfp",
             "modules in the SFP cages",
             {
-                {"show", "show what is plugged: identity, diagnostics, control and status lines", {cage}, show},
+                {"show", "show identity, diagnostics, control and status lines of the module", {cage}, show},
                 {"watch",
                  "follow status lines and diagnostics, until interrupted",
                  {cage,
                   {"--interval", Kind::number, "milliseconds between measurements (1000)", true, 3'600'000, 10},
-                  {"--count", Kind::number, "end after so many lines", true, UINT32_MAX, 1}},
+                  {"--count", Kind::number, "stop after COUNT lines", true, UINT32_MAX, 1}},
                  watch},
                 {"status", "show the control and status lines", {cage}, status},
                 {"set",
@@ -212,13 +215,13 @@ Family sfp_family()
                  {cage,
                   {"MEMORY", Kind::text, "id (A0h) or diag (A2h)"},
                   {"OFFSET", Kind::number, "first byte", true, kMemorySize - 1},
-                  {"LENGTH", Kind::number, "how many bytes", true, kMemorySize, 1}},
+                  {"LENGTH", Kind::number, "number of bytes", true, kMemorySize, 1}},
                  read},
                 {"write",
                  "write the diagnostics memory of the module",
                  {cage,
                   {"OFFSET", Kind::number, "first byte", false, kMemorySize - 1},
-                  {"BYTES", Kind::bytes, "what to write"}},
+                  {"BYTES", Kind::bytes, "pairs of hexadecimal digits to write"}},
                  write},
             }};
 }

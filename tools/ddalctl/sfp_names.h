@@ -1,4 +1,4 @@
-// What the codes of an SFP module mean.
+// Texts for the codes of an SFP module.
 #pragma once
 
 #include <cstdint>
@@ -6,13 +6,13 @@
 
 namespace ddalctl {
 
-// Of the library's own numbering.
+// `connector` in the numbering of ddal_sfp_connector_value_get.
 std::string sfp_connector_name(uint32_t connector);
 
-// Of the bits that ddal_sfp_interpret_compliance_codes lists.
+// `bit` as ddal_sfp_interpret_compliance_codes lists it.
 std::string sfp_compliance_name(uint32_t bit);
 
-// "11.3"; of the diagnostics interface.
+// The revision of the diagnostics interface, such as "11.3".
 std::string sfp_revision_name(uint32_t code);
 
 } // namespace ddalctl

@@ -49,7 +49,7 @@ const char *flag_name(uint16_t flags, const Quantity &quantity)
     return flags & quantity.low ? "low" : "-";
 }
 
-// The double whose decimal digits are those of the single: 3.237, not 3.2369999885559082.
+// Converts a float to the double with the same seven decimal digits: 3.237, not 3.2369999885559082.
 double plain(float value)
 {
     char text[32];
@@ -78,14 +78,14 @@ public:
     Lines(const Lines &) = delete;
     Lines &operator=(const Lines &) = delete;
 
-    // Returns at a change, after the time, or when interrupted.
+    // Returns at a change, after the time, or after a signal.
     void wait(int milliseconds)
     {
         if (poll(polled_, std::size(polled_), milliseconds) < 0 && errno != EINTR)
             throw failure_of(-errno);
     }
 
-    // Reads line `i` and tells whether it differs from the last reading.
+    // Reads line `i`. Returns whether it differs from the last reading.
     bool changed(size_t i, uint32_t &value)
     {
         require(DDAL(ddal_sfp_status_event_get)(polled_[i].fd, &value));
@@ -154,7 +154,7 @@ void log_measurements(uint32_t cage, Log &log)
     } catch (const Failure &failure) {
         if (failure.status() != kNothingThere)
             throw;
-        return; // pulled meanwhile; its line will say so
+        return; // pulled meanwhile; the presence line reports it
     }
     std::string text;
     for (const SfpMeasurement &one : measured) {

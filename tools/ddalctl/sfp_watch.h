@@ -1,4 +1,4 @@
-// The living part of an SFP module: measurements and status lines.
+// The changing part of an SFP module: measurements and status lines.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ inline constexpr SfpLine kSfpLines[] = {
 
 enum class SfpCalibration { none, internal, external };
 
-// Asks the module's memory, so that one without diagnostics is no failure.
+// Reads the module's memory, so that a module without diagnostics is not a failure.
 SfpCalibration sfp_calibration(uint32_t cage);
 
 struct SfpMeasurement {
@@ -41,7 +41,7 @@ struct SfpMeasurement {
 
 std::vector<SfpMeasurement> sfp_measure(uint32_t cage);
 
-// Reports changes of the status lines as they come, and the measurements at every interval.
+// Reports each change of a status line as it happens, and the measurements at every interval.
 void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report &report);
 
 } // namespace ddalctl

@@ -19,7 +19,7 @@ constexpr size_t kBlockSize = 32;
 constexpr uint32_t kShortestPeriod = 100;
 constexpr uint32_t kLongestPeriod = 1000;
 
-// The report, for the time of a command.
+// The report, open for the time of a command.
 class SlowMeasurement {
 public:
     explicit SlowMeasurement(uint32_t period) { require(DDAL(ddal_rf_fpga_slow_meas_report_open)(&report_, period)); }
@@ -27,7 +27,7 @@ public:
     SlowMeasurement(const SlowMeasurement &) = delete;
     SlowMeasurement &operator=(const SlowMeasurement &) = delete;
 
-    // False when the user stopped the command first.
+    // Returns false when the user stops the command first.
     bool wait(uint8_t (&bytes)[kReportSize])
     {
         const int result = DDAL(ddal_rf_fpga_slow_meas_report_wait)(report_, bytes);
@@ -82,13 +82,13 @@ Family slow_measurement_family()
             "the slow measurement report",
             {
                 {"watch",
-                 "print the two blocks of each report as it comes, until interrupted",
+                 "print the two blocks of each report as it arrives, until interrupted",
                  {{"--period", Kind::number, "ms, 100 to 1000 in steps of 100 (default 1000)", true, kLongestPeriod,
                    kShortestPeriod},
-                  {"--count", Kind::number, "end after so many reports", true, UINT32_MAX, 1}},
+                  {"--count", Kind::number, "stop after COUNT reports", true, UINT32_MAX, 1}},
                  watch},
                 {"set-period",
-                 "set the period for all who follow the report",
+                 "set the period for all readers of the report",
                  {{"PERIOD", Kind::number, "ms, 100 to 1000 in steps of 100", false, kLongestPeriod, kShortestPeriod}},
                  set_period},
             }};

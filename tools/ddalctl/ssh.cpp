@@ -31,7 +31,7 @@ void banner(const Arguments &arguments, Report &)
     const std::string text = arguments.given("TEXT") ? arguments.text("TEXT") + "\n"
                                                      : std::string(std::istreambuf_iterator<char>(std::cin), {});
     if (text.find('\0') != std::string::npos)
-        throw WrongUse("a banner is text");
+        throw WrongUse("the banner must be text without NUL bytes");
     require(set_banner(text.c_str()));
 }
 
@@ -45,7 +45,7 @@ void keys(const Arguments &arguments, Report &)
 {
     arguments.choice("ACTION", kKeyActions);
     const std::string &user = arguments.text("USER");
-    confirm(arguments, "Replace the authorized keys of " + user + " by the factory's");
+    confirm(arguments, "Replace the authorized keys of " + user + " by those of the factory");
     require(DDAL(ddal_auth_reset_user_ssh_keys)(user.c_str()));
 }
 
@@ -57,18 +57,18 @@ Family ssh_family()
             "options, banner and keys of the SSH daemon",
             {
                 {"set",
-                 "set an option, which counts from the next restart of the daemon on",
+                 "set an option; the daemon applies it at its next restart",
                  {{"NAME", Kind::text, "ClientAliveInterval (0 to 65535 s) or ClientAliveCountMax (1 to 255)"},
                   {"VALUE", Kind::text, "the new value"},
-                  {"--persist", Kind::flag, "also after the next start of the board"}},
+                  {"--persist", Kind::flag, "keep the option after a restart of the board"}},
                  set},
                 {"banner",
-                 "set the text that is shown before a login",
+                 "set the text shown before a login",
                  {{"TEXT", Kind::text, "one line (default: everything on standard input)", true}},
                  banner},
                 {"restart", "restart the daemon", {}, restart},
                 {"keys",
-                 "put the authorized keys of an account back to the factory's",
+                 "restore the factory's authorized keys of an account",
                  {{"ACTION", Kind::text, "reset"}, {"USER", Kind::text, "toor4qrx or serviceuser"}, kYes},
                  keys},
             }};

@@ -1,4 +1,4 @@
-// ddalctl switch: the Ethernet switch behind the backhaul ports: its ports, rates, counters and its own shell.
+// ddalctl switch: ports, rates, counters and diagnostic shell of the Ethernet switch.
 #include <ddal/bcmdiag.h>
 #include <ddal/error.h>
 #include <ddal/eth_switch.h>
@@ -36,7 +36,7 @@ void add_rate(Report &report, const std::string &name, const Rate &rate)
     report.add(name + "-burst", uint64_t{rate.burst}, std::to_string(rate.burst) + " kbit");
 }
 
-// Which PHY devices a port of the switch serves.
+// The PHY devices that each port of the switch serves.
 std::map<uint32_t, std::string> ports_in_use()
 {
     std::map<uint32_t, std::string> ports;
@@ -91,7 +91,7 @@ void show(const Arguments &arguments, Report &report)
         report.add_missing("default-svlan"); // none was set
 }
 
-// What a port counts in each second.
+// Reports the counts of a port in each second.
 void watch_counters(uint32_t port, uint32_t seconds, Report &report)
 {
     const StopOnSignal stop;
@@ -170,24 +170,24 @@ void synce(const Arguments &arguments, Report &)
     require_switch(DDAL(ddal_eth_switch_set_synce_source)(kSwitch, arguments.number("PORT")));
 }
 
-// The result of a command of the switch's shell; what the command prints goes to `out`.
+// Runs a command in the switch's shell. `out` receives its output.
 void run_in_shell(FILE *out, const std::string &command)
 {
     const int result = DDAL(telnet_bcmdiag)(out, "%s", command.c_str());
     if (result == -ECONNREFUSED)
         throw Failure(result, kNothingThere,
-                      "no diagnostic shell of a switch is running on this board (TCP port 5342)");
+                      "the diagnostic shell of the switch is not running on this board (TCP port 5342)");
     if (result != 0)
         throw Failure(result, kOperationFailed,
                       "the command, or the session with the switch's shell, ended with " + std::to_string(result) +
-                          "; the system log tells of a broken session");
+                          "; the system log reports a broken session");
 }
 
 void shell(const Arguments &arguments, Report &report)
 {
     const std::string &command = arguments.text("COMMAND");
     if (command.empty() || command.find_first_of("\r\n") != std::string::npos)
-        throw WrongUse("COMMAND: one line for the switch's shell, in quotes if it has blanks");
+        throw WrongUse("COMMAND: give one line for the switch's shell, in quotes if it has spaces");
     if (!report.json())
         return run_in_shell(stdout, command);
 
@@ -203,26 +203,26 @@ void shell(const Arguments &arguments, Report &report)
 
 std::vector<Command> port_commands()
 {
-    const Argument limit_argument = {"LIMIT", Kind::number, "kbit/s; 0 is no limit"};
-    const Argument burst = {"BURST", Kind::number, "kbit"};
+    const Argument limit_argument = {"LIMIT", Kind::number, "rate in kbit/s; 0 removes the limit"};
+    const Argument burst = {"BURST", Kind::number, "burst in kbit"};
     return {
         {"ports", "show the ports that serve PHY devices, with link and traffic", {}, ports},
         {"show", "show the rates and settings of a port", {kPort}, show},
         {"counters",
-         "show what a port counted, and what its queues dropped; or its rates, each second",
+         "show the counters of a port and the drops of its queues, or the counts of each second",
          {kPort,
-          {"--watch", Kind::flag, "show what is counted each second, until interrupted"},
-          {"--count", Kind::number, "end after so many seconds", true, UINT32_MAX, 1}},
+          {"--watch", Kind::flag, "show the counts of each second, until interrupted"},
+          {"--count", Kind::number, "stop after COUNT seconds", true, UINT32_MAX, 1}},
          counters},
-        {"clear-drops", "set the counters of dropped packets of a port's queues to 0", {kPort}, clear_drops},
-        {"shape", "limit what a port sends", {kPort, limit_argument, burst}, shape},
-        {"limit", "limit what a port receives", {kPort, limit_argument, burst}, limit},
+        {"clear-drops", "reset the drop counters of a port's queues", {kPort}, clear_drops},
+        {"shape", "limit the rate that a port sends", {kPort, limit_argument, burst}, shape},
+        {"limit", "limit the rate that a port receives", {kPort, limit_argument, burst}, limit},
         {"synce",
-         "take the recovered clock of synchronous Ethernet from a port (10 to 21 other than 17)",
+         "select the port (10 to 21, except 17) that supplies the clock of synchronous Ethernet",
          {kPort},
          synce},
         {"shell",
-         "run one command in the switch's own diagnostic shell",
+         "run one command in the switch's diagnostic shell",
          {{"COMMAND", Kind::text, "one line, in quotes"}},
          shell},
     };
@@ -237,12 +237,12 @@ void require_switch(int result)
         throw Failure(
             result, failure.status(),
             "not available: this board has no Broadcom switch (only board type 9 has one; see ddalctl board), "
-            "or its switch does not offer it");
+            "or its switch does not support it");
     if (result == -EOPNOTSUPP)
         throw Failure(result, failure.status(), "S-VLANs are numbered from 1 to 20");
     if (result == DDAL_ERR_FAILURE)
         throw Failure(result, failure.status(),
-                      "the switch cannot be reached or refused; the library's log, on standard error, has its words");
+                      "the switch does not answer or refused; the log on standard error has the reason");
     require(result);
 }
 
@@ -252,7 +252,7 @@ Family switch_family()
     for (const auto &of_part : {switch_qos_commands, switch_vlan_commands, switch_rule_commands})
         for (const Command &command : of_part())
             commands.push_back(command);
-    return {"switch", "the Ethernet switch behind the backhaul ports", commands};
+    return {"switch", "Ethernet switch behind the backhaul ports", commands};
 }
 
 } // namespace ddalctl

@@ -1,4 +1,4 @@
-// What the parts of `ddalctl switch` share.
+// Shared parts of `ddalctl switch`.
 #pragma once
 
 #include <array>
@@ -12,21 +12,21 @@
 
 namespace ddalctl {
 
-inline constexpr uint32_t kSwitch = 2; // the only one that a board has
-inline const Argument kPort = {"PORT", Kind::number, "port of the switch; \"ddalctl switch ports\" names those in use",
-                               false, 255};
+inline constexpr uint32_t kSwitch = 2; // the only switch of a board
+inline const Argument kPort = {"PORT", Kind::number,
+                               "port of the switch; \"ddalctl switch ports\" lists the ports in use", false, 255};
 
-// Throws a Failure that says what to do next, unless the result is 0.
+// Throws a Failure that names the next step, unless the result is 0.
 void require_switch(int result);
 
-// A whole list of the switch, however long: get(entries, &size) as the library's list operations do.
+// Reads a whole list of the switch, of any length. get(entries, &size) is a list operation of the library.
 template <typename Entry, typename Get>
 std::vector<Entry> switch_list(Get get)
 {
     std::vector<Entry> entries(1024);
     auto size = static_cast<uint32_t>(entries.size());
     int result = get(entries.data(), &size);
-    while (result == -ENOMEM && size > 0) { // what did not fit
+    while (result == -ENOMEM && size > 0) { // size: entries that did not fit
         entries.resize(entries.size() + size);
         size = static_cast<uint32_t>(entries.size());
         result = get(entries.data(), &size);
@@ -36,7 +36,7 @@ std::vector<Entry> switch_list(Get get)
     return entries;
 }
 
-// An Ethernet address as a user writes it; throws WrongUse. And back.
+// Converts an Ethernet address from and to text. mac_of throws WrongUse.
 using Mac = std::array<uint8_t, 6>;
 Mac mac_of(const std::string &text);
 std::string mac_text(const uint8_t (&mac)[6]);

@@ -1,4 +1,4 @@
-// ddalctl switch: which frames of a port go to which queue, and how the queues are served.
+// ddalctl switch: the queues of a port: mapping of frames, weights.
 #include <ddal/eth_switch.h>
 
 #include <sstream>
@@ -15,8 +15,7 @@ namespace {
 constexpr uint32_t kQueues = 8;
 constexpr uint32_t kDscps = 64;
 constexpr uint32_t kPcps = 8;
-constexpr uint32_t kDscpMode = 1;
-constexpr Choice kModes[] = {{"pcp", 0}, {"dscp", kDscpMode}};
+constexpr Choice kModes[] = {{"pcp", DDAL_ETH_SWITCH_MAP_PCP}, {"dscp", DDAL_ETH_SWITCH_MAP_DSCP}};
 constexpr Choice kOnOff[] = {{"off", 0}, {"on", 1}};
 
 template <typename Operation>
@@ -33,7 +32,7 @@ void qos(const Arguments &arguments, Report &report)
     const uint32_t enabled = value_of(DDAL(ddal_eth_switch_get_qos_status), port);
     const uint32_t mode = value_of(DDAL(ddal_eth_switch_get_port_mapping_mode), port);
     report.add("qos", enabled != 0, enabled ? "on" : "off");
-    report.add("mapping", mode == kDscpMode ? "dscp" : "pcp");
+    report.add("mapping", mode == DDAL_ETH_SWITCH_MAP_DSCP ? "dscp" : "pcp");
 
     uint32_t queue = 0;
     if (DDAL(ddal_eth_switch_get_port_default_cosq)(kSwitch, port, &queue) == 0)
@@ -50,7 +49,7 @@ void qos(const Arguments &arguments, Report &report)
     }
 }
 
-// Which queue the frames of each priority go to.
+// Adds the queue of the frames of each priority.
 template <typename Operation>
 void add_map(Report &report, const char *name, Operation operation, uint32_t port, uint32_t priorities)
 {
@@ -66,7 +65,7 @@ void add_map(Report &report, const char *name, Operation operation, uint32_t por
 void map(const Arguments &arguments, Report &report)
 {
     const uint32_t port = arguments.number("PORT");
-    if (arguments.choice("PRIORITY", kModes) == kDscpMode)
+    if (arguments.choice("PRIORITY", kModes) == DDAL_ETH_SWITCH_MAP_DSCP)
         add_map(report, "dscp", DDAL(ddal_eth_switch_get_port_mapping_dscp_to_cosq), port, kDscps);
     else
         add_map(report, "pcp", DDAL(ddal_eth_switch_get_port_mapping_pcp_to_cosq), port, kPcps);
@@ -86,11 +85,11 @@ void set_mapping(const Arguments &arguments, Report &)
     require_switch(DDAL(ddal_eth_switch_set_port_mapping_mode)(kSwitch, arguments.number("PORT"), mode));
 }
 
-// The DSCP map is changed in DSCP mode only.
+// The switch changes the DSCP map in DSCP mode only.
 void map_dscp(const Arguments &arguments, Report &)
 {
     const uint32_t port = arguments.number("PORT");
-    require_switch(DDAL(ddal_eth_switch_set_port_mapping_mode)(kSwitch, port, kDscpMode));
+    require_switch(DDAL(ddal_eth_switch_set_port_mapping_mode)(kSwitch, port, DDAL_ETH_SWITCH_MAP_DSCP));
     require_switch(DDAL(ddal_eth_switch_set_port_mapping_dscp_to_cosq)(kSwitch, port, arguments.number("DSCP"),
                                                                        arguments.number("QUEUE")));
 }
@@ -131,15 +130,12 @@ std::vector<Command> switch_qos_commands()
     const Argument priority = {"PRIORITY", Kind::text, "dscp or pcp"};
     const Argument queue = {"QUEUE", Kind::number, "queue, 0 to 7", false, kQueues - 1};
     return {
-        {"qos", "show what decides the queue of a port's frames, and the weights of its queues", {kPort}, qos},
-        {"map", "show which queue the frames of each priority go to", {kPort, priority}, map},
-        {"set-qos",
-         "let a port look at the DSCP of frames, or not",
-         {kPort, {"STATE", Kind::text, "on or off"}},
-         set_qos},
-        {"set-mapping", "choose what decides the queue of a port's frames", {kPort, priority}, set_mapping},
+        {"qos", "show the mapping mode of a port and the weights of its queues", {kPort}, qos},
+        {"map", "show the queue of each priority", {kPort, priority}, map},
+        {"set-qos", "switch the DSCP lookup of a port on or off", {kPort, {"STATE", Kind::text, "on or off"}}, set_qos},
+        {"set-mapping", "set the mapping mode of a port", {kPort, priority}, set_mapping},
         {"map-dscp",
-         "send frames of a DSCP to a queue; puts the port in DSCP mapping",
+         "send frames of a DSCP to a queue; sets the mapping mode to dscp",
          {kPort, {"DSCP", Kind::number, "0 to 63", false, kDscps - 1}, queue},
          map_dscp},
         {"map-pcp",

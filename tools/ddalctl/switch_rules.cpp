@@ -1,4 +1,4 @@
-// ddalctl switch: frames that take another way than the switch's own forwarding, and the rules behind it.
+// ddalctl switch: tunnels, loopbacks and filters, and the field rules behind them.
 #include <ddal/eth_switch.h>
 #include <ddal/ext.h>
 
@@ -18,7 +18,8 @@ constexpr uint32_t kPorts = 256;
 constexpr uint32_t kSvlans = 20;
 constexpr uint32_t kPortsWithRules = 50;
 constexpr Choice kOnOff[] = {{"off", 0}, {"on", 1}};
-constexpr Choice kLearning[] = {{"independent", 0}, {"shared", 1}};
+constexpr Choice kLearning[] = {{"independent", DDAL_ETH_SWITCH_LEARN_PER_VLAN},
+                                {"shared", DDAL_ETH_SWITCH_LEARN_SHARED}};
 
 using Rule = ddal_ext_switch_rule;
 
@@ -43,7 +44,7 @@ std::string ports_in(const uint32_t (&set)[8])
     return text;
 }
 
-// Most ports, or some.
+// Lists the allowed ports where most are blocked, else the blocked ones.
 std::string blocked_ports(const Rule &rule)
 {
     uint32_t others[8];
@@ -55,8 +56,9 @@ std::string blocked_ports(const Rule &rule)
     if (count == 0)
         return "";
     if (count == kPorts)
-        return "leave by no port";
-    return count > kPorts / 2 ? "leave by no port but " + ports_in(others) : "leave not by " + ports_in(rule.blocked);
+        return "blocked on every port";
+    return count > kPorts / 2 ? "leave by port " + ports_in(others) + " only"
+                              : "blocked on port " + ports_in(rule.blocked);
 }
 
 void append(std::string *text, const std::string &part)
@@ -116,7 +118,7 @@ void add_way(Report &report, const std::string &ports, const std::string &frames
     row.add("frames", frames);
 }
 
-// Whether another rule leads the same frames back, so that the two are one line.
+// Returns whether another rule redirects the same frames back, so that both fit one line.
 bool leads_back(const std::vector<Rule> &all, const Rule &rule)
 {
     return std::any_of(all.begin(), all.end(), [&rule](const Rule &other) {
@@ -128,7 +130,7 @@ bool leads_back(const std::vector<Rule> &all, const Rule &rule)
 void add_redirections(const std::vector<Rule> &all, Report &report)
 {
     for (const Rule &rule : all) {
-        const bool is_repeated = rule.tagged == 1; // beside the rule for frames without a tag
+        const bool is_repeated = rule.tagged == 1; // next to the rule for frames without a tag
         if (rule.to_port == DDAL_EXT_SWITCH_NONE || rule.in_port == DDAL_EXT_SWITCH_NONE || is_repeated)
             continue;
         const bool both_ways = leads_back(all, rule) && rule.to_port != rule.in_port;
@@ -241,22 +243,22 @@ std::vector<Command> switch_rule_commands()
     const Argument state = {"STATE", Kind::text, "on or off"};
     return {
         {"rules",
-         "show the field rules that the switch holds",
-         {{"--all", Kind::flag, "also those without an action"}},
+         "list the field rules of the switch",
+         {{"--all", Kind::flag, "include rules without an action"}},
          rules},
-        {"forwarding", "show between which ports frames go: rules first, then S-VLANs", {}, forwarding},
+        {"forwarding", "list the ports that exchange frames: by rules first, then by S-VLANs", {}, forwarding},
         {"tunnel",
-         "let two ports exchange all frames, or those of one ethertype",
+         "tunnel all frames, or those of one ethertype, between two ports",
          {kPort, peer, {"TYPE", Kind::number, type.help, true, type.max, type.min}},
          tunnel},
-        {"untunnel", "end a tunnel", {kPort, peer}, untunnel},
-        {"loopback", "let a port send back what it receives, or not", {kPort, state}, loopback},
+        {"untunnel", "remove a tunnel", {kPort, peer}, untunnel},
+        {"loopback", "switch the loopback of a port on or off", {kPort, state}, loopback},
         {"filter", "send a port's frames to one address to another port", {kPort, peer, mac}, filter},
-        {"unfilter", "take such a filter back", {kPort, peer, mac}, unfilter},
-        {"translation", "show whether translations to an S-VLAN are in force on a port", {kPort, svlan}, translation},
+        {"unfilter", "remove such a filter", {kPort, peer, mac}, unfilter},
+        {"translation", "show whether translations to an S-VLAN are enabled on a port", {kPort, svlan}, translation},
         {"set-translation", "switch a port's translations on or off", {kPort, svlan, state}, set_translation},
         {"ethertype-svlan",
-         "set the S-VLAN of frames of one type that come in without a tag; without SVLAN, none",
+         "set the S-VLAN of received frames of one type without a tag; without SVLAN, remove it",
          {kPort, type, {"SVLAN", Kind::number, svlan.help, true}},
          ethertype_svlan},
         {"learning",

@@ -1,4 +1,4 @@
-// ddalctl switch: VLANs, their translation, and addresses.
+// ddalctl switch: VLANs, translations and addresses.
 #include <ddal/eth_switch.h>
 
 #include <array>
@@ -164,21 +164,21 @@ std::vector<Command> switch_vlan_commands()
     const Argument vlan = {"VLAN", Kind::number, "0 to 4095", false, kHighestVlan};
     const Argument mac = {"MAC", Kind::text, "such as 02:00:5e:10:00:10"};
     return {
-        {"vlans", "show a port's VLANs and their translation", {kPort}, vlans},
+        {"vlans", "list the VLANs and translations of a port", {kPort}, vlans},
         {"create-svlan", "create an S-VLAN", {svlan}, create_svlan},
         {"delete-svlan", "delete an S-VLAN", {svlan}, delete_svlan},
-        {"join", "let a port carry an S-VLAN, tagged", {kPort, svlan}, join},
-        {"leave", "let a port carry an S-VLAN no longer", {kPort, svlan}, leave},
+        {"join", "add a port to an S-VLAN, tagged", {kPort, svlan}, join},
+        {"leave", "remove a port from an S-VLAN", {kPort, svlan}, leave},
         {"default-svlan",
-         "set the S-VLAN of frames that come in without a tag; without SVLAN, none",
+         "set the S-VLAN of received frames without a tag; without SVLAN, remove it",
          {kPort, {"SVLAN", Kind::number, svlan.help, true}},
          default_svlan},
-        {"translate", "let an S-VLAN stand for a port's C-VLAN", {kPort, cvlan, svlan}, translate},
-        {"untranslate", "take a translation back", {kPort, cvlan, svlan}, untranslate},
-        {"addresses", "show the addresses that a port serves", {kPort}, addresses},
-        {"add-address", "set an address that a port serves", {kPort, mac, vlan}, add_address},
-        {"remove-address", "take such an address back", {kPort, mac, vlan}, remove_address},
-        {"clear-addresses", "forget the addresses that a port learned", {kPort}, clear_addresses},
+        {"translate", "translate a C-VLAN of a port into an S-VLAN", {kPort, cvlan, svlan}, translate},
+        {"untranslate", "remove a translation", {kPort, cvlan, svlan}, untranslate},
+        {"addresses", "list the addresses of a port", {kPort}, addresses},
+        {"add-address", "add a static address to a port", {kPort, mac, vlan}, add_address},
+        {"remove-address", "remove a static address from a port", {kPort, mac, vlan}, remove_address},
+        {"clear-addresses", "delete the learned addresses of a port", {kPort}, clear_addresses},
     };
 }
 

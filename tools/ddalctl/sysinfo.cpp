@@ -48,7 +48,7 @@ Family sysinfo_family()
                  "store an item",
                  {category,
                   key,
-                  {"KEY2", Kind::number, "second key, 0 if there is none"},
+                  {"KEY2", Kind::number, "second key, 0 for an item without one"},
                   {"VALUE", Kind::number, "64-bit value", false, UINT64_MAX}},
                  set},
                 {"commit", "make a changed device tree permanent in flash", {}, commit},

@@ -1,4 +1,4 @@
-// ddalctl watchdog, ready, reboot: what the service manager is told.
+// ddalctl watchdog, ready, reboot: messages to the service manager.
 #include <ddal/system.h>
 #include <ddal/watchdog.h>
 
@@ -25,8 +25,8 @@ void reboot(const Arguments &arguments, Report &)
 {
     confirm(arguments, "Reboot the unit");
     const int result = DDAL(ddal_watchdog_reboot)();
-    if (result == -1) // not a code: the library says "no"
-        throw Failure(result, kNothingThere, "there is no /sbin/reboot; nothing was started");
+    if (result == -1) // not a result code: the program to run is missing
+        throw Failure(result, kNothingThere, "/sbin/reboot does not exist; nothing was started");
     require(result);
 }
 
@@ -36,12 +36,12 @@ Family watchdog_family()
 {
     return {"watchdog",
             "the software watchdog",
-            {{"ping", "keep the watchdog alive; starts its service when this is the first ping", {}, ping}}};
+            {{"ping", "ping the watchdog; the first ping starts its service", {}, ping}}};
 }
 
 Family ready_family()
 {
-    return {"ready", "tell the service manager that the unit is ready", {{"", "report readiness", {}, ready}}};
+    return {"ready", "report readiness to the service manager", {{"", "report readiness", {}, ready}}};
 }
 
 Family reboot_family()
