@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The comments of the public headers, which are written to be read in an editor, as the documentation tool wants them.
+"""Converts the comments of the public headers, which are written for an editor, into the form of the documentation tool.
 
 usage: header_comments.py HEADER               the header in Doxygen's form (its input filter)
        header_comments.py --table HEADER...    a page that lists every operation with its two classes
@@ -7,8 +7,8 @@ usage: header_comments.py HEADER               the header in Doxygen's form (its
 A comment directly above a declaration belongs to all declarations down to the next empty line; one inside such a run adds
 to the declaration below it. Every operation says in its comment
 
-    @threads CLASS[: remark]    who may call it at the same time
-    @blocks CLASS[: remark]     how long it may take
+    @threads CLASS[: remark]    the calls that may run in parallel
+    @blocks CLASS[: remark]     the longest time that a call may take
 """
 import pathlib
 import re
@@ -22,11 +22,11 @@ class Operation:
     def __init__(self, name, declaration, comments):
         self.name = name
         self.declaration = declaration
-        self.comments = comments  # of the run, and its own
+        self.comments = comments  # of the run, then of the operation
         self.arguments = set(re.findall(r"\b(\w+)(?:\[\d*\])?\s*[,)]", declaration[declaration.index("(") :]))
 
     def tag(self, name):
-        """The text of the nearest @name, or None."""
+        """Returns the text of the nearest @name, or None."""
         for comment in reversed(self.comments):
             found = re.search(rf"^@{name} +(.*?)(?=^@|^\s*$|\Z)", comment, re.MULTILINE | re.DOTALL)
             if found:
@@ -35,13 +35,13 @@ class Operation:
 
 
 def comment_text(lines):
-    """Lines of a block comment without its frame."""
+    """Returns the lines of a block comment without its frame."""
     text = "\n".join(lines).strip()[2:-2]
     return "\n".join(re.sub(r"^\s*\* ?", "", line) for line in text.split("\n")).strip("\n").strip()
 
 
 class Piece:
-    """A stretch of a header: kind is comment, operation, blank or code; lines as they stand."""
+    """A part of a header. kind is comment, operation, blank or code; lines holds its unchanged lines."""
 
     def __init__(self, kind, lines, attached=False):
         self.kind, self.lines, self.attached = kind, lines, attached
@@ -109,7 +109,7 @@ def escaped(text):
 
 
 def paragraphs(text, arguments=()):
-    """House form to commands: "name: text" for an argument, "Returns ..." and "-EINVAL: ..." as headings."""
+    """Converts the form of the headers to commands: "name: text" for an argument, "Returns ..." and "-EINVAL: ..." as headings."""
     out = []
     for paragraph in re.split(r"\n\s*\n", text):
         entries, in_entry = [], False
@@ -139,7 +139,7 @@ def block(text):
 
 
 def documented(line):
-    """A member or a constant with a comment behind it."""
+    """Converts a member or a constant with a trailing comment."""
     return re.sub(r"/\*+ ?(.*?) ?\*/\s*$", lambda found: f"/**< {escaped(found[1])} */", line)
 
 
@@ -148,7 +148,7 @@ def doxygen_form(path):
     name = f"ddal/{pathlib.Path(path).name}"
     out = []
     opened = False
-    run, pending = "", False  # a comment that all constants below it share, and whether the first is still to come
+    run, pending = "", False  # a comment for all constants below it, and whether the first is still to come
     for piece in pieces_of(text):
         if piece.kind == "comment" and not opened:
             opened = True
@@ -196,7 +196,7 @@ def without_tags(comment):
 
 
 def table(paths):
-    yield "# Every operation: who may call it, how long it takes {#operations}\n"
+    yield "# All operations: parallel calls and duration {#operations}\n"
     yield "The classes are explained under @ref conventions.\n"
     for path in paths:
         operations = operations_of(path.read_text())

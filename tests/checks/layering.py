@@ -45,7 +45,7 @@ def include_faults(root, build, architecture):
             target = "include/ddal" if name.startswith("ddal/") else resolve(root, build, architecture.may_use, source, name)
             if target is None:
                 if bracket == '"':
-                    yield f'{source}: "{name}" is no file of the project'
+                    yield f'{source}: "{name}" is not a file of the project'
                 continue
             used = architecture.folder_of(target)
             if used != folder and used not in architecture.may_use[folder]:
@@ -79,12 +79,32 @@ def symbol_faults(build, architecture):
                     yield f"{folder} calls {name} of {used}, which it may not use"
 
 
+def family_faults(root, architecture):
+    """The table of families against the headers, pages, models and commands that exist."""
+    rows = architecture.families
+    pages = {page.stem: page.read_text() for page in (root / "docs/families").glob("*.md") if page.name != "README.md"}
+    models = re.findall(r'^    (?:\{|row<.*>\()"([\w-]+)",', (root / "vboard/daemon/models.cpp").read_text(), re.MULTILINE)
+    commands = re.findall(r"^Family (\w+)_family\(\);", (root / "tools/ddalctl/families.h").read_text(), re.MULTILINE)
+    headers = {header.name for header in (root / "include/ddal").glob("*.h")} - {"export.h"}
+    there = (headers, set(architecture.may_use), set(models), {name.replace("_", "-") for name in commands})
+    for kind, column, existing in zip(("header", "folder", "model", "command"), range(4), there):
+        named = {name for row in rows.values() for name in row[column]}
+        if kind != "folder":
+            yield from (f"ARCHITECTURE.md: a family names the {kind} {name}, which does not exist" for name in named - existing)
+            yield from (f"ARCHITECTURE.md: no family names the {kind} {name}" for name in existing - named)
+    yield from (f"ARCHITECTURE.md: family without a page, or page without a family: {name}" for name in rows.keys() ^ pages)
+    for name in rows.keys() & pages.keys():
+        if f"Headers: {', '.join(rows[name][0])}\n" not in pages[name]:
+            yield f"ARCHITECTURE.md: the headers of {name} differ from those on its page"
+
+
 def main(root, build):
     architecture = Architecture(root)
     if not architecture.may_use:
         sys.exit("no table of folders found in ARCHITECTURE.md")
-    faults = [*include_faults(root, build, architecture), *symbol_faults(build, architecture)]
-    print("\n".join(faults) or f"{len(architecture.may_use)} folders")
+    faults = [*include_faults(root, build, architecture), *symbol_faults(build, architecture),
+              *family_faults(root, architecture)]
+    print("\n".join(faults) or f"{len(architecture.may_use)} folders, {len(architecture.families)} families")
     return 1 if faults else 0
 
 
