@@ -1,6 +1,5 @@
 /*
- * Prints a report of the board that it runs on: who made it, which variant it is, its network addresses and the version
- * of its FPGA.
+ * Prints a report of the board: its manufacturer, its variant, its network addresses and the version of its FPGA.
  *
  *     board_report
  */
@@ -58,14 +57,14 @@ int main(void)
     const int board = ddal_unit_get_board();
     uint32_t version = 0;
 
-    if (board < 0) /* the library has said why on standard error */
+    if (board < 0) /* the library has logged the reason on standard error */
         return 1;
     printf("Board type %d\n", board);
     print_identity();
     print_radio();
     print_interfaces();
 
-    if (ddal_fpga_get_version(&version) != 1) /* 1 is this call's success */
+    if (ddal_fpga_get_version(&version) != 1) /* returns 1 on success */
         return 1;
     printf("  %-16s 0x%08" PRIx32 "\n", "FPGA version", version);
     return 0;

@@ -1,8 +1,8 @@
 /*
- * Measures the radio frame: wakes up at every frame and shows, once a second, the frame number, the frames counted, how
- * far the frames' distance was off 10 ms, how late the program woke up, and the frames that it missed.
+ * Measures the radio frame. Wakes up at every frame and prints once a second: the frame number, the number of frames,
+ * the largest deviation of a frame from 10 ms, the largest delay of the wake-up, and the number of missed frames.
  *
- *     frame_meter [FRAMES]        ends after so many frames (default: never)
+ *     frame_meter [FRAMES]        stops after FRAMES frames (default: never)
  */
 #include <errno.h>
 #include <inttypes.h>
@@ -40,7 +40,7 @@ static void keep_largest(int64_t *largest, int64_t value)
         *largest = value;
 }
 
-/* start: monotonic time at which the frame began; now: when the program woke up for it. */
+/* start: monotonic time of the frame start. now: monotonic time of the wake-up. */
 static void meter_add(struct meter *meter, uint32_t sfn, const struct timespec *start, const struct timespec *now)
 {
     if (meter->frames > 0) {
@@ -77,7 +77,7 @@ static void meter_sum_up(const struct meter *meter)
                (double)(meter->frames - 1 + meter->missed) / seconds, meter->missed);
 }
 
-/* Waits for the next frame. Returns 0 and its number and time, or the library's code. */
+/* Waits for the next frame. Returns 0 and stores its number and time, or returns the library's code. */
 static int next_frame(uint32_t *sfn, struct timespec *start)
 {
     int result;

@@ -1,9 +1,10 @@
 /*
- * Prints the state of a backhaul link, and every change of it as it happens.
+ * Prints the state of a backhaul link and each change as it happens.
  *
  *     link_watch DEVICE [CHANGES [SECONDS]]
  *
- * DEVICE is a PHY device from 0 to 4. Ends after so many changes, or with status 1 when none comes for so many seconds.
+ * DEVICE is a PHY device from 0 to 4. Stops after CHANGES changes, or with status 1 after SECONDS seconds without a
+ * change.
  */
 #include <errno.h>
 #include <inttypes.h>
@@ -27,7 +28,7 @@ static int complain(const char *what, int result)
     return 1;
 }
 
-/* ULONG_MAX for what is no number. */
+/* Returns ULONG_MAX if the text is not a number. */
 static unsigned long number_of(const char *text)
 {
     char *end;
@@ -36,7 +37,7 @@ static unsigned long number_of(const char *text)
     return *text == '\0' || *end != '\0' ? ULONG_MAX : number;
 }
 
-/* 1: the link has changed. 0: not in that time; -1 waits for ever. */
+/* Returns 1 after a change of the link, 0 at the deadline. -1 waits without a deadline. */
 static int wait_for_change(int fd, int milliseconds)
 {
     struct pollfd link = {fd, POLLIN, 0};
@@ -50,7 +51,7 @@ static int wait_for_change(int fd, int milliseconds)
 
 static int follow(int fd, unsigned long device, unsigned long changes, int milliseconds)
 {
-    /* The descriptor is readable from the start: the first round tells the present state. */
+    /* The descriptor is readable from the start: the first round prints the present state. */
     for (unsigned long n = 0; n <= changes; n++) {
         uint16_t state;
         int result;

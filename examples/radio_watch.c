@@ -1,10 +1,11 @@
 /*
- * Follows what the radio reports: the slow measurement reports of the main FPGA, one line each, and the RP3 link alarm
- * and the reference alarm whenever they change.
+ * Prints the slow measurement reports of the main FPGA, one line each, and each change of the RP3 link alarm and the
+ * reference alarm.
  *
- *     radio_watch [PERIOD_MS [REPORTS]]        period of the reports: 100 to 1000 (default), ends after so many reports
+ *     radio_watch [PERIOD_MS [REPORTS]]        period of the reports: 100 to 1000 (default); stops after REPORTS
+ * reports
  *
- * The wait for a report blocks in the driver, so the reports have a thread of their own; the alarms are descriptors and
+ * The wait for a report blocks in the driver, so a second thread reads the reports. The alarms are descriptors and
  * share one poll.
  */
 #include <errno.h>
@@ -27,7 +28,7 @@
 struct follower {
     struct ddal_rf_fpga_slow_meas *reports;
     uint64_t wanted;
-    int done; /* write end of a pipe, closed when the reports are over */
+    int done; /* write end of a pipe, closed at the end of the reports */
     int result;
 };
 
@@ -62,7 +63,7 @@ static void *follow_reports(void *argument)
         uint8_t bytes[REPORT_BYTES] = {0};
         const int result = ddal_rf_fpga_slow_meas_report_wait(follower->reports, bytes);
 
-        if (result != BLOCK_BYTES) { /* this call's success is the size of a block */
+        if (result != BLOCK_BYTES) { /* returns the size of a block on success */
             follower->result = result;
             break;
         }
@@ -75,7 +76,7 @@ static void *follow_reports(void *argument)
 static void print_alarm(const char *name, int fd)
 {
     char state[32] = "";
-    const ssize_t n = pread(fd, state, sizeof state - 1, 0); /* reading also takes the notification */
+    const ssize_t n = pread(fd, state, sizeof state - 1, 0); /* reading also clears the notification */
 
     state[n > 0 ? n : 0] = '\0';
     state[strcspn(state, "\n")] = '\0';
@@ -83,7 +84,7 @@ static void print_alarm(const char *name, int fd)
     fflush(stdout);
 }
 
-/* Until the reports are over. */
+/* Runs until the reports end. */
 static void follow_alarms(int rp3, int refab, int reports_over)
 {
     struct pollfd channels[] = {{rp3, POLLPRI, 0}, {refab, POLLPRI, 0}, {reports_over, POLLIN, 0}};

@@ -1,5 +1,5 @@
 /*
- * Upgrades the RF card's firmware and shows how far it is.
+ * Upgrades the RF card's firmware and shows the progress.
  *
  *     rfcard_upgrade IMAGE
  */
@@ -34,7 +34,7 @@ int main(int argc, char **argv)
         fprintf(stderr, "rfcard_upgrade: %s (result %d, status %u)\n", text, result, (unsigned)status);
         return 1;
     }
-    if (status > BSL_STATUS_SUCCESSFUL) { /* a failed comparison shows in the status alone */
+    if (status > BSL_STATUS_SUCCESSFUL) { /* the status alone reports a failed comparison */
         fprintf(stderr, "rfcard_upgrade: the card does not hold the image (status %u)\n", (unsigned)status);
         return 1;
     }

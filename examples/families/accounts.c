@@ -1,4 +1,4 @@
-/* Gives the service account a new password and says why the platform refused it. */
+/* Sets a new password of the service account and prints the reason of a refusal. */
 #include <stdio.h>
 
 #include <ddal/auth.h>

@@ -1,4 +1,4 @@
-/* Says which board this is and what runs on it. */
+/* Prints the board type and the software of the board. */
 #include <stdio.h>
 
 #include <ddal/devicetree.h>
@@ -7,7 +7,7 @@
 
 int main(void)
 {
-    const int type = ddal_unit_get_board(); /* 1 to 9 */
+    const int type = ddal_unit_get_board(); /* enum ddal_board_type */
     char serial[32], software[64];
     size_t size = sizeof software;
     uint8_t mac[6];

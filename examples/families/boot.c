@@ -1,4 +1,4 @@
-/* Boots the other Linux installation at the next reset. */
+/* Selects the other Linux installation for the next reset. */
 #include <inttypes.h>
 #include <stdio.h>
 

@@ -1,10 +1,10 @@
-/* Puts two ports into one service VLAN, limits a port and lists what it belongs to. */
+/* Adds two ports to one service VLAN, limits the rate of a port and lists its service VLANs. */
 #include <inttypes.h>
 #include <stdio.h>
 
 #include <ddal/eth_switch.h>
 
-#define SWITCH 2 /* the board's only one */
+#define SWITCH 2 /* the number of the board's only switch */
 
 int main(void)
 {

@@ -1,4 +1,4 @@
-/* Waits for a frame, and tells how much later this program runs. */
+/* Waits for a frame and prints the delay until the program runs. */
 #include <inttypes.h>
 #include <stdio.h>
 

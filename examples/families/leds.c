@@ -1,4 +1,4 @@
-/* Lets the status LED blink green. */
+/* Sets the status LED to blinking green. */
 #include <stdio.h>
 
 #include <ddal/led.h>

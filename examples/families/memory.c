@@ -1,4 +1,4 @@
-/* Looks at a register of the processor through physical memory. */
+/* Reads a register of the processor through physical memory. */
 #include <stdio.h>
 
 #include <ddal/mem.h>

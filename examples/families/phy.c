@@ -1,4 +1,4 @@
-/* Waits for news of a backhaul link and shows its state. */
+/* Waits for an event of a backhaul link and prints its state. */
 #include <inttypes.h>
 #include <poll.h>
 #include <stdio.h>
@@ -13,7 +13,7 @@ int main(void)
 
     if (ddal_phy_copper_event_open(0, 0, &link.fd) != 0)
         return 1;
-    /* Readable from the start: the first event is the present state. */
+    /* The descriptor is readable from the start: the first event is the present state. */
     if (poll(&link, 1, 10000) == 1 && ddal_phy_copper_event_get(link.fd, &up) == 0)
         printf("the link of device 0 is %s\n", up ? "up" : "down");
     if (ddal_phy_copper_get_status(0, &status) == 0 && status.link)

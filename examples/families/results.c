@@ -1,4 +1,4 @@
-/* Turns a failure into words, and writes a line to the library's log channel. */
+/* Prints the text of a failure and writes a line to the library's log channel. */
 #include <stdio.h>
 #include <syslog.h>
 
@@ -9,7 +9,7 @@
 int main(void)
 {
     uint8_t value = 0;
-    const int result = ddal_cpld_read(3, &value); /* not a multiple of 4: the library logs that */
+    const int result = ddal_cpld_read(3, &value); /* not a multiple of 4: the library logs the failure */
     char reason[80];
 
     ddal_strerror(result, reason, sizeof reason);

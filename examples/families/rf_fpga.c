@@ -1,4 +1,4 @@
-/* Changes a block of RF FPGA 0 with the lock held, so that no other user sees it half done. */
+/* Changes a block of RF FPGA 0 under the lock, so that other callers never see an incomplete change. */
 #include <inttypes.h>
 #include <stdio.h>
 
@@ -12,11 +12,11 @@ int main(void)
 
     if (ddal_rf_fpga_open(0, &fd) != 0 || ddal_rf_fpga_lock(fd) != 0)
         return 1;
-    if (ddal_rf_fpga_write_fd(fd, address, sizeof words, words) != (int)sizeof words) /* bytes moved */
+    if (ddal_rf_fpga_write_fd(fd, address, sizeof words, words) != (int)sizeof words) /* returns bytes */
         return 1;
     if (ddal_rf_fpga_unlock(fd) != 0 || ddal_rf_fpga_close(fd) != 0)
         return 1;
-    if (ddal_rf_fpga_read(address, 2, words, 0) != 2) /* words moved */
+    if (ddal_rf_fpga_read(address, 2, words, 0) != 2) /* returns words */
         return 1;
     printf("0x%" PRIx32 " 0x%" PRIx32 "\n", words[0], words[1]);
     return 0;

@@ -1,4 +1,4 @@
-/* Takes a snapshot of the radio links, then listens for their alarm for a moment. */
+/* Takes a snapshot of the radio links and waits 100 ms for their alarm. */
 #include <poll.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -15,7 +15,7 @@ int main(void)
     printf("the links are %s\n", healthy ? "healthy" : "not healthy");
     if (ddal_rp3_alarm_event_open(&alarm.fd) != 0)
         return 1;
-    if (read(alarm.fd, state, sizeof state) < 0) /* once before waiting */
+    if (read(alarm.fd, state, sizeof state) < 0) /* read once before waiting */
         return 1;
     printf("%s\n", poll(&alarm, 1, 100) == 0 ? "no alarm" : "an alarm");
     return ddal_rp3_alarm_event_close(alarm.fd) == 0 ? 0 : 1;

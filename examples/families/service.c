@@ -1,4 +1,4 @@
-/* The life of an application under the service manager: ready, then a sign of life again and again. */
+/* Reports readiness to the service manager, then pings the watchdog regularly. */
 #include <inttypes.h>
 #include <stdio.h>
 

@@ -1,4 +1,4 @@
-/* Names the module in cage 1 and measures its temperature. */
+/* Prints the vendor and the temperature of the module in cage 1. */
 #include <stdio.h>
 
 #include <ddal/sfp.h>

@@ -1,4 +1,4 @@
-/* Ends idle SSH sessions after ten minutes, now and after every restart. */
+/* Ends SSH sessions without a response of the client after 10 minutes, now and after every restart. */
 #include <stdio.h>
 
 #include <ddal/sshd.h>
@@ -10,7 +10,7 @@ int main(void)
         return 1;
     if (ddal_sshd_set_banner("Authorised use only.\n") != 0)
         return 1;
-    if (ddal_sshd_restart() != 0) /* the daemon reads its configuration here */
+    if (ddal_sshd_restart() != 0) /* the daemon now reads its configuration */
         return 1;
     printf("the daemon runs with the new settings\n");
     return 0;

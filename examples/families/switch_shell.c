@@ -6,7 +6,7 @@
 
 int main(void)
 {
-    const int result = telnet_bcmdiag(stdout, "show counters ge%d", 14); /* as printf; the output goes to stdout */
+    const int result = telnet_bcmdiag(stdout, "show counters ge%d", 14); /* stdout receives the output */
     char reason[80];
 
     if (result == 0) {

@@ -1,4 +1,4 @@
-/* The start-up software's one call: settings that outlive a restart are brought back. */
+/* Restores the settings that survive a restart. The start-up software calls this once. */
 #include <stdio.h>
 
 #include <ddal/atboot.h>
@@ -6,7 +6,7 @@
 
 int main(void)
 {
-    const int result = ddal_atboot_run(); /* every action has run, whatever the result */
+    const int result = ddal_atboot_run(); /* every action has run, even after a failure */
     char reason[80];
 
     if (result != 0) {

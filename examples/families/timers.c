@@ -1,4 +1,4 @@
-/* Starts and ends a timer of the FPGA, and looks at the jitter cleaner. */
+/* Creates and deletes a timer of the FPGA and reads the status of the jitter cleaner. */
 #include <inttypes.h>
 #include <stdio.h>
 
@@ -11,7 +11,7 @@ int main(void)
     int32_t status = 0;
     uint32_t id = 0;
 
-    if (ddal_emtimer_config(1, 0, 0, 0, 0, 0) != 0) /* comes before all others */
+    if (ddal_emtimer_config(1, 0, 0, 0, 0, 0) != 0) /* must come first */
         return 1;
     if (ddal_emtimer_create(0, 0, &setting, &id) != 0 || ddal_emtimer_destroy(id, NULL, NULL) != 0)
         return 1;
