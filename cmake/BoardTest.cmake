@@ -1,8 +1,8 @@
-# Test programs. Each is one ctest entry; its cases are counted from the report it writes to test-results/<name>.xml.
+# Test programs. Each is one ctest entry; its report test-results/<name>.xml lists its cases.
 
-# AddressSanitizer's runtime must be the first library of a program that was built with it, before the board's. The others,
-# such as the shell and its tools, are not its business: it refuses what some of them ask of the allocator.
-# ThreadSanitizer's need not come first.
+# AddressSanitizer's runtime must be the first library of a program that was built with it, before those of the board. Other
+# programs, such as the shell and its tools, must not load it: it refuses some of their requests to the allocator.
+# ThreadSanitizer's runtime need not come first.
 set(board_runtime "")
 if(DDAL_SANITIZE MATCHES "address")
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so OUTPUT_VARIABLE runtime
@@ -10,7 +10,7 @@ if(DDAL_SANITIZE MATCHES "address")
     set(board_runtime --runtime ${runtime})
 endif()
 
-# Programs of another processor run under an emulator, on a board of this machine's own build.
+# Programs of another processor run under an emulator, on a board of the native build.
 if(CMAKE_CROSSCOMPILING)
     set(DDAL_NATIVE_BUILD ${CMAKE_SOURCE_DIR}/build/debug CACHE PATH "Build tree with this machine's own vboard")
     set(board_vboard ${DDAL_NATIVE_BUILD}/bin/vboard)
@@ -25,8 +25,8 @@ else()
     set(board_run ${board_vboard} run)
 endif()
 
-# Some cases ask for more memory than there is and want to be refused, not ended. Programs of this build that a test without
-# a board starts on one do not have the sanitizer's runtime in front.
+# Some cases request more memory than the machine has and expect a refusal, not an abort. A plain test starts programs of this
+# build on a board without the sanitizer's runtime in front.
 set(board_environment "")
 set(plain_environment "")
 if(DDAL_SANITIZE)
@@ -34,11 +34,11 @@ if(DDAL_SANITIZE)
         TSAN_OPTIONS=allocator_may_return_null=1:suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan-glib.supp)
     set(plain_environment ASAN_OPTIONS=allocator_may_return_null=1:verify_asan_link_order=0)
 endif()
-if(CMAKE_CROSSCOMPILING) # for the boards and programs that they start themselves
+if(CMAKE_CROSSCOMPILING) # for the boards and programs that plain tests start
     set(plain_environment VBOARD_EMULATOR=${emulator})
 endif()
 
-# Arguments that leave a test program's listed cases out: "<entry> <Suite.Case> <reason>" a line.
+# Returns the arguments that leave out the listed cases of a test program: "<entry> <Suite.Case> <reason>" a line.
 function(left_out_arguments entry variable)
     set(cases "")
     foreach(line IN LISTS left_out_lines)
@@ -55,8 +55,9 @@ endfunction()
 
 # add_board_test(<name> SOURCES ... [TYPE mbo] [SPEED n] [HIDDEN | LOADS] [LIBRARIES ...] [TIMEOUT s] [OPTIONS ...])
 #
-# Runs on a virtual board of its own, against the shipped library; with HIDDEN against the very objects it is made of, for
-# functions that it does not export; with LOADS without it, for programs that load DDAL_LIBRARY themselves. OPTIONS are further ones of "vboard run".
+# Runs a test program on a new virtual board with the shipped library. HIDDEN links the objects of the library instead, to test
+# functions that it does not export. LOADS links neither: the program loads DDAL_LIBRARY itself. OPTIONS are passed to
+# "vboard run".
 function(add_board_test name)
     cmake_parse_arguments(arg "HIDDEN;LOADS" "TYPE;SPEED;TIMEOUT" "SOURCES;LIBRARIES;OPTIONS" ${ARGN})
     if(NOT arg_TYPE)
@@ -89,8 +90,10 @@ function(add_board_test name)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${board_environment}")
 endfunction()
 
-# add_plain_test(<name> SOURCES ... [LIBRARIES ...] [TIMEOUT s]): without a board, for models alone and for tests that start
-# boards themselves (DDAL_BUILD_DIR and VBOARD_PROGRAM are defined for them).
+# add_plain_test(<name> SOURCES ... [LIBRARIES ...] [TIMEOUT s])
+#
+# Runs a test program without a board, for models alone and for tests that start boards themselves. Defines DDAL_BUILD_DIR and
+# VBOARD_PROGRAM for them.
 function(add_plain_test name)
     cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
     if(NOT arg_TIMEOUT)
@@ -112,7 +115,7 @@ function(add_plain_test name)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${plain_environment}")
 endfunction()
 
-# mark_thread_tests(<name>...): these run under the thread sanitizer too; its preset builds no others.
+# mark_thread_tests(<name>...): runs tests under the thread sanitizer as well. Its preset builds these tests only.
 add_custom_target(thread_tests)
 function(mark_thread_tests)
     set_tests_properties(${ARGN} PROPERTIES LABELS threads)

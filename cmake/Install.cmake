@@ -1,5 +1,5 @@
-# What an application needs: the library, its headers, a pkg-config file and a CMake package (find_package(ddal), target
-# ddal::ddal). All of it may be moved to another prefix.
+# Installs the library, its headers, a pkg-config file and a CMake package (find_package(ddal), target ddal::ddal) for
+# applications. The installation may move to another prefix.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS ddal EXPORT ddal-targets

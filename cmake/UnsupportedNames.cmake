@@ -1,4 +1,4 @@
-# Makes a public header and a list of definitions from abi/unsupported.txt and abi/zero.txt.
+# Generates a public header and a list of definitions from abi/unsupported.txt and abi/zero.txt.
 function(ddal_write_unsupported_names header definitions)
     set(lists ${CMAKE_SOURCE_DIR}/abi/unsupported.txt ${CMAKE_SOURCE_DIR}/abi/zero.txt)
     set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${lists})

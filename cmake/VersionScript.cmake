@@ -1,4 +1,4 @@
-# Writes the linker version script from the export lists under abi/: what is not listed is not exported.
+# Generates the linker version script from the export lists under abi/. The library exports the listed names only.
 function(ddal_write_version_script output)
     set(lists exports.txt unsupported.txt zero.txt extensions.txt)
     list(TRANSFORM lists PREPEND ${CMAKE_SOURCE_DIR}/abi/)

@@ -317,7 +317,7 @@ TEST(RealNetwork, IsRefusedWithoutNamespaces)
     const Ran ran = run(std::string(DDAL_BUILD_DIR) + "/tests/vboard/without_unshare " + kVboard +
                         " run --real-net -- /bin/echo ran");
     EXPECT_EQ(ran.status, 1);
-    EXPECT_NE(ran.output.find("no network namespace of its own for --real-net"), std::string::npos) << ran.output;
+    EXPECT_NE(ran.output.find("cannot create the network namespace of --real-net"), std::string::npos) << ran.output;
     EXPECT_EQ(ran.output.find("ran\n"), std::string::npos) << ran.output;
 }
 

@@ -64,12 +64,12 @@ void add_writable(Page &page, const fs::path &place)
     ++page.writable_count;
 }
 
-// The loader runs a program without a preload library that it does not find: then nothing may run at all.
+// The loader ignores a missing preload library. Run nothing then: the program would reach the machine.
 std::string preload_entry(const std::string &library)
 {
     const fs::path native = own_prefix() / VBOARD_LIBDIR / library;
     if (!fs::exists(native))
-        throw ClientError("this installation lacks " + native.string() + "; nothing is run without it");
+        throw ClientError("this installation lacks " + native.string() + "; vboard runs nothing without it");
     return (own_prefix() / "$LIB" / "vboard" / library).string();
 }
 
@@ -159,7 +159,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
 {
     prctl(PR_SET_NAME, "vboardd");
     setsid();
-    // Among what was inherited is the lock that the next `vboard run` waits for.
+    // Close the inherited descriptors except `ready`: the next `vboard run` waits for the lock on one of them.
     close_range(3, static_cast<unsigned>(ready) - 1, 0);
     close_range(static_cast<unsigned>(ready) + 1, ~0u, 0);
     const int log = open((directory / ".vboard/daemon.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -169,7 +169,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
     dup2(log, 2);
     signal(SIGPIPE, SIG_IGN);
     signal(SIGINT, SIG_IGN);
-    // The daemon before this one may still be taking its sockets away. Its end releases the lock.
+    // The previous daemon may still be removing its sockets. Its end releases the lock.
     const int life = open((directory / ".vboard/life").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     if (life < 0 || flock(life, LOCK_EX) != 0)
         _exit(1);
@@ -201,7 +201,7 @@ void start_daemon(const fs::path &directory)
     if (child < 0)
         fail("fork");
     if (child == 0) {
-        // A grandchild, so that whoever starts a board never has to reap its daemon.
+        // A grandchild, so that the process that starts a board need not reap its daemon.
         if (fork() == 0)
             be_daemon(directory, to.get());
         _exit(0);
@@ -215,7 +215,7 @@ void start_daemon(const fs::path &directory)
                           " cannot start: " + std::string(text, n > 0 ? static_cast<size_t>(n) : 0));
 }
 
-// Joins the board of a directory, starting it first when it does not run. One at a time.
+// Joins the board of a directory and starts it first if needed. A lock admits one caller at a time.
 std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &options)
 {
     const Descriptor lock{open((directory / ".vboard/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
@@ -234,8 +234,8 @@ std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &option
     return client;
 }
 
-// What to execute. An emulator's guest gets its environment by the emulator's own option: the emulator itself is a
-// program of this machine, in front of which no library of the board may stand.
+// Returns the command to execute. An emulated program receives its environment through an option of the emulator: the
+// emulator is a program of this machine and must not load the libraries of the board.
 Words command_of(const Page &page, const Words &emulator, const RunOptions &options, const std::string &path)
 {
     Words words = emulator;
@@ -313,7 +313,7 @@ int run_program(Client &board, const RunOptions &options)
     return run_command(command_of(page, emulator, options, path), environment);
 }
 
-// The same command again, inside a fence of namespaces.
+// Runs the same command again, inside a fence of namespaces.
 int run_fenced(const fs::path &directory, const RunOptions &options)
 {
     if (access(find_program("bwrap").c_str(), X_OK) != 0)

@@ -1,4 +1,4 @@
-// Making, starting and joining boards.
+// Creates, starts and joins boards.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ struct RunOptions {
     bool trace = true;
 };
 
-// The folder of board descriptions, relative to this program's own place.
+// The folder of board descriptions, relative to the path of this program.
 std::filesystem::path descriptions();
 
 // Runs a program on a board and returns its exit status as a shell would.

@@ -1,4 +1,4 @@
-// vboard: a board of files, models and a preload library, to run applications without hardware.
+// vboard: runs applications without hardware, on a board of files, models and a preload library.
 #include <CLI/CLI.hpp>
 
 #include <chrono>
@@ -26,17 +26,16 @@ void add_run(CLI::App &app, int &status)
     run->add_option("--speed", options->speed, "Board seconds that pass in a second")->check(CLI::Range(1, 1000));
     run->add_option("--preload", options->preload, "Library to load in front of the board's own");
     run->add_option("--runtime", options->runtime,
-                    "Library that programs linked with it must load first, such as a sanitizer's");
-    run->add_option("--writable", options->writable, "Further folder of this machine where the program may write");
+                    "Library that programs linked with it must load first, such as a sanitizer runtime");
+    run->add_option("--writable", options->writable, "Additional folder of this machine that the program may write to");
     run->add_option("--emulator", options->emulator,
                     "User-mode emulator for programs of another processor, such as \"qemu-arm -L SYSROOT\"")
         ->envname("VBOARD_EMULATOR");
     run->add_flag("--keep", options->keep, "Keep the directory of a new board");
-    run->add_flag("--fence", options->fence, "Put namespaces around it as a second wall (needs bubblewrap)");
-    run->add_flag(
-        "--real-net", options->real_net,
-        "Make a network namespace for the board, with \"lo\" alone, and let interface requests reach the kernel "
-        "there (needs root or user namespaces)");
+    run->add_flag("--fence", options->fence, "Add namespaces as a second wall (requires bubblewrap)");
+    run->add_flag("--real-net", options->real_net,
+                  "Create a network namespace with \"lo\" for the board; interface requests reach the kernel there "
+                  "(requires root, or a kernel that allows unprivileged user namespaces)");
     run->add_flag("--no-trace", *no_trace, "Write no trace");
     run->add_option("program", options->program, "Program and its arguments, after \"--\"")->required();
     run->positionals_at_end();
@@ -50,14 +49,14 @@ void add_create(CLI::App &app)
 {
     auto directory = std::make_shared<std::string>();
     auto type = std::make_shared<std::string>("mbo");
-    CLI::App *create = app.add_subcommand("create", "Make a board directory");
+    CLI::App *create = app.add_subcommand("create", "Create a board directory");
     create->add_option("directory", *directory, "A new or empty directory")->required();
-    create->add_option("--type", *type, "Kind of board, or a path to a description")->capture_default_str();
+    create->add_option("--type", *type, "Type of board, or the path of a board description")->capture_default_str();
     create->callback([directory, type] {
         const bool is_path = type->find('/') != std::string::npos;
         vboard::create_board(fs::absolute(*directory),
                              is_path ? fs::path(*type) : vboard::descriptions() / (*type + ".conf"));
-        std::cout << "made " << *directory << "; run a program on it: vboard run --board " << *directory
+        std::cout << "created " << *directory << "; run a program on it: vboard run --board " << *directory
                   << " -- PROGRAM\n";
     });
 }
@@ -66,8 +65,8 @@ void add_ctl(CLI::App &app)
 {
     auto board = std::make_shared<std::string>();
     auto words = std::make_shared<std::vector<std::string>>();
-    CLI::App *ctl = app.add_subcommand("ctl", "Look into a running board, change it, break it");
-    ctl->add_option("--board", *board, "Board directory (default: the board this runs on)");
+    CLI::App *ctl = app.add_subcommand("ctl", "Inspect, change or break a running board");
+    ctl->add_option("--board", *board, "Board directory (default: the board of the caller)");
     ctl->add_option("words", *words,
                     "Command, such as: models | fpga set 0x100 1 | fault add pread:/dev/fpga_usr nth=2 errno=EIO")
         ->required();
@@ -98,27 +97,27 @@ void add_trace(CLI::App &app)
 {
     auto board = std::make_shared<std::string>();
     auto follow = std::make_shared<bool>(false);
-    CLI::App *trace = app.add_subcommand("trace", "Print what the board's programs did, one JSON object a line");
-    trace->add_option("--board", *board, "Board directory (default: the board this runs on)");
-    trace->add_flag("--follow,-f", *follow, "Go on printing");
+    CLI::App *trace = app.add_subcommand("trace", "Print the calls of the board's programs, one JSON object a line");
+    trace->add_option("--board", *board, "Board directory (default: the board of the caller)");
+    trace->add_flag("--follow,-f", *follow, "Continue with new calls as they happen");
     trace->callback([board, follow] {
         const fs::path directory = board->empty() ? vboard::Client().directory() : fs::path(*board);
         std::ifstream in(directory / ".vboard/trace.jsonl");
         if (!in)
-            throw vboard::ClientError("there is no trace in " + directory.string() + "; was anything run on it?");
+            throw vboard::ClientError(directory.string() + " has no trace; run a program on the board first");
         print_from(in, *follow);
     });
 }
 
 void add_types(CLI::App &app)
 {
-    app.add_subcommand("types", "List the kinds of board")->callback([] {
+    app.add_subcommand("types", "List the types of board")->callback([] {
         std::map<std::string, std::string> types;
         for (const auto &entry : fs::directory_iterator(vboard::descriptions())) {
             if (entry.path().extension() != ".conf")
                 continue;
             const vboard::BoardFile description = vboard::read_board_file(entry.path());
-            if (description.number != 0) // else a part that boards include
+            if (description.number != 0) // 0: a part that descriptions include
                 types[entry.path().stem().string()] = description.name;
         }
         for (const auto &[type, name] : types)

@@ -15,11 +15,11 @@ vboard \- virtual radio board to run applications without the hardware
 .B vboard
 COMMAND [OPTION]... [ARGUMENT]...
 .SH DESCRIPTION
-Runs an unchanged application that uses libddal on a machine that is no radio board.
-A board is a directory: board.conf says which path is served by which model of a device, root/ holds its files, .vboard/
-what runs it.
-A preload library leads the board's paths into that directory and keeps the program away from the machine; a daemon holds
-the models and ends with the last program.
+Runs an unchanged application that uses libddal on a machine that is not a radio board.
+A board is a directory: board.conf names the model that serves each path, root/ holds the files of the board, .vboard/
+its sockets, log and trace.
+A preload library redirects the board's paths into that directory and keeps the program away from the machine.
+A daemon runs the models and ends with the last program.
 .SH COMMANDS
 )";
 
@@ -46,30 +46,30 @@ go on with the trace, or stop it
 set for every program of the board
 .TP
 .B VBOARD_PAGE
-set for every program of the board: how it and
+set for every program of the board; the program and
 .B vboard ctl
-find the board
+find the board through it
 .TP
 .B VBOARD_EMULATOR
-what starts programs of another processor where
+emulator for programs of another processor, unless
 .B \-\-emulator
-is not given
+names one
 .SH FILES
 .TP
 .I /usr/share/vboard/boards
-descriptions of the kinds of board
+board descriptions
 .TP
 .IR BOARD /.vboard/trace.jsonl
-what the board's programs did, one JSON object a line
+calls of the board's programs, one JSON object a line
 .TP
 .IR BOARD /.vboard/daemon.log
-what the daemon has to say
+log of the daemon
 .SH EXIT STATUS
-That of the program;
+The exit status of the program;
 .B 126
-for one that cannot be held on the board (static, setuid, or of a processor without a preload library) and is not run;
+for a program that the board cannot hold and does not run (static, setuid, or of a processor without a preload library);
 .B 127
-for one that is not there;
+for a missing program;
 .B 1
 when the board cannot start;
 .B 2

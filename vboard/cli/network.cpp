@@ -19,8 +19,8 @@ namespace {
 
 [[noreturn]] void fail(const std::string &what)
 {
-    throw ClientError("no network namespace of its own for --real-net (" + what + ": " + std::strerror(errno) +
-                      "); it takes root or user namespaces; nothing was run");
+    throw ClientError("cannot create the network namespace of --real-net (" + what + ": " + std::strerror(errno) +
+                      "); it requires root or user namespaces; nothing was run");
 }
 
 void write_once(const char *path, const std::string &text)
@@ -30,7 +30,7 @@ void write_once(const char *path, const std::string &text)
         fail(path);
 }
 
-// Within a user namespace a user without rights may have a network, as its root.
+// An unprivileged user can create a network namespace as the root of a user namespace.
 void enter_as_user()
 {
     const uid_t user = getuid();

@@ -1,10 +1,10 @@
-// A network of a run's own.
+// The network namespace of a run.
 #pragma once
 
 namespace vboard {
 
-// Moves this process, and with it all that it starts, into a new network namespace in which only "lo" is there and up.
-// Throws when it cannot be made: then nothing may run that counts on it.
+// Moves this process and its later children into a new network namespace, in which "lo" is the only interface and is
+// up. Throws when the namespace cannot be created; the caller must then run nothing.
 void enter_own_network();
 
 } // namespace vboard

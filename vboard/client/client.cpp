@@ -19,7 +19,7 @@ std::filesystem::path own_board()
 {
     const char *page = std::getenv("VBOARD_PAGE");
     if (!page)
-        throw ClientError("no board named; use --board DIR, or run inside \"vboard run\"");
+        throw ClientError("no board named; give --board DIR, or run inside \"vboard run\"");
     return std::filesystem::path(page).parent_path().parent_path();
 }
 

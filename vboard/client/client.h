@@ -1,4 +1,4 @@
-// Control of a running board from another program: `vboard ctl`, and tests.
+// Controls a running board from another program: `vboard ctl`, and tests.
 #pragma once
 
 #include <filesystem>
