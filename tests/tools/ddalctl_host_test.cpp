@@ -65,6 +65,7 @@ TEST(DdalctlWithoutBoard, HelpsWithEveryCommand)
     }
     EXPECT_GT(verbs, 30u);
     EXPECT_TRUE(ddalctl_json("fpga --help").at("help").is_string());
+    EXPECT_EQ("ddalctl " + ddalctl_json("--version").at("version").get<std::string>() + "\n", ddalctl("--version").out);
 }
 
 TEST(DdalctlWithoutBoard, CompletesTypedWords)

@@ -261,7 +261,6 @@ TEST(Board, ReportsWrongCommands)
         {"run -- /nowhere/program", "cannot run"},
         {"ctl --board /tmp models", "no board is running"},
         {"ctl models", "no board named"},
-        {"run -- " VBOARD_PROGRAM " ctl fpga put 1 2", "set, get and list"},
         {"run -- " VBOARD_PROGRAM " ctl fault add pread:/dev/fpga_usr errno=EFOO", "not the name of an error"},
         {"trace --board /tmp", "no trace"},
     };

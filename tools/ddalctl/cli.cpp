@@ -22,6 +22,7 @@ namespace {
 struct Invocation {
     bool json = false;
     bool manual = false;
+    bool version = false;
     std::string completion;
     std::string name = "ddalctl";
     const Command *command = nullptr;
@@ -74,6 +75,7 @@ void define(CLI::App &root, Invocation &invocation)
     root.fallthrough();
     root.require_subcommand(0, 1);
     root.add_flag("--json", invocation.json, "print one JSON document, also for a failure");
+    root.add_flag("--version", invocation.version, "print the version of this program");
     root.add_flag("--man", invocation.manual)->group("");
     root.add_option("--completion", invocation.completion)->group("");
     root.footer("Exit status: 0 success, 1 the operation failed, 2 wrong use,\n"
@@ -138,6 +140,10 @@ int run_parsed(const Invocation &invocation)
     }
     if (!invocation.completion.empty()) {
         fputs(completion_script(invocation.completion).c_str(), stdout);
+        return kDone;
+    }
+    if (invocation.version) {
+        puts(invocation.json ? "{\"version\": \"" DDALCTL_VERSION "\"}" : "ddalctl " DDALCTL_VERSION);
         return kDone;
     }
     if (!invocation.command)

@@ -54,7 +54,7 @@ std::string completion_script(const std::string &shell)
            "        case $word in -*) ;; *) so_far+=(\"$word\") ;; esac\n"
            "    done\n"
            "    case \"${so_far[*]:0:2}\" in\n" +
-           row("", names + "--json --help") + rows +
+           row("", names + "--json --help --version") + rows +
            "    *) words=\"--json --help\" ;;\n"
            "    esac\n"
            "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"

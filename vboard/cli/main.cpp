@@ -1,12 +1,14 @@
 // vboard: runs applications without hardware, on a board of files, models and a preload library.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <thread>
 
+#include "cli/control_text.h"
 #include "cli/launch.h"
 #include "cli/manual.h"
 #include "daemon/board_file.h"
@@ -68,13 +70,19 @@ void add_ctl(CLI::App &app)
     CLI::App *ctl = app.add_subcommand("ctl", "Inspect, change or break a running board");
     ctl->add_option("--board", *board, "Board directory (default: the board of the caller)");
     ctl->add_option("words", *words,
-                    "Command, such as: models | fpga set 0x100 1 | fault add pread:/dev/fpga_usr nth=2 errno=EIO")
-        ->required();
+                    "Command, such as: models | fpga set 0x100 1 | fault add pread:/dev/fpga_usr nth=2 errno=EIO");
     ctl->positionals_at_end();
     ctl->prefix_command();
+    ctl->set_help_flag(); // which model the help is about is known when all words are
     ctl->callback([ctl, board, words] {
         for (const std::string &word : ctl->remaining())
             words->push_back(word);
+        const auto help = std::find_if(words->begin(), words->end(),
+                                       [](const std::string &word) { return word == "--help" || word == "-h"; });
+        if (words->empty() || help != words->end()) {
+            std::cout << vboard::control_help({words->begin(), help});
+            return;
+        }
         vboard::Client client(*board);
         std::cout << client.run(*words) << std::flush;
     });
@@ -125,7 +133,7 @@ void add_types(CLI::App &app)
     });
 }
 
-// For the packages; neither is of use to who reads --help.
+// For packages, completion and documents: hidden from --help.
 void add_documents(CLI::App &app)
 {
     const auto print = [&app](std::string (*document)(const CLI::App &)) {
@@ -134,6 +142,18 @@ void add_documents(CLI::App &app)
     };
     app.add_flag_callback("--man", [print] { print(vboard::manual_page); })->group("");
     app.add_flag_callback("--bash-completion", [print] { print(vboard::bash_completion); })->group("");
+    app.add_flag_callback("--control-reference",
+                          [] {
+                              std::cout << vboard::control_reference();
+                              throw CLI::Success();
+                          })
+        ->group("");
+    app.add_option_function<std::string>("--complete",
+                                         [](const std::string &words) {
+                                             std::cout << vboard::control_completion(words);
+                                             throw CLI::Success();
+                                         })
+        ->group("");
 }
 
 } // namespace
@@ -142,6 +162,7 @@ int main(int argc, char **argv)
 {
     CLI::App app("Virtual board: run applications without hardware", "vboard");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "vboard " VBOARD_VERSION);
     int status = 0;
     add_run(app, status);
     add_create(app);

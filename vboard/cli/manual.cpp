@@ -1,5 +1,7 @@
 #include "cli/manual.h"
 
+#include "cli/control_text.h"
+
 namespace vboard {
 
 namespace {
@@ -23,24 +25,18 @@ A daemon runs the models and ends with the last program.
 .SH COMMANDS
 )";
 
-constexpr const char *kClosing =
+constexpr const char *kControl =
     R"(.SH CONTROL
-.TP
+A word in capitals is a value, "|" stands between words to choose from, "[...]" may be left out, and "..." is for several.
 .B vboard ctl models
-what this board has
-.TP
-.BI "vboard ctl " MODEL
-the commands that a model knows
-.TP
-.BI "vboard ctl fault add " CALL : PATH " \fR[\fPnth=" N "\fR] [\fPcount=" N "\fR] [\fPerrno=" NAME "\fR] [\fPshort=" N "\fR] [\fPdelay=" TIME "\fR] [\fPpid=" N \fR]
-makes the matching calls fail, move fewer bytes or wait; CALL may be *, and PATH may end in *
-.TP
-.BR "vboard ctl fault list" ", " "vboard ctl fault clear"
-the faults that wait, and none any more
-.TP
-.BR "vboard ctl trace on" ", " "vboard ctl trace off"
-go on with the trace, or stop it
-.SH ENVIRONMENT
+lists the models of a board,
+.BI "vboard ctl " MODEL " \-\-help"
+the commands of one.
+The CALL of a fault rule may be *, and its PATH may end in *.
+)";
+
+constexpr const char *kClosing =
+    R"(.SH ENVIRONMENT
 .TP
 .B LD_PRELOAD
 set for every program of the board
@@ -85,14 +81,6 @@ vboard ctl \-\-board my\-board fault add pread:/dev/fpga_usr nth=2 errno=EIO
 .BR ddalctl (1)
 )";
 
-std::string roff(const std::string &text)
-{
-    std::string escaped;
-    for (const char c : text)
-        escaped += c == '\\' ? std::string("\\e") : c == '-' ? std::string("\\-") : std::string(1, c);
-    return escaped;
-}
-
 std::vector<const CLI::App *> commands_of(const CLI::App &app)
 {
     return app.get_subcommands([](const CLI::App *) { return true; });
@@ -123,7 +111,7 @@ std::string manual_page(const CLI::App &app)
         for (const CLI::Option *option : options_of(*command))
             page += ".TP\n" + form_of(*option) + "\n" + roff(option->get_description()) + "\n";
     }
-    return page + kClosing;
+    return page + kControl + control_manual() + kClosing;
 }
 
 std::string bash_completion(const CLI::App &app)
@@ -135,16 +123,21 @@ std::string bash_completion(const CLI::App &app)
         std::string words;
         for (const CLI::Option *option : options_of(*command))
             words += "--" + option->get_lnames().front() + " ";
+        if (command->get_name() == "ctl")
+            words += "$(${COMP_WORDS[0]} --complete \"${said[*]}\") ";
         rows += "    " + command->get_name() + ") words=\"" + words + "--help\" ;;\n";
     }
     return "_vboard()\n{\n"
-           "    local at words=\"" +
+           "    local at said=() words=\"" +
            names +
-           "--help\"\n"
+           "--help --version\"\n"
            "    # What follows \"--\" is a command of its own.\n"
            "    for ((at = 1; at < COMP_CWORD; ++at)); do\n"
            "        [ \"${COMP_WORDS[at]}\" != -- ] || { _command_offset $((at + 1)); return; }\n"
+           "        case ${COMP_WORDS[at-1]}:${COMP_WORDS[at]} in --board:*|*:-*) ;; *) said+=(\"${COMP_WORDS[at]}\") "
+           ";; esac\n"
            "    done\n"
+           "    said=(\"${said[@]:1}\")\n"
            "    [ \"$COMP_CWORD\" = 1 ] || case ${COMP_WORDS[1]} in\n" +
            rows +
            "    *) words=\"\" ;;\n"

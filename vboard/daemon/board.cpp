@@ -242,28 +242,45 @@ void Board::add_environment(const std::string &entry)
     ++page_->environment_count;
 }
 
+std::vector<ControlFamily> Board::control_families()
+{
+    using Row = ControlRow<Board>;
+    return {
+        {"models", "the models of this board",
+         [] {
+             return ControlTable{Row{"", "list them", [](const Board &board) {
+                                         std::string list;
+                                         for (const auto &[name, model] : board.models_)
+                                             list += name + "\n";
+                                         return list;
+                                     }}};
+         }},
+        {"fault", "failures of single calls", fault_commands},
+        {"trace", "the trace of what programs do",
+         [] {
+             return ControlTable{Row{"on|off", "resume or pause the trace", [](Board &board, const Given &given) {
+                                         board.page_->trace.store(given.says("on"));
+                                     }}};
+         }},
+    };
+}
+
 std::string Board::control(const Words &words)
 {
-    const std::string &name = word_at(words, 0, "a command or model");
-    if (name == "models") {
-        std::string list;
-        for (const auto &[model, unused] : models_)
-            list += model + "\n";
-        return list;
-    }
-    if (name == "fault")
-        return control_faults(*page_, {words.begin() + 1, words.end()});
-    if (name == "trace") {
-        const std::string &state = word_at(words, 1, "on or off");
-        if (state != "on" && state != "off")
-            throw ControlError("trace is switched \"on\" or \"off\"");
-        page_->trace.store(state == "on");
-        return {};
-    }
-    Model *found = model(name);
-    if (!found)
-        throw ControlError("no model \"" + name + "\"; \"vboard ctl models\" lists them");
-    return found->control({words.begin() + 1, words.end()});
+    if (words.empty())
+        throw ControlError("missing the name of a model; \"vboard ctl models\" lists them");
+    const Words rest(words.begin() + 1, words.end());
+    Model *found = model(words[0]);
+    const auto families = found ? vboard::control_families() : control_families();
+    if (const ControlFamily *family = find_family(families, words[0]))
+        return run_control(*family, found ? static_cast<Controlled &>(*found) : *this, rest);
+    Words names;
+    for (const ControlFamily &family : families)
+        names.emplace_back(family.name);
+    for (const auto &[name, unused] : models_)
+        names.push_back(name);
+    throw ControlError("no model \"" + words[0] + "\"" + suggestion(words[0], names) +
+                       "; \"vboard ctl models\" lists them");
 }
 
 } // namespace vboard

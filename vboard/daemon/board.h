@@ -14,11 +14,11 @@
 
 namespace vboard {
 
-class Board {
+class Board : public Controlled {
 public:
     // `directory` was made by create_board.
     Board(const std::filesystem::path &directory, Loop &loop);
-    ~Board();
+    ~Board() override;
 
     Page &page() { return *page_; }
     Loop &loop() { return loop_; }
@@ -70,6 +70,8 @@ public:
 
     // `vboard ctl` words; the first names a model, or is a command of the board itself.
     std::string control(const Words &words);
+    // The commands of the board itself.
+    static std::vector<ControlFamily> control_families();
 
 private:
     void map_page();

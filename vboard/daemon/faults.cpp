@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "daemon/board.h"
+
 namespace vboard {
 
 namespace {
@@ -68,9 +70,9 @@ void set_option(FaultRule &rule, const std::string &option)
         throw ControlError("no fault option \"" + name + "\"; there are nth, count, errno, short, delay and pid");
 }
 
-std::string add(Page &page, const Words &words)
+std::string add(Page &page, const Given &given)
 {
-    const std::string &target = word_at(words, 1, "<call>:<path>");
+    const std::string &target = given.text("CALL:PATH");
     const size_t colon = target.find(':');
     for (uint32_t i = 0; i < kMaxFaults; ++i) {
         FaultRule &rule = page.faults[i];
@@ -82,8 +84,8 @@ std::string add(Page &page, const Words &words)
         const std::string call = target.substr(0, colon);
         put(rule.call, call == "*" ? "" : call);
         put(rule.path, colon == std::string::npos ? "" : target.substr(colon + 1));
-        for (size_t w = 2; w < words.size(); ++w)
-            set_option(rule, words[w]);
+        for (const std::string &option : given.words("KEY=VALUE"))
+            set_option(rule, option);
         rule.armed.store(1, std::memory_order_release);
         page.fault_count.fetch_add(1);
         return std::to_string(i) + "\n";
@@ -104,33 +106,35 @@ std::string describe(const FaultRule &rule, uint32_t number)
            " fired=" + std::to_string(rule.fired.load()) + "\n";
 }
 
+std::string list(const Page &page)
+{
+    std::string text;
+    for (uint32_t i = 0; i < kMaxFaults; ++i)
+        if (page.faults[i].armed.load())
+            text += describe(page.faults[i], i);
+    return text;
+}
+
 } // namespace
 
-std::string control_faults(Page &page, const Words &words)
+ControlTable fault_commands()
 {
-    const std::string &verb = word_at(words, 0, "add, clear or list");
-    if (verb == "add")
-        return add(page, words);
-    if (verb == "clear") {
-        if (words.size() > 1) {
-            const uint64_t number = number_of(words[1]);
-            if (number >= kMaxFaults)
-                throw ControlError("there is no rule " + words[1]);
-            clear(page, static_cast<uint32_t>(number));
-            return {};
-        }
-        for (uint32_t i = 0; i < kMaxFaults; ++i)
-            clear(page, i);
-        return {};
-    }
-    if (verb == "list") {
-        std::string list;
-        for (uint32_t i = 0; i < kMaxFaults; ++i)
-            if (page.faults[i].armed.load())
-                list += describe(page.faults[i], i);
-        return list;
-    }
-    throw ControlError("faults are changed with add, clear and list");
+    using Row = ControlRow<Board>;
+    return {
+        Row{"add CALL:PATH [KEY=VALUE...]",
+            "arm a rule and print its number: the matching calls fail (errno=NAME), move at most N bytes (short=N) or "
+            "wait (delay=TIME), from the nth=N on, count=N of them, in the process pid=N",
+            [](Board &board, const Given &given) { return add(board.page(), given); }},
+        Row{"list", "list the armed rules", [](Board &board) { return list(board.page()); }},
+        Row{"clear [RULE]", "remove a rule, or all of them",
+            [](Board &board, const Given &given) {
+                const uint32_t first = given.number_or("RULE", 0u);
+                if (first >= kMaxFaults)
+                    throw ControlError("there is no rule " + given.text("RULE"));
+                for (uint32_t i = first; i < (given.has("RULE") ? first + 1 : kMaxFaults); ++i)
+                    clear(board.page(), i);
+            }},
+    };
 }
 
 } // namespace vboard

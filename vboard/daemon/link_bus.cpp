@@ -202,6 +202,12 @@ void LinkBus::set_state(LinkKind kind, uint32_t number, const std::string &state
     }
 }
 
+std::string LinkBus::state(LinkKind kind, uint32_t number) const
+{
+    const auto found = states_.told.find(path_of(service_of(kind), number));
+    return found == states_.told.end() ? "" : found->second;
+}
+
 void LinkBus::miss(LinkKind kind, uint32_t number, const std::string &state)
 {
     states_.missed[path_of(service_of(kind), number)] = state;

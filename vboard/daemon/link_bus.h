@@ -35,6 +35,7 @@ public:
     void miss(LinkKind kind, uint32_t number, const std::string &state);
     void leave(LinkKind kind);
     void come_back(LinkKind kind);
+    std::string state(LinkKind kind, uint32_t number) const;
     int64_t last_change_ns() const { return last_change_ns_; }
 
 private:

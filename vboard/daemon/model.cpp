@@ -29,30 +29,4 @@ std::string Model::text(const Node &)
     return {};
 }
 
-std::string Model::control(const Words &)
-{
-    throw ControlError("this model takes no commands");
-}
-
-uint64_t number_of(const std::string &word)
-{
-    size_t used = 0;
-    uint64_t value = 0;
-    try {
-        value = std::stoull(word, &used, 0);
-    } catch (const std::exception &) {
-        used = 0;
-    }
-    if (word.empty() || used != word.size())
-        throw ControlError("\"" + word + "\" is not a number");
-    return value;
-}
-
-const std::string &word_at(const Words &words, size_t index, const char *what)
-{
-    if (index >= words.size())
-        throw ControlError(std::string("missing ") + what);
-    return words[index];
-}
-
 } // namespace vboard

@@ -8,10 +8,10 @@
 #include <functional>
 #include <memory>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "daemon/control.h"
 #include "daemon/descriptor.h"
 #include "page/page.h"
 
@@ -20,7 +20,6 @@ namespace vboard {
 class Board;
 
 using Bytes = std::vector<uint8_t>;
-using Words = std::vector<std::string>;
 
 // Where the answer to one request goes. Copies share the request; the first reply counts. A model that cannot answer at
 // once keeps the Answer; when the caller is interrupted meanwhile it is told so by the server and the late reply goes
@@ -47,15 +46,9 @@ private:
     std::shared_ptr<Sink> sink_;
 };
 
-// What a control command says when it is wrong; the text goes to whoever typed it.
-struct ControlError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-class Model {
+class Model : public Controlled {
 public:
     explicit Model(Board &board) : board_(board) {}
-    virtual ~Model() = default;
     Model(const Model &) = delete;
     Model &operator=(const Model &) = delete;
 
@@ -78,8 +71,8 @@ public:
     // Text of a notifying attribute.
     virtual std::string text(const Node &);
 
-    // A command of `vboard ctl <model> ...`; the result is printed. Throws ControlError.
-    virtual std::string control(const Words &words);
+    // What `vboard ctl <model>` takes; a model with commands has a table of the same name.
+    static ControlTable commands() { return {}; }
 
 protected:
     Board &board() const { return board_; }
@@ -87,9 +80,5 @@ protected:
 private:
     Board &board_;
 };
-
-// Control words as numbers and times; both throw ControlError with the word in it.
-uint64_t number_of(const std::string &word);
-const std::string &word_at(const Words &words, size_t index, const char *what);
 
 } // namespace vboard

@@ -35,38 +35,43 @@ std::unique_ptr<Model> make(Board &board)
 }
 
 struct Row {
-    const char *name;
+    ControlFamily family;
     std::unique_ptr<Model> (*make)(Board &);
 };
+template <typename M, auto... arguments>
+constexpr Row row(const char *name, const char *summary)
+{
+    return {{name, summary, M::commands}, make<M, arguments...>};
+}
 constexpr Row kModels[] = {
-    {"fpga", make<WordRegisters>},
-    {"cpld", make<ByteRegisters, kCpldSpacing, kCpldSize>},
-    {"dfe", make<ByteRegisters, 1u, kDfeSize>},
-    {"rf-fpga0", make<WordRegisters>},
-    {"rf-fpga1", make<SpiRegisters, 1u, kSpiSize>},
-    {"rf-fpga2", make<SpiRegisters, 1u, kSpiSize>},
-    {"rf-fpga3", make<SpiRegisters, 1u, kSpiSize>},
-    {"slow-measurement", make<SlowMeasurement>},
-    {"laa", make<Laa>},
-    {"alarms", make<Alarms>},
-    {"aif", make<AntennaInterface>},
-    {"cma", make<ContiguousMemory>},
-    {"frame", make<Frame>},
-    {"emtimer", make<EventTimers>},
-    {"pps", make<PulsePerSecond>},
-    {"power-meter", make<PowerMeter>},
-    {"jitter-cleaner", make<JitterCleaner>},
-    {"uptime", make<Uptime>},
-    {"leds", make<Leds>},
-    {"sfp", make<SfpCages>},
-    {"service-manager", make<ServiceManager>},
-    {"rf-card", make<RfCard>},
-    {"phy", make<PhyNodes>},
-    {"interfaces", make<Interfaces>},
-    {"link", make<Links>},
-    {"switch", make<Switch>},
-    {"switch-shell", make<SwitchShell>},
-    {"multiport", make<Multiport>},
+    row<WordRegisters>("fpga", "registers of the main FPGA"),
+    row<ByteRegisters, kCpldSpacing, kCpldSize>("cpld", "registers of the CPLD"),
+    row<ByteRegisters, 1u, kDfeSize>("dfe", "bytes of the digital front end"),
+    row<WordRegisters>("rf-fpga0", "registers of RF FPGA 0"),
+    row<SpiRegisters, 1u, kSpiSize>("rf-fpga1", "registers of RF FPGA 1"),
+    row<SpiRegisters, 1u, kSpiSize>("rf-fpga2", "registers of RF FPGA 2"),
+    row<SpiRegisters, 1u, kSpiSize>("rf-fpga3", "registers of RF FPGA 3"),
+    row<SlowMeasurement>("slow-measurement", "the slow measurement report"),
+    row<Laa>("laa", "event channels of licensed-assisted access"),
+    row<Alarms>("alarms", "alarms of the main FPGA"),
+    row<AntennaInterface>("aif", "registers of the antenna interface"),
+    row<ContiguousMemory>("cma", "contiguous memory"),
+    row<Frame>("frame", "the radio frame"),
+    row<EventTimers>("emtimer", "event timers"),
+    row<PulsePerSecond>("pps", "the pulse per second"),
+    row<PowerMeter>("power-meter", "the RF power meter"),
+    row<JitterCleaner>("jitter-cleaner", "the jitter cleaner"),
+    row<Uptime>("uptime", "the uptime daemon"),
+    row<Leds>("leds", "front-panel LEDs"),
+    row<SfpCages>("sfp", "SFP cages and modules"),
+    row<ServiceManager>("service-manager", "the service manager's notification socket"),
+    row<RfCard>("rf-card", "the RF card"),
+    row<PhyNodes>("phy", "copper PHYs on the management buses"),
+    row<Interfaces>("interfaces", "network interfaces"),
+    row<Links>("link", "links, and the services that report them"),
+    row<Switch>("switch", "the Ethernet switch"),
+    row<SwitchShell>("switch-shell", "the switch's diagnostic shell"),
+    row<Multiport>("multiport", "the external multiport switch"),
 };
 
 } // namespace
@@ -74,9 +79,17 @@ constexpr Row kModels[] = {
 std::unique_ptr<Model> make_model(const std::string &name, Board &board)
 {
     for (const Row &row : kModels)
-        if (name == row.name)
+        if (name == row.family.name)
             return row.make(board);
     return nullptr;
+}
+
+std::vector<ControlFamily> control_families()
+{
+    std::vector<ControlFamily> families = Board::control_families();
+    for (const Row &row : kModels)
+        families.push_back(row.family);
+    return families;
 }
 
 } // namespace vboard

@@ -106,21 +106,23 @@ void set_field(EthernetFrame *frame, const std::string &name, const std::string 
 
 } // namespace
 
-EthernetFrame EthernetFrame::parse(const Words &words, size_t at)
+EthernetFrame EthernetFrame::parse(const Words &words)
 {
-    if (word_at(words, at, "a frame").find('=') == std::string::npos)
-        return parse_bytes(bytes_of(words[at]));
+    if (words.empty())
+        throw ControlError("missing FRAME");
+    if (words[0].find('=') == std::string::npos)
+        return parse_bytes(bytes_of(words[0]));
     EthernetFrame frame;
     frame.destination = 0x020000000002;
     frame.source = 0x020000000001;
     frame.type = kIpv4;
     frame.payload.assign(20, 0);
     frame.payload[0] = 0x45;
-    for (; at < words.size(); ++at) {
-        const size_t equals = words[at].find('=');
+    for (const std::string &word : words) {
+        const size_t equals = word.find('=');
         if (equals == std::string::npos)
-            throw ControlError("not a field of a frame: " + words[at]);
-        set_field(&frame, words[at].substr(0, equals), words[at].substr(equals + 1));
+            throw ControlError("not a field of a frame: " + word);
+        set_field(&frame, word.substr(0, equals), word.substr(equals + 1));
     }
     return frame;
 }

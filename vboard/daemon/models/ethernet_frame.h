@@ -26,7 +26,7 @@ struct EthernetFrame {
 
     // One argument of hexadecimal digits, or "dst=ADDRESS src=ADDRESS vlan=N pcp=N tpid=N inner=N type=N dscp=N
     // payload=HEX", each of which may be left out. Throws ControlError.
-    static EthernetFrame parse(const Words &words, size_t at);
+    static EthernetFrame parse(const Words &words);
 
     // As parse takes it, without what the frame lacks.
     std::string text() const;

@@ -19,10 +19,10 @@ std::span<const uint8_t> bytes_of(const Record &record)
     return {reinterpret_cast<const uint8_t *>(&record), sizeof record};
 }
 
-std::string indexed(const char *format, const std::string &index)
+std::string indexed(const char *format, const Given &given)
 {
     std::string path = format;
-    return path.replace(path.find("%u"), 2, std::to_string(number_of(index)));
+    return path.replace(path.find("%u"), 2, std::to_string(given.number("INDEX")));
 }
 
 } // namespace
@@ -41,32 +41,43 @@ Channels &Laa::channels_of(const std::string &path)
     return channels_[node->id];
 }
 
-std::string Laa::control(const Words &words)
+// Words that are left out count the record and their place.
+void Laa::send_record(const Words &words)
 {
-    const std::string &verb = word_at(words, 0, "record, prescan, dfs, sas, short or hang-up");
-    if (verb == "record") {
-        uint32_t record[kLaaRecordSize / 4];
-        ++records_;
-        for (uint32_t i = 0; i < std::size(record); ++i)
-            record[i] = i + 1 < words.size() ? static_cast<uint32_t>(number_of(words[i + 1])) : records_ << 8 | i;
-        channels_of(kLaaNode).send(bytes_of(record));
-    } else if (verb == "prescan") {
-        const auto byte = static_cast<uint8_t>(number_of(word_at(words, 2, "a frame index")));
-        channels_of(indexed(kLaaPrescanNodeFormat, word_at(words, 1, "an index"))).send(bytes_of(byte));
-    } else if (verb == "dfs") {
-        const auto event = static_cast<uint32_t>(number_of(word_at(words, 2, "an event")));
-        channels_of(indexed(kLaaDfsNodeFormat, word_at(words, 1, "an index"))).send(bytes_of(event));
-    } else if (verb == "sas") {
-        const std::string &which = word_at(words, 1, "an index or \"any\"");
-        channels_of(which == "any" ? kLaaSasAnyNode : indexed(kLaaSasNodeFormat, which)).signal();
-    } else if (verb == "short") {
-        channels_of(word_at(words, 1, "a node")).send(Bytes(number_of(word_at(words, 2, "a number of bytes"))));
-    } else if (verb == "hang-up") {
-        channels_of(word_at(words, 1, "a node")).hang_up();
-    } else {
-        throw ControlError("licensed-assisted access takes record, prescan, dfs, sas, short and hang-up");
-    }
-    return {};
+    uint32_t record[kLaaRecordSize / 4];
+    if (words.size() > std::size(record))
+        throw ControlError("a record has " + std::to_string(std::size(record)) + " words");
+    ++records_;
+    for (uint32_t i = 0; i < std::size(record); ++i)
+        record[i] = i < words.size() ? static_cast<uint32_t>(number_of(words[i])) : records_ << 8 | i;
+    channels_of(kLaaNode).send(bytes_of(record));
+}
+
+ControlTable Laa::commands()
+{
+    using Row = ControlRow<Laa>;
+    return {
+        Row{"record [WORD...]", "send a record",
+            [](Laa &laa, const Given &given) { laa.send_record(given.words("WORD")); }},
+        Row{"prescan INDEX BYTE", "send a pre-scan event",
+            [](Laa &laa, const Given &given) {
+                laa.channels_of(indexed(kLaaPrescanNodeFormat, given)).send(bytes_of(given.number<uint8_t>("BYTE")));
+            }},
+        Row{"dfs INDEX EVENT", "send a radar event",
+            [](Laa &laa, const Given &given) {
+                laa.channels_of(indexed(kLaaDfsNodeFormat, given)).send(bytes_of(given.number("EVENT")));
+            }},
+        Row{"sas any", "signal the event of all spectrum-access channels",
+            [](Laa &laa) { laa.channels_of(kLaaSasAnyNode).signal(); }},
+        Row{"sas INDEX", "signal the event of one spectrum-access channel",
+            [](Laa &laa, const Given &given) { laa.channels_of(indexed(kLaaSasNodeFormat, given)).signal(); }},
+        Row{"short NODE BYTES", "send a record of another length on the channel of a path",
+            [](Laa &laa, const Given &given) {
+                laa.channels_of(given.text("NODE")).send(Bytes(given.number<uint16_t>("BYTES")));
+            }},
+        Row{"hang-up NODE", "close the channels of a path",
+            [](Laa &laa, const Given &given) { laa.channels_of(given.text("NODE")).hang_up(); }},
+    };
 }
 
 int Alarms::open(const Node &node, uint32_t, Descriptor end)
@@ -86,25 +97,31 @@ bool Alarms::is_enabled(const std::string &path) const
     return path != kRp3AlarmAttribute || !fpga || fpga->get(kFpgaRp3AlarmMask) != 0;
 }
 
-std::string Alarms::control(const Words &words)
+void Alarms::raise(const std::string &path, uint32_t value)
 {
-    const std::string &name = word_at(words, 0, "rp3, refab or hang-up");
-    if (name == "hang-up") {
-        for (auto &[id, alarm] : alarms_)
-            alarm.channels.hang_up();
-        return {};
-    }
-    if (name != "rp3" && name != "refab")
-        throw ControlError("the alarms take rp3, refab and hang-up");
-    const std::string path = name == "rp3" ? kRp3AlarmAttribute : kRefabAlarmAttribute;
     const Node *node = board().node(path);
     if (!node)
         throw ControlError("this board has no " + path);
     Alarm &alarm = alarms_[node->id];
-    alarm.value = static_cast<uint32_t>(number_of(word_at(words, 1, "a value")));
+    alarm.value = value;
     if (is_enabled(path))
         alarm.channels.signal();
-    return {};
+}
+
+ControlTable Alarms::commands()
+{
+    using Row = ControlRow<Alarms>;
+    return {
+        Row{"rp3|refab VALUE", "change an alarm attribute, and announce it",
+            [](Alarms &alarms, const Given &given) {
+                alarms.raise(given.says("rp3") ? kRp3AlarmAttribute : kRefabAlarmAttribute, given.number("VALUE"));
+            }},
+        Row{"hang-up", "close the alarm channels of all programs",
+            [](Alarms &alarms) {
+                for (auto &[id, alarm] : alarms.alarms_)
+                    alarm.channels.hang_up();
+            }},
+    };
 }
 
 } // namespace vboard

@@ -14,12 +14,11 @@ class Laa : public Model {
 public:
     using Model::Model;
     int open(const Node &, uint32_t flags, Descriptor end) override;
-    // record [words] | prescan <index> <byte> | dfs <index> <word> | sas <index|any> | short <node> <bytes> |
-    // hang-up <node>
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
     Channels &channels_of(const std::string &path);
+    void send_record(const Words &words);
 
     std::map<uint32_t, Channels> channels_; // by node
     uint32_t records_ = 0;
@@ -31,7 +30,7 @@ public:
     using Model::Model;
     int open(const Node &, uint32_t flags, Descriptor end) override;
     std::string text(const Node &) override;
-    std::string control(const Words &words) override; // rp3|refab <value> | hang-up
+    static ControlTable commands();
 
 private:
     struct Alarm {
@@ -39,6 +38,7 @@ private:
         Channels channels;
     };
     bool is_enabled(const std::string &path) const;
+    void raise(const std::string &path, uint32_t value);
 
     std::map<uint32_t, Alarm> alarms_; // by node
 };

@@ -139,24 +139,30 @@ void Frame::ioctl(const Node &, uint32_t request, Bytes argument, Answer answer)
         waiters_.push_back({answer, false, sfn});
 }
 
-std::string Frame::control(const Words &words)
+std::string Frame::show() const
 {
-    const std::string &verb = word_at(words, 0, "stop, start, invalid, valid, bcn or show");
-    if (verb == "stop" || verb == "start")
-        running_ = verb == "start";
-    else if (verb == "invalid" || verb == "valid") {
-        valid_ = verb == "valid";
-        publish(last_frame_);
-    } else if (verb == "bcn") {
-        offset_ = static_cast<int64_t>(number_of(word_at(words, 1, "a frame count")) - last_frame_);
-        publish(last_frame_);
-    } else if (verb == "show") {
-        return std::to_string(last_frame_ + static_cast<uint64_t>(offset_)) + (valid_ ? "" : " invalid") +
-               (running_ ? "\n" : " stopped\n");
-    } else {
-        throw ControlError("the frame driver takes stop, start, invalid, valid, bcn <number> and show");
-    }
-    return {};
+    return std::to_string(last_frame_ + static_cast<uint64_t>(offset_)) + (valid_ ? "" : " invalid") +
+           (running_ ? "\n" : " stopped\n");
+}
+
+ControlTable Frame::commands()
+{
+    using Row = ControlRow<Frame>;
+    return {
+        Row{"show", "print the frame count, and whether it is valid and moves", &Frame::show},
+        Row{"stop|start", "let the radio frame stand still, or move on",
+            [](Frame &frame, const Given &given) { frame.running_ = given.says("start"); }},
+        Row{"invalid|valid", "take the frame count away, or give it back",
+            [](Frame &frame, const Given &given) {
+                frame.valid_ = given.says("valid");
+                frame.publish(frame.last_frame_);
+            }},
+        Row{"bcn NUMBER", "set the frame count",
+            [](Frame &frame, const Given &given) {
+                frame.offset_ = static_cast<int64_t>(given.number<uint64_t>("NUMBER") - frame.last_frame_);
+                frame.publish(frame.last_frame_);
+            }},
+    };
 }
 
 } // namespace vboard

@@ -14,9 +14,11 @@ public:
     void start() override;
     std::vector<IoctlForm> ioctls(const Node &) const override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    std::string control(const Words &words) override; // stop | start | invalid | valid | bcn <number> | show
+    static ControlTable commands();
 
 private:
+    std::string show() const;
+
     struct Waiter {
         Answer answer;
         bool any; // next frame, whatever its number

@@ -100,6 +100,12 @@ int Interfaces::request(uint32_t number, InterfaceRequest &request)
     }
 }
 
+bool Interfaces::has_link(const std::string &name) const
+{
+    const auto found = interfaces_.find(name);
+    return found != interfaces_.end() && found->second.partner && found->second.flags & IFF_UP;
+}
+
 bool Interfaces::plug(const std::string &name, bool partner)
 {
     Interface *interface = find(name);
@@ -110,43 +116,50 @@ bool Interfaces::plug(const std::string &name, bool partner)
     return true;
 }
 
-std::string Interfaces::control(const Words &words)
+std::string Interfaces::show() const
 {
-    const std::string &verb = word_at(words, 0, "show, set or refuse");
-    if (verb == "show") {
-        std::string text;
-        for (const auto &[name, interface] : interfaces_)
-            text += name + (interface.flags & IFF_UP ? " up" : " down") + (interface.partner ? " link" : " no-link") +
-                    " speed " + std::to_string(interface.settings.speed) + " duplex " +
-                    std::to_string(interface.settings.duplex) + " autoneg " +
-                    std::to_string(interface.settings.autoneg) + " advertising " +
-                    std::to_string(interface.settings.advertising) + "\n";
-        return text;
-    }
-    Interface *interface = find(word_at(words, 1, "an interface"));
-    if (!interface)
-        throw ControlError("no interface \"" + words[1] + "\"; there are eth0 to eth3");
-    if (verb == "refuse") {
-        interface->refuses = word_at(words, 2, "on or off") == "on";
-        return {};
-    }
-    if (verb != "set")
-        throw ControlError("interfaces take show, set and refuse");
-    const std::string &what = word_at(words, 2, "speed, duplex, autoneg or advertising");
-    const auto value = static_cast<uint32_t>(number_of(word_at(words, 3, "a number")));
-    ethtool_cmd &settings = interface->settings;
-    if (what == "speed") {
-        ethtool_cmd_speed_set(&settings, value);
-    } else if (what == "duplex") {
-        settings.duplex = static_cast<uint8_t>(value);
-    } else if (what == "autoneg") {
-        settings.autoneg = static_cast<uint8_t>(value);
-    } else if (what == "advertising") {
-        settings.advertising = value;
-    } else {
-        throw ControlError("an interface has speed, duplex, autoneg and advertising");
-    }
-    return {};
+    std::string text;
+    for (const auto &[name, interface] : interfaces_)
+        text += name + (interface.flags & IFF_UP ? " up" : " down") + (interface.partner ? " link" : " no-link") +
+                " speed " + std::to_string(interface.settings.speed) + " duplex " +
+                std::to_string(interface.settings.duplex) + " autoneg " + std::to_string(interface.settings.autoneg) +
+                " advertising " + std::to_string(interface.settings.advertising) + "\n";
+    return text;
+}
+
+Interfaces::Interface &Interfaces::interface_in(const Given &given)
+{
+    for (auto &[name, interface] : interfaces_)
+        if (given.says(name))
+            return interface;
+    throw ControlError("this board lacks the interface");
+}
+
+ControlTable Interfaces::commands()
+{
+    using Row = ControlRow<Interfaces>;
+    const std::string name = "eth0|eth1|eth2|eth3";
+    return {
+        Row{"show", "print the settings and the link of each interface", &Interfaces::show},
+        Row{"set " + name + " speed VALUE", "change the speed, in Mb/s",
+            [](Interfaces &all, const Given &given) {
+                ethtool_cmd_speed_set(&all.interface_in(given).settings, given.number("VALUE"));
+            }},
+        Row{"set " + name + " duplex VALUE", "change the duplex: 0 half, 1 full",
+            [](Interfaces &all, const Given &given) {
+                all.interface_in(given).settings.duplex = given.number<uint8_t>("VALUE");
+            }},
+        Row{"set " + name + " autoneg VALUE", "change the auto-negotiation: 0 off, 1 on",
+            [](Interfaces &all, const Given &given) {
+                all.interface_in(given).settings.autoneg = given.number<uint8_t>("VALUE");
+            }},
+        Row{"set " + name + " advertising VALUE", "change the advertised modes, as ethtool numbers them",
+            [](Interfaces &all, const Given &given) {
+                all.interface_in(given).settings.advertising = given.number("VALUE");
+            }},
+        Row{"refuse " + name + " on|off", "fail every request that changes settings",
+            [](Interfaces &all, const Given &given) { all.interface_in(given).refuses = given.says("on"); }},
+    };
 }
 
 } // namespace vboard

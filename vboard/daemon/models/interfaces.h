@@ -13,15 +13,14 @@ class Interfaces : public Model {
 public:
     explicit Interfaces(Board &board);
 
-    // show | set <name> speed|duplex|autoneg|advertising <value> | refuse <name> on|off
-    // A refusing interface fails what would change its settings.
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
     // Does one request; the record carries its answer. 0 or -errno.
     int request(uint32_t number, InterfaceRequest &request);
 
     // The cable. False when there is no such interface.
     bool plug(const std::string &name, bool partner);
+    bool has_link(const std::string &name) const;
 
 private:
     struct Interface {
@@ -32,6 +31,8 @@ private:
         bool refuses;
     };
     Interface *find(const std::string &name);
+    Interface &interface_in(const Given &given);
+    std::string show() const;
     static int ethtool(Interface &interface, uint8_t *record);
     static int set(Interface &interface, const ethtool_cmd &settings);
     void tell(const Interface &interface) const;

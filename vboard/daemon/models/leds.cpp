@@ -82,27 +82,39 @@ std::string Leds::show() const
     return list;
 }
 
-std::string Leds::control(const Words &words)
+ControlTable Leds::commands()
 {
-    const std::string &verb = word_at(words, 0, "show, set, text, stick, refuse, normal or tokens");
-    if (verb == "show")
-        return show();
-    if (verb == "tokens")
-        return std::exchange(tokens_, {});
-    Lamp &one = lamp(word_at(words, 1, "a LED"));
-    if (verb == "set")
-        one = {colour_of_word(word_at(words, 2, "a token")), {}};
-    else if (verb == "text")
-        one.text = word_at(words, 2, "a text");
-    else if (verb == "stick")
-        one.stuck = words.size() > 2 ? colour_of_word(words[2]) : one.colour;
-    else if (verb == "refuse")
-        one.refuses = true;
-    else if (verb == "normal")
-        one = {one.colour, {}};
-    else
-        throw ControlError("the LEDs take show, set, text, stick, refuse, normal and tokens");
-    return {};
+    using Row = ControlRow<Leds>;
+    const std::string led = "st_led|bh_led|rf_led|off_led";
+    static const auto lamp_in = [](Leds &leds, const Given &given) -> Lamp & {
+        for (auto &[name, lamp] : leds.lamps_)
+            if (given.says(name))
+                return lamp;
+        throw ControlError("this board lacks the LED");
+    };
+    return {
+        Row{"show", "print what each LED shows", &Leds::show},
+        Row{"set " + led + " TOKEN", "let a LED show the colour of a token",
+            [](Leds &leds, const Given &given) {
+                lamp_in(leds, given) = {colour_of_word(given.text("TOKEN")), {}};
+            }},
+        Row{"text " + led + " TEXT", "let a LED report this text",
+            [](Leds &leds, const Given &given) { lamp_in(leds, given).text = given.text("TEXT"); }},
+        Row{"stick " + led + " [TOKEN]", "let every write lead to this colour, or to the present one",
+            [](Leds &leds, const Given &given) {
+                Lamp &lamp = lamp_in(leds, given);
+                lamp.stuck = given.has("TOKEN") ? colour_of_word(given.text("TOKEN")) : lamp.colour;
+            }},
+        Row{"refuse " + led, "refuse every write",
+            [](Leds &leds, const Given &given) { lamp_in(leds, given).refuses = true; }},
+        Row{"normal " + led, "follow the writes again",
+            [](Leds &leds, const Given &given) {
+                Lamp &lamp = lamp_in(leds, given);
+                lamp = {lamp.colour, {}};
+            }},
+        Row{"tokens", "print the tokens that were written since the last time, one a line",
+            [](Leds &leds) { return std::exchange(leds.tokens_, {}); }},
+    };
 }
 
 } // namespace vboard

@@ -17,9 +17,8 @@ public:
     int read(const Node &node, uint64_t offset, std::span<uint8_t> out) override;
     int write(const Node &node, uint64_t offset, std::span<const uint8_t> in) override;
 
-    // show | set <led> <token> | text <led> <text> | stick <led> [token] | refuse <led> | normal <led> | tokens
-    // A led is the last word of its path: st_led, bh_led, rf_led, off_led.
-    std::string control(const Words &words) override;
+    // A led is the last word of its path.
+    static ControlTable commands();
 
 private:
     struct Lamp {

@@ -15,19 +15,12 @@ namespace {
 constexpr std::pair<const char *, LinkKind> kKinds[] = {
     {"network", LinkKind::kInterface}, {"broadcom", LinkKind::kBroadcom}, {"marvell", LinkKind::kMarvell}};
 
-LinkKind kind_of(const std::string &word)
+LinkKind kind_in(const Given &given)
 {
     for (const auto &[name, kind] : kKinds)
-        if (word == name)
+        if (given.says(name))
             return kind;
-    throw ControlError("the services are network, broadcom and marvell");
-}
-
-bool up_or_down(const std::string &word)
-{
-    if (word != "up" && word != "down")
-        throw ControlError("a link goes \"up\" or \"down\"");
-    return word == "up";
+    throw std::logic_error("no such kind of link");
 }
 
 } // namespace
@@ -51,16 +44,6 @@ void Links::publish(LinkKind kind, uint32_t number, const std::string &state)
     bus_->set_state(kind, number, state);
 }
 
-void Links::map(const Words &words)
-{
-    Target target{word_at(words, 2, "switch, multiport or interface"), word_at(words, 3, "a port or name")};
-    if (target.kind == "interface")
-        target.dev_id = static_cast<uint32_t>(number_of(word_at(words, 4, "a dev_id")));
-    else if (target.kind != "switch" && target.kind != "multiport")
-        throw ControlError("a device stands for a switch port, a multiport port or an interface");
-    targets_[word_at(words, 1, "a device")] = target;
-}
-
 void Links::plug(const Target &target, bool partner)
 {
     if (target.kind == "switch") {
@@ -79,47 +62,76 @@ void Links::plug(const Target &target, bool partner)
     }
 }
 
+bool Links::has_link(const Target &target) const
+{
+    if (target.kind == "switch") {
+        const auto *chip = board().find<Switch>();
+        return chip && chip->has_link(static_cast<uint32_t>(number_of(target.name)));
+    }
+    if (target.kind == "multiport")
+        return bus_->state(LinkKind::kMarvell, static_cast<uint32_t>(number_of(target.name))) == "routable";
+    const auto *interfaces = board().find<Interfaces>();
+    return interfaces && interfaces->has_link(target.name);
+}
+
 std::string Links::show() const
 {
     std::string text;
     for (const auto &[device, target] : targets_)
-        text += device + " " + target.kind + " " + target.name + "\n";
+        text += device + " " + target.kind + " " + target.name + (has_link(target) ? " up\n" : " down\n");
     return text;
 }
 
-std::string Links::control(const Words &words)
+Links::Target &Links::target_in(const Given &given)
 {
-    const std::string &verb = word_at(words, 0, "a device, map, show, state, missed, service, bus or stamp");
-    if (verb == "show")
-        return show();
-    if (verb == "stamp")
-        return std::to_string(bus_->last_change_ns()) + "\n";
-    if (verb == "map") {
-        map(words);
-    } else if (verb == "state" || verb == "missed") {
-        const LinkKind kind = kind_of(word_at(words, 1, "a service"));
-        const auto number = static_cast<uint32_t>(number_of(word_at(words, 2, "a number")));
-        const std::string &state = word_at(words, 3, "a state");
-        verb == "state" ? publish(kind, number, state) : bus_->miss(kind, number, state);
-    } else if (verb == "service") {
-        const LinkKind kind = kind_of(word_at(words, 1, "a service"));
-        if (word_at(words, 2, "leave or return") == "leave")
-            bus_->leave(kind);
-        else
-            bus_->come_back(kind);
-    } else if (verb == "bus") {
-        const bool start = word_at(words, 1, "start or stop") == "start";
-        if (start && !bus_->is_running())
-            bus_->start();
-        else if (!start)
-            bus_->stop();
-    } else {
-        const auto target = targets_.find(verb);
-        if (target == targets_.end())
-            throw ControlError("no link \"" + verb + "\"; \"link show\" names them");
-        plug(target->second, up_or_down(word_at(words, 1, "up or down")));
-    }
-    return {};
+    const auto found = targets_.find(given.text("DEVICE"));
+    if (found == targets_.end())
+        throw ControlError("no link \"" + given.text("DEVICE") + "\"; \"link show\" names them");
+    return found->second;
+}
+
+ControlTable Links::commands()
+{
+    using Row = ControlRow<Links>;
+    return {
+        Row{"show", "print each PHY device, what it stands for, and whether its link is up", &Links::show},
+        Row{"DEVICE up|down", "plug or pull the cable of a PHY device",
+            [](Links &links, const Given &given) { links.plug(links.target_in(given), given.says("up")); }},
+        Row{"map DEVICE switch|multiport PORT", "let a PHY device stand for a port of a switch",
+            [](Links &links, const Given &given) {
+                links.targets_[given.text("DEVICE")] = {given.says("switch") ? "switch" : "multiport",
+                                                        std::to_string(given.number("PORT"))};
+            }},
+        Row{"map DEVICE interface NAME DEV-ID", "let a PHY device stand for an interface",
+            [](Links &links, const Given &given) {
+                links.targets_[given.text("DEVICE")] = {"interface", given.text("NAME"), given.number("DEV-ID")};
+            }},
+        Row{"state network|broadcom|marvell NUMBER STATE", "let a service report this state of a link",
+            [](Links &links, const Given &given) {
+                links.publish(kind_in(given), given.number("NUMBER"), given.text("STATE"));
+            }},
+        Row{"missed network|broadcom|marvell NUMBER STATE",
+            "change the state of a link without a signal to anybody, until its next state",
+            [](Links &links, const Given &given) {
+                links.bus_->miss(kind_in(given), given.number("NUMBER"), given.text("STATE"));
+            }},
+        Row{"service network|broadcom|marvell leave|return", "let a service leave the bus, or come back",
+            [](Links &links, const Given &given) {
+                if (given.says("leave"))
+                    links.bus_->leave(kind_in(given));
+                else
+                    links.bus_->come_back(kind_in(given));
+            }},
+        Row{"bus stop|start", "stop or start the message bus",
+            [](Links &links, const Given &given) {
+                if (given.says("stop"))
+                    links.bus_->stop();
+                else if (!links.bus_->is_running())
+                    links.bus_->start();
+            }},
+        Row{"stamp", "print when the last change was put on the bus: ns of CLOCK_MONOTONIC",
+            [](Links &links) { return std::to_string(links.bus_->last_change_ns()) + "\n"; }},
+    };
 }
 
 } // namespace vboard

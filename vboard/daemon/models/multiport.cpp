@@ -43,21 +43,21 @@ SwitchWords Multiport::call(const std::string &name, const SwitchWords &in)
     return out;
 }
 
-std::string Multiport::control(const Words &words)
+ControlTable Multiport::commands()
 {
-    const std::string &verb = word_at(words, 0, "calls, fitted, fail or heal");
-    if (verb == "calls")
-        return std::exchange(calls_, {});
-    const std::string &object = word_at(words, 1, "on, off or a call");
-    if (verb == "fitted")
-        fitted_ = object == "on";
-    else if (verb == "fail")
-        failures_[object] = std::stoi(word_at(words, 2, "a code"));
-    else if (verb == "heal")
-        failures_.erase(object);
-    else
-        throw ControlError("the multiport switch takes calls, fitted, fail and heal");
-    return {};
+    using Row = ControlRow<Multiport>;
+    return {
+        Row{"calls", "print the calls of the driver since the last time, one a line",
+            [](Multiport &chip) { return std::exchange(chip.calls_, {}); }},
+        Row{"fitted on|off", "change whether the board has the switch",
+            [](Multiport &chip, const Given &given) { chip.fitted_ = given.says("on"); }},
+        Row{"fail CALL CODE", "fail a call of the driver until it is healed",
+            [](Multiport &chip, const Given &given) {
+                chip.failures_[given.text("CALL")] = given.number<int>("CODE");
+            }},
+        Row{"heal CALL", "let a call succeed again",
+            [](Multiport &chip, const Given &given) { chip.failures_.erase(given.text("CALL")); }},
+    };
 }
 
 } // namespace vboard

@@ -15,11 +15,7 @@ public:
     // One call of the switch's driver, by name: the port, then values. The first word of the answer is the result.
     SwitchWords call(const std::string &name, const SwitchWords &in);
 
-    // calls                    the calls since the last time this was asked, one a line
-    // fitted on|off
-    // fail <call> <code>       until it is healed
-    // heal <call>
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
     bool fitted_ = true;

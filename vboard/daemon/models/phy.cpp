@@ -163,28 +163,13 @@ std::string Phy::take_log()
     return std::exchange(log_, {});
 }
 
-std::string Phy::control(const Words &words)
+// What a program would read, without a line in the log.
+std::string Phy::peek(uint32_t page, uint32_t reg) const
 {
-    const std::string &verb = word_at(words, 0, "get, set, plug or log");
-    if (verb == "log")
-        return take_log();
-    if (verb == "plug") {
-        plug(word_at(words, 1, "on or off") == "on");
-        return {};
-    }
-    const auto reg = static_cast<uint32_t>(number_of(word_at(words, 1, "a register")));
-    if (verb == "get") {
-        const auto page = static_cast<uint32_t>(words.size() > 2 ? number_of(words[2]) : 0);
-        const std::string kept = log_;
-        std::string text = hex_word(read(page, reg)) + "\n";
-        log_ = kept;
-        return text;
-    }
-    if (verb != "set")
-        throw ControlError("a PHY takes get, set, plug and log");
-    const auto value = static_cast<uint16_t>(number_of(word_at(words, 2, "a value")));
-    registers_[{static_cast<uint32_t>(words.size() > 3 ? number_of(words[3]) : 0), reg}] = value;
-    return {};
+    const std::string kept = log_;
+    std::string text = hex_word(read(page, reg)) + "\n";
+    log_ = kept;
+    return text;
 }
 
 namespace {
@@ -283,27 +268,35 @@ void PhyNodes::plug(uint32_t dev_id, bool partner)
             phys_.at(id).plug(partner);
 }
 
-std::string PhyNodes::control(const Words &words)
+Phy &PhyNodes::phy_in(const Given &given)
 {
-    const std::string &id = word_at(words, 0, "a bus id, or list");
-    if (id == "list") {
-        std::string list;
-        for (const auto &[name, unused] : phys_)
-            list += name + "\n";
-        return list;
-    }
-    const auto found = phys_.find(id);
+    const auto found = phys_.find(given.text("BUS-ID"));
     if (found == phys_.end())
-        throw ControlError("no PHY \"" + id + "\"; \"phy list\" names them");
-    const Words rest(words.begin() + 1, words.end());
-    if (!rest.empty() && rest[0] == "maker") {
-        const std::string &maker = word_at(rest, 1, "marvell or atheros");
-        if (maker != "marvell" && maker != "atheros")
-            throw ControlError("a PHY is made by \"marvell\" or \"atheros\"");
-        found->second = Phy(maker == "marvell" ? Phy::Maker::kMarvell : Phy::Maker::kAtheros);
-        return {};
-    }
-    return found->second.control(rest);
+        throw ControlError("no PHY \"" + given.text("BUS-ID") + "\"; \"phy list\" names them");
+    return found->second;
+}
+
+std::string PhyNodes::list() const
+{
+    std::string list;
+    for (const auto &[name, unused] : phys_)
+        list += name + "\n";
+    return list;
+}
+
+ControlTable PhyNodes::commands()
+{
+    using Row = ControlRow<PhyNodes>;
+    ControlTable table{
+        Row{"list", "print the bus ids", &PhyNodes::list},
+        Row{"BUS-ID maker marvell|atheros", "put a new PHY of this maker there",
+            [](PhyNodes &nodes, const Given &given) {
+                nodes.phy_in(given) = Phy(given.says("marvell") ? Phy::Maker::kMarvell : Phy::Maker::kAtheros);
+            }},
+    };
+    const ControlTable of_each = Phy::commands<PhyNodes>("BUS-ID", std::mem_fn(&PhyNodes::phy_in));
+    table.insert(table.end(), of_each.begin(), of_each.end());
+    return table;
 }
 
 } // namespace vboard

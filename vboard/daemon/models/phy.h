@@ -34,11 +34,13 @@ public:
     // "read <page>.<reg> = <value>" and "write ..." since the last call, one a line.
     std::string take_log();
 
-    // get <reg> [page] | set <reg> <value> [page] | plug on|off | log
-    std::string control(const Words &words);
+    // Commands of an owner of PHYs: `prefix` is how they name one, and `at` finds it for the words.
+    template <typename Owner, typename At>
+    static ControlTable commands(const std::string &prefix, At at);
 
 private:
     using Place = std::pair<uint32_t, uint32_t>; // page, register
+    std::string peek(uint32_t page, uint32_t reg) const;
     uint16_t stored(uint32_t page, uint32_t reg) const;
     uint16_t status() const;          // register 1
     uint16_t specific_status() const; // register 17 of a Marvell PHY
@@ -52,6 +54,27 @@ private:
     mutable std::string log_;
 };
 
+template <typename Owner, typename At>
+ControlTable Phy::commands(const std::string &prefix, At at)
+{
+    using Row = ControlRow<Owner>;
+    return {
+        Row{prefix + " get REGISTER [PAGE]", "print a register of a PHY",
+            [at](Owner &owner, const Given &given) {
+                return at(owner, given).peek(given.number_or("PAGE", 0u), given.number("REGISTER"));
+            }},
+        Row{prefix + " set REGISTER VALUE [PAGE]", "change a register of a PHY, as its hardware would",
+            [at](Owner &owner, const Given &given) {
+                const Place place{given.number_or("PAGE", 0u), given.number("REGISTER")};
+                at(owner, given).registers_[place] = given.number<uint16_t>("VALUE");
+            }},
+        Row{prefix + " plug on|off", "plug or pull the cable of a PHY",
+            [at](Owner &owner, const Given &given) { at(owner, given).plug(given.says("on")); }},
+        Row{prefix + " log", "print the accesses to a PHY since the last time, one a line",
+            [at](Owner &owner, const Given &given) { return at(owner, given).take_log(); }},
+    };
+}
+
 // The PHYs of the SoC's management buses: one phy_regs node each, and the CPLD lines that hold them in reset.
 class PhyNodes : public Model {
 public:
@@ -60,14 +83,15 @@ public:
     int read(const Node &node, uint64_t offset, std::span<uint8_t> out) override;
     int write(const Node &node, uint64_t offset, std::span<const uint8_t> in) override;
 
-    // <bus id> maker marvell|atheros, or a command of the PHY; "list" names the bus ids.
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
     // The cable at the SoC port of an interface.
     void plug(uint32_t dev_id, bool partner);
 
 private:
     void drive_reset_line(const Node &node, bool held);
+    Phy &phy_in(const Given &given);
+    std::string list() const;
 
     std::map<std::string, Phy> phys_; // by bus id, "2090300.mdio:00"
 };

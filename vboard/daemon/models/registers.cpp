@@ -103,23 +103,26 @@ void WordRegisters::ioctl(const Node &, uint32_t request, Bytes argument, Answer
     answer.reply_with(0, record);
 }
 
-std::string WordRegisters::control(const Words &words)
+ControlTable WordRegisters::commands()
 {
-    const std::string &verb = word_at(words, 0, "set, get or list");
-    if (verb == "set") {
-        set(static_cast<uint32_t>(number_of(word_at(words, 1, "an address"))),
-            static_cast<uint32_t>(number_of(word_at(words, 2, "a value"))));
-        return {};
-    }
-    if (verb == "get")
-        return hex(get(static_cast<uint32_t>(number_of(word_at(words, 1, "an address")))), 8) + "\n";
-    if (verb == "list") {
-        std::string list;
-        for (const auto &[address, value] : words_)
-            list += hex(address, 8) + " " + hex(value, 8) + "\n";
-        return list;
-    }
-    throw ControlError("registers take set, get and list");
+    using Row = ControlRow<WordRegisters>;
+    return {
+        Row{"get ADDRESS", "print a register",
+            [](const WordRegisters &registers, const Given &given) {
+                return hex(registers.get(given.number("ADDRESS")), 8) + "\n";
+            }},
+        Row{"set ADDRESS VALUE", "change a register, as the hardware would",
+            [](WordRegisters &registers, const Given &given) {
+                registers.set(given.number("ADDRESS"), given.number("VALUE"));
+            }},
+        Row{"list", "print every register that was set or written",
+            [](const WordRegisters &registers) {
+                std::string list;
+                for (const auto &[address, value] : registers.words_)
+                    list += hex(address, 8) + " " + hex(value, 8) + "\n";
+                return list;
+            }},
+    };
 }
 
 uint8_t ByteRegisters::get(uint64_t address) const
@@ -157,17 +160,19 @@ int ByteRegisters::write(const Node &, uint64_t offset, std::span<const uint8_t>
     return n == 0 && !in.empty() ? -ENOSPC : static_cast<int>(n);
 }
 
-std::string ByteRegisters::control(const Words &words)
+ControlTable ByteRegisters::commands()
 {
-    const std::string &verb = word_at(words, 0, "set or get");
-    const uint64_t address = number_of(word_at(words, 1, "an address"));
-    if (verb == "set") {
-        set(address, static_cast<uint8_t>(number_of(word_at(words, 2, "a value"))));
-        return {};
-    }
-    if (verb == "get")
-        return hex(get(address), 2) + "\n";
-    throw ControlError("registers take set and get");
+    using Row = ControlRow<ByteRegisters>;
+    return {
+        Row{"get ADDRESS", "print a register",
+            [](const ByteRegisters &registers, const Given &given) {
+                return hex(registers.get(given.number<uint64_t>("ADDRESS")), 2) + "\n";
+            }},
+        Row{"set ADDRESS VALUE", "change a register, as the hardware would",
+            [](ByteRegisters &registers, const Given &given) {
+                registers.set(given.number<uint64_t>("ADDRESS"), given.number<uint8_t>("VALUE"));
+            }},
+    };
 }
 
 } // namespace vboard

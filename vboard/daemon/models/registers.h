@@ -17,7 +17,7 @@ public:
     int read(const Node &, uint64_t offset, std::span<uint8_t> out) override;
     int write(const Node &, uint64_t offset, std::span<const uint8_t> in) override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    std::string control(const Words &words) override; // set <address> <value> | get <address> | list
+    static ControlTable commands();
 
     uint32_t get(uint32_t address) const;
     void set(uint32_t address, uint32_t value);
@@ -42,7 +42,7 @@ public:
 
     int read(const Node &, uint64_t offset, std::span<uint8_t> out) override;
     int write(const Node &, uint64_t offset, std::span<const uint8_t> in) override;
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
     uint8_t get(uint64_t address) const;
     void set(uint64_t address, uint8_t value);

@@ -58,16 +58,6 @@ constexpr const char *kModeNames[] = {"off", "reset", "starting", "loader", "app
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-Bytes bytes_of(const std::string &digits)
-{
-    if (digits.size() % 2 != 0)
-        throw ControlError("not pairs of hexadecimal digits: " + digits);
-    Bytes bytes;
-    for (size_t i = 0; i < digits.size(); i += 2)
-        bytes.push_back(static_cast<uint8_t>(number_of("0x" + digits.substr(i, 2))));
-    return bytes;
-}
-
 std::string digits_of(std::span<const uint8_t> bytes)
 {
     std::string text;
@@ -85,8 +75,7 @@ void RfCard::start()
 {
     open_line();
     connect_fpga();
-    for (size_t i = 0; i < std::size(kFirstVersion); ++i)
-        controller_.flash().poke(kVersionAddress + static_cast<uint32_t>(i), kFirstVersion[i]);
+    store(kVersionAddress, kFirstVersion);
     controller_.set_power(true, board().monotonic_ns());
 }
 
@@ -204,35 +193,8 @@ void RfCard::ioctl(const Node &, uint32_t request, Bytes argument, Answer answer
     answer.reply_with(0, record);
 }
 
-const RfCard::Verb RfCard::kVerbs[] = {
-    {"state", &RfCard::show_state},
-    {"commands", &RfCard::show_commands},
-    {"pace", &RfCard::set_pace},
-    {"ready-time", &RfCard::set_ready_time},
-    {"version", &RfCard::set_version},
-    {"version-address", &RfCard::set_version_address},
-    {"loader-version", &RfCard::set_loader_version},
-    {"password", &RfCard::set_password},
-    {"poke", &RfCard::poke},
-    {"peek", &RfCard::peek},
-    {"fault", &RfCard::arm_fault},
-};
-
-std::string RfCard::control(const Words &words)
-{
-    const std::string &name = word_at(words, 0, "state, poke, fault or another verb of the RF card");
-    for (const Verb &verb : kVerbs) {
-        if (name == verb.name)
-            return (this->*verb.run)(words);
-    }
-    std::string known;
-    for (const Verb &verb : kVerbs)
-        known += std::string(known.empty() ? "" : ", ") + verb.name;
-    throw ControlError("the RF card takes " + known);
-}
-
 // "mode loader rate 57600 packets 12 gap-violations 0 locked no ready no loader 00083553 password-length 10"
-std::string RfCard::show_state(const Words &)
+std::string RfCard::show_state()
 {
     std::ostringstream text;
     text << "mode " << kModeNames[static_cast<int>(controller_.mode())] << " rate " << controller_.rate() << " packets "
@@ -244,91 +206,76 @@ std::string RfCard::show_state(const Words &)
     return text.str();
 }
 
-// The command byte of each packet since the faults were cleared, 00 for a refused one.
-std::string RfCard::show_commands(const Words &)
+void RfCard::store(uint32_t address, std::span<const uint8_t> bytes)
 {
-    return digits_of(controller_.commands()) + "\n";
+    for (const uint8_t byte : bytes)
+        controller_.flash().poke(address++, byte);
 }
 
-std::string RfCard::set_pace(const Words &words)
-{
-    controller_.set_paced(word_at(words, 1, "on or off") == "on");
-    return {};
-}
-
-std::string RfCard::set_ready_time(const Words &words)
-{
-    controller_.set_ready_time(static_cast<BoardTime>(number_of(word_at(words, 1, "milliseconds"))) * kMillisecond);
-    return {};
-}
-
-std::string RfCard::set_version(const Words &words)
-{
-    const Bytes version = bytes_of(word_at(words, 1, "16 hexadecimal digits"));
-    for (size_t i = 0; i < version.size(); ++i)
-        controller_.flash().poke(controller_.version_address() + static_cast<uint32_t>(i), version[i]);
-    return {};
-}
-
-std::string RfCard::set_version_address(const Words &words)
+void RfCard::move_version(uint32_t address)
 {
     const auto old = controller_.flash().read(controller_.version_address(), std::size(kFirstVersion));
-    const Words version{"version", digits_of(old)};
-    controller_.set_version_address(static_cast<uint32_t>(number_of(word_at(words, 1, "an address"))));
-    return set_version(version); // the application that runs has one there
+    const Bytes version(old.begin(), old.end());
+    controller_.set_version_address(address);
+    store(address, version); // the application that runs has one there
 }
 
-std::string RfCard::set_loader_version(const Words &words)
+void RfCard::arm_fault(const Given &given)
 {
-    const Bytes given = bytes_of(word_at(words, 1, "8 hexadecimal digits"));
-    std::array<uint8_t, 4> version{};
-    std::copy_n(given.begin(), std::min(given.size(), version.size()), version.begin());
-    controller_.loader().set_version(version);
-    return {};
+    const AnswerPart part = given.says("ack") ? AnswerPart::kAcknowledgement : AnswerPart::kResponse;
+    for (const FaultName &row : kFaultNames)
+        if (given.says(row.name))
+            controller_.arm({row.kind, part, given.number("PACKET"), given.number_or("MS", 0u) * kMillisecond});
 }
 
-std::string RfCard::set_password(const Words &words)
+ControlTable RfCard::commands()
 {
-    controller_.loader().set_password_fill(static_cast<uint8_t>(number_of(word_at(words, 1, "the fill byte"))));
-    return {};
-}
-
-std::string RfCard::poke(const Words &words)
-{
-    auto address = static_cast<uint32_t>(number_of(word_at(words, 1, "an address")));
-    for (uint8_t byte : bytes_of(word_at(words, 2, "hexadecimal digits")))
-        controller_.flash().poke(address++, byte);
-    return {};
-}
-
-std::string RfCard::peek(const Words &words)
-{
-    const auto address = static_cast<uint32_t>(number_of(word_at(words, 1, "an address")));
-    const auto length = static_cast<uint32_t>(number_of(word_at(words, 2, "a length")));
-    if (!controller_.flash().readable(address, length))
-        throw ControlError("there is no memory at " + words[1]);
-    return digits_of(controller_.flash().read(address, length)) + "\n";
-}
-
-// fault <kind> ack|response <packet> [<milliseconds>], or fault clear
-std::string RfCard::arm_fault(const Words &words)
-{
-    const std::string &kind = word_at(words, 1, "a kind of fault, or clear");
-    if (kind == "clear") {
-        controller_.disarm();
-        return {};
-    }
-    for (const FaultName &row : kFaultNames) {
-        if (kind != row.name)
-            continue;
-        const AnswerPart part =
-            word_at(words, 2, "ack or response") == "ack" ? AnswerPart::kAcknowledgement : AnswerPart::kResponse;
-        const auto packet = static_cast<uint32_t>(number_of(word_at(words, 3, "a packet's number, from 1")));
-        const BoardTime delay = words.size() > 4 ? static_cast<BoardTime>(number_of(words[4])) * kMillisecond : 0;
-        controller_.arm({row.kind, part, packet, delay});
-        return {};
-    }
-    throw ControlError("no such fault of the RF card's line: " + kind);
+    using Row = ControlRow<RfCard>;
+    std::string faults;
+    for (const FaultName &row : kFaultNames)
+        faults += std::string(faults.empty() ? "" : "|") + row.name;
+    return {
+        Row{"state", "print mode, line and counts of the microcontroller", &RfCard::show_state},
+        Row{"commands", "print the command byte of each packet since the faults were cleared; 00 is a refused one",
+            [](RfCard &card) { return digits_of(card.controller_.commands()) + "\n"; }},
+        Row{"pace on|off", "let bytes take the time of the line, or none",
+            [](RfCard &card, const Given &given) { card.controller_.set_paced(given.says("on")); }},
+        Row{"ready-time MS", "set the time that the application takes to start, in milliseconds",
+            [](RfCard &card, const Given &given) {
+                card.controller_.set_ready_time(given.number("MS") * kMillisecond);
+            }},
+        Row{"version HEX", "change the version of the application: 8 bytes",
+            [](RfCard &card, const Given &given) {
+                card.store(card.controller_.version_address(), given.bytes("HEX"));
+            }},
+        Row{"version-address ADDRESS", "move the version of the application",
+            [](RfCard &card, const Given &given) { card.move_version(given.number("ADDRESS")); }},
+        Row{"loader-version HEX", "change the version of the boot loader: 4 bytes",
+            [](RfCard &card, const Given &given) {
+                std::array<uint8_t, 4> version{};
+                const Bytes bytes = given.bytes("HEX");
+                std::copy_n(bytes.begin(), std::min(bytes.size(), version.size()), version.begin());
+                card.controller_.loader().set_version(version);
+            }},
+        Row{"password BYTE", "change the password to one of this byte",
+            [](RfCard &card, const Given &given) {
+                card.controller_.loader().set_password_fill(given.number<uint8_t>("BYTE"));
+            }},
+        Row{"poke ADDRESS HEX", "change bytes of the memory",
+            [](RfCard &card, const Given &given) { card.store(given.number("ADDRESS"), given.bytes("HEX")); }},
+        Row{"peek ADDRESS LENGTH", "print bytes of the memory",
+            [](RfCard &card, const Given &given) {
+                const auto address = given.number("ADDRESS");
+                const auto length = given.number("LENGTH");
+                if (!card.controller_.flash().readable(address, length))
+                    throw ControlError("there is no memory at " + given.text("ADDRESS"));
+                return digits_of(card.controller_.flash().read(address, length)) + "\n";
+            }},
+        Row{"fault clear", "disarm the faults of the line", [](RfCard &card) { card.controller_.disarm(); }},
+        Row{"fault " + faults + " ack|response PACKET [MS]",
+            "spoil the answer to a packet, counted from 1; a late one comes so many milliseconds later",
+            &RfCard::arm_fault},
+    };
 }
 
 } // namespace vboard

@@ -14,34 +14,19 @@ public:
     void start() override;
     std::vector<IoctlForm> ioctls(const Node &) const override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    // See kVerbs: state, commands, pace, ready-time, version, version-address, loader-version, password, poke, peek,
-    // fault
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
-    struct Verb {
-        const char *name;
-        std::string (RfCard::*run)(const Words &words);
-    };
-    static const Verb kVerbs[];
-
     void open_line();
     void connect_fpga();
     LineFormat line_format() const;
     void read_line();
     void pump();
 
-    std::string show_state(const Words &words);
-    std::string show_commands(const Words &words);
-    std::string set_pace(const Words &words);
-    std::string set_ready_time(const Words &words);
-    std::string set_version(const Words &words);
-    std::string set_version_address(const Words &words);
-    std::string set_loader_version(const Words &words);
-    std::string set_password(const Words &words);
-    std::string poke(const Words &words);
-    std::string peek(const Words &words);
-    std::string arm_fault(const Words &words);
+    std::string show_state();
+    void store(uint32_t address, std::span<const uint8_t> bytes);
+    void move_version(uint32_t address);
+    void arm_fault(const Given &given);
 
     Microcontroller controller_;
     Descriptor line_;   // master of the pty

@@ -108,30 +108,52 @@ void ServiceManager::receive()
     log_ += "ignored: " + fault + "\n";
 }
 
-std::string ServiceManager::control(const Words &words)
+// Takes what programs have sent by now.
+void ServiceManager::drain()
 {
-    // What programs have sent by now is in.
     while (socket_) {
         const std::string before = log_;
         receive();
         if (log_ == before)
             break;
     }
-    const std::string &verb = word_at(words, 0, "show, log, leave or return");
-    if (verb == "show")
-        return std::string("ready ") + (ready_ ? "yes" : "no") + "\nwatchdog " + std::to_string(pings_) + "\nignored " +
-               std::to_string(ignored_) + "\n";
-    if (verb == "log")
-        return std::exchange(log_, {});
-    if (verb == "leave" && socket_) {
-        board().loop().forget(socket_.get());
-        socket_ = Descriptor{};
-    } else if (verb == "return" && !socket_) {
-        listen();
-    } else {
-        throw ControlError("the service manager takes show, log, leave and return");
-    }
-    return {};
+}
+
+void ServiceManager::leave()
+{
+    drain();
+    if (!socket_)
+        throw ControlError("the reader has left already");
+    board().loop().forget(socket_.get());
+    socket_ = Descriptor{};
+}
+
+std::string ServiceManager::show()
+{
+    drain();
+    return std::string("ready ") + (ready_ ? "yes" : "no") + "\nwatchdog " + std::to_string(pings_) + "\nignored " +
+           std::to_string(ignored_) + "\n";
+}
+
+ControlTable ServiceManager::commands()
+{
+    using Row = ControlRow<ServiceManager>;
+    return {
+        Row{"show", "print whether the service is ready, and the counts of pings and of ignored messages",
+            &ServiceManager::show},
+        Row{"log", "print the messages that came since the last time, one a line",
+            [](ServiceManager &manager) {
+                manager.drain();
+                return std::exchange(manager.log_, {});
+            }},
+        Row{"leave", "let the reader of the socket go; the name stays", &ServiceManager::leave},
+        Row{"return", "let the reader come back",
+            [](ServiceManager &manager) {
+                if (manager.socket_)
+                    throw ControlError("the reader is there");
+                manager.listen();
+            }},
+    };
 }
 
 } // namespace vboard

@@ -13,13 +13,14 @@ public:
     using Model::Model;
     void start() override;
 
-    // show | log (what came since the last log, one message a line, "; " between its assignments) | leave (the reader
-    // goes, the name stays) | return
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
     void listen();
     void receive();
+    void drain();
+    void leave();
+    std::string show();
     // Why a message is ignored; empty for a good one.
     static std::string fault_of(const std::string &text, bool cut, const ::ucred *sender);
     void take(const std::string &text);

@@ -28,31 +28,23 @@ const char *bit(bool value)
     return value ? "1\n" : "0\n";
 }
 
-bool on_or_off(const std::string &word)
+SfpModule::Description description_of(const Words &words)
 {
-    if (word != "on" && word != "off")
-        throw ControlError("\"" + word + "\" is neither on nor off");
-    return word == "on";
-}
-
-double decimal_at(const Words &words, size_t index, const char *what)
-{
-    const std::string &word = word_at(words, index, what);
-    try {
-        return std::stod(word);
-    } catch (const std::exception &) {
-        throw ControlError("\"" + word + "\" is not a number");
+    SfpModule::Description description;
+    for (const std::string &word : words) {
+        const size_t equals = word.find('=');
+        if (equals == std::string::npos)
+            throw ControlError("\"" + word + "\" is not of the form name=value");
+        description[word.substr(0, equals)] = word.substr(equals + 1);
     }
+    return description;
 }
 
-Bytes bytes_of(const std::string &digits)
+size_t line_in(const Given &given)
 {
-    if (digits.empty() || digits.size() % 2 || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-        throw ControlError("\"" + digits + "\" is not pairs of hexadecimal digits");
-    Bytes bytes;
-    for (size_t i = 0; i < digits.size(); i += 2)
-        bytes.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    return bytes;
+    return static_cast<size_t>(std::find_if(std::begin(kSfpStatusLines), std::end(kSfpStatusLines),
+                                            [&](const char *line) { return given.says(line); }) -
+                               kSfpStatusLines);
 }
 
 } // namespace
@@ -161,61 +153,10 @@ int SfpCages::write(const Node &node, uint64_t offset, std::span<const uint8_t> 
     return static_cast<int>(in.size());
 }
 
-SfpModule &SfpCages::module_in(Cage &cage)
+void SfpCages::plug(Cage &cage, SfpModule module)
 {
-    if (!cage.module)
-        throw ControlError("the cage is empty");
-    return *cage.module;
-}
-
-void SfpCages::plug(Cage &cage, const Words &words)
-{
-    const std::string &source = word_at(words, 2, "dump or describe");
-    if (source == "dump") {
-        cage.module = SfpModule::from_dump(word_at(words, 3, "a folder"));
-    } else if (source == "describe") {
-        SfpModule::Description description;
-        for (size_t i = 3; i < words.size(); ++i) {
-            const size_t equals = words[i].find('=');
-            if (equals == std::string::npos)
-                throw ControlError("\"" + words[i] + "\" is not word=value");
-            description[words[i].substr(0, equals)] = words[i].substr(equals + 1);
-        }
-        cage.module = SfpModule::from_description(description);
-    } else {
-        throw ControlError("a module comes from a dump or is described");
-    }
+    cage.module = std::move(module);
     cage.plugged_ns = board().monotonic_ns();
-}
-
-void SfpCages::change(Cage &cage, const Words &words)
-{
-    const std::string &verb = words[0];
-    if (verb == "set") {
-        module_in(cage).measure(word_at(words, 2, "a quantity"), decimal_at(words, 3, "a value"));
-    } else if (verb == "drift") {
-        module_in(cage).drift(decimal_at(words, 2, "degrees"), decimal_at(words, 3, "a period"));
-    } else if (verb == "light") {
-        module_in(cage).set_light(on_or_off(word_at(words, 2, "on or off")));
-    } else if (verb == "fault") {
-        module_in(cage).set_fault(on_or_off(word_at(words, 2, "on or off")));
-    } else if (verb == "poke") {
-        const std::string &memory = word_at(words, 2, "id or diag");
-        if (memory != "id" && memory != "diag")
-            throw ControlError("a memory is id or diag");
-        module_in(cage).poke(memory == "diag", number_of(word_at(words, 3, "an offset")),
-                             bytes_of(word_at(words, 4, "bytes")));
-    } else if (verb == "line") {
-        const std::string &name = word_at(words, 2, "a line");
-        const auto *line = std::find_if(std::begin(kSfpStatusLines), std::end(kSfpStatusLines),
-                                        [&](const char *each) { return name == each; });
-        if (line == std::end(kSfpStatusLines))
-            throw ControlError("no line \"" + name + "\"");
-        const std::string &text = word_at(words, 3, "a text or auto");
-        cage.line_text[line - kSfpStatusLines] = text == "auto" ? std::nullopt : std::optional(text);
-    } else {
-        throw ControlError("the SFP cages take plug, pull, set, drift, light, fault, poke, line and show");
-    }
 }
 
 std::string SfpCages::show() const
@@ -235,22 +176,70 @@ std::string SfpCages::show() const
     return list;
 }
 
-std::string SfpCages::control(const Words &words)
+// A change of the cage that the words name, which its lines then show.
+template <typename Change>
+auto SfpCages::at_cage(Change change)
 {
-    if (word_at(words, 0, "plug, pull, set, drift, light, fault, poke, line or show") == "show")
-        return show();
-    const std::string &number = word_at(words, 1, "a cage");
-    if (number != "1" && number != "2")
-        throw ControlError("the cages are 1 and 2");
-    Cage &cage = cages_[number == "2"];
-    if (words[0] == "plug")
-        plug(cage, words);
-    else if (words[0] == "pull")
-        cage.module.reset();
-    else
-        change(cage, words);
-    announce(cage);
-    return {};
+    return [change](SfpCages &cages, const Given &given) {
+        Cage &cage = cages.cages_[given.says("2")];
+        change(cages, cage, given);
+        cages.announce(cage);
+    };
+}
+
+template <typename Change>
+auto SfpCages::at_module(Change change)
+{
+    return at_cage([change](SfpCages &, Cage &cage, const Given &given) {
+        if (!cage.module)
+            throw ControlError("the cage is empty");
+        change(*cage.module, given);
+    });
+}
+
+ControlTable SfpCages::commands()
+{
+    using Row = ControlRow<SfpCages>;
+    return {
+        Row{"show", "print module and control lines of each cage", &SfpCages::show},
+        Row{"plug 1|2 dump FOLDER", "plug a module with the memories in a folder of the machine",
+            at_cage([](SfpCages &cages, Cage &cage, const Given &given) {
+                cages.plug(cage, SfpModule::from_dump(given.text("FOLDER")));
+            })},
+        Row{"plug 1|2 describe [KEY=VALUE...]",
+            "plug a module with these properties: vendor part revision serial date connector compliance rate "
+            "rate-above "
+            "rate-below wavelength calibration temperature voltage bias tx rx",
+            at_cage([](SfpCages &cages, Cage &cage, const Given &given) {
+                cages.plug(cage, SfpModule::from_description(description_of(given.words("KEY=VALUE"))));
+            })},
+        Row{"pull 1|2", "take the module out",
+            at_cage([](SfpCages &, Cage &cage, const Given &) { cage.module.reset(); })},
+        Row{"set 1|2 temperature|voltage|bias|tx|rx AMOUNT", "let the module measure this: degrees, V, mA or mW",
+            at_module([](SfpModule &module, const Given &given) {
+                for (const char *quantity : {"temperature", "voltage", "bias", "tx", "rx"})
+                    if (given.says(quantity))
+                        module.measure(quantity, given.decimal("AMOUNT"));
+            })},
+        Row{"drift 1|2 DEGREES SECONDS", "let the temperature swing so far, in a period of so many seconds",
+            at_module([](SfpModule &module, const Given &given) {
+                module.drift(given.decimal("DEGREES"), given.decimal("SECONDS"));
+            })},
+        Row{"light 1|2 on|off", "change whether light comes in",
+            at_module([](SfpModule &module, const Given &given) { module.set_light(given.says("on")); })},
+        Row{"fault 1|2 on|off", "change whether the module reports a fault",
+            at_module([](SfpModule &module, const Given &given) { module.set_fault(given.says("on")); })},
+        Row{"poke 1|2 id|diag OFFSET HEX", "change bytes of a memory",
+            at_module([](SfpModule &module, const Given &given) {
+                module.poke(given.says("diag"), given.number<uint8_t>("OFFSET"), given.bytes("HEX"));
+            })},
+        Row{"line 1|2 presence|rx_los|tx_fault auto", "let a status line follow the module",
+            at_cage([](SfpCages &, Cage &cage, const Given &given) { cage.line_text[line_in(given)].reset(); })},
+        Row{"line 1|2 presence|rx_los|tx_fault TEXT", "let a status line read as this text",
+            at_cage([](SfpCages &, Cage &cage, const Given &given) {
+                cage.line_text[line_in(given)] = given.text("TEXT");
+            })},
+    };
 }
 
 } // namespace vboard

@@ -19,18 +19,7 @@ public:
     int open(const Node &node, uint32_t flags, Descriptor end) override;
     std::string text(const Node &node) override;
 
-    // <cage> is 1 or 2:
-    // plug <cage> dump <folder>            a module with the memories in a folder of the machine
-    // plug <cage> describe <word=value>... vendor part revision serial date connector compliance rate rate-above
-    //                                      rate-below wavelength calibration, and what it measures
-    // pull <cage>
-    // set <cage> temperature|voltage|bias|tx|rx <value>
-    // drift <cage> <degrees> <period in seconds>
-    // light|fault <cage> on|off
-    // poke <cage> id|diag <offset> <hexadecimal digits>
-    // line <cage> presence|rx_los|tx_fault <text>, or "auto"
-    // show
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
     static constexpr size_t kLines = 3;
@@ -55,9 +44,11 @@ private:
     SfpModule::Surroundings surroundings(const Cage &cage) const;
     std::string line_text(const Cage &cage, size_t line) const;
     void announce(Cage &cage);
-    void plug(Cage &cage, const Words &words);
-    void change(Cage &cage, const Words &words);
-    SfpModule &module_in(Cage &cage);
+    template <typename Change>
+    static auto at_cage(Change change);
+    template <typename Change>
+    static auto at_module(Change change);
+    void plug(Cage &cage, SfpModule module);
     std::string show() const;
 
     std::map<uint32_t, Place> places_;

@@ -85,20 +85,6 @@ SfpModule::Memory read_memory(const std::filesystem::path &path)
     return memory;
 }
 
-double decimal_of(const std::string &text)
-{
-    size_t used = 0;
-    double value = 0;
-    try {
-        value = std::stod(text, &used);
-    } catch (const std::exception &) {
-        used = 0;
-    }
-    if (used != text.size() || text.empty())
-        throw ControlError("\"" + text + "\" is not a number");
-    return value;
-}
-
 // What was said, taken word by word, so that words nobody asked for are found.
 class Said {
 public:

@@ -95,27 +95,38 @@ void SlowMeasurement::ioctl(const Node &, uint32_t, Bytes, Answer answer)
     waiters_.push_back(answer);
 }
 
-std::string SlowMeasurement::control(const Words &words)
+std::string SlowMeasurement::show() const
 {
-    const std::string &verb = word_at(words, 0, "show, stop, start, report or hang-up");
-    if (verb == "show")
-        return "reports " + std::to_string(count_) + " waiting " + std::to_string(waiters_.size()) + " period " +
-               std::to_string(period().count()) + " ms\n";
-    if (verb == "report" && words.size() > 1) {
-        announce(static_cast<uint32_t>(number_of(words[1]))); // any number: the driver might be broken
-    } else if (verb == "report") {
-        deliver();
-    } else if (verb == "stop" || verb == "start") {
-        running_ = verb == "start";
-        gone_ = false;
-    } else if (verb == "hang-up") {
-        gone_ = true;
-        for (const Answer &waiter : std::exchange(waiters_, {}))
-            waiter.fail(ENODEV);
-    } else {
-        throw ControlError("the slow measurement takes show, stop, start, report and hang-up");
-    }
-    return {};
+    return "reports " + std::to_string(count_) + " waiting " + std::to_string(waiters_.size()) + " period " +
+           std::to_string(period().count()) + " ms\n";
+}
+
+void SlowMeasurement::hang_up()
+{
+    gone_ = true;
+    for (const Answer &waiter : std::exchange(waiters_, {}))
+        waiter.fail(ENODEV);
+}
+
+ControlTable SlowMeasurement::commands()
+{
+    using Row = ControlRow<SlowMeasurement>;
+    return {
+        Row{"show", "print the number of reports, of waiting programs, and the period", &SlowMeasurement::show},
+        Row{"stop|start", "send no reports by itself, or go on with them",
+            [](SlowMeasurement &reports, const Given &given) {
+                reports.running_ = given.says("start");
+                reports.gone_ = false;
+            }},
+        Row{"report [INDEX]", "send a report now; with an index only announce that buffer, whether or not it exists",
+            [](SlowMeasurement &reports, const Given &given) {
+                if (given.has("INDEX"))
+                    reports.announce(given.number("INDEX"));
+                else
+                    reports.deliver();
+            }},
+        Row{"hang-up", "take the device away", &SlowMeasurement::hang_up},
+    };
 }
 
 } // namespace vboard

@@ -15,9 +15,11 @@ public:
     void start() override;
     std::vector<IoctlForm> ioctls(const Node &) const override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    std::string control(const Words &words) override; // show | stop | start | report [index] | hang-up
+    static ControlTable commands();
 
 private:
+    std::string show() const;
+    void hang_up();
     WordRegisters &fpga() const;
     bool is_c5() const;
     std::chrono::milliseconds period() const;

@@ -58,25 +58,24 @@ int PowerMeter::open(const Node &, uint32_t, Descriptor end)
     return 0;
 }
 
-std::string PowerMeter::control(const Words &words)
+ControlTable PowerMeter::commands()
 {
-    const std::string &verb = word_at(words, 0, "record, short, stop, start or hang-up");
-    if (verb == "record") {
-        PowerMeterRecord record{};
-        for (size_t i = 0; i < 9; ++i)
-            record.word[i] = static_cast<uint32_t>(number_of(word_at(words, i + 1, "nine words")));
-        send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
-    } else if (verb == "short") {
-        const Bytes record(number_of(word_at(words, 1, "a number of bytes")));
-        send(record);
-    } else if (verb == "hang-up") {
-        channels_.clear();
-    } else if (verb == "stop" || verb == "start") {
-        running_ = verb == "start";
-    } else {
-        throw ControlError("the power meter takes record, short, stop, start and hang-up");
-    }
-    return {};
+    using Row = ControlRow<PowerMeter>;
+    return {
+        Row{"record WORD WORD WORD WORD WORD WORD WORD WORD WORD", "send a record of nine words",
+            [](PowerMeter &meter, const Given &given) {
+                PowerMeterRecord record{};
+                const Words words = given.words("WORD");
+                for (size_t i = 0; i < std::size(record.word); ++i)
+                    record.word[i] = static_cast<uint32_t>(number_of(words[i]));
+                meter.send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
+            }},
+        Row{"short BYTES", "send a record of another length",
+            [](PowerMeter &meter, const Given &given) { meter.send(Bytes(given.number<uint16_t>("BYTES"))); }},
+        Row{"stop|start", "send no records by itself, or go on with them",
+            [](PowerMeter &meter, const Given &given) { meter.running_ = given.says("start"); }},
+        Row{"hang-up", "close the channels of all programs", [](PowerMeter &meter) { meter.channels_.clear(); }},
+    };
 }
 
 int JitterCleaner::write(const Node &, uint64_t, std::span<const uint8_t> in)
@@ -88,11 +87,12 @@ int JitterCleaner::write(const Node &, uint64_t, std::span<const uint8_t> in)
     return 3;
 }
 
-std::string JitterCleaner::control(const Words &words)
+ControlTable JitterCleaner::commands()
 {
-    if (word_at(words, 0, "get") != "get")
-        throw ControlError("the jitter cleaner takes get");
-    return std::to_string(register_) + "\n";
+    return {
+        ControlRow<JitterCleaner>{"get", "print the register that was written last", [](const JitterCleaner &cleaner) {
+                                      return std::to_string(cleaner.register_) + "\n";
+                                  }}};
 }
 
 void Uptime::start()
@@ -125,23 +125,24 @@ void Uptime::serve()
     static_cast<void>(::send(client.get(), &ms, manner_ == kShort ? 5 : sizeof ms, MSG_NOSIGNAL));
 }
 
-std::string Uptime::control(const Words &words)
+ControlTable Uptime::commands()
 {
-    const std::string &verb = word_at(words, 0, "set, short, silent or normal");
-    if (verb == "set") {
-        base_ms_ = number_of(word_at(words, 1, "milliseconds"));
-        base_ns_ = board().monotonic_ns();
-    } else if (verb == "short") {
-        manner_ = kShort;
-    } else if (verb == "silent") {
-        manner_ = kSilent;
-    } else if (verb == "normal") {
-        manner_ = kNormal;
-        kept_.clear();
-    } else {
-        throw ControlError("the uptime daemon takes set, short, silent and normal");
-    }
-    return {};
+    using Row = ControlRow<Uptime>;
+    return {
+        Row{"set MS", "set the uptime, in milliseconds",
+            [](Uptime &uptime, const Given &given) {
+                uptime.base_ms_ = given.number<uint64_t>("MS");
+                uptime.base_ns_ = uptime.board().monotonic_ns();
+            }},
+        Row{"short", "answer with fewer bytes", [](Uptime &uptime) { uptime.manner_ = kShort; }},
+        Row{"silent", "take connections and leave them without an answer",
+            [](Uptime &uptime) { uptime.manner_ = kSilent; }},
+        Row{"normal", "answer in full",
+            [](Uptime &uptime) {
+                uptime.manner_ = kNormal;
+                uptime.kept_.clear();
+            }},
+    };
 }
 
 } // namespace vboard

@@ -11,7 +11,7 @@ public:
     using Model::Model;
     void start() override;
     int open(const Node &, uint32_t flags, Descriptor end) override;
-    std::string control(const Words &words) override; // record <9 words> | short <bytes> | stop | start
+    static ControlTable commands();
 
 private:
     void schedule();
@@ -28,7 +28,7 @@ class JitterCleaner : public Model {
 public:
     using Model::Model;
     int write(const Node &, uint64_t offset, std::span<const uint8_t> in) override;
-    std::string control(const Words &words) override; // get
+    static ControlTable commands();
 
 private:
     uint32_t register_ = 0;
@@ -39,7 +39,7 @@ class Uptime : public Model {
 public:
     using Model::Model;
     void start() override;
-    std::string control(const Words &words) override; // set <ms> | short | silent | normal
+    static ControlTable commands();
 
 private:
     void serve();

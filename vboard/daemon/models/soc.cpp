@@ -82,19 +82,21 @@ void ContiguousMemory::ioctl(const Node &, uint32_t request, Bytes argument, Ans
     answer.reply_with(allocate(record.mem_type, record.size, &record.physical), record);
 }
 
-std::string ContiguousMemory::control(const Words &words)
+std::string ContiguousMemory::show() const
 {
-    const std::string &verb = word_at(words, 0, "show or reset");
-    if (verb == "show") {
-        std::string text = "initialised " + std::to_string(initialised_) + " pmu " + std::to_string(pmu_enabled_);
-        for (const auto &[type, name] : kMemoryNames)
-            text += std::string(" ") + name + " " + std::to_string(used_[type]);
-        return text + "\n";
-    }
-    if (verb != "reset")
-        throw ControlError("contiguous memory takes show and reset");
-    used_.clear();
-    return {};
+    std::string text = "initialised " + std::to_string(initialised_) + " pmu " + std::to_string(pmu_enabled_);
+    for (const auto &[type, name] : kMemoryNames)
+        text += std::string(" ") + name + " " + std::to_string(used_.contains(type) ? used_.at(type) : 0);
+    return text + "\n";
+}
+
+ControlTable ContiguousMemory::commands()
+{
+    using Row = ControlRow<ContiguousMemory>;
+    return {
+        Row{"show", "print the initialisations so far and the bytes in use of each memory", &ContiguousMemory::show},
+        Row{"reset", "give all memory back", [](ContiguousMemory &memory) { memory.used_.clear(); }},
+    };
 }
 
 void AntennaInterface::start()
@@ -107,7 +109,7 @@ void AntennaInterface::start()
     }
     for (const LabelledRegister &reg : kAifCommon)
         set(reg.address, reg.address & 0xFFFF);
-    control({"healthy"});
+    set_state(kAifAlarmGood, kRp1SfnStatusGood);
 }
 
 uint32_t AntennaInterface::get(uint32_t address) const
@@ -133,24 +135,27 @@ void AntennaInterface::set_state(uint32_t alarm, uint32_t status) const
         fpga->set(kRp1SfnStatus.address, status);
 }
 
-std::string AntennaInterface::control(const Words &words)
+ControlTable AntennaInterface::commands()
 {
-    const std::string &verb = word_at(words, 0, "set, get, healthy or broken");
-    if (verb == "set") {
-        set(static_cast<uint32_t>(number_of(word_at(words, 1, "an address"))),
-            static_cast<uint32_t>(number_of(word_at(words, 2, "a value"))));
-    } else if (verb == "get") {
-        char text[16];
-        snprintf(text, sizeof text, "0x%08x\n", get(static_cast<uint32_t>(number_of(word_at(words, 1, "an address")))));
-        return text;
-    } else if (verb == "healthy") {
-        set_state(kAifAlarmGood, kRp1SfnStatusGood);
-    } else if (verb == "broken") {
-        set_state(kAifAlarmGood & (kAifAlarmGood - 1), kRp1SfnStatusGood & ~2u); // one bit of each is missing
-    } else {
-        throw ControlError("the antenna interface takes set, get, healthy and broken");
-    }
-    return {};
+    using Row = ControlRow<AntennaInterface>;
+    return {
+        Row{"get ADDRESS", "print a register",
+            [](const AntennaInterface &interface, const Given &given) {
+                char text[16];
+                snprintf(text, sizeof text, "0x%08x\n", interface.get(given.number("ADDRESS")));
+                return std::string(text);
+            }},
+        Row{"set ADDRESS VALUE", "change a register",
+            [](const AntennaInterface &interface, const Given &given) {
+                interface.set(given.number("ADDRESS"), given.number("VALUE"));
+            }},
+        Row{"healthy", "set all alarm and state bits of a working link",
+            [](const AntennaInterface &interface) { interface.set_state(kAifAlarmGood, kRp1SfnStatusGood); }},
+        Row{"broken", "clear one bit of the alarms and one of the state",
+            [](const AntennaInterface &interface) {
+                interface.set_state(kAifAlarmGood & (kAifAlarmGood - 1), kRp1SfnStatusGood & ~2u);
+            }},
+    };
 }
 
 } // namespace vboard

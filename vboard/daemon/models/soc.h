@@ -14,10 +14,11 @@ public:
     using Model::Model;
     std::vector<IoctlForm> ioctls(const Node &) const override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    std::string control(const Words &words) override; // show | reset
+    static ControlTable commands();
 
 private:
     int allocate(uint32_t mem_type, uint32_t size, uint32_t *physical);
+    std::string show() const;
 
     std::map<uint32_t, uint64_t> used_; // bytes, by memory type
     unsigned initialised_ = 0;
@@ -29,7 +30,7 @@ class AntennaInterface : public Model {
 public:
     using Model::Model;
     void start() override;
-    std::string control(const Words &words) override; // set <address> <value> | get <address> | healthy | broken
+    static ControlTable commands();
 
 private:
     uint32_t get(uint32_t address) const;

@@ -161,7 +161,12 @@ Phy *Switch::phy_of(int64_t port)
     return nullptr;
 }
 
-bool Switch::has_link(uint32_t number)
+const Phy *Switch::phy_of(int64_t port) const
+{
+    return const_cast<Switch *>(this)->phy_of(port);
+}
+
+bool Switch::has_link(uint32_t number) const
 {
     const Port &port = ports_.at(number);
     const Phy *phy = phy_of(number);

@@ -24,24 +24,12 @@ public:
 
     // The cable of a port.
     void plug(uint32_t number, bool partner);
+    bool has_link(uint32_t number) const;
 
     // The port whose received clock the switch hands out, by its channel.
     void select_clock(uint32_t channel);
 
-    // show <port>
-    // calls                            the calls since the last time this was asked, one a line
-    // fail <call> <code> [times [after]]  the call fails so often (0: always), after so many that do not
-    // release <name> [<name>]          sizes and layouts of the SDK's records; the second is the service's release
-    // send <port> [times=<n>] <frame>  a frame comes in: bytes in hexadecimal, or dst=.. src=.. vlan=.. pcp=.. type=..
-    // sent                             the copies that left since the last time this was asked, one a line
-    // rules [clear]                    groups and entries of the field processor; as after power-on
-    // mask keeps|blocks                what a set bit of an egress mask does with its port
-    // port-sets on|off                 whether a rule can match several ports
-    // traffic <port> rx|tx <packets> <bytes>
-    // drop <port> <queue> <packets>
-    // learn <port> <mac as a number> <vlan>
-    // phy <mdio> <command of a PHY>; phy <mdio> hold on|off
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
     struct Translation {
@@ -122,7 +110,7 @@ private:
 
     Port *port_of(int64_t number);
     Phy *phy_of(int64_t port);
-    bool has_link(uint32_t number);
+    const Phy *phy_of(int64_t port) const;
     void settle(uint32_t number); // tells the link services what became of a port's link
     void settle_ports_of(const Phy *phy);
 
@@ -189,12 +177,15 @@ private:
     void serve_ports();
     void leave(uint32_t number, Port *port, QueuedFrame frame);
     static void count(Port *port, const EthernetFrame &frame, bool received);
-    void send_command(const Words &words);
+    void send_frame(const Given &given);
     std::string sent();
 
-    void count_traffic(const Words &words);
-    void set_release(const Words &words);
-    bool set_option(const Words &words);
+    void count_traffic(const Given &given);
+    void count_drops(const Given &given);
+    void fail(const Given &given);
+    void set_release(const Given &given);
+    Phy &phy_in(const Given &given);
+    static ControlTable phy_commands();
     std::string show(uint32_t number);
 
     using Key = std::array<int64_t, 4>;

@@ -9,6 +9,8 @@ namespace {
 
 constexpr const char *kReleases[] = {"6.5.16", "6.5.20", "6.5.24", "6.5.27", "old"};
 
+constexpr const char *kAnyRelease = "6.5.16|6.5.20|6.5.24|6.5.27|old";
+
 int64_t release_of(const std::string &name)
 {
     const auto *const found = std::find(std::begin(kReleases), std::end(kReleases), name);
@@ -19,91 +21,106 @@ int64_t release_of(const std::string &name)
 
 } // namespace
 
-void Switch::set_release(const Words &words)
+void Switch::set_release(const Given &given)
 {
-    release_ = release_of(word_at(words, 1, "a release"));
-    service_release_ = words.size() > 2 ? release_of(words[2]) : release_;
+    const Words names = given.words("NAME");
+    release_ = release_of(names[0]);
+    service_release_ = names.size() > 1 ? release_of(names[1]) : release_;
 }
 
-// False: not an option.
-bool Switch::set_option(const Words &words)
+void Switch::count_traffic(const Given &given)
 {
-    const std::string &value = word_at(words, 1, "a value");
-    if (words[0] == "mask" && (value == "keeps" || value == "blocks"))
-        mask_keeps_ = value == "keeps";
-    else if (words[0] == "rules" && value == "clear")
-        rules_ = FieldRules();
-    else if (words[0] == "port-sets" && (value == "on" || value == "off"))
-        rules_.offer_port_sets(value == "on");
-    else
-        return false;
-    return true;
-}
-
-void Switch::count_traffic(const Words &words)
-{
-    const auto number = static_cast<uint32_t>(local_port(static_cast<int64_t>(number_of(word_at(words, 1, "a port")))));
+    const auto number = static_cast<uint32_t>(local_port(given.number<int64_t>("PORT")));
     Port *port = port_of(number);
     if (!port)
         throw ControlError("the switch has no such port");
     if (!has_link(number))
         return; // nothing passes
-    const bool received = word_at(words, 2, "rx or tx") == "rx";
-    port->counters[received ? snmpIfHCInUcastPkts : snmpIfHCOutUcastPkts] += number_of(word_at(words, 3, "packets"));
-    port->counters[received ? snmpIfHCInOctets : snmpIfHCOutOctets] += number_of(word_at(words, 4, "bytes"));
+    const bool received = given.says("rx");
+    port->counters[received ? snmpIfHCInUcastPkts : snmpIfHCOutUcastPkts] += given.number<uint64_t>("PACKETS");
+    port->counters[received ? snmpIfHCInOctets : snmpIfHCOutOctets] += given.number<uint64_t>("BYTES");
 }
 
-std::string Switch::control(const Words &words)
+void Switch::count_drops(const Given &given)
 {
-    const std::string &verb = word_at(words, 0, "show, calls, send, sent, rules, fail, release, learn or phy");
-    if (verb == "calls")
-        return std::exchange(calls_, {});
-    if (verb == "sent")
-        return sent();
-    if (verb == "rules" && words.size() == 1)
-        return rules_.show();
-    const std::string &object = word_at(words, 1, "a port, call, release or address");
-    if (verb == "show")
-        return show(static_cast<uint32_t>(number_of(object)));
-    if (verb == "fail") {
-        const uint64_t times = words.size() > 3 ? number_of(words[3]) : 1;
-        failures_[object] = {std::stoi(word_at(words, 2, "a code")), times ? times : UINT64_MAX,
-                             words.size() > 4 ? number_of(words[4]) : 0};
-    } else if (verb == "heal") {
-        failures_.erase(object);
-    } else if (verb == "release") {
-        set_release(words);
-    } else if (verb == "send") {
-        send_command(words);
-    } else if (verb == "traffic") {
-        count_traffic(words);
-    } else if (verb == "drop") {
-        Port *port = port_of(static_cast<int64_t>(number_of(object)));
-        const uint64_t queue = number_of(word_at(words, 2, "a queue"));
-        if (!port || queue > 7)
-            throw ControlError("the switch has no such queue");
-        port->drops[queue] += static_cast<uint32_t>(number_of(word_at(words, 3, "packets")));
-    } else if (verb == "learn") {
-        addresses_[{static_cast<int64_t>(number_of(word_at(words, 2, "an address"))),
-                    static_cast<int64_t>(number_of(word_at(words, 3, "a VLAN")))}] = {
-            static_cast<int64_t>(number_of(object)), 0};
-    } else if (verb == "phy") {
-        const uint64_t mdio = number_of(object);
-        if (mdio >= phys_.size())
-            throw ControlError("the switch's PHYs are at MDIO addresses 0 and 1");
-        const Words rest(words.begin() + 2, words.end());
-        const bool holds = !rest.empty() && rest[0] == "hold";
-        if (holds)
-            phys_[mdio].hold_in_reset(word_at(rest, 1, "on or off") == "on");
-        std::string text = holds ? "" : phys_[mdio].control(rest);
-        settle_ports_of(&phys_[mdio]);
-        return text;
-    } else if (!set_option(words)) {
-        throw ControlError(
-            "the switch takes show, calls, send, sent, rules [clear], fail, heal, release, mask keeps|blocks, "
-            "port-sets on|off, traffic, drop, learn and phy");
-    }
-    return {};
+    Port *port = port_of(given.number<int64_t>("PORT"));
+    const auto queue = given.number("QUEUE");
+    if (!port || queue > 7)
+        throw ControlError("the switch has no such queue");
+    port->drops[queue] += given.number("PACKETS");
+}
+
+void Switch::fail(const Given &given)
+{
+    const auto times = given.number_or<uint64_t>("TIMES", 1);
+    failures_[given.text("CALL")] = {given.number<int>("CODE"), times ? times : UINT64_MAX,
+                                     given.number_or<uint64_t>("SKIP", 0)};
+}
+
+Phy &Switch::phy_in(const Given &given)
+{
+    const auto mdio = given.number("MDIO");
+    if (mdio >= phys_.size())
+        throw ControlError("the switch's PHYs are at MDIO addresses 0 and 1");
+    return phys_[mdio];
+}
+
+// Each may move a link: the services hear of it.
+ControlTable Switch::phy_commands()
+{
+    using Row = ControlRow<Switch>;
+    ControlTable table = Phy::commands<Switch>("phy MDIO", std::mem_fn(&Switch::phy_in));
+    table.push_back(Row{"phy MDIO hold on|off", "hold a PHY in reset, or let it go",
+                        [](Switch &chip, const Given &given) { chip.phy_in(given).hold_in_reset(given.says("on")); }});
+    for (ControlCommand &command : table)
+        command.run = [run = command.run](Controlled &controlled, const Given &given) {
+            auto &chip = static_cast<Switch &>(controlled);
+            std::string text = run(controlled, given);
+            chip.settle_ports_of(&chip.phy_in(given));
+            return text;
+        };
+    return table;
+}
+
+ControlTable Switch::commands()
+{
+    using Row = ControlRow<Switch>;
+    ControlTable table{
+        Row{"show PORT", "print link and settings of a port",
+            [](Switch &chip, const Given &given) { return chip.show(given.number("PORT")); }},
+        Row{"calls", "print the calls of the SDK since the last time, one a line",
+            [](Switch &chip) { return std::exchange(chip.calls_, {}); }},
+        Row{"send PORT FRAME...",
+            "let a frame come in: its bytes in hexadecimal, or fields dst= src= vlan= pcp= type=; times=N before it "
+            "repeats it",
+            &Switch::send_frame},
+        Row{"sent", "print the copies that left since the last time, one a line", &Switch::sent},
+        Row{"rules", "print groups and entries of the field processor",
+            [](Switch &chip) { return chip.rules_.show(); }},
+        Row{"rules clear", "set the field processor as after power-on",
+            [](Switch &chip) { chip.rules_ = FieldRules(); }},
+        Row{"fail CALL CODE [TIMES] [SKIP]",
+            "fail a call of the SDK so many times (1; 0 is always), after so many that succeed", &Switch::fail},
+        Row{"heal CALL", "let a call succeed again",
+            [](Switch &chip, const Given &given) { chip.failures_.erase(given.text("CALL")); }},
+        Row{"release NAME [NAME]",
+            std::string("select the release of the SDK's records, and that of the switch's service: ") + kAnyRelease,
+            &Switch::set_release},
+        Row{"mask keeps|blocks", "select the meaning of a set bit in an egress mask",
+            [](Switch &chip, const Given &given) { chip.mask_keeps_ = given.says("keeps"); }},
+        Row{"port-sets on|off", "offer the qualifier for several ports, or take it away",
+            [](Switch &chip, const Given &given) { chip.rules_.offer_port_sets(given.says("on")); }},
+        Row{"traffic PORT rx|tx PACKETS BYTES", "count traffic at a port that has a link", &Switch::count_traffic},
+        Row{"drop PORT QUEUE PACKETS", "count packets that a queue dropped", &Switch::count_drops},
+        Row{"learn PORT MAC VLAN", "learn an address, given as a number",
+            [](Switch &chip, const Given &given) {
+                chip.addresses_[{given.number<int64_t>("MAC"), given.number<int64_t>("VLAN")}] = {
+                    given.number<int64_t>("PORT"), 0};
+            }},
+    };
+    const ControlTable of_phys = phy_commands();
+    table.insert(table.end(), of_phys.begin(), of_phys.end());
+    return table;
 }
 
 } // namespace vboard

@@ -234,15 +234,17 @@ std::string Switch::sent()
     return text;
 }
 
-// send <port> [times=<number>] <frame>
-void Switch::send_command(const Words &words)
+void Switch::send_frame(const Given &given)
 {
-    const auto number = static_cast<uint32_t>(number_of(word_at(words, 1, "a port")));
-    const bool repeated = word_at(words, 2, "a frame").rfind("times=", 0) == 0;
-    const uint64_t times = repeated ? number_of(words[2].substr(6)) : 1;
-    const EthernetFrame frame = EthernetFrame::parse(words, repeated ? 3 : 2);
+    Words frame = given.words("FRAME");
+    uint64_t times = 1;
+    if (frame[0].starts_with("times=")) {
+        times = number_of(frame[0].substr(6));
+        frame.erase(frame.begin());
+    }
+    const EthernetFrame parsed = EthernetFrame::parse(frame);
     for (uint64_t i = 0; i < times; ++i)
-        receive(number, frame);
+        receive(given.number("PORT"), parsed);
 }
 
 } // namespace vboard

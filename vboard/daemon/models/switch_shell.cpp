@@ -90,22 +90,22 @@ void SwitchShell::run(Session &session, const std::string &line)
     say(session.socket.get(), answer + kPrompt);
 }
 
-std::string SwitchShell::control(const Words &words)
+ControlTable SwitchShell::commands()
 {
-    const std::string &verb = word_at(words, 0, "log, answer or silent");
-    if (verb == "log")
-        return std::exchange(log_, {});
-    if (verb == "answer") {
-        result_ = std::stoi(word_at(words, 1, "a result"));
-        output_.clear();
-        for (size_t i = 2; i < words.size(); ++i)
-            output_ += (i > 2 ? " " : "") + words[i];
-    } else if (verb == "silent") {
-        silent_ = word_at(words, 1, "on or off") == "on";
-    } else {
-        throw ControlError("the switch's shell takes log, answer and silent");
-    }
-    return {};
+    using Row = ControlRow<SwitchShell>;
+    return {
+        Row{"log", "print the commands since the last time, one a line",
+            [](SwitchShell &shell) { return std::exchange(shell.log_, {}); }},
+        Row{"answer RESULT [TEXT...]", "let the next commands print the text and end with the result",
+            [](SwitchShell &shell, const Given &given) {
+                shell.result_ = given.number<int>("RESULT");
+                shell.output_.clear();
+                for (const std::string &word : given.words("TEXT"))
+                    shell.output_ += (shell.output_.empty() ? "" : " ") + word;
+            }},
+        Row{"silent on|off", "take connections and say nothing, or answer again",
+            [](SwitchShell &shell, const Given &given) { shell.silent_ = given.says("on"); }},
+    };
 }
 
 } // namespace vboard

@@ -14,10 +14,7 @@ public:
     using Model::Model;
     void start() override;
 
-    // log                              the commands since the last time this was asked, one a line
-    // answer <result> [word...]        the next commands print the words and end with the result
-    // silent on|off                    a silent shell takes connections and says nothing
-    std::string control(const Words &words) override;
+    static ControlTable commands();
 
 private:
     struct Session {

@@ -78,10 +78,13 @@ void EventTimers::ioctl(const Node &, uint32_t request, Bytes argument, Answer a
     }
 }
 
-std::string EventTimers::control(const Words &words)
+ControlTable EventTimers::commands()
 {
-    if (word_at(words, 0, "show") != "show")
-        throw ControlError("the event timers take show");
+    return {ControlRow<EventTimers>{"show", "print the configuration and every timer", &EventTimers::show}};
+}
+
+std::string EventTimers::show() const
+{
     std::string list = "config";
     for (const uint32_t word : configuration_)
         list += " " + std::to_string(word);
@@ -198,18 +201,16 @@ void PulsePerSecond::ioctl(const Node &, uint32_t request, Bytes argument, Answe
     board().after(span, [answer] { answer.fail(ETIMEDOUT); });
 }
 
-std::string PulsePerSecond::control(const Words &words)
+ControlTable PulsePerSecond::commands()
 {
-    const std::string &verb = word_at(words, 0, "stop, start, lock, unlock or mode");
-    if (verb == "stop" || verb == "start")
-        running_ = verb == "start";
-    else if (verb == "lock" || verb == "unlock")
-        settable_ = verb == "unlock";
-    else if (verb == "mode")
-        return std::to_string(mode_) + "\n";
-    else
-        throw ControlError("the pulse per second takes stop, start, lock, unlock and mode");
-    return {};
+    using Row = ControlRow<PulsePerSecond>;
+    return {
+        Row{"stop|start", "let the pulses stop, or come again",
+            [](PulsePerSecond &pps, const Given &given) { pps.running_ = given.says("start"); }},
+        Row{"lock|unlock", "refuse changes of the mode, or take them again",
+            [](PulsePerSecond &pps, const Given &given) { pps.settable_ = given.says("unlock"); }},
+        Row{"mode", "print the mode", [](const PulsePerSecond &pps) { return std::to_string(pps.mode_) + "\n"; }},
+    };
 }
 
 } // namespace vboard

@@ -13,9 +13,11 @@ public:
     using Model::Model;
     std::vector<IoctlForm> ioctls(const Node &) const override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    std::string control(const Words &words) override; // show
+    static ControlTable commands();
 
 private:
+    std::string show() const;
+
     struct Timer {
         uint32_t setting[4];
         uint32_t a;
@@ -34,7 +36,7 @@ public:
     void start() override;
     std::vector<IoctlForm> ioctls(const Node &) const override;
     void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer) override;
-    std::string control(const Words &words) override; // stop | start | mode
+    static ControlTable commands();
 
 private:
     void schedule();

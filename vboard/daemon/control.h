@@ -1,0 +1,124 @@
+// Control commands as data: parsing, help, completion and documents come from the same row.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace vboard {
+
+using Words = std::vector<std::string>;
+
+// A wrong control command; the text goes to the user who typed it.
+struct ControlError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// Decimal, or hexadecimal after 0x. Both throw ControlError with the word in it.
+uint64_t number_of(const std::string &word);
+double decimal_of(const std::string &word);
+
+// The words of a command, by the names in its form.
+class Given {
+public:
+    bool has(const std::string &name) const { return values_.contains(name); }
+    // Whether the user chose this word of those that the form spells out.
+    bool says(const std::string &word) const { return said_.contains(word); }
+    const std::string &text(const std::string &name) const { return values_.at(name).front(); }
+    template <typename Number = uint32_t>
+    Number number(const std::string &name) const
+    {
+        if constexpr (std::is_signed_v<Number>)
+            return static_cast<Number>(
+                within(name, std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max()));
+        else
+            return static_cast<Number>(within(name, std::numeric_limits<Number>::max()));
+    }
+    template <typename Number = uint32_t>
+    Number number_or(const std::string &name, Number otherwise) const
+    {
+        return has(name) ? number<Number>(name) : otherwise;
+    }
+    double decimal(const std::string &name) const { return decimal_of(text(name)); }
+    std::vector<uint8_t> bytes(const std::string &name) const;
+    // All words of a "NAME..."; none when it was left out.
+    Words words(const std::string &name) const { return has(name) ? values_.at(name) : Words{}; }
+
+    void say(const std::string &word) { said_.insert(word); }
+    void add(const std::string &name, const std::string &word) { values_[name].push_back(word); }
+
+private:
+    uint64_t within(const std::string &name, uint64_t most) const;
+    int64_t within(const std::string &name, int64_t least, int64_t most) const;
+
+    std::map<std::string, Words> values_;
+    std::set<std::string> said_;
+};
+
+// Obeys control commands: a model, or the board itself.
+class Controlled {
+public:
+    virtual ~Controlled() = default;
+};
+
+// The form is the words in their order: "stop|start" stands as it is, ADDRESS is a value of the kind that control.cpp
+// lists, "[...]" may be left out, "NAME..." takes all words that follow.
+struct ControlCommand {
+    std::string form;
+    std::string help;
+    std::function<std::string(Controlled &, const Given &)> run;
+};
+using ControlTable = std::vector<ControlCommand>;
+
+// A row for the class that obeys. `act` is called with the object and, if it takes them, the words; a string that it
+// returns is printed.
+template <typename Object>
+struct ControlRow : ControlCommand {
+    template <typename Act>
+    ControlRow(std::string form_, std::string help_, Act act)
+        : ControlCommand{std::move(form_), std::move(help_),
+                         [act](Controlled &controlled, const Given &given) -> std::string {
+                             auto &object = static_cast<Object &>(controlled);
+                             const auto call = [&]() -> decltype(auto) {
+                                 if constexpr (std::is_invocable_v<Act, Object &, const Given &>)
+                                     return std::invoke(act, object, given);
+                                 else
+                                     return std::invoke(act, object);
+                             };
+                             if constexpr (std::is_void_v<decltype(call())>)
+                                 return call(), std::string();
+                             else
+                                 return call();
+                         }}
+    {
+    }
+};
+
+struct ControlFamily {
+    const char *name;
+    const char *summary;
+    ControlTable (*commands)();
+};
+
+// The board's own families, then those of all models that there are.
+std::vector<ControlFamily> control_families();
+// Null for a name that no family has.
+const ControlFamily *find_family(const std::vector<ControlFamily> &families, const std::string &name);
+
+// Runs the command that the words say. Throws ControlError.
+std::string run_control(const ControlFamily &family, Controlled &controlled, const Words &words);
+
+// The words that may follow, as far as the forms spell them out.
+Words next_words(const ControlFamily &family, const Words &words);
+
+// "; did you mean "stop"?", or nothing when no candidate is close.
+std::string suggestion(const std::string &word, const Words &candidates);
+
+} // namespace vboard
