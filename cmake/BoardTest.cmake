@@ -12,13 +12,13 @@ endif()
 
 # Programs of another processor run under an emulator, on a board of the native build.
 if(CMAKE_CROSSCOMPILING)
-    set(DDAL_NATIVE_BUILD ${CMAKE_SOURCE_DIR}/build/debug CACHE PATH "Build tree with this machine's own vboard")
+    set(DDAL_NATIVE_BUILD ${PROJECT_SOURCE_DIR}/build/debug CACHE PATH "Build tree with this machine's own vboard")
     set(board_vboard ${DDAL_NATIVE_BUILD}/bin/vboard)
     list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
     set(board_run ${board_vboard} run --emulator ${emulator})
     # Cases that cannot run there, each with its reason.
-    set(left_out_list ${CMAKE_SOURCE_DIR}/tests/arm/left-out.txt)
-    set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${left_out_list})
+    set(left_out_list ${PROJECT_SOURCE_DIR}/tests/arm/left-out.txt)
+    set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${left_out_list})
     file(STRINGS ${left_out_list} left_out_lines REGEX "^[a-z]")
 else()
     set(board_vboard $<TARGET_FILE:vboard>)
@@ -31,7 +31,7 @@ set(board_environment "")
 set(plain_environment "")
 if(DDAL_SANITIZE)
     set(board_environment ASAN_OPTIONS=allocator_may_return_null=1
-        TSAN_OPTIONS=allocator_may_return_null=1:suppressions=${CMAKE_SOURCE_DIR}/tests/support/tsan-glib.supp)
+        TSAN_OPTIONS=allocator_may_return_null=1:suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan-glib.supp)
     set(plain_environment ASAN_OPTIONS=allocator_may_return_null=1:verify_asan_link_order=0)
 endif()
 if(CMAKE_CROSSCOMPILING) # for the boards and programs that plain tests start
@@ -53,6 +53,30 @@ function(left_out_arguments entry variable)
     endif()
 endfunction()
 
+# add_test_program(<name> <sources> <libraries> <timeout> <environment> <words before the program>...)
+function(add_test_program name sources libraries timeout environment)
+    if(NOT timeout)
+        set(timeout 120)
+    endif()
+    if(CMAKE_CROSSCOMPILING)
+        math(EXPR timeout "4 * ${timeout}") # an emulator is that much slower
+    endif()
+    left_out_arguments(${name} left_out)
+    string(REPLACE "." "_" target test_${name})
+    add_executable(${target} ${sources})
+    target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
+    target_link_libraries(${target} PRIVATE ${libraries})
+    add_dependencies(${target} vboard vboard_boards)
+    set(program ${target})
+    if(ARGN)
+        set(program ${ARGN} -- $<TARGET_FILE:${target}>)
+    endif()
+    add_test(NAME ${name}
+             COMMAND ${program} --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml ${left_out}
+             WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${environment}")
+endfunction()
+
 # add_board_test(<name> SOURCES ... [TYPE mbo] [SPEED n] [HIDDEN | LOADS] [LIBRARIES ...] [TIMEOUT s] [OPTIONS ...])
 #
 # Runs a test program on a new virtual board with the shipped library. HIDDEN links the objects of the library instead, to test
@@ -66,28 +90,17 @@ function(add_board_test name)
     if(NOT arg_SPEED)
         set(arg_SPEED 1)
     endif()
-    if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
-    endif()
-    if(CMAKE_CROSSCOMPILING)
-        math(EXPR arg_TIMEOUT "4 * ${arg_TIMEOUT}") # an emulator is that much slower
-    endif()
-    left_out_arguments(${name} left_out)
-    string(REPLACE "." "_" target test_${name})
-    add_executable(${target} ${arg_SOURCES})
-    target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
     set(product $<IF:$<BOOL:${arg_HIDDEN}>,ddal_objects,ddal>)
     if(arg_LOADS)
         set(product "")
+    endif()
+    add_test_program(${name} "${arg_SOURCES}" "${product};board_testing;${arg_LIBRARIES}" "${arg_TIMEOUT}" "${board_environment}"
+                     ${board_run} --type ${arg_TYPE} --speed ${arg_SPEED} ${board_runtime} ${arg_OPTIONS})
+    string(REPLACE "." "_" target test_${name})
+    add_dependencies(${target} ddal)
+    if(arg_LOADS)
         target_compile_definitions(${target} PRIVATE DDAL_LIBRARY="$<TARGET_FILE:ddal>")
     endif()
-    target_link_libraries(${target} PRIVATE ${product} board_testing ${arg_LIBRARIES})
-    add_dependencies(${target} ddal vboard vboard_boards)
-    add_test(NAME ${name}
-             COMMAND ${board_run} --type ${arg_TYPE} --speed ${arg_SPEED} ${board_runtime} ${arg_OPTIONS} --
-                     $<TARGET_FILE:${target}> --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml ${left_out}
-             WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${board_environment}")
 endfunction()
 
 # add_plain_test(<name> SOURCES ... [LIBRARIES ...] [TIMEOUT s])
@@ -96,23 +109,9 @@ endfunction()
 # VBOARD_PROGRAM for them.
 function(add_plain_test name)
     cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
-    if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
-    endif()
-    if(CMAKE_CROSSCOMPILING)
-        math(EXPR arg_TIMEOUT "4 * ${arg_TIMEOUT}") # an emulator is that much slower
-    endif()
-    left_out_arguments(${name} left_out)
+    add_test_program(${name} "${arg_SOURCES}" "board_testing;${arg_LIBRARIES}" "${arg_TIMEOUT}" "${plain_environment}")
     string(REPLACE "." "_" target test_${name})
-    add_executable(${target} ${arg_SOURCES})
-    target_compile_options(${target} PRIVATE ${DDAL_WARNINGS})
     target_compile_definitions(${target} PRIVATE DDAL_BUILD_DIR="${CMAKE_BINARY_DIR}" VBOARD_PROGRAM="${board_vboard}")
-    target_link_libraries(${target} PRIVATE board_testing ${arg_LIBRARIES})
-    add_dependencies(${target} vboard vboard_boards)
-    add_test(NAME ${name}
-             COMMAND ${target} --gtest_output=xml:${CMAKE_BINARY_DIR}/test-results/${name}.xml ${left_out}
-             WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${plain_environment}")
 endfunction()
 
 # mark_thread_tests(<name>...): runs tests under the thread sanitizer as well. Its preset builds these tests only.

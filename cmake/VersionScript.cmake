@@ -1,8 +1,8 @@
 # Generates the linker version script from the export lists under abi/. The library exports the listed names only.
 function(ddal_write_version_script output)
     set(lists exports.txt unsupported.txt zero.txt extensions.txt)
-    list(TRANSFORM lists PREPEND ${CMAKE_SOURCE_DIR}/abi/)
-    set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${lists})
+    list(TRANSFORM lists PREPEND ${PROJECT_SOURCE_DIR}/abi/)
+    set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${lists})
     set(names "")
     foreach(list_file IN LISTS lists)
         file(STRINGS ${list_file} entries REGEX "^[A-Za-z_]")
