@@ -11,6 +11,7 @@
 
 using ddal::core::UniqueFd;
 using ddal::platform::find_sfp_cage;
+using ddal::platform::kSfpMemorySize;
 using ddal::platform::SfpCage;
 
 namespace ddal::platform {
@@ -62,6 +63,8 @@ int ddal_sfp_memory_write(uint32_t sfpId, uint32_t memory, uint32_t offset, cons
         return -EROFS;
     if (memory != DDAL_SFP_MEMORY_DIAGNOSTICS)
         return -EINVAL;
-    return transfer(sfpId, memory, O_WRONLY, length,
-                    [=](int fd) { return ddal_common_pwrite_all(fd, buffer, length, offset); });
+    const int result = transfer(sfpId, memory, O_WRONLY, length,
+                                [=](int fd) { return ddal_common_pwrite_all(fd, buffer, length, offset); });
+    // The driver takes the bytes up to the end of the memory and refuses the rest with a separate error.
+    return result == -EFBIG && offset < kSfpMemorySize ? -EFAULT : result;
 }

@@ -15,6 +15,7 @@ struct SfpCage {
 };
 
 inline constexpr size_t kSfpCageCount = 2;
+inline constexpr uint32_t kSfpMemorySize = 256;
 
 // Boards with sfp_on_i2c.
 inline constexpr SfpCage kSfpCagesOnI2c[kSfpCageCount] = {

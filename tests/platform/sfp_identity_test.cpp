@@ -164,6 +164,9 @@ TEST(SfpMemory, EndsWhereTheMemoryEnds)
     EXPECT_EQ(ddal_sfp_memory_read(DDAL_SFP_1, DDAL_SFP_MEMORY_ID, 252, bytes, 4), 0);
     EXPECT_EQ(ddal_sfp_memory_read(DDAL_SFP_1, DDAL_SFP_MEMORY_ID, 253, bytes, 4), -EFAULT);
     EXPECT_EQ(ddal_sfp_memory_read(DDAL_SFP_1, DDAL_SFP_MEMORY_ID, 0xFFFFFFFF, bytes, 4), -EFAULT);
+    EXPECT_EQ(ddal_sfp_memory_write(DDAL_SFP_1, DDAL_SFP_MEMORY_DIAGNOSTICS, 252, bytes, 4), 0);
+    EXPECT_EQ(ddal_sfp_memory_write(DDAL_SFP_1, DDAL_SFP_MEMORY_DIAGNOSTICS, 253, bytes, 4), -EFAULT);
+    EXPECT_EQ(ddal_sfp_memory_write(DDAL_SFP_1, DDAL_SFP_MEMORY_DIAGNOSTICS, 256, bytes, 4), -EFBIG);
 }
 
 TEST(SfpMemory, AcceptsWritesToTheUserArea)

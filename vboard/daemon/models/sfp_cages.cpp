@@ -114,7 +114,7 @@ std::string SfpCages::text(const Node &node)
     return place.what == What::kLine ? cages_[place.cage].shown[place.index] : "";
 }
 
-int SfpCages::open(const Node &node, uint32_t, Descriptor end)
+int SfpCages::open(const Node &node, uint32_t, UniqueFd end)
 {
     const Place &place = place_of(node);
     cages_[place.cage].readers[place.index].add(std::move(end));
@@ -142,8 +142,11 @@ int SfpCages::write(const Node &node, uint64_t offset, std::span<const uint8_t> 
     if (place.what == What::kMemory) {
         if (!cage.module || place.index == 0 || !cage.module->has(1))
             return -ENXIO;
-        cage.module->write_diagnostics(offset, in);
-        return static_cast<int>(in.size());
+        if (offset >= std::tuple_size_v<SfpModule::Memory>)
+            return -EFBIG; // as the kernel refuses it for every EEPROM file
+        const size_t n = std::min<size_t>(in.size(), std::tuple_size_v<SfpModule::Memory> - offset);
+        cage.module->write_diagnostics(offset, in.first(n));
+        return static_cast<int>(n);
     }
     if (place.what == What::kLine)
         return -EACCES;

@@ -16,7 +16,7 @@ public:
     void start() override;
     int read(const Node &node, uint64_t offset, std::span<uint8_t> out) override;
     int write(const Node &node, uint64_t offset, std::span<const uint8_t> in) override;
-    int open(const Node &node, uint32_t flags, Descriptor end) override;
+    int open(const Node &node, uint32_t flags, UniqueFd end) override;
     std::string text(const Node &node) override;
 
     static ControlTable commands();
