@@ -1,4 +1,7 @@
-// Commands to a board: what is refused and why, and that help, completion and documents say what the commands are.
+// Commands to a board and what its programs may start: what is refused and why; help, completion and documents say what
+// the commands are.
+#include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -8,11 +11,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "bsl/rf_card_driver.h"
+#include "core/unique_fd.h"
 #include "support/board.h"
 #include "support/program.h"
 
 using namespace testing_board;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -70,6 +76,11 @@ TEST(Control, SaysWhatIsWrong)
         {"sfp poke 1 id 0 abc", "is not pairs of hexadecimal digits"},
         {"switch send 14", "missing a word (FRAME)"},
         {"switch release 7", "releases of the SDK are"},
+        {"fault add pred:/dev/fpga_usr errno=EIO", "no call \"pred\"; did you mean \"read\"?"},
+        {"fault add pread:/dev/fpga_usr errno=EOI", "did you mean \"EIO\"?"},
+        {"fault add pread:/dev/fpga_usr count=-1", "\"-1\" is not a number"},
+        {"fault add pread:/dev/fpga_usr nth=0", "0 is not from 1"},
+        {"fault add pread:/dev/fpga_usr delay=-5ms", "is not a time"},
         {"rf-card fault late sometimes 1", "\"sometimes\" is not ack or response"},
     };
     for (const auto &[line, text] : kWrong)
@@ -94,6 +105,59 @@ TEST(Control, ShowsWhetherALinkIsUp)
     EXPECT_THAT(ctl("link show"), HasSubstr("3 switch 20 down\n"));
     ctl("link 3 up");
     EXPECT_THAT(ctl("link show"), HasSubstr("3 switch 20 up\n"));
+}
+
+TEST(Control, WarnsOfAFaultThatNothingServes)
+{
+    EXPECT_THAT(ctl("fault add open:/dev/fpga_user"), HasSubstr("warning: no model or file of this board serves "
+                                                                "/dev/fpga_user; did you mean \"/dev/fpga_usr\"?"));
+    for (const char *served : {"open:/dev/fpga_usr", "read:/etc/version", "open:/dev/*", "close", "write:/tmp/new"})
+        EXPECT_THAT(ctl(std::string("fault add ") + served), Not(HasSubstr("warning"))) << served;
+    ctl("fault clear");
+}
+
+TEST(SerialLine, IsTracedAndFailsLikeEveryNode)
+{
+    const std::string path = ddal::bsl::kUartNode;
+    {
+        const Fault unopened("open:" + path + " errno=EMFILE");
+        EXPECT_EQ(open(path.c_str(), O_RDWR | O_NOCTTY), -1);
+        EXPECT_EQ(errno, EMFILE);
+    }
+    const ddal::core::UniqueFd line{open(path.c_str(), O_RDWR | O_NOCTTY)};
+    {
+        const Fault unwritten("write:" + path + " errno=ENOSPC");
+        EXPECT_EQ(write(line.get(), "x", 1), -1);
+        EXPECT_EQ(errno, ENOSPC);
+    }
+    EXPECT_EQ(write(line.get(), "\x5a", 1), 1);
+    const std::string trace = content_of(board().directory() / ".vboard/trace.jsonl");
+    EXPECT_THAT(trace, HasSubstr("\"call\":\"write\",\"path\":\"" + path + "\",\"data\":\"5a\",\"result\":1"));
+}
+
+// By the name of a link to them as well, and by the first line of a script.
+TEST(Interpreters, StartFromAShellOfTheBoard)
+{
+    char folder[] = "/tmp/scripts-XXXXXX";
+    const std::filesystem::path scripts = mkdtemp(folder);
+    constexpr std::pair<const char *, const char *> kScripts[] = {
+        {"python", "#!/usr/bin/python3\nprint('ran')\n"},
+        {"found", "#!/usr/bin/env python3\nprint('ran')\n"},
+        {"perl", "#!/usr/bin/perl\nprint \"ran\\n\";\n"},
+        {"shell", "#!/bin/sh\necho ran\n"},
+    };
+    std::string lines = "python3 -c 'print(\"ran\")'; perl -e 'print \"ran\\n\"'";
+    std::string ran = "ran\nran\n";
+    for (const auto &[name, text] : kScripts) {
+        std::ofstream(scripts / name) << text;
+        std::filesystem::permissions(scripts / name, std::filesystem::perms::owner_all);
+        lines += "; " + (scripts / name).string();
+        ran += "ran\n";
+    }
+    const Finished run = run_program({"/bin/sh", "-c", lines});
+    EXPECT_EQ(run.out, ran) << run.err;
+    EXPECT_NE(run_program({"/bin/sh", "-c", "apt-get --version"}).status, 0) << "no interpreter";
+    std::filesystem::remove_all(scripts);
 }
 
 // "    vboard ctl fpga set 0x100 1      a register", and "`vboard ctl trace off`".

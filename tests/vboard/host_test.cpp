@@ -259,6 +259,7 @@ TEST(Board, ReportsWrongCommands)
     const std::pair<const char *, const char *> wrong[] = {
         {"run --type nothing -- true", "nothing.conf"},
         {"run -- /nowhere/program", "cannot run"},
+        {"run -- " VBOARD_PROGRAM " run -- true", "a program of a board already"},
         {"ctl --board /tmp models", "no board is running"},
         {"ctl models", "no board named"},
         {"run -- " VBOARD_PROGRAM " ctl fault add pread:/dev/fpga_usr errno=EFOO", "not the name of an error"},
@@ -269,6 +270,45 @@ TEST(Board, ReportsWrongCommands)
         EXPECT_NE(ran.status, 0) << command;
         EXPECT_NE(ran.output.find(text), std::string::npos) << command << ": " << ran.output;
     }
+}
+
+TEST(Board, RefusesOptionsThatWouldDoNothing)
+{
+    char folder[] = "/tmp/options-XXXXXX";
+    const std::string board = std::string(mkdtemp(folder)) + "/board";
+    const std::string start = kVboard + " run --board " + board;
+    EXPECT_EQ(run(start + " --type type8 -- true").status, 0);
+    EXPECT_EQ(run(start + " --type type8 -- true").status, 0) << "its own type is no other";
+    const Ran other = run(start + " --type mbo -- true");
+    EXPECT_EQ(other.status, 1);
+    EXPECT_NE(other.output.find("is of another type"), std::string::npos) << other.output;
+
+    const Ran running =
+        run("{ " + start + " --speed 2 -- sleep 60 & for i in $(seq 100); do " + kVboard + " ctl --board " + board +
+            " models >/dev/null 2>&1 && break; sleep 0.1; done; for option in "
+            "\"--speed 3\" --no-trace \"--writable /var\" \"--speed 2\"; do " +
+            start + " $option -- echo \"did $option\" 2>/dev/null; done; kill $!; wait; }");
+    EXPECT_EQ(running.output, "did --speed 2\n");
+    fs::remove_all(folder);
+}
+
+// On a stage, whose /tmp and processes are its alone.
+TEST(Board, LeavesNothingBehind)
+{
+    const Stage stage;
+    const std::string left = "; ls /tmp; grep -l sleep /proc/[0-9]*/comm";
+    EXPECT_EQ(stage.play(kVboard + " run --type nothing -- true 2>/dev/null" + left).output, "");
+    EXPECT_EQ(stage.play(kVboard + " run -- /bin/sh -c \"sleep 77 &\"" + left).output, "");
+    const auto end_by = [&](const std::string &signal, const std::string &program) {
+        return stage.play(kVboard + " run -- /bin/sh -c \"echo up >/tmp/up; " + program +
+                          "\" & until [ -s /tmp/up ]; do sleep 0.05; done; rm /tmp/up; kill -" + signal +
+                          " $!; wait $!; echo $?" + left);
+    };
+    for (const auto &[signal, status] : {std::pair{"INT", 130}, {"TERM", 143}, {"HUP", 129}, {"QUIT", 131}})
+        EXPECT_EQ(end_by(signal, "sleep 77 & exec sleep 77").output, std::to_string(status) + "\n") << signal;
+
+    EXPECT_NE(end_by("KILL", "exec sleep 77").output.find("vboard-"), std::string::npos);
+    EXPECT_EQ(stage.play("for i in $(seq 20); do " + kVboard + " run -- true; sleep 0.1; done" + left).output, "");
 }
 
 // With --real-net, interface requests go to the kernel, in the network of the run and never in that of this machine.

@@ -12,7 +12,9 @@
 #include <sys/wait.h>
 #include <system_error>
 
+#include "cli/board_directory.h"
 #include "cli/network.h"
+#include "cli/program.h"
 #include "daemon/board.h"
 #include "daemon/server.h"
 #include "page/escapes.h"
@@ -133,7 +135,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
     page->environment_count = 2;
     put(page->emulator, emulator_list(options.emulator));
     page->native_machine = machine_of("/proc/self/exe");
-    page->speed = options.speed;
+    page->speed = std::max(options.speed, 1u);
     if (options.real_net)
         put(page->network, own_network());
     page->epoch_ns[0] = now_ns(CLOCK_REALTIME);
@@ -148,10 +150,28 @@ void write_page(const fs::path &directory, const RunOptions &options)
         add_writable(*page, working);
     const fs::path path = directory / ".vboard/page";
     const fs::path fresh = directory / ".vboard/page.new";
-    const Descriptor fd{open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
+    const UniqueFd fd{open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
     if (!fd || write(fd.get(), page.get(), sizeof(Page)) != sizeof(Page))
         fail(fresh);
     fs::rename(fresh, path);
+}
+
+// Throws when an option would do nothing on a board that runs already.
+void check_options_on(const Page &page, const RunOptions &options)
+{
+    const auto refuse = [](const std::string &option) {
+        throw ClientError("the board runs already: " + option + " is for the program that starts it");
+    };
+    if (options.speed != 0 && options.speed != page.speed)
+        refuse("--speed (it is at " + std::to_string(page.speed) + ")");
+    if (!options.preload.empty())
+        refuse("--preload");
+    if (!options.writable.empty())
+        refuse("--writable");
+    if (!options.runtime.empty())
+        refuse("--runtime");
+    if (!options.trace)
+        refuse("--no-trace");
 }
 
 // The daemon's whole life. Nothing of it may outlive the board: it ends with the last program.
@@ -167,6 +187,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
     dup2(null, 0);
     dup2(log, 1);
     dup2(log, 2);
+    unblock_signals();
     signal(SIGPIPE, SIG_IGN);
     signal(SIGINT, SIG_IGN);
     // The previous daemon may still be removing its sockets. Its end releases the lock.
@@ -195,8 +216,8 @@ void start_daemon(const fs::path &directory)
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         fail("pipe");
-    Descriptor from{ends[0]};
-    Descriptor to{ends[1]};
+    UniqueFd from{ends[0]};
+    UniqueFd to{ends[1]};
     const pid_t child = fork();
     if (child < 0)
         fail("fork");
@@ -207,7 +228,7 @@ void start_daemon(const fs::path &directory)
         _exit(0);
     }
     waitpid(child, nullptr, 0);
-    to = Descriptor{};
+    to = UniqueFd{};
     char text[512];
     const ssize_t n = read(from.get(), text, sizeof text);
     if (n != 1 || text[0] != '\0')
@@ -218,19 +239,21 @@ void start_daemon(const fs::path &directory)
 // Joins the board of a directory and starts it first if needed. A lock admits one caller at a time.
 std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &options)
 {
-    const Descriptor lock{open((directory / ".vboard/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
+    const UniqueFd lock{open((directory / ".vboard/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
     if (!lock || flock(lock.get(), LOCK_EX) != 0)
         fail((directory / ".vboard/lock").string());
+    std::unique_ptr<Client> client;
     try {
-        auto client = std::make_unique<Client>(directory);
+        client = std::make_unique<Client>(directory);
         client->hold();
-        return client;
     } catch (const ClientError &) { // none, or one whose last program has just ended
         write_page(directory, options);
         start_daemon(directory);
+        client = std::make_unique<Client>(directory);
+        client->hold();
+        return client;
     }
-    auto client = std::make_unique<Client>(directory);
-    client->hold();
+    check_options_on(client->page(), options);
     return client;
 }
 
@@ -246,42 +269,6 @@ Words command_of(const Page &page, const Words &emulator, const RunOptions &opti
     return words;
 }
 
-// Becomes the program of a command; SIGKILL when this process's parent ends first.
-[[noreturn]] void execute(Words words)
-{
-    std::vector<char *> arguments;
-    for (std::string &word : words)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    signal(SIGINT, SIG_DFL);
-    signal(SIGTERM, SIG_DFL);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    execvp(arguments[0], arguments.data());
-    std::cerr << "vboard: cannot run " << arguments[0] << ": " << std::strerror(errno) << "\n";
-    _exit(127);
-}
-
-// Runs a command with further variables in its environment and returns its exit status as a shell would.
-int run_command(const Words &words, const Words &environment)
-{
-    // The terminal's Ctrl-C reaches the program itself; this process must stay to tidy up.
-    signal(SIGINT, SIG_IGN);
-    static pid_t program;
-    program = fork();
-    if (program < 0)
-        fail("fork");
-    if (program == 0) {
-        for (const std::string &entry : environment)
-            putenv(const_cast<char *>(entry.c_str()));
-        execute(words);
-    }
-    signal(SIGTERM, [](int number) { kill(program, number); });
-    int status = 0;
-    while (waitpid(program, &status, 0) < 0 && errno == EINTR)
-        ;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
 // For a program of another processor: what this command names, else what the board was made with.
 Words emulator_of(const Page &page, const RunOptions &options)
 {
@@ -292,7 +279,7 @@ Words emulator_of(const Page &page, const RunOptions &options)
     return words;
 }
 
-int run_program(Client &board, const RunOptions &options)
+int run_program(Client &board, const RunOptions &options, bool ends_with_board)
 {
     const std::string path = find_program(options.program[0]);
     if (escapes_preload(path.c_str())) {
@@ -310,7 +297,7 @@ int run_program(Client &board, const RunOptions &options)
         environment.assign(page.environment, page.environment + page.environment_count);
     if (emulator.empty() && page.runtime[0] && needs_library(path.c_str(), page.runtime))
         environment[0] = page.runtime_preload;
-    return run_command(command_of(page, emulator, options, path), environment);
+    return run_command(command_of(page, emulator, options, path), environment, ends_with_board);
 }
 
 // Runs the same command again, inside a fence of namespaces.
@@ -325,7 +312,9 @@ int run_fenced(const fs::path &directory, const RunOptions &options)
     for (const std::string &place : options.writable)
         words.insert(words.end(), {"--bind", fs::absolute(place), fs::absolute(place)});
     words.insert(words.end(), {"--bind", here, here, "--bind", directory, directory, "--chdir", here});
-    words.insert(words.end(), {self, "run", "--board", directory, "--speed", std::to_string(options.speed)});
+    words.insert(words.end(), {self, "run", "--board", directory});
+    if (options.speed != 0)
+        words.insert(words.end(), {"--speed", std::to_string(options.speed)});
     for (const std::string &place : options.writable)
         words.insert(words.end(), {"--writable", fs::absolute(place)});
     for (const std::string &library : options.preload)
@@ -340,41 +329,8 @@ int run_fenced(const fs::path &directory, const RunOptions &options)
         words.emplace_back("--no-trace");
     words.emplace_back("--");
     words.insert(words.end(), options.program.begin(), options.program.end());
-    return run_command(words, {});
+    return run_command(words, {}, true);
 }
-
-// A board directory that goes when the run ends.
-class Directory {
-public:
-    explicit Directory(const RunOptions &options)
-    {
-        if (!options.board.empty()) {
-            path_ = fs::absolute(options.board);
-            if (!fs::exists(path_ / "board.conf"))
-                create_board(path_, descriptions() / (options.type + ".conf"));
-            return;
-        }
-        char name[] = "/tmp/vboard-XXXXXX";
-        if (!mkdtemp(name))
-            fail(name);
-        path_ = name;
-        remove_ = !options.keep;
-        create_board(path_, descriptions() / (options.type + ".conf"));
-    }
-    ~Directory()
-    {
-        std::error_code ignored;
-        if (remove_)
-            fs::remove_all(path_, ignored);
-    }
-    Directory(const Directory &) = delete;
-    Directory &operator=(const Directory &) = delete;
-    const fs::path &path() const { return path_; }
-
-private:
-    fs::path path_;
-    bool remove_ = false;
-};
 
 } // namespace
 
@@ -385,7 +341,12 @@ fs::path descriptions()
 
 int run(const RunOptions &options)
 {
-    const Directory directory(options);
+    if (std::getenv("VBOARD_PAGE"))
+        throw ClientError("this is a program of a board already; start " + options.program[0] +
+                          " without \"vboard run\"");
+    // From here on a signal waits until there is a program to pass it to, and a board directory is taken away.
+    block_signals();
+    const BoardDirectory directory(options);
     int status;
     if (options.fence) {
         status = run_fenced(directory.path(), options);
@@ -395,7 +356,7 @@ int run(const RunOptions &options)
         const auto board = join(directory.path(), options);
         if (options.real_net && board->page().network != own_network())
             throw ClientError("the board runs already, outside of the network of this --real-net");
-        status = run_program(*board, options);
+        status = run_program(*board, options, directory.is_temporary());
     }
     if (options.keep)
         std::cerr << "vboard: the board is in " << directory.path().string() << "\n";

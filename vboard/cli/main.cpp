@@ -24,8 +24,11 @@ void add_run(CLI::App &app, int &status)
     CLI::App *run = app.add_subcommand("run", "Run a program on a virtual board");
     run->add_option("--board", options->board,
                     "Board directory, made when it is not there (default: a new one that goes afterwards)");
-    run->add_option("--type", options->type, "Kind of a new board; \"vboard types\" lists them")->capture_default_str();
-    run->add_option("--speed", options->speed, "Board seconds that pass in a second")->check(CLI::Range(1, 1000));
+    run->add_option("--type", options->type, "Kind of a new board; \"vboard types\" lists them")
+        ->default_str(vboard::kDefaultType);
+    run->add_option("--speed", options->speed, "Board seconds that pass in a second")
+        ->check(CLI::Range(1, 1000))
+        ->default_str("1");
     run->add_option("--preload", options->preload, "Library to load in front of the board's own");
     run->add_option("--runtime", options->runtime,
                     "Library that programs linked with it must load first, such as a sanitizer runtime");
@@ -84,7 +87,10 @@ void add_ctl(CLI::App &app)
             return;
         }
         vboard::Client client(*board);
-        std::cout << client.run(*words) << std::flush;
+        std::istringstream lines(client.run(*words));
+        for (std::string line; std::getline(lines, line);)
+            (line.starts_with("warning: ") ? std::cerr : std::cout) << line << "\n";
+        std::cout << std::flush;
     });
 }
 

@@ -11,9 +11,11 @@
 #include <unistd.h>
 
 #include "client/client.h"
-#include "daemon/descriptor.h"
+#include "core/unique_fd.h"
 
 namespace vboard {
+
+using ddal::core::UniqueFd;
 
 namespace {
 
@@ -25,7 +27,7 @@ namespace {
 
 void write_once(const char *path, const std::string &text)
 {
-    const Descriptor file{open(path, O_WRONLY | O_CLOEXEC)};
+    const UniqueFd file{open(path, O_WRONLY | O_CLOEXEC)};
     if (!file || write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         fail(path);
 }
@@ -44,7 +46,7 @@ void enter_as_user()
 
 void bring_up_loopback()
 {
-    const Descriptor sock{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    const UniqueFd sock{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
     ifreq request{};
     std::strcpy(request.ifr_name, "lo");
     request.ifr_flags = IFF_UP;

@@ -33,10 +33,10 @@ Client::Client(const std::filesystem::path &directory) : directory_(directory.em
     if (path.native().size() >= sizeof name.sun_path)
         throw ClientError("the board directory's path is too long: " + directory_.string());
     std::memcpy(name.sun_path, path.c_str(), path.native().size() + 1);
-    socket_ = Descriptor{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
+    socket_ = UniqueFd{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
     if (connect(socket_.get(), reinterpret_cast<sockaddr *>(&name), sizeof name) != 0)
         throw ClientError("no board is running in " + directory_.string() + "; start it with \"vboard run --board\"");
-    const Descriptor fd{open((directory_ / ".vboard/page").c_str(), O_RDWR | O_CLOEXEC)};
+    const UniqueFd fd{open((directory_ / ".vboard/page").c_str(), O_RDWR | O_CLOEXEC)};
     void *at = mmap(nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
     if (at == MAP_FAILED)
         throw ClientError("cannot map the page of the board in " + directory_.string());

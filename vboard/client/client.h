@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "daemon/descriptor.h"
+#include "core/unique_fd.h"
 #include "page/page.h"
 
 namespace vboard {
+
+using ddal::core::UniqueFd;
 
 // The board could not understand or execute a command.
 struct ClientError : std::runtime_error {
@@ -38,7 +40,7 @@ private:
     std::string exchange(uint32_t op, const std::string &payload);
 
     std::filesystem::path directory_;
-    Descriptor socket_;
+    UniqueFd socket_;
     Page *page_ = nullptr;
     uint32_t next_id_ = 1;
 };

@@ -71,7 +71,7 @@ Board::~Board()
 
 void Board::map_page()
 {
-    const Descriptor fd{open(private_path("page").c_str(), O_RDWR | O_CLOEXEC)};
+    const UniqueFd fd{open(private_path("page").c_str(), O_RDWR | O_CLOEXEC)};
     if (!fd)
         fail("cannot open the board's page");
     void *at = mmap(nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
@@ -143,7 +143,7 @@ void Board::write_text(const std::string &board_path, const std::string &text)
 {
     const fs::path path = file(board_path);
     fs::create_directories(path.parent_path());
-    const Descriptor fd{open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)};
+    const UniqueFd fd{open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)};
     if (!fd || pwrite(fd.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()) ||
         ftruncate(fd.get(), static_cast<off_t>(text.size())) != 0)
         fail("cannot write " + board_path);
@@ -203,7 +203,7 @@ Model *Board::model(const std::string &name) const
     return found == models_.end() ? nullptr : found->second.get();
 }
 
-int Board::open_channel(const Node &node, uint32_t flags, Descriptor &program_end)
+int Board::open_channel(const Node &node, uint32_t flags, UniqueFd &program_end)
 {
     Model *model = model_of(node);
     if (!model)
@@ -214,8 +214,8 @@ int Board::open_channel(const Node &node, uint32_t flags, Descriptor &program_en
     int ends[2];
     if (socketpair(AF_UNIX, type, 0, ends) != 0)
         return -errno;
-    Descriptor mine{ends[0]};
-    program_end = Descriptor{ends[1]};
+    UniqueFd mine{ends[0]};
+    program_end = UniqueFd{ends[1]};
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     const std::string text = kPeerPrefix + std::to_string(page_inode(private_path("page"))) + "/" +

@@ -43,6 +43,7 @@ public:
     const Node *node(const std::string &path) const;
     const Node *node(uint32_t id) const;
     Model *model_of(const Node &node) const;
+    std::span<const Node> nodes() const { return {page_->nodes, page_->node_count}; }
     Model *model(const std::string &name) const;
     template <typename M>
     M *find() const
@@ -61,7 +62,7 @@ public:
     }
 
     // A pair of connected sockets for a channel: the program's end is returned, the daemon's goes to the model.
-    int open_channel(const Node &node, uint32_t flags, Descriptor &program_end);
+    int open_channel(const Node &node, uint32_t flags, UniqueFd &program_end);
 
     // Maps a TCP port of the board to a port of the host.
     void map_port(uint16_t board_port, uint16_t host_port);

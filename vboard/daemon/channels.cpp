@@ -7,7 +7,7 @@ namespace vboard {
 
 void Channels::send_to_all(std::span<const uint8_t> bytes, int flags)
 {
-    std::erase_if(ends_, [&](const Descriptor &end) {
+    std::erase_if(ends_, [&](const UniqueFd &end) {
         const ssize_t n = ::send(end.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT | flags);
         return n < 0 && errno != EAGAIN && errno != EINTR;
     });

@@ -5,13 +5,15 @@
 #include <span>
 #include <vector>
 
-#include "daemon/descriptor.h"
+#include "core/unique_fd.h"
 
 namespace vboard {
 
+using ddal::core::UniqueFd;
+
 class Channels {
 public:
-    void add(Descriptor end) { ends_.push_back(std::move(end)); }
+    void add(UniqueFd end) { ends_.push_back(std::move(end)); }
     size_t count() const { return ends_.size(); }
 
     // A record to every program. One that does not read is not waited for: it loses what no longer fits.
@@ -27,7 +29,7 @@ public:
 private:
     void send_to_all(std::span<const uint8_t> bytes, int flags);
 
-    std::vector<Descriptor> ends_;
+    std::vector<UniqueFd> ends_;
 };
 
 } // namespace vboard

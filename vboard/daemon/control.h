@@ -83,21 +83,30 @@ template <typename Object>
 struct ControlRow : ControlCommand {
     template <typename Act>
     ControlRow(std::string form_, std::string help_, Act act)
-        : ControlCommand{std::move(form_), std::move(help_),
-                         [act](Controlled &controlled, const Given &given) -> std::string {
-                             auto &object = static_cast<Object &>(controlled);
-                             const auto call = [&]() -> decltype(auto) {
-                                 if constexpr (std::is_invocable_v<Act, Object &, const Given &>)
-                                     return std::invoke(act, object, given);
-                                 else
-                                     return std::invoke(act, object);
-                             };
-                             if constexpr (std::is_void_v<decltype(call())>)
-                                 return call(), std::string();
-                             else
-                                 return call();
+        : ControlCommand{std::move(form_), std::move(help_), [act](Controlled &controlled, const Given &given) {
+                             return text_of(act, static_cast<Object &>(controlled), given);
                          }}
     {
+    }
+
+private:
+    template <typename Act>
+    static auto call(const Act &act, Object &object, const Given &given)
+    {
+        if constexpr (std::is_invocable_v<Act, Object &, const Given &>)
+            return std::invoke(act, object, given);
+        else
+            return std::invoke(act, object);
+    }
+    template <typename Act>
+    static std::string text_of(const Act &act, Object &object, const Given &given)
+    {
+        if constexpr (std::is_void_v<decltype(call(act, object, given))>) {
+            call(act, object, given);
+            return {};
+        } else {
+            return call(act, object, given);
+        }
     }
 };
 

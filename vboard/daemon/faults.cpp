@@ -1,13 +1,25 @@
 #include "daemon/faults.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "daemon/board.h"
+#include "page/failures.h"
+#include "page/rules.h"
 
 namespace vboard {
 
 namespace {
+
+Words known_errors()
+{
+    Words names;
+    for (int error = 1; error < 134; ++error)
+        if (const char *name = strerrorname_np(error))
+            names.emplace_back(name);
+    return names;
+}
 
 // Errors by name; glibc's strerrorname_np knows them all.
 int error_of(const std::string &name)
@@ -17,25 +29,24 @@ int error_of(const std::string &name)
         if (known && name == known)
             return error;
     }
-    throw ControlError("\"" + name + "\" is not the name of an error, such as EIO");
+    throw ControlError("\"" + name + "\" is not the name of an error, such as EIO" + suggestion(name, known_errors()));
+}
+
+uint32_t count_of(const std::string &value, uint64_t most = UINT32_MAX - 1, uint64_t least = 0)
+{
+    const uint64_t count = number_of(value);
+    if (count < least || count > most)
+        throw ControlError(value + " is not from " + std::to_string(least) + " to " + std::to_string(most));
+    return static_cast<uint32_t>(count);
 }
 
 uint32_t microseconds_of(const std::string &text)
 {
-    size_t used = 0;
-    unsigned long value = 0;
-    try {
-        value = std::stoul(text, &used);
-    } catch (const std::exception &) {
-        used = 0;
-    }
-    const std::string unit = text.substr(used);
-    if (used && unit == "us")
-        return static_cast<uint32_t>(value);
-    if (used && unit == "ms")
-        return static_cast<uint32_t>(value * 1000);
-    if (used && unit == "s")
-        return static_cast<uint32_t>(value * 1000000);
+    constexpr std::pair<const char *, uint64_t> kUnits[] = {{"us", 1}, {"ms", 1000}, {"s", 1000000}};
+    const size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
+    for (const auto &[unit, microseconds] : kUnits)
+        if (end > 0 && text.substr(end) == unit)
+            return count_of(text.substr(0, end), UINT32_MAX / microseconds) * static_cast<uint32_t>(microseconds);
     throw ControlError("\"" + text + "\" is not a time, such as 50ms");
 }
 
@@ -55,40 +66,79 @@ void set_option(FaultRule &rule, const std::string &option)
     const std::string name = option.substr(0, equals);
     const std::string value = option.substr(equals + 1);
     if (name == "nth")
-        rule.nth = static_cast<uint32_t>(number_of(value));
+        rule.nth = count_of(value, UINT32_MAX - 1, 1);
     else if (name == "count")
-        rule.count = static_cast<uint32_t>(number_of(value));
+        rule.count = count_of(value);
     else if (name == "errno")
         rule.error = error_of(value);
     else if (name == "short")
-        rule.limit = static_cast<uint32_t>(number_of(value)) + 1;
+        rule.limit = count_of(value) + 1;
     else if (name == "delay")
         rule.delay_us = microseconds_of(value);
     else if (name == "pid")
-        rule.pid = static_cast<uint32_t>(number_of(value));
+        rule.pid = count_of(value);
     else
         throw ControlError("no fault option \"" + name + "\"; there are nth, count, errno, short, delay and pid");
 }
 
-std::string add(Page &page, const Given &given)
+void check_call(const std::string &call)
+{
+    Words known(std::begin(kOtherCalls), std::end(kOtherCalls));
+    known.insert(known.end(), {"*", ""});
+    for (const CallFailures &row : kCallFailures)
+        known.emplace_back(row.call);
+    if (std::find(known.begin(), known.end(), call) == known.end())
+        throw ControlError("no call \"" + call + "\"" + suggestion(call, known) +
+                           "; a rule names the family: pread stands for pread64 too");
+}
+
+bool is_boards_alone(const std::string &path)
+{
+    const PathRule *best = &kPathRules[0];
+    for (const PathRule &rule : kPathRules) {
+        const std::string prefix = rule.prefix;
+        if (prefix.size() > std::strlen(best->prefix) && (path + "/").starts_with(prefix + "/"))
+            best = &rule;
+    }
+    return best->policy == Policy::kBoard;
+}
+
+// Programs may still make the path: the rule is armed all the same.
+std::string warning_about(const Board &board, const std::string &path)
+{
+    const bool is_prefix = path.ends_with("*");
+    if (path.empty() || is_prefix || !is_boards_alone(path) || board.node(path) ||
+        std::filesystem::exists(std::filesystem::symlink_status(board.file(path))))
+        return {};
+    Words known;
+    for (const Node &node : board.nodes())
+        known.emplace_back(node.path);
+    return "warning: no model or file of this board serves " + path + suggestion(path, known) + "\n";
+}
+
+std::string add(Board &board, const Given &given)
 {
     const std::string &target = given.text("CALL:PATH");
     const size_t colon = target.find(':');
+    const std::string call = target.substr(0, colon);
+    const std::string path = colon == std::string::npos ? "" : target.substr(colon + 1);
+    check_call(call);
+    FaultRule fresh{};
+    fresh.nth = 1;
+    fresh.count = 1;
+    put(fresh.call, call == "*" ? "" : call);
+    put(fresh.path, path);
+    for (const std::string &option : given.words("KEY=VALUE"))
+        set_option(fresh, option);
+    Page &page = board.page();
     for (uint32_t i = 0; i < kMaxFaults; ++i) {
         FaultRule &rule = page.faults[i];
         if (rule.armed.load())
             continue;
-        std::memset(static_cast<void *>(&rule), 0, sizeof rule);
-        rule.nth = 1;
-        rule.count = 1;
-        const std::string call = target.substr(0, colon);
-        put(rule.call, call == "*" ? "" : call);
-        put(rule.path, colon == std::string::npos ? "" : target.substr(colon + 1));
-        for (const std::string &option : given.words("KEY=VALUE"))
-            set_option(rule, option);
+        std::memcpy(static_cast<void *>(&rule), &fresh, sizeof rule);
         rule.armed.store(1, std::memory_order_release);
         page.fault_count.fetch_add(1);
-        return std::to_string(i) + "\n";
+        return std::to_string(i) + "\n" + warning_about(board, path);
     }
     throw ControlError("all " + std::to_string(kMaxFaults) + " fault rules are in use; clear some");
 }
@@ -124,7 +174,7 @@ ControlTable fault_commands()
         Row{"add CALL:PATH [KEY=VALUE...]",
             "arm a rule and print its number: the matching calls fail (errno=NAME), move at most N bytes (short=N) or "
             "wait (delay=TIME), from the nth=N on, count=N of them, in the process pid=N",
-            [](Board &board, const Given &given) { return add(board.page(), given); }},
+            [](Board &board, const Given &given) { return add(board, given); }},
         Row{"list", "list the armed rules", [](Board &board) { return list(board.page()); }},
         Row{"clear [RULE]", "remove a rule, or all of them",
             [](Board &board, const Given &given) {

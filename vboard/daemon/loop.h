@@ -8,9 +8,11 @@
 
 #include <sys/epoll.h>
 
-#include "daemon/descriptor.h"
+#include "core/unique_fd.h"
 
 namespace vboard {
+
+using ddal::core::UniqueFd;
 
 using HostTime = std::chrono::steady_clock::time_point;
 
@@ -35,7 +37,7 @@ private:
     int wait(::epoll_event *events, int most) const;
     void run_due_timers();
 
-    Descriptor epoll_;
+    UniqueFd epoll_;
     bool running_ = false;
     uint64_t next_timer_ = 1;
     std::map<int, Handler> handlers_;

@@ -19,7 +19,7 @@ void Model::ioctl(const Node &, uint32_t, Bytes, Answer answer)
     answer.fail(ENOTTY);
 }
 
-int Model::open(const Node &, uint32_t, Descriptor)
+int Model::open(const Node &, uint32_t, UniqueFd)
 {
     return -ENXIO;
 }

@@ -11,11 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "core/unique_fd.h"
 #include "daemon/control.h"
-#include "daemon/descriptor.h"
 #include "page/page.h"
 
 namespace vboard {
+
+using ddal::core::UniqueFd;
 
 class Board;
 
@@ -66,7 +68,7 @@ public:
     virtual void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer);
 
     // A channel was opened; `end` is the daemon's end of the socket. 0 or -errno.
-    virtual int open(const Node &, uint32_t flags, Descriptor end);
+    virtual int open(const Node &, uint32_t flags, UniqueFd end);
 
     // Text of a notifying attribute.
     virtual std::string text(const Node &);

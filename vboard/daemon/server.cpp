@@ -12,7 +12,7 @@
 namespace vboard {
 
 struct Server::Client {
-    Descriptor socket;
+    UniqueFd socket;
     bool holds = false;
     std::map<uint32_t, Answer> waiting;
 };
@@ -80,7 +80,7 @@ Server::~Server()
 
 void Server::accept_client()
 {
-    Descriptor fd{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    UniqueFd fd{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
     if (!fd)
         return;
     const int number = fd.get();
@@ -149,7 +149,7 @@ int Server::handle_transfer(const std::shared_ptr<Client> &client, const Request
 void Server::open_channel(const std::shared_ptr<Client> &client, const RequestHeader &header)
 {
     const Node *node = board_.node(header.node);
-    Descriptor end;
+    UniqueFd end;
     const int result = node ? board_.open_channel(*node, header.flags, end) : -ENXIO;
     send_reply(client->socket.get(), header.id, result, {}, result < 0 ? -1 : end.get());
 }

@@ -30,7 +30,7 @@ private:
     Answer answer_for(const std::shared_ptr<Client> &client, uint32_t id);
 
     Board &board_;
-    Descriptor listener_;
+    UniqueFd listener_;
     std::map<int, std::shared_ptr<Client>> clients_;
     std::map<uint32_t, uint64_t> positions_; // of notifying attributes, by the socket's serial
     unsigned holders_ = 0;

@@ -10,7 +10,7 @@
 namespace vboard {
 
 constexpr uint32_t kPageMagic = 0x56424F44;
-constexpr uint32_t kPageVersion = 4;
+constexpr uint32_t kPageVersion = 5;
 
 enum class NodeKind : uint32_t {
     kPlain = 1,     // a real file, listed so that traces and faults know its name
@@ -65,6 +65,7 @@ struct Terminal {
     std::atomic<uint32_t> cflag;
     std::atomic<uint32_t> input_speed;
     std::atomic<uint32_t> output_speed;
+    char path[64]; // of a line of the board, as programs name it; "" for any other terminal
 };
 
 // TCP ports and local names that are global on a host and private to a board.

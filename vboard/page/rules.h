@@ -85,7 +85,8 @@ constexpr const char *kHostPrograms[] = {
     "date",      "dd",     "cmp",     "diff",     "stat",     "readlink",  "basename",  "dirname", "tee",
     "mktemp",    "seq",    "id",      "sync",     "kill",     "uname",     "find",      "xargs",   "truncate",
     "yes",       "flock",  "timeout", "strace",   "gdb",      "python3",   "mkfs.ext4", "mke2fs",  "ssh-keygen",
-    "sha256sum", "md5sum", "nproc",   "valgrind", "mspdebug", "pamtester", "ddalctl",   "vboard",
+    "sha256sum", "md5sum", "nproc",   "valgrind", "mspdebug", "pamtester", "ddalctl",   "vboard",  "perl",
+    "tclsh",     "lua",    "ruby",    "zsh",
 };
 
 } // namespace vboard

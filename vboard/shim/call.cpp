@@ -84,6 +84,10 @@ Call::Call(const char *name, int fd, bool interruptible) : name_(name), interrup
 
 void Call::look()
 {
+    if (const char *line = line_behind(path_)) {
+        copy_text(path_, sizeof path_, line);
+        on_line_ = true;
+    }
     Page &p = *page();
     traced_ = p.trace.load(std::memory_order_relaxed) != 0;
     if (p.fault_count.load(std::memory_order_acquire) == 0)
@@ -259,9 +263,9 @@ private:
 
 long Call::done(long result)
 {
-    if (!traced_ || !path_[0] || !node_by_path(path_))
-        if (!traced_ || !same(name_, "exec"))
-            return result;
+    const bool is_of_board = on_line_ || (path_[0] && node_by_path(path_)) || same(name_, "exec");
+    if (!traced_ || !is_of_board)
+        return result;
     KeepErrno keep;
     const int error = errno;
     timespec now{};

@@ -63,6 +63,21 @@ const Node *node_by_path(const char *board_path)
     return nullptr;
 }
 
+const char *line_behind(const char *terminal)
+{
+    constexpr const char *kFolder = "/dev/pts/";
+    constexpr uint32_t kUnixPtySlaveMajor = 136;
+    if (!starts_with(terminal, kFolder))
+        return nullptr;
+    uint32_t number = 0;
+    for (const char *digit = terminal + length_of(kFolder); *digit; ++digit)
+        number = number * 10 + static_cast<uint32_t>(*digit - '0');
+    for (const Terminal &line : page()->terminals)
+        if (line.path[0] && line.device.load(std::memory_order_acquire) == (kUnixPtySlaveMajor << 20 | number))
+            return line.path;
+    return nullptr;
+}
+
 const Node *node_of(int fd)
 {
     KeepErrno keep;

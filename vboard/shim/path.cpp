@@ -84,6 +84,17 @@ Policy policy_of(const char *board)
     return best->policy;
 }
 
+// "python3.11" is a "python3", and "lua5.4" a "lua".
+bool is_version_of(const char *name, const char *program)
+{
+    if (!starts_with(name, program))
+        return false;
+    for (const char *p = name + length_of(program); *p; ++p)
+        if (*p != '.' && (*p < '0' || *p > '9'))
+            return false;
+    return true;
+}
+
 bool is_host_program(const char *board)
 {
     const char *name = board;
@@ -91,13 +102,14 @@ bool is_host_program(const char *board)
         if (*p == '/')
             name = p + 1;
     for (const char *allowed : kHostPrograms)
-        if (same(name, allowed))
+        if (is_version_of(name, allowed))
             return true;
     return false;
 }
 
-// Finds the host path to read from, for a name without links.
-void host_for_reading(const char *board, Policy policy, char *host)
+// Finds the host path to read from, for a name without links. `is_named_program`: it stands behind a link of the host that
+// is itself a program for the board, as python3.11 behind python3.
+void host_for_reading(const char *board, Policy policy, bool is_named_program, char *host)
 {
     copy_text(host, PATH_MAX, page()->root);
     append(host, PATH_MAX, board);
@@ -106,7 +118,7 @@ void host_for_reading(const char *board, Policy policy, char *host)
     if (policy == Policy::kOverlay || policy == Policy::kProgram) {
         if (name_exists(host))
             return;
-        if (policy == Policy::kProgram && !same(board, "/usr/bin") && !same(board, "/usr/sbin") &&
+        if (policy == Policy::kProgram && !same(board, "/usr/bin") && !same(board, "/usr/sbin") && !is_named_program &&
             !is_host_program(board))
             return; // the name does not exist: ENOENT
     }
@@ -232,6 +244,7 @@ struct Walk {
     char done[PATH_MAX];
     char rest[PATH_MAX];
     int links = 0;
+    bool is_named_program = false;
 };
 
 void drop_last(char *path)
@@ -288,11 +301,16 @@ bool enter_link(Walk &walk, const char *target)
     return true;
 }
 
-bool is_link(const char *board, char *host, char *target)
+bool is_link(Walk &walk, char *host, char *target)
 {
     KeepErrno keep;
-    host_for_reading(board, policy_of(board), host);
-    return read_link(host, target, PATH_MAX) >= 0;
+    const Policy policy = policy_of(walk.done);
+    host_for_reading(walk.done, policy, walk.is_named_program, host);
+    if (read_link(host, target, PATH_MAX) < 0)
+        return false;
+    if (policy == Policy::kProgram && is_host_program(walk.done) && !is_below(host, page()->root))
+        walk.is_named_program = true;
+    return true;
 }
 
 bool walk_path(Walk &walk, bool follow)
@@ -316,7 +334,7 @@ bool walk_path(Walk &walk, bool follow)
         fold(walk.done);
         if ((last && !follow) || is_descriptor_link(walk.done))
             continue;
-        if (is_link(walk.done, host, target) && !enter_link(walk, target))
+        if (is_link(walk, host, target) && !enter_link(walk, target))
             return false;
     }
     return true;
@@ -383,7 +401,7 @@ bool resolve(int directory, const char *path, unsigned how, Path &out)
     if (how & (kWrite | kRemove))
         return host_for_writing(out.board, out.policy, how, out.host);
     KeepErrno keep;
-    host_for_reading(out.board, out.policy, out.host);
+    host_for_reading(out.board, out.policy, walk.is_named_program, out.host);
     return true;
 }
 

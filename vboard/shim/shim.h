@@ -115,6 +115,8 @@ void name_of_descriptor(int fd, char *out, size_t size);
 
 const Node *node_by_path(const char *board_path);
 const Node *node_of(int fd);
+// The path of the board's serial line behind "/dev/pts/N"; nullptr for any other terminal.
+const char *line_behind(const char *terminal);
 // The number of one handed-out socket, 0 for anything else.
 uint32_t serial_of(int fd);
 const IoctlForm *ioctl_form(const Node &node, uint32_t request);
@@ -158,6 +160,7 @@ private:
     bool watched_ = false;
     bool interruptible_ = true; // EINTR is plausible
     bool traced_ = false;
+    bool on_line_ = false; // a serial line of the board
     int error_ = 0;
     uint32_t limit_ = 0;
     uint64_t offset_ = UINT64_MAX;

@@ -27,7 +27,7 @@ std::string indexed(const char *format, const Given &given)
 
 } // namespace
 
-int Laa::open(const Node &node, uint32_t, Descriptor end)
+int Laa::open(const Node &node, uint32_t, UniqueFd end)
 {
     channels_[node.id].add(std::move(end));
     return 0;
@@ -80,7 +80,7 @@ ControlTable Laa::commands()
     };
 }
 
-int Alarms::open(const Node &node, uint32_t, Descriptor end)
+int Alarms::open(const Node &node, uint32_t, UniqueFd end)
 {
     alarms_[node.id].channels.add(std::move(end));
     return 0;

@@ -13,7 +13,7 @@ namespace vboard {
 class Laa : public Model {
 public:
     using Model::Model;
-    int open(const Node &, uint32_t flags, Descriptor end) override;
+    int open(const Node &, uint32_t flags, UniqueFd end) override;
     static ControlTable commands();
 
 private:
@@ -28,7 +28,7 @@ private:
 class Alarms : public Model {
 public:
     using Model::Model;
-    int open(const Node &, uint32_t flags, Descriptor end) override;
+    int open(const Node &, uint32_t flags, UniqueFd end) override;
     std::string text(const Node &) override;
     static ControlTable commands();
 

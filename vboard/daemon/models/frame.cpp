@@ -53,7 +53,7 @@ Frame::~Frame()
 
 void Frame::start()
 {
-    const Descriptor fd{::open(board().file(kFrameNode).c_str(), O_RDWR | O_CLOEXEC)};
+    const UniqueFd fd{::open(board().file(kFrameNode).c_str(), O_RDWR | O_CLOEXEC)};
     if (!fd || ftruncate(fd.get(), kPageSize) != 0)
         throw std::system_error(errno, std::generic_category(), "frame page");
     void *at = mmap(nullptr, kPageSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);

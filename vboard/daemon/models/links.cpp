@@ -3,8 +3,8 @@
 #include <iostream>
 
 #include "daemon/board.h"
-#include "daemon/link_bus.h"
 #include "daemon/models/interfaces.h"
+#include "daemon/models/link_bus.h"
 #include "daemon/models/phy.h"
 #include "daemon/models/switch.h"
 

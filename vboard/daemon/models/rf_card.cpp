@@ -81,12 +81,12 @@ void RfCard::start()
 
 void RfCard::open_line()
 {
-    line_ = Descriptor{posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)};
+    line_ = UniqueFd{posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)};
     char slave[64];
     if (!line_ || grantpt(line_.get()) != 0 || unlockpt(line_.get()) != 0 ||
         ptsname_r(line_.get(), slave, sizeof slave) != 0)
         fail("cannot make a pty for the RF card");
-    holder_ = Descriptor{::open(slave, O_RDWR | O_NOCTTY | O_CLOEXEC)};
+    holder_ = UniqueFd{::open(slave, O_RDWR | O_NOCTTY | O_CLOEXEC)};
     struct statx info;
     termios settings;
     if (!holder_ || statx(holder_.get(), "", AT_EMPTY_PATH, STATX_TYPE, &info) != 0 ||
@@ -95,13 +95,17 @@ void RfCard::open_line()
     cfmakeraw(&settings);
     tcsetattr(holder_.get(), TCSANOW, &settings);
     line_device_ = info.stx_rdev_major << 20 | info.stx_rdev_minor;
+    Terminal &line = board().page().terminals[0]; // no program has taken one yet
+    static_assert(std::string_view(kUartNode).size() < sizeof line.path);
+    std::strcpy(line.path, kUartNode);
+    line.device.store(line_device_, std::memory_order_release);
 
     const auto link = board().file(kUartNode);
     std::filesystem::create_directories(link.parent_path());
     std::filesystem::remove(link);
     std::filesystem::create_symlink(slave, link);
 
-    timer_ = Descriptor{timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)};
+    timer_ = UniqueFd{timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)};
     if (!timer_)
         fail("cannot make a timer for the RF card");
     board().loop().watch(line_.get(), [this] { read_line(); });

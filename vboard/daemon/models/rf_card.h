@@ -1,11 +1,13 @@
 // The RF card: its microcontroller behind a serial line, the FPGA's pins and power, and the driver of its messages.
 #pragma once
 
-#include "daemon/descriptor.h"
+#include "core/unique_fd.h"
 #include "daemon/model.h"
 #include "daemon/models/microcontroller.h"
 
 namespace vboard {
+
+using ddal::core::UniqueFd;
 
 class RfCard : public Model {
 public:
@@ -29,9 +31,9 @@ private:
     void arm_fault(const Given &given);
 
     Microcontroller controller_;
-    Descriptor line_;   // master of the pty
-    Descriptor holder_; // its slave, so that the line stays up while no program has it open
-    Descriptor timer_;
+    UniqueFd line_;   // master of the pty
+    UniqueFd holder_; // its slave, so that the line stays up while no program has it open
+    UniqueFd timer_;
     uint32_t line_device_ = 0; // as the page knows it
 };
 

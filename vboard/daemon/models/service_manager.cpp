@@ -50,7 +50,7 @@ void ServiceManager::listen()
     std::memcpy(name.sun_path, path.c_str(), path.size() + 1);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     unlink(path.c_str());
-    socket_ = Descriptor{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    socket_ = UniqueFd{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
     const int on = 1;
     if (setsockopt(socket_.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0 ||
         bind(socket_.get(), reinterpret_cast<sockaddr *>(&name), sizeof name) != 0)
@@ -125,7 +125,7 @@ void ServiceManager::leave()
     if (!socket_)
         throw ControlError("the reader has left already");
     board().loop().forget(socket_.get());
-    socket_ = Descriptor{};
+    socket_ = UniqueFd{};
 }
 
 std::string ServiceManager::show()

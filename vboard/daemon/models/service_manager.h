@@ -25,7 +25,7 @@ private:
     static std::string fault_of(const std::string &text, bool cut, const ::ucred *sender);
     void take(const std::string &text);
 
-    Descriptor socket_;
+    UniqueFd socket_;
     std::string log_;
     bool ready_ = false;
     unsigned pings_ = 0;

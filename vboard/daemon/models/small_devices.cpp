@@ -47,12 +47,12 @@ void PowerMeter::schedule()
 
 void PowerMeter::send(std::span<const uint8_t> record)
 {
-    std::erase_if(channels_, [&](const Descriptor &channel) {
+    std::erase_if(channels_, [&](const UniqueFd &channel) {
         return ::send(channel.get(), record.data(), record.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0 && errno != EAGAIN;
     });
 }
 
-int PowerMeter::open(const Node &, uint32_t, Descriptor end)
+int PowerMeter::open(const Node &, uint32_t, UniqueFd end)
 {
     channels_.push_back(std::move(end));
     return 0;
@@ -97,7 +97,7 @@ ControlTable JitterCleaner::commands()
 
 void Uptime::start()
 {
-    listener_ = Descriptor{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    listener_ = UniqueFd{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     const std::string path = board().private_path(std::string("names") + kUptimeSocketName);
@@ -114,7 +114,7 @@ void Uptime::start()
 
 void Uptime::serve()
 {
-    Descriptor client{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    UniqueFd client{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
     if (!client)
         return;
     const uint64_t ms = base_ms_ + static_cast<uint64_t>(board().monotonic_ns() - base_ns_) / 1'000'000;

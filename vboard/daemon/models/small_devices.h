@@ -10,14 +10,14 @@ class PowerMeter : public Model {
 public:
     using Model::Model;
     void start() override;
-    int open(const Node &, uint32_t flags, Descriptor end) override;
+    int open(const Node &, uint32_t flags, UniqueFd end) override;
     static ControlTable commands();
 
 private:
     void schedule();
     void send(std::span<const uint8_t> record);
 
-    std::vector<Descriptor> channels_;
+    std::vector<UniqueFd> channels_;
     uint32_t count_ = 0;
     bool running_ = false;
 };
@@ -44,8 +44,8 @@ public:
 private:
     void serve();
 
-    Descriptor listener_;
-    std::vector<Descriptor> kept_; // connections that get no answer
+    UniqueFd listener_;
+    std::vector<UniqueFd> kept_; // connections that get no answer
     uint64_t base_ms_ = 0;
     int64_t base_ns_ = 0;
     enum { kNormal, kShort, kSilent } manner_ = kNormal;

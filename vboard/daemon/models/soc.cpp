@@ -114,7 +114,7 @@ void AntennaInterface::start()
 
 uint32_t AntennaInterface::get(uint32_t address) const
 {
-    const Descriptor memory{::open(board().file(kPhysicalMemory).c_str(), O_RDONLY | O_CLOEXEC)};
+    const UniqueFd memory{::open(board().file(kPhysicalMemory).c_str(), O_RDONLY | O_CLOEXEC)};
     uint32_t value = 0;
     if (!memory || pread(memory.get(), &value, sizeof value, address) != sizeof value)
         throw std::system_error(errno, std::generic_category(), "the board's physical memory");
@@ -123,7 +123,7 @@ uint32_t AntennaInterface::get(uint32_t address) const
 
 void AntennaInterface::set(uint32_t address, uint32_t value) const
 {
-    const Descriptor memory{::open(board().file(kPhysicalMemory).c_str(), O_RDWR | O_CLOEXEC)};
+    const UniqueFd memory{::open(board().file(kPhysicalMemory).c_str(), O_RDWR | O_CLOEXEC)};
     if (!memory || pwrite(memory.get(), &value, sizeof value, address) != sizeof value)
         throw std::system_error(errno, std::generic_category(), "the board's physical memory");
 }

@@ -28,7 +28,7 @@ void say(int fd, const std::string &text)
 
 void SwitchShell::start()
 {
-    listener_ = Descriptor{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    listener_ = UniqueFd{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -44,7 +44,7 @@ void SwitchShell::start()
 void SwitchShell::accept_session()
 {
     auto session = std::make_unique<Session>();
-    session->socket = Descriptor{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
+    session->socket = UniqueFd{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
     const int fd = session->socket.get();
     if (fd < 0)
         return;

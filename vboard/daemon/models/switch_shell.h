@@ -18,7 +18,7 @@ public:
 
 private:
     struct Session {
-        Descriptor socket;
+        UniqueFd socket;
         std::string input;
         int result = 0;
     };
@@ -26,7 +26,7 @@ private:
     void serve(int fd);
     void run(Session &session, const std::string &line);
 
-    Descriptor listener_;
+    UniqueFd listener_;
     std::map<int, std::unique_ptr<Session>> sessions_;
     std::string log_;
     std::string output_;

@@ -1,4 +1,4 @@
-#include "daemon/link_bus.h"
+#include "daemon/models/link_bus.h"
 
 #include <csignal>
 #include <cstring>
@@ -124,8 +124,8 @@ void LinkBus::start_daemon()
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
-    const Descriptor from{ends[0]};
-    Descriptor to{ends[1]};
+    const UniqueFd from{ends[0]};
+    UniqueFd to{ends[1]};
     daemon_ = fork();
     if (daemon_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
@@ -138,7 +138,7 @@ void LinkBus::start_daemon()
                nullptr);
         _exit(127);
     }
-    to = Descriptor{};
+    to = UniqueFd{};
     pollfd waiting{from.get(), POLLIN, 0};
     char address[512];
     if (poll(&waiting, 1, kStartLimitMs) != 1 || read(from.get(), address, sizeof address) <= 0) {
