@@ -70,8 +70,11 @@ const char *line_behind(const char *terminal)
     if (!starts_with(terminal, kFolder))
         return nullptr;
     uint32_t number = 0;
-    for (const char *digit = terminal + length_of(kFolder); *digit; ++digit)
+    for (const char *digit = terminal + length_of(kFolder); *digit; ++digit) {
+        if (*digit < '0' || *digit > '9')
+            return nullptr;
         number = number * 10 + static_cast<uint32_t>(*digit - '0');
+    }
     for (const Terminal &line : page()->terminals)
         if (line.path[0] && line.device.load(std::memory_order_acquire) == (kUnixPtySlaveMajor << 20 | number))
             return line.path;
