@@ -76,7 +76,7 @@ TEST(Control, SaysWhatIsWrong)
         {"sfp poke 1 id 0 abc", "is not pairs of hexadecimal digits"},
         {"switch send 14", "missing a word (FRAME)"},
         {"switch release 7", "releases of the SDK are"},
-        {"fault add pred:/dev/fpga_usr errno=EIO", "no call \"pred\"; did you mean \"read\"?"},
+        {"fault add pred:/dev/fpga_usr errno=EIO", "no call \"pred\"; did you mean \"pread\"?"},
         {"fault add pread:/dev/fpga_usr errno=EOI", "did you mean \"EIO\"?"},
         {"fault add pread:/dev/fpga_usr count=-1", "\"-1\" is not a number"},
         {"fault add pread:/dev/fpga_usr nth=0", "0 is not from 1"},
