@@ -107,8 +107,8 @@ bool is_host_program(const char *board)
     return false;
 }
 
-// Finds the host path to read from, for a name without links. `is_named_program`: it stands behind a link of the host that
-// is itself a program for the board, as python3.11 behind python3.
+// Finds the host path to read from, for a name without links. `is_named_program`: it stands behind a link of the host
+// that is itself a program for the board, as python3.11 behind python3.
 void host_for_reading(const char *board, Policy policy, bool is_named_program, char *host)
 {
     copy_text(host, PATH_MAX, page()->root);
