@@ -75,7 +75,8 @@ void umount(const Arguments &arguments, Report &)
 
 std::string loss_of(uint32_t id)
 {
-    return "Delete everything on flash file system " + std::to_string(id) + " (/ffs/fs" + std::to_string(id - 52) + ")";
+    return "Delete everything on flash file system " + std::to_string(id) + " (/ffs/fs" +
+           std::to_string(id - DDAL_FFS_1 + 1) + ")";
 }
 
 void format(const Arguments &arguments, Report &)

@@ -1,6 +1,8 @@
 // Shared parts of `ddalctl switch`.
 #pragma once
 
+#include <ddal/eth_switch.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -12,7 +14,7 @@
 
 namespace ddalctl {
 
-inline constexpr uint32_t kSwitch = 2; // the only switch of a board
+inline constexpr uint32_t kSwitch = DDAL_ETH_SWITCH_BROADCOM; // the only switch of a board
 inline const Argument kPort = {"PORT", Kind::number,
                                "port of the switch; \"ddalctl switch ports\" lists the ports in use", false, 255};
 
