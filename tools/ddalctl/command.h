@@ -46,6 +46,7 @@ public:
         return given(name) ? number(name) : otherwise;
     }
     // The number `name`, which is the address of `length` bytes. Throws WrongUse unless all of them lie in 0 to `last`.
+    // Call it before DDAL(), which is evaluated before its arguments and loads the library.
     uint64_t start64(const std::string &name, uint64_t length, uint64_t last) const;
     uint32_t start(const std::string &name, uint64_t length, uint32_t last = UINT32_MAX) const
     {

@@ -30,8 +30,8 @@ void read(const Arguments &arguments, Report &report)
 void write(const Arguments &arguments, Report &)
 {
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
-    require(
-        DDAL(ddal_dfe_write)(DDAL_DFE_CHIP_ID0, arguments.start("ADDRESS", bytes.size()), bytes.data(), bytes.size()));
+    const uint32_t address = arguments.start("ADDRESS", bytes.size());
+    require(DDAL(ddal_dfe_write)(DDAL_DFE_CHIP_ID0, address, bytes.data(), bytes.size()));
 }
 
 void masked_write(const Arguments &arguments, Report &)
@@ -40,8 +40,8 @@ void masked_write(const Arguments &arguments, Report &)
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
     if (mask.size() != bytes.size())
         throw WrongUse("MASK and BYTES must be of the same length");
-    require(DDAL(ddal_dfe_masked_write)(DDAL_DFE_CHIP_ID0, arguments.start("ADDRESS", bytes.size()), bytes.data(),
-                                        mask.data(), bytes.size()));
+    const uint32_t address = arguments.start("ADDRESS", bytes.size());
+    require(DDAL(ddal_dfe_masked_write)(DDAL_DFE_CHIP_ID0, address, bytes.data(), mask.data(), bytes.size()));
 }
 
 } // namespace

@@ -34,13 +34,14 @@ void read(const Arguments &arguments, Report &report)
 
 void write(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_fpga_write)(arguments.start("ADDRESS", kWord), arguments.number("VALUE")), kTransferDone);
+    const uint32_t address = arguments.start("ADDRESS", kWord);
+    require(DDAL(ddal_fpga_write)(address, arguments.number("VALUE")), kTransferDone);
 }
 
 void masked_write(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_fpga_masked_write)(arguments.start("ADDRESS", kWord), arguments.number("MASK"),
-                                         arguments.number("VALUE")));
+    const uint32_t address = arguments.start("ADDRESS", kWord);
+    require(DDAL(ddal_fpga_masked_write)(address, arguments.number("MASK"), arguments.number("VALUE")));
 }
 
 void version(const Arguments &, Report &report)

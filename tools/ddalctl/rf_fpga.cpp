@@ -70,24 +70,28 @@ void read(const Arguments &arguments, Report &report)
 
 void write(const Arguments &arguments, Report &)
 {
+    const uint32_t address = registers_at(arguments, 1);
     const uint32_t value = arguments.number("VALUE");
-    require_count(DDAL(ddal_rf_fpga_write)(registers_at(arguments, 1), 1, &value, device_of(arguments)), 1);
+    require_count(DDAL(ddal_rf_fpga_write)(address, 1, &value, device_of(arguments)), 1);
 }
 
 void masked_write(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_rf_fpga_masked_write)(registers_at(arguments, 1), arguments.number("MASK"),
-                                            arguments.number("VALUE"), device_of(arguments)));
+    const uint32_t address = registers_at(arguments, 1);
+    require(DDAL(ddal_rf_fpga_masked_write)(address, arguments.number("MASK"), arguments.number("VALUE"),
+                                            device_of(arguments)));
 }
 
 void set_bit(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_rf_fpga_bit_set)(registers_at(arguments, 1), arguments.number("BIT"), device_of(arguments)));
+    const uint32_t address = registers_at(arguments, 1);
+    require(DDAL(ddal_rf_fpga_bit_set)(address, arguments.number("BIT"), device_of(arguments)));
 }
 
 void clear_bit(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_rf_fpga_bit_reset)(registers_at(arguments, 1), arguments.number("BIT"), device_of(arguments)));
+    const uint32_t address = registers_at(arguments, 1);
+    require(DDAL(ddal_rf_fpga_bit_reset)(address, arguments.number("BIT"), device_of(arguments)));
 }
 
 void version(const Arguments &, Report &report)
