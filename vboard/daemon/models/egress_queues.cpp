@@ -40,7 +40,7 @@ void EgressQueues::clear()
     waiting_ = 0;
 }
 
-// What a queue may send in one turn: frames or octets, 0 without turns.
+// Returns the frames or octets that a queue may send in one turn, or 0 for strict priority.
 int64_t EgressQueues::credit_of(size_t queue) const
 {
     if (mode_ == BCM_COSQ_ROUND_ROBIN)

@@ -20,17 +20,18 @@ public:
     static constexpr size_t kQueues = 8;
     static constexpr size_t kRoom = 64; // frames of one queue
 
-    // The SDK's scheduling mode and weights. A queue of weight 0 is served before those with a weight, the highest
-    // number first; so are all queues of a mode without weights, but for round robin.
+    // Sets the SDK's scheduling mode and weights. Queues of weight 0 have strict priority: the scheduler serves them
+    // first, the highest number before the others. A mode without weights gives all queues strict priority, except
+    // round robin.
     void schedule(int64_t mode, const std::array<int64_t, kQueues> &weights);
     int64_t mode() const { return mode_; }
     const std::array<int64_t, kQueues> &weights() const { return weights_; }
 
-    // False: the queue is full.
+    // Returns false if the queue is full.
     bool put(QueuedFrame frame);
-    // The frame that leaves next, nullptr if none waits.
+    // Returns the frame that leaves next, or nullptr if none waits.
     const QueuedFrame *next();
-    // Takes the frame that next() told.
+    // Removes and returns the frame of next(), which must exist.
     QueuedFrame take();
     bool is_empty() const { return waiting_ == 0; }
     void clear();

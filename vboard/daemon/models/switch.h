@@ -36,7 +36,7 @@ private:
         std::array<int64_t, 20> action; // the first 160 bytes of the SDK's record
     };
     struct Bucket { // what a rate still lets pass
-        // Frames that wait use what came in meanwhile; without them it is lost beyond the burst.
+        // Adds the bits of the time since the last call. Bits beyond the burst are kept only while frames wait.
         void fill(const std::array<int64_t, 2> &rate, int64_t now, bool frames_wait);
         bool takes(uint32_t octets);
         std::array<int64_t, 2> kept_rate{};
