@@ -21,9 +21,10 @@
 #include "logic/fpga_driver.h"
 #include "logic/rf_fpga_driver.h"
 #include "platform/frame_driver.h"
-#include "platform/sfp_table.h"
+#include "sfp/table.h"
 
 using namespace ddal::platform;
+using namespace ddal::sfp;
 
 namespace {
 

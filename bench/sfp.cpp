@@ -8,7 +8,7 @@
 
 #include "bench/comparison.h"
 #include "bench/system_calls.h"
-#include "platform/sfp_table.h"
+#include "sfp/table.h"
 
 // A bare board has no device tree with its type. The library reads it only once per process anyway.
 int ddal_unit_get_board(void)
@@ -18,7 +18,7 @@ int ddal_unit_get_board(void)
 
 namespace {
 
-using ddal::platform::kSfpCagesOnI2c;
+using ddal::sfp::kSfpCagesOnI2c;
 
 constexpr int kRepetitions = 15;
 constexpr uint32_t kIdentity = 64;

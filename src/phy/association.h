@@ -9,6 +9,7 @@ struct ddal_phy_association;
 namespace ddal::phy {
 
 constexpr uint32_t kBackhaul3Device = 3; // the PHY device that a switch may serve
+constexpr uint32_t kMbo2500BhPort = 3;   // the backhaul port of the MBO board that can have a 2.5G PHY
 constexpr size_t kNameSize = 16;
 
 // Fitting of backhaul port 3 in the device tree

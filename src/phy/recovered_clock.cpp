@@ -69,7 +69,7 @@ int find_mbo_phy(const char *caller, uint32_t phy_dev, MboPhy *phy)
     if (rc != 0)
         return log_error_as(caller, rc, "failed to get association for dev: %d\n", static_cast<int>(phy_dev));
     uint32_t type = kTypeUnset;
-    if (association.bh_port == 3)
+    if (association.bh_port == kMbo2500BhPort)
         get_cached_bh_type(&type);
     *phy = {static_cast<uint32_t>(association.switch_port), type == kTypeMbo2500};
     return 0;

@@ -15,7 +15,6 @@ namespace ddal::phy {
 namespace {
 
 constexpr uint32_t kSocPortSwitchPort = 4; // where an external switch serves the SoC port that carries it
-constexpr uint32_t kMbo2500BhPort = 3;
 
 } // namespace
 

@@ -5,11 +5,11 @@
 #include <cstdio>
 
 #include "daemon/board.h"
-#include "platform/sfp_table.h"
+#include "sfp/table.h"
 
 namespace vboard {
 
-using namespace ddal::platform;
+using namespace ddal::sfp;
 
 namespace {
 

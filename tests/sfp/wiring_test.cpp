@@ -3,7 +3,7 @@
 
 #include <ddal/unit.h>
 
-#include "platform/sfp_modules.h"
+#include "sfp/modules.h"
 #include "support/board.h"
 
 using namespace testing_board;

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-namespace ddal::platform {
+namespace ddal::sfp {
 
 // Stores 1 when the module reports calibrated values, 0 when its raw values need its calibration constants.
 int internal_calibration_get(uint32_t sfpId, int *internal);
 
-} // namespace ddal::platform
+} // namespace ddal::sfp

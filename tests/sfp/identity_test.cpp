@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/sfp_modules.h"
+#include "sfp/modules.h"
 #include "support/log_watch.h"
 #include "support/sweep.h"
 

@@ -7,14 +7,14 @@
 #include "core/transfer.h"
 #include "core/unique_fd.h"
 #include "identity/boards.h"
-#include "platform/sfp_cage.h"
+#include "sfp/cage.h"
 
 using ddal::core::UniqueFd;
-using ddal::platform::find_sfp_cage;
-using ddal::platform::kSfpMemorySize;
-using ddal::platform::SfpCage;
+using ddal::sfp::find_sfp_cage;
+using ddal::sfp::kSfpMemorySize;
+using ddal::sfp::SfpCage;
 
-namespace ddal::platform {
+namespace ddal::sfp {
 
 static_assert(kSfpCagesOnI2c[0].id == DDAL_SFP_1 && kSfpCagesOnI2c[1].id == DDAL_SFP_2);
 static_assert(kSfpCagesOnCpld[0].id == DDAL_SFP_1 && kSfpCagesOnCpld[1].id == DDAL_SFP_2);
@@ -27,7 +27,7 @@ const SfpCage *find_sfp_cage(uint32_t sfpId)
     return &cages[sfpId - DDAL_SFP_1];
 }
 
-} // namespace ddal::platform
+} // namespace ddal::sfp
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <ddal/sfp.h>
 
-namespace ddal::platform {
+namespace ddal::sfp {
 
 struct SfpCage {
     uint32_t id;
@@ -42,4 +42,4 @@ inline constexpr const char *kSfpRateSelect = "rate_select";
 // By DDAL_SFP_STATUS_*.
 inline constexpr const char *kSfpStatusLines[] = {"tx_fault", "rx_los", "presence"};
 
-} // namespace ddal::platform
+} // namespace ddal::sfp

@@ -1,5 +1,5 @@
 // Control and status lines of the SFP cages.
-#include "platform/sfp_line.h"
+#include "sfp/line.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,11 +12,11 @@
 #include "core/log.h"
 #include "core/transfer.h"
 #include "core/unique_fd.h"
-#include "platform/sfp_cage.h"
+#include "sfp/cage.h"
 
 using ddal::core::UniqueFd;
 
-namespace ddal::platform {
+namespace ddal::sfp {
 
 namespace {
 
@@ -105,9 +105,9 @@ int validate_sfp_ctrl_value(uint32_t ctrl, uint32_t value)
     return value == control.when_clear || value == control.when_set ? 0 : -EINVAL;
 }
 
-} // namespace ddal::platform
+} // namespace ddal::sfp
 
-using namespace ddal::platform;
+using namespace ddal::sfp;
 
 int ddal_sfp_read_file(uint32_t sfpId, const char *attribute, char text[5])
 {

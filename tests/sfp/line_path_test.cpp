@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/sfp_line.h"
+#include "sfp/line.h"
 #include "support/log_watch.h"
 
 using namespace testing_board;

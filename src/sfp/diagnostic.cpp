@@ -1,5 +1,5 @@
 // Diagnostics of the SFP modules in engineering units.
-#include "platform/sfp_diagnostic.h"
+#include "sfp/diagnostic.h"
 
 #include <bit>
 #include <cmath>
@@ -10,7 +10,7 @@
 
 #include "core/log.h"
 
-namespace ddal::platform {
+namespace ddal::sfp {
 
 namespace {
 
@@ -36,7 +36,7 @@ int internal_calibration_get(uint32_t sfpId, int *internal)
     return 0;
 }
 
-} // namespace ddal::platform
+} // namespace ddal::sfp
 
 namespace {
 
@@ -128,7 +128,7 @@ int measure(uint32_t sfpId, const Quantity &quantity, bool internal, float *valu
 int ddal_sfp_diagnostic_get(uint32_t sfpId, uint32_t diag, uint32_t *value)
 {
     int internal;
-    int result = ddal::platform::internal_calibration_get(sfpId, &internal);
+    int result = ddal::sfp::internal_calibration_get(sfpId, &internal);
     if (result != 0)
         return result;
     if (diag >= std::size(kQuantities))

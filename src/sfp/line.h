@@ -3,12 +3,12 @@
 
 #include <cstdint>
 
-namespace ddal::platform {
+namespace ddal::sfp {
 
 // Checks that `ctrl` can be set to `value`. Returns 0 if so.
 int validate_sfp_ctrl_value(uint32_t ctrl, uint32_t value);
 
-} // namespace ddal::platform
+} // namespace ddal::sfp
 
 // Reads up to 4 characters of a line attribute, always NUL-terminated.
 int ddal_sfp_read_file(uint32_t sfpId, const char *attribute, char text[5]);
