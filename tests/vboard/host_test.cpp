@@ -6,11 +6,13 @@
 #include <elf.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -175,28 +177,76 @@ TEST(Host, IsNotReachedBySocketNamesTooLongForTheBoard)
     fs::remove_all(folder);
 }
 
+namespace {
+
+// Puts a text, filled up with NULs, in place of one that is as long or longer.
+void replace_in(const fs::path &file, const std::string &old, const std::string &text)
+{
+    std::stringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    std::string bytes = content.str();
+    const size_t at = bytes.find(old);
+    ASSERT_NE(at, std::string::npos) << old;
+    std::ofstream(file, std::ios::binary)
+        << bytes.replace(at, old.size(), text + std::string(old.size() - text.size(), '\0'));
+}
+
+void set_machine(const fs::path &file, uint16_t machine)
+{
+    const char low = static_cast<char>(machine);
+    std::fstream(file, std::ios::in | std::ios::out).seekp(offsetof(Elf64_Ehdr, e_machine)).put(low);
+}
+
+} // namespace
+
 TEST(Board, RefusesProgramsThatItCannotIntercept)
 {
     char folder[] = "/tmp/escape-XXXXXX";
-    const fs::path program = fs::path(mkdtemp(folder)) / "static";
-    fs::copy_file(std::string(DDAL_BUILD_DIR) + "/tests/vboard/static_program", program);
-    const Ran direct = run(kVboard + " run -- " + program.string());
-    EXPECT_EQ(direct.status, 126) << direct.output;
-    const Ran from_shell = run(kVboard + " run -- /bin/sh -c " + program.string());
-    EXPECT_EQ(from_shell.status, 126) << from_shell.output;
-    EXPECT_NE(from_shell.output.find("static or setuid"), std::string::npos) << from_shell.output;
-    chmod(program.c_str(), 0755 | S_ISUID);
-    EXPECT_EQ(run(kVboard + " run -- " + program.string()).status, 126);
-
-    // The loader starts these without the board's library: a program of another processor, and a file too short to show
-    // one.
-    const fs::path foreign = fs::path(folder) / "foreign";
-    fs::copy_file("/bin/true", foreign);
-    std::fstream(foreign, std::ios::in | std::ios::out).seekp(offsetof(Elf64_Ehdr, e_machine)).put(EM_386);
-    EXPECT_EQ(run(kVboard + " run -- " + foreign.string()).status, 126);
-    fs::resize_file(foreign, 45);
-    EXPECT_EQ(run(kVboard + " run -- " + foreign.string()).status, 126);
-    fs::remove_all(folder);
+    const fs::path program = fs::path(mkdtemp(folder)) / "program";
+    const std::string native_loader = "/lib64/ld-linux-x86-64.so.2";
+    const std::string other = "--emulator '/bin/true -L " + std::string(folder) + "' ";
+    const char *foreign = getenv("VBOARD_EMULATOR") ? "has a loader" : "start the board with --emulator";
+    // A version 2 record of one permitted capability.
+    const unsigned char capability[20] = {0, 0, 0, 2, 0, 4};
+    const struct {
+        std::string options;
+        std::string source;
+        std::function<void()> change;
+        std::string reason;
+    } cases[] = {
+        {"", DDAL_BUILD_DIR "/tests/vboard/static_program", [] {}, "is static"},
+        {"", "/bin/true", [&] { chmod(program.c_str(), 0755 | S_ISUID); }, "is setuid"},
+        {"", "/bin/true",
+         [&] {
+             if (setxattr(program.c_str(), "security.capability", capability, sizeof capability, 0) != 0)
+                 chmod(program.c_str(), 0755 | S_ISGID); // only root gives capabilities
+         },
+         "is setuid"},
+        {"", "/bin/true", [&] { fs::resize_file(program, 45); }, "is static"},
+        {"", "/bin/true", [&] { set_machine(program, EM_386); }, foreign},
+        {other, "/bin/true", [&] { set_machine(program, EM_386); }, "has a loader"},
+#if defined(__x86_64__)
+        {"", "/bin/true", [&] { replace_in(program, native_loader, "/lib/ld-musl-x86_64.so.1"); }, "has a loader"},
+        {other, "/bin/true",
+         [&] {
+             set_machine(program, EM_AARCH64);
+             replace_in(program, native_loader, "/lib/ld-linux-aarch64.so.1");
+         },
+         "has a loader"},
+#endif
+    };
+    for (const auto &row : cases) {
+        fs::copy_file(row.source, program, fs::copy_options::overwrite_existing);
+        chmod(program.c_str(), 0755);
+        row.change();
+        for (const std::string &command : {program.string(), "/bin/sh -c " + program.string()}) {
+            const Ran ran = run(kVboard + " run " + row.options + "-- " + command);
+            EXPECT_EQ(ran.status, 126) << command << ": " << ran.output;
+            EXPECT_NE(ran.output.find(row.reason), std::string::npos) << ran.output;
+        }
+        fs::remove(program);
+    }
+    fs::remove(folder);
 }
 
 TEST(Board, ListsOnlyTypesThatCanRun)

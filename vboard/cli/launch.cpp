@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "cli/board_directory.h"
+#include "cli/loaders.h"
 #include "cli/network.h"
 #include "cli/program.h"
 #include "daemon/board.h"
@@ -75,14 +76,15 @@ std::string preload_entry(const std::string &library)
     return (own_prefix() / "$LIB" / "vboard" / library).string();
 }
 
-std::string preload_list(const fs::path &directory, const RunOptions &options)
+std::string preload_list(const Words &libraries, const RunOptions &options)
 {
     std::string list;
     for (const std::string &library : options.preload)
         list += library + ":";
-    for (const std::string &library : read_board_file(directory / "board.conf").libraries)
+    for (const std::string &library : libraries)
         list += preload_entry(library) + ":";
-    return list + preload_entry("libvboard.so");
+    list.pop_back();
+    return list;
 }
 
 std::string find_program(const std::string &name)
@@ -127,7 +129,9 @@ void write_page(const fs::path &directory, const RunOptions &options)
     page->version = kPageVersion;
     put(page->root, directory / "root");
     put(page->private_dir, directory / ".vboard");
-    const std::string preload = preload_list(directory, options);
+    Words libraries = read_board_file(directory / "board.conf").libraries;
+    libraries.emplace_back("libvboard.so");
+    const std::string preload = preload_list(libraries, options);
     put(page->environment[0], "LD_PRELOAD=" + preload);
     put(page->runtime, fs::path(options.runtime).filename());
     put(page->runtime_preload, "LD_PRELOAD=" + options.runtime + ":" + preload);
@@ -135,6 +139,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
     page->environment_count = 2;
     put(page->emulator, emulator_list(options.emulator));
     page->native_machine = machine_of("/proc/self/exe");
+    page->loaders = loaders_that_find(own_prefix(), libraries, split(options.emulator), page->native_machine);
     page->speed = std::max(options.speed, 1u);
     if (options.real_net)
         put(page->network, own_network());
@@ -269,29 +274,26 @@ Words command_of(const Page &page, const Words &emulator, const RunOptions &opti
     return words;
 }
 
-// For a program of another processor: what this command names, else what the board was made with.
-Words emulator_of(const Page &page, const RunOptions &options)
+// Starts programs of other processors; empty without one.
+Words emulator_of(const Page &page)
 {
-    Words words = split(options.emulator);
-    if (words.empty())
-        for (const char *word = page.emulator; *word; word += words.back().size() + 1)
-            words.emplace_back(word);
+    Words words;
+    for (const char *word = page.emulator; *word; word += words.back().size() + 1)
+        words.emplace_back(word);
     return words;
 }
 
 int run_program(Client &board, const RunOptions &options, bool ends_with_board)
 {
     const std::string path = find_program(options.program[0]);
-    if (escapes_preload(path.c_str())) {
-        std::cerr << "vboard: " << path
-                  << " is a static or setuid program or one of another processor, which would run on the host instead "
-                     "of the board; not run\n";
+    const Page &page = board.page();
+    if (const Escape escape = escape_of(path.c_str(), page); escape != Escape::kNone) {
+        std::cerr << "vboard: not run: " << path << " " << reason(escape) << "\n";
         return 126;
     }
-    const Page &page = board.page();
     Words emulator;
     if (const uint16_t machine = machine_of(path.c_str()); machine != EM_NONE && machine != page.native_machine)
-        emulator = emulator_of(page, options);
+        emulator = emulator_of(page);
     Words environment;
     if (emulator.empty())
         environment.assign(page.environment, page.environment + page.environment_count);

@@ -1,4 +1,4 @@
-// Programs that a preload library cannot intercept.
+// Programs that the board's preload library can and cannot intercept.
 #pragma once
 
 #include <cstddef>
@@ -9,20 +9,38 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "page/page.h"
+
 namespace vboard {
 
-template <typename Header, typename Segment>
-bool has_interpreter(const char *head, size_t length)
+// A loader that expands "$LIB" in LD_PRELOAD to a folder known here. Other loaders (another C library's, another ABI's)
+// find no preload library under that name and run the program without it.
+struct Loader {
+    uint16_t machine;
+    const char *path;
+    const char *libraries; // "$LIB"
+};
+
+constexpr Loader kLoaders[] = {
+    {EM_X86_64, "/lib64/ld-linux-x86-64.so.2", "lib/x86_64-linux-gnu"},
+    {EM_AARCH64, "/lib/ld-linux-aarch64.so.1", "lib/aarch64-linux-gnu"},
+    {EM_ARM, "/lib/ld-linux-armhf.so.3", "lib/arm-linux-gnueabihf"},
+};
+
+enum class Escape { kNone, kPrivileged, kStatic, kOtherLoader, kOtherProcessor };
+
+// The end of a sentence that begins with the program's name.
+constexpr const char *reason(Escape escape)
 {
-    const auto *elf = reinterpret_cast<const Header *>(head);
-    for (size_t i = 0; i < elf->e_phnum; ++i) {
-        const uint64_t at = elf->e_phoff + uint64_t{i} * elf->e_phentsize;
-        if (at > length || length - at < sizeof(Segment))
-            break;
-        if (reinterpret_cast<const Segment *>(head + at)->p_type == PT_INTERP)
-            return true;
+    switch (escape) {
+    case Escape::kNone: return "runs on the board";
+    case Escape::kPrivileged:
+        return "is setuid, setgid or has file capabilities: the loader ignores the board's preload library";
+    case Escape::kStatic: return "is static or not a whole program file: no loader loads the board's preload library";
+    case Escape::kOtherLoader: return "has a loader that does not find the board's preload library";
+    case Escape::kOtherProcessor: return "is a program of another processor: start the board with --emulator";
     }
-    return false;
+    return "";
 }
 
 // The beginning of a program file; may be shorter. Makes system calls directly, because the preload library uses it
@@ -41,46 +59,88 @@ struct ProgramHead {
     {
         return length >= SELFMAG && bytes[0] == 0x7f && bytes[1] == 'E' && bytes[2] == 'L' && bytes[3] == 'F';
     }
+    uint16_t machine() const
+    {
+        return is_elf() && length >= sizeof(Elf32_Ehdr) ? reinterpret_cast<const Elf32_Ehdr *>(bytes)->e_machine
+                                                        : uint16_t{EM_NONE}; // in the same place in both classes
+    }
+    // The loader's path; nullptr without one.
+    const char *loader() const
+    {
+        if (length < sizeof(Elf64_Ehdr))
+            return nullptr;
+        return bytes[EI_CLASS] == ELFCLASS64 ? loader_of<Elf64_Ehdr, Elf64_Phdr>()
+                                             : loader_of<Elf32_Ehdr, Elf32_Phdr>();
+    }
 
     alignas(8) char bytes[4096];
     size_t length = 0;
+
+private:
+    template <typename Header, typename Segment>
+    const char *loader_of() const
+    {
+        const auto *elf = reinterpret_cast<const Header *>(bytes);
+        for (size_t i = 0; i < elf->e_phnum; ++i) {
+            const uint64_t at = elf->e_phoff + uint64_t{i} * elf->e_phentsize;
+            if (at > length || length - at < sizeof(Segment))
+                break;
+            const auto *segment = reinterpret_cast<const Segment *>(bytes + at);
+            if (segment->p_type == PT_INTERP)
+                return path_at(segment->p_offset, segment->p_filesz);
+        }
+        return nullptr;
+    }
+    const char *path_at(uint64_t at, uint64_t size) const
+    {
+        const bool is_inside = at <= length && size > 0 && size <= length - at && bytes[at + size - 1] == '\0';
+        return is_inside ? bytes + at : "";
+    }
 };
 
-// Returns the machine of an ELF header, or EM_NONE for any other file.
+// As in an ELF header; EM_NONE of anything else.
 inline uint16_t machine_of(const char *host_path)
 {
-    const ProgramHead head(host_path);
-    if (!head.is_elf() || head.length < sizeof(Elf32_Ehdr))
-        return EM_NONE;
-    return reinterpret_cast<const Elf32_Ehdr *>(head.bytes)->e_machine; // at the same offset in both classes
+    return ProgramHead(host_path).machine();
 }
 
-// The loader ignores a preload library of another processor and runs the program without it.
-inline bool is_served_machine(const ProgramHead &head)
+inline bool is_same_path(const char *one, const char *other)
 {
-    constexpr uint16_t kServed[] = {EM_X86_64, EM_AARCH64, EM_ARM};
-    const uint16_t machine = reinterpret_cast<const Elf32_Ehdr *>(head.bytes)->e_machine;
-    for (const uint16_t served : kServed)
-        if (machine == served)
-            return true;
-    return false;
+    while (*one && *one == *other) {
+        ++one;
+        ++other;
+    }
+    return *one == *other;
 }
 
-// Returns true for static and setuid programs, and for programs of a processor without a preload library.
-inline bool escapes_preload(const char *host_path)
+inline bool has_capabilities(const char *host_path)
+{
+    char value[32];
+    return syscall(SYS_getxattr, host_path, "security.capability", value, sizeof value) > 0;
+}
+
+// A script does not escape by itself: its interpreter is checked when it is started.
+inline Escape escape_of(const char *host_path, const Page &page)
 {
     struct statx info;
     if (syscall(SYS_statx, AT_FDCWD, host_path, 0, STATX_MODE, &info) != 0)
-        return false;
-    if (info.stx_mode & (S_ISUID | S_ISGID))
-        return true;
+        return Escape::kNone;
+    if ((info.stx_mode & (S_ISUID | S_ISGID)) || has_capabilities(host_path))
+        return Escape::kPrivileged;
     const ProgramHead head(host_path);
     if (!head.is_elf())
-        return false; // a script, whose interpreter is checked when it starts
-    if (head.length < sizeof(Elf64_Ehdr) || !is_served_machine(head))
-        return true;
-    return head.bytes[EI_CLASS] == ELFCLASS64 ? !has_interpreter<Elf64_Ehdr, Elf64_Phdr>(head.bytes, head.length)
-                                              : !has_interpreter<Elf32_Ehdr, Elf32_Phdr>(head.bytes, head.length);
+        return Escape::kNone;
+    if (head.machine() == EM_NONE)
+        return Escape::kStatic;
+    if (head.machine() != page.native_machine && !page.emulator[0])
+        return Escape::kOtherProcessor;
+    const char *loader = head.loader();
+    if (!loader)
+        return Escape::kStatic;
+    for (size_t i = 0; i < sizeof kLoaders / sizeof kLoaders[0]; ++i)
+        if (page.loaders & 1u << i && head.machine() == kLoaders[i].machine && is_same_path(loader, kLoaders[i].path))
+            return Escape::kNone;
+    return Escape::kOtherLoader;
 }
 
 } // namespace vboard

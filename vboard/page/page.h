@@ -97,6 +97,7 @@ struct Page {
     char runtime_preload[1024]; // replaces the first entry of `environment` for those
     char emulator[512];         // of other processors' programs: path and options, each closed by NUL; "" without one
     uint32_t native_machine;    // as in an ELF header; runs without the emulator
+    uint32_t loaders;           // a bit for each row of kLoaders (escapes.h) that finds the board\'s preload libraries
     uint32_t speed;             // board seconds per host second
     int64_t epoch_ns[2];        // real time and monotonic time at which scaling started
     std::atomic<uint32_t> trace;
@@ -105,7 +106,6 @@ struct Page {
     uint32_t node_count;
     uint32_t ioctl_count;
     uint32_t port_count;
-    uint32_t reserved;
     PortMap ports[kMaxPorts];
     Node nodes[kMaxNodes];
     IoctlForm ioctls[kMaxIoctls];

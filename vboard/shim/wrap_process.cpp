@@ -26,13 +26,11 @@ bool find_program(const char *path, Path &where)
     if (syscall(SYS_faccessat, AT_FDCWD, where.host, X_OK) != 0)
         return false;
     KeepErrno keep;
-    if (!escapes_preload(where.host))
+    const Escape escape = escape_of(where.host, *page());
+    if (escape == Escape::kNone)
         return true;
-    constexpr char kWhy[] =
-        "vboard: not run, because a static or setuid program or one of another processor would escape the board: ";
-    syscall(SYS_write, 2, kWhy, sizeof kWhy - 1);
-    syscall(SYS_write, 2, where.board, length_of(where.board));
-    syscall(SYS_write, 2, "\n", 1);
+    for (const char *text : {"vboard: not run: ", const_cast<const char *>(where.board), " ", reason(escape), "\n"})
+        syscall(SYS_write, 2, text, length_of(text));
     return false;
 }
 
