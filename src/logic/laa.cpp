@@ -194,7 +194,7 @@ int ddal_rf_fpga_laa_sas_wait(struct ddal_rf_fpga_laa_sas *desc)
         signalled = poll(&channel, 1, -1);
     while (signalled < 0 && errno == EINTR);
 
-    // Without priority input the descriptor has ended the wait: it is not open, or its device is gone.
+    // Without priority input the descriptor has ended the wait: it is not open, or its device has disappeared.
     if (signalled >= 0 && (channel.revents & POLLPRI) == 0) {
         errno = (channel.revents & POLLNVAL) != 0 ? EBADF : EIO;
         signalled = -1;

@@ -24,7 +24,7 @@ inline constexpr uint32_t kSlowMeasPeriodMax = 1000;
 inline constexpr size_t kSlowMeasBlock = 32;
 inline constexpr uint32_t kSlowMeasBuffers = 2;
 
-// Where the main FPGA keeps the two blocks of a report, by buffer index.
+// Addresses of a report's two blocks in the main FPGA, by buffer index.
 inline constexpr uint32_t kSlowMeasFirstBlock[kSlowMeasBuffers] = {0x000C2040, 0x000C2060};
 inline constexpr uint32_t kSlowMeasSecondBlock[kSlowMeasBuffers] = {0x00181940, 0x00181960};
 inline constexpr uint32_t kSlowMeasSecondBlockC5[kSlowMeasBuffers] = {0x00182040, 0x00182060};

@@ -246,7 +246,7 @@ TEST(Runner, MovesMuchBothWaysAtOnce)
     EXPECT_TRUE(content_of(out.get()) == text);
 }
 
-// Writing to a child that has ended fails with EPIPE, and the caller's handling of SIGPIPE stays as it was.
+// Writing to a child that has ended fails with EPIPE. The caller's handling of SIGPIPE is unchanged.
 TEST(Runner, SurvivesAChildThatIgnoresItsInput)
 {
     const std::string text(1 << 20, 'x');

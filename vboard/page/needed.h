@@ -1,4 +1,4 @@
-// Whether a program was linked with a certain shared library.
+// Finds out whether a program was linked with a certain shared library.
 #pragma once
 
 #include <cstddef>

@@ -125,7 +125,7 @@ void take_signal(int fd);
 
 // --- network --------------------------------------------------------------------------------------------------------
 
-// Whether the board has a real network and the process is in it: only there may requests go to the kernel.
+// Reports whether the board has a real network and the process is in it. Only then may requests go to the kernel.
 bool is_in_network_of_board();
 
 // --- one call -------------------------------------------------------------------------------------------------------
