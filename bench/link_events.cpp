@@ -1,5 +1,5 @@
 // Link events: from the signal on the bus to the readable descriptor, one at a time and on 16 descriptors at once,
-// against a hand-written client that waits for the same signals in its own thread.
+// compared with a hand-written client that waits for the same signals in a separate thread.
 #include <ddal/phy.h>
 
 #include <algorithm>

@@ -27,7 +27,7 @@ protected:
     ByteStream &operator=(const ByteStream &) = default;
 };
 
-// Without a destructor to run: the process's clock stays usable for threads that still run while the process exits.
+// Needs no destructor, so that threads can use the process's clock while the process exits.
 class Clock {
 public:
     // Returns a free-running counter, and its rate in Hz.

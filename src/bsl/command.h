@@ -1,4 +1,4 @@
-// The loader's commands, and the transfers and range erase built of them.
+// The loader's commands, and the transfers and the range erase built from them.
 #pragma once
 
 #include <cstdint>

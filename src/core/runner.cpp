@@ -20,7 +20,7 @@ namespace {
 
 constexpr unsigned kAppendNewline = 1U << 0;
 
-// The runner that a line is logged for, and its word for the way of running.
+// A runner in a log line: its name, the C function that it resembles, and the program.
 struct Caller {
     const char *name;
     const char *kind;
@@ -53,8 +53,8 @@ int result_of(const Caller &caller, int status)
     return -EINVAL;
 }
 
-// Returns the result of a program that has ended: a failure to run it, else a failure to feed or read it, else its
-// exit.
+// Returns the result of a program that has ended: the failure to run it, or the failure to feed or read it, or its
+// exit status.
 int outcome(const Caller &caller, int waited, int status, int moved)
 {
     if (waited < 0)

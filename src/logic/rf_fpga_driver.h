@@ -8,7 +8,7 @@
 namespace ddal::logic {
 
 // Device 0 has 32-bit registers, and the register address is the file offset. Devices 1 to 3 sit behind SPI and have
-// 8-bit registers, which requests access.
+// 8-bit registers, accessed by requests.
 inline constexpr const char *kRfFpgaNodeFormat = "/dev/fpga_rf%u";
 inline constexpr const char *kRfFpgaNode0 = "/dev/fpga_rf0";
 inline constexpr uint32_t kRfFpgaLastDevice = 3;

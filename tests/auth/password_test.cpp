@@ -197,7 +197,7 @@ TEST(SetPassword, ReachesTheToolThroughStandardInputOnly)
     EXPECT_THAT(trace, Not(HasSubstr("74656c6c2d6e6f2d31"))) << "the password";
 }
 
-// --- what stays in memory
+// --- copies in memory
 // ---------------------------------------------------------------------------------------------
 
 // Finds a text in the writable memory of this process, without ever holding a second copy of the text.
@@ -368,7 +368,7 @@ TEST(SetPassword, SurvivesEveryFailure)
         } else if (call == "open") { // fails in the child, which then ends before it has read
             EXPECT_TRUE(seen.result == -1026 || seen.result == -EPIPE);
             EXPECT_EQ(seen.lines, Lines{failed + (seen.result == -EPIPE ? "-32" : "127")});
-        } else if (call == "fclose") { // of the tool's input, or of a stream that is no longer used
+        } else if (call == "fclose") { // closes the tool's input, or a stream that is no longer used
             EXPECT_TRUE(seen.result == -injected.error || seen.result == 0);
             EXPECT_EQ(seen.lines, seen.result == 0 ? Lines{} : with_code);
         } else {

@@ -161,7 +161,7 @@ private:
     std::unique_ptr<Fault> fault_;
 };
 
-TEST_F(RootAccess, RollsBackWhateverProgramFails)
+TEST_F(RootAccess, RollsBackForEveryFailingProgram)
 {
     const std::string failed = of_setting("restricted root access enable error: -1001");
     const std::string forwarding = of_enabling("enable SSH forwarding for serviceuser error: -1001");

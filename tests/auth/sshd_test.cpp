@@ -131,7 +131,7 @@ TEST_F(Sshd, KeepsAFileThatTheDaemonWouldRefuse)
     EXPECT_THAT(log.take(), ElementsAre("3 ddal_sshd_update_config: Unable to validate new sshd config: 255"));
 }
 
-TEST_F(Sshd, PersistsWhenAsked)
+TEST_F(Sshd, PersistsOnRequest)
 {
     EXPECT_EQ(ddal_sshd_set_parameter("ClientAliveInterval", "5", 2), 0);
     EXPECT_FALSE(exists(kPersistentConfig));

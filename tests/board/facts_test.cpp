@@ -111,7 +111,7 @@ TEST(Security, KeepsTheFirstGoodAnswer)
                                         "3 ddal_security_has_cryptoagent: has_cryptoagent is NULL"));
 }
 
-TEST(Memory, MapsTheByteAskedForAndItsPages)
+TEST(Memory, MapsTheRequestedByteAndItsPages)
 {
     EXPECT_EQ(ddal_mem_unmap_addr(&errno, 4), -EINVAL); // nothing was ever mapped
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));

@@ -118,7 +118,7 @@ TEST_F(MicrocontrollerTest, OnlyClearsBitsUntilASegmentIsErased)
     part.flash().poke(0x9200, 0x00);
     EXPECT_EQ(status({0x12, 0xFF, 0x91, 0}), 0);
     EXPECT_EQ(part.flash().read(0x9000, 1)[0], 0xFF);
-    EXPECT_EQ(part.flash().read(0x9200, 1)[0], 0x00) << "the next segment is another one";
+    EXPECT_EQ(part.flash().read(0x9200, 1)[0], 0x00) << "the next segment is unchanged";
     EXPECT_EQ(status({0x12, 0x00, 0x18, 0}), 2) << "information memory is locked";
     EXPECT_EQ(status({0x13}), 0);
     EXPECT_EQ(status({0x12, 0x00, 0x18, 0}), 0);

@@ -206,7 +206,7 @@ TEST(Parser, EndsWhenTheFileCannotBeRead)
     EXPECT_EQ(log.take(), Lines{"3 bsl_parse_file: BSL: ERROR: File read error (" + std::to_string(-EISDIR) + ")"});
 }
 
-TEST(Parser, TakesTheVersionFromTheFirstRecordThatHoldsAllOfIt)
+TEST(Parser, ReadsTheVersionFromTheFirstRecordThatHoldsAllOfIt)
 {
     const std::string partial = "3 bsl_get_file_version: BSL: ERROR: Partial version detected";
     struct Case {

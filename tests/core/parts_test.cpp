@@ -147,7 +147,7 @@ TEST(Copy, DoesNotFollowLinksBelowATrustedFolder)
     EXPECT_EQ(std::distance(entries, none), 1);
 }
 
-TEST(Directory, CreatesWhatIsMissing)
+TEST(Directory, CreatesMissingFolders)
 {
     const TemporaryDirectory directory;
     directory.put("file", "");

@@ -181,7 +181,7 @@ TEST(Runner, SignalsDoNotCutAJobShort)
     });
 }
 
-TEST(Runner, CapturesWhatFits)
+TEST(Runner, CapturesTextUpToTheBuffer)
 {
     const struct {
         const char *command;
@@ -213,7 +213,7 @@ TEST(Runner, AProgramWithTooMuchOutputStillCompletes)
     EXPECT_TRUE(std::filesystem::exists(directory / "done"));
 }
 
-TEST(Runner, FeedsTheInputAndANewlineIfAsked)
+TEST(Runner, FeedsTheInputAndANewlineOnRequest)
 {
     const std::string text(100000, 'x');
     for (const unsigned flags : {0U, 1U, 2U, 3U}) {

@@ -55,7 +55,7 @@ constexpr Example kExamples[] = {
 
 } // namespace
 
-TEST(FamilyExamples, DoWhatTheirPagesShow)
+TEST(FamilyExamples, PrintTheOutputOfTheirPages)
 {
     for (const Example &example : kExamples) {
         SCOPED_TRACE(example.name);

@@ -202,7 +202,7 @@ TEST(LinkSnapshot, ContinuesWithoutARegister)
     }
 }
 
-TEST(LinkSnapshot, LeavesNothingBehindWhateverFails)
+TEST(LinkSnapshot, LeavesNothingBehindAfterAnyFailure)
 {
     make_board("healthy");
     // Every register is opened, read and closed, or mapped and unmapped. The cases above check the log lines.

@@ -95,7 +95,7 @@ TEST(Watchdog, SurvivesEveryFailure)
         .run();
 }
 
-TEST(Reboot, AsksForAShutdown)
+TEST(Reboot, RequestsAShutdown)
 {
     const std::string begins = "6 ddal_watchdog_reboot: initialize a system reboot (graceful shutdown)";
     program_runs();

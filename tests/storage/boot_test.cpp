@@ -175,7 +175,7 @@ TEST(Boot, CopiesNamesAndVersion)
     EXPECT_EQ(version[128], '#');
 }
 
-TEST(BootUpdate, TakesImagesBelowTheFlash)
+TEST(BootUpdate, AcceptsImagesBelowTheFlash)
 {
     shell("mkdir -p /ffs/images && echo image >/ffs/images/u.img");
     program_runs();

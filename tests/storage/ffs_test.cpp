@@ -100,7 +100,7 @@ TEST(FlashType, BecomesANumber)
     EXPECT_EQ(type_of(DDAL_FFS_2, 0), "luks_ext4");
 }
 
-TEST(FlashType, IsProbedWhenTheToolCannotTell)
+TEST(FlashType, IsProbedWhenTheToolFails)
 {
     const FailingProgram tool("luksapi.is_luks_formatted", "signal KILL");
     EXPECT_EQ(type_of(DDAL_FFS_1, 0), "ext4");

@@ -166,7 +166,7 @@ TEST(SendStr, DropsTheOutputOfThePeer)
     EXPECT_TRUE(received == text);
 }
 
-TEST(SendStr, EndsWhenThePeerIsGone)
+TEST(SendStr, EndsWhenThePeerHasClosed)
 {
     Pair pair;
     pair.close_peer();

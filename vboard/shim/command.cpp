@@ -35,7 +35,7 @@ bool needs_emulator(const char *host_path)
     return machine != EM_NONE && machine != page()->native_machine;
 }
 
-// A list of pointers with a fixed size and a closing null pointer.
+// A list of pointers of fixed size, closed by a null pointer.
 class List {
 public:
     List(char **entries, size_t size) : entries_(entries), size_(size) { entries_[0] = nullptr; }

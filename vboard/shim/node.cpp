@@ -21,7 +21,7 @@ const Node *node_by_id(uint32_t id)
     return nullptr;
 }
 
-// The daemon binds its end of a handed-out socket to a name that holds the number of the node and of the socket.
+// The daemon binds its end of a handed-out socket to a name with the numbers of the node and of the socket.
 const Node *node_of_socket(int fd, uint32_t *serial)
 {
     sockaddr_un peer{};
@@ -113,7 +113,7 @@ void take_signal(int fd)
     KeepErrno keep;
     char marks[64];
     syscall(SYS_recvfrom, fd, marks, 1, MSG_OOB | MSG_DONTWAIT, nullptr, nullptr);
-    // Marks that a later one has overtaken remain in the stream as ordinary bytes.
+    // Earlier marks remain in the stream as ordinary bytes.
     while (syscall(SYS_recvfrom, fd, marks, sizeof marks, MSG_DONTWAIT, nullptr, nullptr) > 0)
         ;
 }

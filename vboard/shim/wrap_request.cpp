@@ -12,7 +12,7 @@ namespace vboard::shim {
 
 namespace {
 
-// Requests about routes and interfaces. Most carry a name and a record. Those of the host are never touched.
+// Reports a request about routes or interfaces. Most carry a name and a record. Those of the host are never touched.
 bool is_interface_request(uint32_t request)
 {
     return request >= 0x890b && request <= 0x89ff;

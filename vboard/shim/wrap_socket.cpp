@@ -128,7 +128,7 @@ bool is_in_network_of_board()
 
 namespace {
 
-// Such sockets see or configure only the machine's network. Generic netlink carries ethtool requests.
+// Reports a socket that sees or configures only the machine's network. Generic netlink carries ethtool requests.
 bool is_of_machine(int domain, int type, int protocol)
 {
     if (domain == AF_NETLINK)

@@ -162,7 +162,7 @@ int wrapped_poll(pollfd *entries, nfds_t count, int64_t board_ns, const sigset_t
     return ready;
 }
 
-// Reports the check whether standard error accepts a line, which is not a step of an operation.
+// Returns true for the check whether standard error accepts a log line. It is not a step of an operation.
 bool is_for_a_log_line(const pollfd *entries, nfds_t count)
 {
     return count == 1 && entries[0].fd == STDERR_FILENO;

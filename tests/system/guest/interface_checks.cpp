@@ -104,7 +104,7 @@ TEST(Phy, RegistersLieAtTheirPlaceInTheirPage)
     EXPECT_EQ(state, 0u);
 }
 
-TEST(Phy, PowerTakesItsInterfaceAlong)
+TEST(Phy, PowerAlsoSwitchesTheInterface)
 {
     constexpr uint16_t kPowerDown = 0x0800;
     ASSERT_TRUE(rig::set_up("eth1", true));

@@ -29,7 +29,7 @@ uint32_t fpga(uint32_t address)
     return value;
 }
 
-TEST(Fpga, RegistersKeepWhatIsWritten)
+TEST(Fpga, RegistersKeepWrittenValues)
 {
     uint32_t version = 0;
     EXPECT_EQ(ddal_fpga_get_version(&version), 1);
@@ -68,7 +68,7 @@ TEST(Fpga, MaskedWritesChangeTheirBitsAtomically)
     EXPECT_EQ(fpga(kScratch), 1000u << 16 | 1000u);
 }
 
-TEST(Fpga, SaysWhenThereIsNoSuchRegister)
+TEST(Fpga, ReportsAMissingRegister)
 {
     uint32_t value = 7;
     EXPECT_EQ(ddal_fpga_read(kNoRegister, &value), -ENXIO);
