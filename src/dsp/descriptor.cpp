@@ -144,7 +144,7 @@ void *convert_handle(void *handle)
     return convert_chain<Direction>(desc) ? as_pointer(converted) : nullptr;
 }
 
-// Converts a pointer on its own; `kind` names in the log what it is not.
+// Converts a single pointer. `kind` names in the log what the pointer should be.
 void *convert_pointer(const char *caller, void *addr, bool (*convert)(uint32_t, uint32_t *), const char *kind)
 {
     uint32_t address;

@@ -36,7 +36,7 @@ void merge(uint8_t *bytes, const uint8_t *value, const uint8_t *mask, size_t len
         bytes[i] = static_cast<uint8_t>((bytes[i] & ~mask[i]) | (value[i] & mask[i]));
 }
 
-// Opens and locks the device and lets `move` transfer `len` bytes; `verb` names the transfer in the log.
+// Opens and locks the device, and calls `move` to transfer `len` bytes. `verb` names the transfer in the log.
 template <typename Move>
 int transfer(const char *caller, int flags, const char *verb, size_t len, Move move)
 {

@@ -57,7 +57,7 @@ int open_channel(const char *caller, const char *node, uint32_t index, Channel *
     return 0;
 }
 
-// `number` is the field with the number in the channel's name.
+// Closes a channel. `number` is the member with the number in the channel's name.
 template <typename Channel>
 int close_channel(const char *caller, Channel **desc, uint32_t Channel::*number, const char *kind)
 {

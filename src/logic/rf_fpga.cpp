@@ -93,8 +93,8 @@ int rewrite_block(int fd, uint32_t address, uint8_t *block, uint32_t len, const 
     return n;
 }
 
-// Lets `move` transfer registers of the main FPGA; `verb` names the transfer in the log. The number of registers moved,
-// or a negative code.
+// Calls `move` to transfer registers of the main FPGA. `verb` names the transfer in the log. Returns the number of
+// registers moved, or a negative code.
 template <typename Move>
 int transfer(const char *caller, uint32_t address, uint32_t count, int flags, const char *verb, Move move)
 {

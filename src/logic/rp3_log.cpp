@@ -20,7 +20,7 @@ namespace ddal::logic {
 
 namespace {
 
-// Names in the log
+// Names of functions in the log.
 constexpr const char *kCaller = "ddal_rp3_validate_aif";
 constexpr const char *kResize = "resize_log_file";
 

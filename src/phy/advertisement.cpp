@@ -1,4 +1,4 @@
-// What a copper PHY advertises to its partner.
+// Advertisement of a copper PHY to its partner.
 #include <ddal/bcm.h>
 #include <ddal/ex_switch.h>
 #include <ddal/phy.h>
@@ -44,13 +44,13 @@ constexpr Served kGetPause{{"copper get config advert pause", "ex_switch_phy_cop
                            ddal_bcm_get_config_advert_pause, ex_switch_phy_copper_get_config_advert_pause_frames};
 // clang-format on
 
-// The settings of an interface, and the bit of one mode in what it advertises.
+// The settings of an interface, and the bit of one mode in its advertisement.
 struct Advertised {
     InterfaceSettings settings;
     uint32_t bit = 0;
 };
 
-// Checks a mode and finds its bit. 0 or -EINVAL.
+// Checks a mode and finds its bit. Returns 0 or -EINVAL.
 int find_bit(const char *caller, uint32_t speed, uint32_t mode, uint32_t enable, uint32_t *bit)
 {
     if (mode > 1)
@@ -66,7 +66,7 @@ int find_bit(const char *caller, uint32_t speed, uint32_t mode, uint32_t enable,
     return log_error_as(caller, -EINVAL, "wrong speed value\n");
 }
 
-// Finds the mode and reads the settings. 0 or a negative code.
+// Finds the mode and reads the settings. Returns 0 or a negative code.
 int read_advertised(const char *caller, uint32_t speed, uint32_t mode, uint32_t enable, Advertised *advertised)
 {
     const int rc = find_bit(caller, speed, mode, enable, &advertised->bit);
@@ -112,7 +112,7 @@ int ddal_phy_copper_set_config_advert_pause_frames(uint32_t phy_dev, uint32_t pa
     if (rc != 0)
         return rc;
     advertised = static_cast<uint16_t>(advertised & ~(kPause | kAsymmetricPause));
-    if (asym_pause) // kept: whatever pause says
+    if (asym_pause) // kept: regardless of pause
         advertised |= kAsymmetricPause;
     else if (pause)
         advertised |= kPause;

@@ -55,7 +55,7 @@ struct BackhaulValue {
 constexpr BackhaulValue kBackhaulValues[] = {{249, 1}, {250, 2}, {0, 3}, {251, 3}, {253, 3}, {252, 4}};
 
 constexpr uint32_t kHighestSocPort = 3;
-constexpr uint32_t kSwitchSocPort = 3; // the SoC port that can carry an external multiport switch
+constexpr uint32_t kSwitchSocPort = 3; // the SoC port that can connect an external multiport switch
 constexpr int32_t kMarvellPort3 = 3;
 constexpr int32_t kMarvellPort4 = 4;
 

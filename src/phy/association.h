@@ -1,4 +1,4 @@
-// Which interface, SoC port, backhaul port and switch port a PHY device number stands for.
+// The interface, SoC port, backhaul port and switch port of a PHY device number.
 #pragma once
 
 #include <cstddef>
@@ -27,28 +27,30 @@ struct Interface {
     uint32_t dev_id; // number of the SoC's Ethernet port
 };
 
-// Name and number of a PHY device's interface; the last line of a failure appears under the caller's name. 0 or -1001.
+// Finds name and number of a PHY device's interface. Logs the last line of a failure under the caller's name. Returns 0
+// or DDAL_ERR_FAILURE.
 int find_interface(const char *caller, uint32_t phy_dev, Interface *found);
 
-// Whether the SoC port of an interface carries an external multiport switch.
+// Reports whether the SoC port of an interface connects an external multiport switch.
 bool carries_external_switch(uint32_t dev_id);
 
-// The backhaul type of the system-information store, read once. After a failure *type is kTypeUnset.
+// Returns the backhaul type of the system-information store, which is read once. After a failure *type is kTypeUnset.
 int get_cached_bh_type(uint32_t *type);
 
-// The association on the MBO board. 0 or -ENODEV.
+// Stores the association on the MBO board. Returns 0 or -ENODEV.
 int mbo_board_association_set(uint32_t phy_dev, ddal_phy_association *association);
 
-// The SoC port of an interface. 0 or -1001.
+// Stores the SoC port of an interface. Returns 0 or DDAL_ERR_FAILURE.
 int ifdev2soc(uint32_t dev_id, uint32_t *soc_port);
 
-// The backhaul port that the store's value names. 0 or -1001.
+// Stores the backhaul port for a value of the store. Returns 0 or DDAL_ERR_FAILURE.
 int bh_eth2bh_port(uint64_t value, uint32_t *bh_port);
 
-// 0 if the PHY behind a device and its interface is copper, else -1001. The interface does not count on the MBO board.
+// Returns 0 if the PHY of a device and its interface is copper, else DDAL_ERR_FAILURE. Ignores the interface on the MBO
+// board.
 int is_interface_copper(uint32_t phy_dev, uint32_t dev_id);
 
 } // namespace ddal::phy
 
-// The network interface of a PHY device. 0 or -1001.
+// Copies the name of a PHY device's network interface. Returns 0 or DDAL_ERR_FAILURE.
 int ddal_phy_iface2ifname(uint32_t phy_dev, char *ifname, size_t size);

@@ -78,7 +78,7 @@ int ddal_phy_copper_restart_autoneg(uint32_t phy_dev)
     Route route{__func__, phy_dev};
     if (const auto answer = route.ask(kRestartAutoneg))
         return *answer;
-    // kept: two writes, the first of which clears the register
+    // kept: two writes, of which the first clears the register
     const int rc = ddal_phy_write(phy_dev, kControl, 0, 0x0000);
     return rc != 0 ? rc : ddal_phy_write(phy_dev, kControl, 0, kControlAutonegRestart);
 }

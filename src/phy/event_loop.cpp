@@ -16,8 +16,8 @@ namespace {
 
 constexpr time_t kStartLimit = 1; // seconds
 
-// The process whose links these are, 0 before the first registration. The loop's thread does not come along through a
-// fork, and a lock that another thread held at the fork stays locked in the child.
+// The process that owns the links; 0 before the first registration. fork does not copy the loop's thread, and a lock
+// that another thread held at the fork stays locked in the child.
 std::atomic<pid_t> owner{0};
 
 std::mutex load_mutex;
@@ -47,7 +47,7 @@ void create_start_condition()
     pthread_condattr_destroy(&attributes);
 }
 
-// The application's signals are not for this thread.
+// Blocks all signals in the thread: the application's handlers must run in the application's threads.
 int create_thread()
 {
     sigset_t all;
@@ -159,7 +159,7 @@ int event_loop_initialized_callback(void *)
 
 namespace {
 
-// A library that cannot be loaded now may be there the next time.
+// A library that cannot be loaded now may be present the next time.
 bool load_once()
 {
     const std::lock_guard lock(load_mutex);

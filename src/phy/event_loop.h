@@ -5,24 +5,25 @@
 
 namespace ddal::phy {
 
-// Makes the links those of this process, unless they are another's. Comes before any lock is taken. True: they are its.
+// Makes this process the owner of the links, unless another process owns them. Call it before taking any lock. Returns
+// true if this process owns them.
 bool claim_links();
 
-// True in a process that was forked after its parent had claimed the links. The loop and GLib may not be used there: it
-// could wait for ever.
+// Returns true in a child that was forked after its parent had claimed the links. The child must not use the loop or
+// GLib, where it could wait without end.
 bool links_are_of_another_process();
 
-// Starts the loop on the first call. Null if it does not run.
+// Starts the loop on the first call. Returns null if it does not run.
 const Gio *running_event_loop();
 
-// The library that the loop uses; it has been loaded.
+// Returns the library that the loop uses; it must have been loaded.
 const Gio *loaded_gio();
 
-// The loop's registry: from descriptor to registration. Null before the first registration and after a failed start.
-// Valid while the registry's lock is held. Null in a process whose links these are not.
+// Returns the loop's registry, which maps a descriptor to its registration. Null before the first registration, after a
+// failed start and in a process that does not own the links. Valid while the caller holds the registry's lock.
 GHashTable *event_registry();
 
-// Holds the lock of the registry, where the links are those of this process.
+// Holds the registry's lock in the process that owns the links.
 class RegistryLock {
 public:
     RegistryLock();
@@ -30,7 +31,7 @@ public:
     RegistryLock(const RegistryLock &) = delete;
     RegistryLock &operator=(const RegistryLock &) = delete;
 
-    // 0, or the error of pthread_mutex_lock.
+    // Returns 0 or the error of pthread_mutex_lock.
     int error() const { return error_; }
 
 private:

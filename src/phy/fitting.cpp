@@ -1,4 +1,4 @@
-// Which backhaul ports are fitted with copper.
+// Copper fittings of the backhaul ports.
 #include <ddal/devicetree.h>
 
 #include "core/log.h"
@@ -14,7 +14,7 @@ constexpr uint32_t kCopperType2 = 0x60;
 
 struct Fitting {
     uint32_t dev_id;
-    bool crossed; // as the board's ports
+    bool crossed; // equals crossed_ports of the board
     int (*read)(uint32_t *type);
     uint32_t copper[2];
 };

@@ -8,7 +8,7 @@ namespace ddal::phy {
 
 namespace {
 
-constexpr const char *kLibrary = "libgio-2.0.so.0"; // brings GObject and GLib along
+constexpr const char *kLibrary = "libgio-2.0.so.0"; // loads GObject and GLib too
 
 template <typename Function>
 bool find(void *library, const char *name, Function *function)
@@ -24,7 +24,7 @@ bool find(void *library, const char *name, Function *function)
 const Gio *load_gio()
 {
     static Gio gio;
-    // GLib keeps threads and types that do not survive being unloaded.
+    // GLib keeps threads and types that must not be unloaded.
     void *const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!library)
         return log_error(nullptr, "cannot load %s: %s\n", kLibrary, dlerror());

@@ -1,10 +1,10 @@
-// GLib and GIO, loaded with the first link event: a process that never asks for one does not pay for the D-Bus library.
-// The prototypes come from its own headers.
+// GLib and GIO, loaded with the first link event: a process without link events does not pay for the D-Bus library. The
+// prototypes come from GIO's headers.
 #pragma once
 
 #include <gio/gio.h>
 
-// Calls by their names without "g_".
+// The calls, by their names without "g_".
 #define DDAL_GIO_CALLS(CALL)                                                                                           \
     CALL(bus_get_sync)                                                                                                 \
     CALL(dbus_connection_call)                                                                                         \
@@ -55,7 +55,7 @@ struct Gio {
 #undef DDAL_GIO_MEMBER
 };
 
-// Null, logged, if the library cannot be loaded. It stays loaded. Not for several threads at a time.
+// Loads the library, which then stays loaded. Returns null and logs on failure. Call from one thread at a time.
 const Gio *load_gio();
 
 } // namespace ddal::phy

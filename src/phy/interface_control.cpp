@@ -74,14 +74,14 @@ int InterfaceControl::set_flags(short flags)
 
 namespace {
 
-// The settings report their failures on standard error alone.
+// The settings report their failures only on standard error.
 int print_failure(const char *text)
 {
     perror(text);
     return DDAL_ERR_FAILURE;
 }
 
-// Sets the flags of `set` and clears those of `clear`.
+// Sets the flags `set` and clears the flags `clear`.
 int change_flags(const char *caller, const char *ifname, int set, int clear)
 {
     InterfaceControl control{ifname};

@@ -13,7 +13,7 @@ class InterfaceControl {
 public:
     explicit InterfaceControl(const char *ifname);
 
-    // False, with errno, if there is no socket to ask through.
+    // False with errno if the socket could not be opened.
     explicit operator bool() const { return static_cast<bool>(socket_); }
 
     // Each returns 0, or -1 with errno.
@@ -30,7 +30,8 @@ private:
     core::UniqueFd socket_;
 };
 
-// The settings of an interface. Reading and writing print a failure: `text` where the driver refuses. 0 or -1001.
+// The settings of an interface. Reading and writing print failures; `text` is the text when the driver refuses. Both
+// return 0 or DDAL_ERR_FAILURE.
 class InterfaceSettings {
 public:
     explicit InterfaceSettings(const char *ifname) : ifname_(ifname) {}
@@ -41,11 +42,11 @@ public:
 
 private:
     const char *ifname_;
-    std::optional<InterfaceControl> control_; // since the settings were read
+    std::optional<InterfaceControl> control_; // open since the settings were read
 };
 
 } // namespace ddal::phy
 
-// Bring an interface up or down. 0 or -1001.
+// Bring an interface up or down. Return 0 or DDAL_ERR_FAILURE.
 int ddal_ifconfig_up(const char *ifname);
 int ddal_ifconfig_down(const char *ifname);

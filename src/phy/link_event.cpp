@@ -27,7 +27,7 @@ namespace ddal::phy {
 namespace {
 
 constexpr const char *kWatchedProperty = "OperationalState";
-constexpr const char *kClosedKey = "ddal-link-events"; // marks a bus connection whose end is watched
+constexpr const char *kClosedKey = "ddal-link-events"; // marks a bus connection that is already watched for its end
 
 struct Registration {
     const Gio *gio;
@@ -41,15 +41,15 @@ struct Registration {
     Registration &operator=(const Registration &) = delete;
 };
 
-// Disconnecting does not wait for a handler that runs at that moment on the event thread, and its descriptor's number
-// may be another file's right after. GLib tells when the last use of a handler is over.
-std::mutex disconnecting; // one at a time
+// Disconnecting does not wait for a handler that is running on the event thread, and the number of its descriptor may
+// soon belong to another file. GLib reports the end of a handler's last use.
+std::mutex disconnecting; // one disconnection at a time
 pthread_mutex_t gone_mutex = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t gone_condition = PTHREAD_COND_INITIALIZER; // not destroyed at exit, which would wait for its waiters
+pthread_cond_t gone_condition = PTHREAD_COND_INITIALIZER; // never destroyed: that would wait for its waiters at exit
 int gone_fd = -1;
 
-// What a handler did comes before its descriptor is closed: GLib's locks see to that, and this says so to the compiler
-// and to whoever checks.
+// A handler's actions precede the close of its descriptor. GLib's locks ensure that; this variable shows it to the
+// compiler and to thread checkers.
 std::atomic<unsigned> handled{0};
 
 void on_handler_gone(void *user_data, GClosure *)
@@ -90,8 +90,8 @@ void notify_entry(void *key, void *, void *)
     notify(GPOINTER_TO_INT(key));
 }
 
-// Does nothing if the registration has ended: its descriptor's number may already belong to another file. The caller
-// holds the registry's lock.
+// Does nothing if the registration has ended: its descriptor number may already belong to another file. The caller
+// holds the registry lock.
 void notify_if_registered(GDBusProxy *proxy, int fd)
 {
     const auto *const record =
@@ -100,7 +100,7 @@ void notify_if_registered(GDBusProxy *proxy, int fd)
         notify(fd);
 }
 
-// Without the bus no state is known any more. Wakes whoever waits for one.
+// Without the bus the states are unknown. Wakes every waiting caller.
 void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
 {
     const RegistryLock lock;
@@ -108,7 +108,7 @@ void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
         loaded_gio()->hash_table_foreach(event_registry(), notify_entry, nullptr);
 }
 
-// The caller holds the registry's lock, so that two first users of a connection do not both watch it.
+// The caller holds the registry lock, so that two first users of a connection do not both watch it.
 void watch_bus(const Gio *gio, GDBusConnection *connection)
 {
     auto *const object = reinterpret_cast<GObject *>(connection);
@@ -118,21 +118,21 @@ void watch_bus(const Gio *gio, GDBusConnection *connection)
     gio->object_set_data(object, kClosedKey, connection);
 }
 
-// A property read that was asked for in the registration. `user_data` holds a reference of the proxy.
+// A property read that the registration has requested. `user_data` holds a reference to the proxy.
 struct Refresh {
     GDBusProxy *proxy;
     int fd;
 };
 
-// On the event thread, in the order in which replies and signals came in.
+// Runs on the event thread, in the order in which replies and signals arrive.
 void on_state_read(GObject *connection, GAsyncResult *result, void *user_data)
 {
-    const RegistryLock lock; // the registration that asked for it is over then
+    const RegistryLock lock; // waits until the requesting registration is complete
     const Gio *const gio = loaded_gio();
     const std::unique_ptr<Refresh> refresh{static_cast<Refresh *>(user_data)};
     GVariant *const reply =
         gio->dbus_connection_call_finish(reinterpret_cast<GDBusConnection *>(connection), result, nullptr);
-    // A service that has left since then tells nothing any more.
+    // A service that has left the bus since then no longer reports a state.
     char *const service = gio->dbus_proxy_get_name_owner(refresh->proxy);
     if (reply && service) {
         GVariant *value = nullptr;
@@ -152,8 +152,8 @@ void on_state_read(GObject *connection, GAsyncResult *result, void *user_data)
     gio->object_unref(refresh->proxy);
 }
 
-// A signal that the event thread receives while another thread is still setting up the proxy is dropped by the proxy:
-// the state is read once more, and this reply cannot be overtaken.
+// The proxy drops a signal that the event thread receives while another thread sets the proxy up. The state is
+// therefore read once more, and no later signal can overtake this reply.
 void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
 {
     auto *const refresh = new (std::nothrow) Refresh{proxy, fd};
@@ -170,7 +170,7 @@ void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
 struct Unreference {
     void operator()(GDBusConnection *connection) const
     {
-        const int saved_errno = errno; // says why a registration failed
+        const int saved_errno = errno; // the reason of a failed registration
         loaded_gio()->object_unref(connection);
         errno = saved_errno;
     }
@@ -183,7 +183,7 @@ void take_connection(void *, void *record, void *connection)
         loaded_gio()->dbus_proxy_get_connection(static_cast<Registration *>(record)->proxy);
 }
 
-// The connection of the registrations that there are; empty without any. It stays while it is referred to.
+// Returns the connection of the present registrations, or an empty reference without any. The reference keeps it.
 BusReference bus_in_use()
 {
     const RegistryLock lock;
@@ -207,14 +207,14 @@ BusReference connect_bus(const char *caller, const Gio *gio, const char *object_
     BusReference bus{gio->bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error)};
     if (!bus)
         log_proxy_failure(caller, gio, object_path, error);
-    else // a bus that restarts must not end the application, which is GLib's default
+    else // GLib would otherwise end the application when the bus restarts
         gio->dbus_connection_set_exit_on_close(bus.get(), FALSE);
     return bus;
 }
 
-std::mutex connecting; // one at a time: two would each find the descriptors of the other taken
+std::mutex connecting; // one at a time, because two would count each other's descriptors as taken
 
-// The bus for one registration, with the loop running. Empty, logged, where either is missing.
+// Returns the bus for one registration, with the loop running. Empty and logged if either is missing.
 BusReference find_bus(const char *caller, const char *object_path)
 {
     if (BusReference bus = bus_in_use(); bus && running_event_loop())
@@ -275,8 +275,9 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
 {
     if (!claim_links())
         return log_error(-1, "phy event loop is not running!\n");
-    const ForeignCall call; // GLib opens what it needs for its threads here
-    // Outlives the record, whose handler writes to it. Readable at once: the first wait yields the present state.
+    const ForeignCall call; // GLib opens descriptors for its threads here
+    // Outlives the record, whose handler writes to it. Readable at once, so that the first wait returns the present
+    // state.
     UniqueFd fd{eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)};
     if (!fd)
         return log_error(-1, "unable to open eventfd: %d\n", errno);
@@ -308,7 +309,7 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
 
 namespace {
 
-// The state that the proxy holds. False: the service or the bus is gone, or tells no state.
+// Stores the state that the proxy holds. Returns false when service or bus have gone, or when the state is unknown.
 bool cached_state(const Gio *gio, const Registration &record, uint16_t *state)
 {
     if (gio->dbus_connection_is_closed(gio->dbus_proxy_get_connection(record.proxy)))
@@ -325,8 +326,8 @@ bool cached_state(const Gio *gio, const Registration &record, uint16_t *state)
     return is_text;
 }
 
-// Reads the counter back to 0. Nothing pending is fine. A descriptor that is not an eventfd can return a short read,
-// which does not set errno.
+// Reads the counter back to 0. Succeeds without a pending event. A descriptor that is not an eventfd can return a short
+// read, which does not set errno.
 int clear_event(int fd)
 {
     eventfd_t count = 0;
@@ -349,7 +350,7 @@ int ddal_phy_event_retrieve(int fd, uint16_t *state)
     const CancellationHold hold;
     if (!state)
         return log_error(DDAL_ERR_FAILURE, "state is NULL\n");
-    if (links_are_of_another_process()) // whose event stays pending
+    if (links_are_of_another_process()) // the event stays pending in the parent
         return log_error(-ENOENT, "ddal_phy_event_register has not been called yet\n\n");
     if (clear_event(fd) != 0)
         return log_error(-EIO, "error reading eventfd %d: %d\n", fd, errno);
@@ -379,6 +380,6 @@ int ddal_phy_event_unregister(int fd)
         return log_error(-ENOENT, "ddal_phy_event_register has not been called yet\n\n");
     if (!loaded_gio()->hash_table_remove(event_registry(), GINT_TO_POINTER(fd)))
         return log_error(-ENOENT, "unable to remove from hash table fd=%d\n", fd);
-    close(fd); // under the lock: the number must not come back while its entry may still be looked at
+    close(fd); // under the lock, so that the number cannot be reused while its entry may still be read
     return 0;
 }

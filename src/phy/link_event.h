@@ -5,13 +5,13 @@
 
 namespace ddal::phy {
 
-// Watches "OperationalState" of one link object. The descriptor, or -1.
+// Watches "OperationalState" of one link object. Returns the descriptor, or -1.
 int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path);
 
-// The handler: on the event thread, with the descriptor itself as user data.
+// Handles property changes on the event thread; `user_data` is the descriptor.
 void on_properties_changed(GDBusProxy *proxy, GVariant *changed, const char *const *invalidated, void *user_data);
 
-// Ends a registration that leaves the registry. The descriptor may be closed afterwards: its handler no longer runs.
+// Ends a registration that leaves the registry. Afterwards its handler no longer runs, so the descriptor may be closed.
 void release_registration(void *registration);
 
 } // namespace ddal::phy

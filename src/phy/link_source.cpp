@@ -1,4 +1,4 @@
-// Which D-Bus object tells the state of a link.
+// The D-Bus object that reports the state of a link.
 #include <ddal/phy.h>
 
 #include <cerrno>
@@ -19,8 +19,8 @@ constexpr uint32_t kLinkEvent = 0;
 struct Source {
     const char *bus_name;
     const char *bus_interface;
-    const char *path; // without the number, whose first digit D-Bus escapes as "_3" and the digit
-    size_t path_size; // of the whole path in bytes: room for three digits
+    const char *path; // without the number; D-Bus escapes its first digit as "_3" and the digit
+    size_t path_size; // of the whole path in bytes, with room for three digits
     const char *number;
 };
 
@@ -31,7 +31,7 @@ constexpr Source kBroadcomSwitch = {"com.broadcom.switch1", "com.broadcom.switch
 constexpr Source kMarvellSwitch = {"com.marvell.switch1", "com.marvell.switch1.Link", "/com/marvell/switch1/link/_3",
                                    32, "port"};
 
-// The descriptor, or -1; a path that cannot be built is logged under the caller's name.
+// Returns the descriptor, or -1. Logs a path that cannot be built under the caller's name.
 int watch(const char *caller, const Source &source, uint32_t number)
 {
     char path[kLinuxInterface.path_size];
@@ -43,7 +43,7 @@ int watch(const char *caller, const Source &source, uint32_t number)
     return _ddal_phy_event_register(source.bus_name, source.bus_interface, path);
 }
 
-// Registers the link of a PHY device. The descriptor, -1, or below that the code to return.
+// Result of a registration: the descriptor, -1, or below that the code to return.
 struct Opened {
     int fd;
     int failure;

@@ -22,7 +22,7 @@ constexpr uint16_t kMultiPort = 0x0400;
 constexpr uint16_t kResolvedMaster = 0x4000;
 constexpr uint16_t kKeepInExpansion = 0xFFFD;
 
-constexpr const char *kReappliedInterface = "eth0"; // kept: whichever PHY device is changed
+constexpr const char *kReappliedInterface = "eth0"; // kept: for every PHY device
 
 struct Mode {
     uint32_t mode;

@@ -59,7 +59,7 @@ int release_reset(const char *caller, uint32_t dev_id)
         if (line.dev_id != dev_id)
             continue;
         char state = 0;
-        ddal_phy_file_read(line.path, &state); // after a failed read the line is released all the same
+        ddal_phy_file_read(line.path, &state); // a failed read does not prevent the release of the line
         if (state == kReleased || ddal_phy_file_write(line.path, kReleased) == 0)
             return 0;
         return log_error_as(caller, DDAL_ERR_FAILURE, "writing to cpld file failed\n");

@@ -43,7 +43,7 @@ constexpr Maker kMakers[] = {
     {0x01410DD0, ddal_phy_get_rclk_freq_marvel, ddal_phy_set_rclk_freq_marvel},
 };
 
-// Makes register 14 the clock register.
+// Maps register 14 to the clock register.
 int address_atheros_clock(uint32_t dev_id)
 {
     const bool addressed = ddal_phy_write_direct(dev_id, kMmdControl, 0, kMmdDevice) == 0 &&
@@ -58,7 +58,7 @@ namespace {
 
 // A PHY of the MBO board.
 struct MboPhy {
-    uint32_t port; // of the switch
+    uint32_t port; // port of the switch
     bool is_2500;
 };
 
@@ -101,7 +101,8 @@ int set_on_mbo(const char *caller, uint32_t phy_dev, uint16_t code)
     return 0;
 }
 
-// Whether the device's clock is that of an external switch port, which is always 25 MHz. 0 or -1001.
+// Reports whether the device has the clock of an external switch port, which is always 25 MHz. Returns 0 or
+// DDAL_ERR_FAILURE.
 int find_fixed_clock(const char *caller, uint32_t phy_dev, bool *fixed)
 {
     *fixed = false;
@@ -114,7 +115,7 @@ int find_fixed_clock(const char *caller, uint32_t phy_dev, bool *fixed)
     return 0;
 }
 
-// The interface behind a PHY device and the maker of its PHY. 0, -1001 or -ENOSYS.
+// Finds the interface of a PHY device and the maker of its PHY. Returns 0, DDAL_ERR_FAILURE or -ENOSYS.
 int find_maker(const char *caller, uint32_t phy_dev, uint32_t *dev_id, const Maker **maker)
 {
     Interface found{};
@@ -144,7 +145,7 @@ int ddal_phy_get_rclk_freq_atheros(uint32_t dev_id, uint16_t *code)
         return DDAL_ERR_FAILURE;
     for (size_t i = 0; i < std::size(kAtherosCodes); i++) {
         if (kAtherosCodes[i] == (data & kAtherosField))
-            *code = static_cast<uint16_t>(i); // the eight codes are all the values of the field
+            *code = static_cast<uint16_t>(i); // the eight codes cover all values of the field
     }
     return 0;
 }

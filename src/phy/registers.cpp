@@ -31,19 +31,19 @@ constexpr RegsNode kRegsNodes[] = {
     {false, 1, "/sys/bus/mdio_bus/devices/2090300.mdio:01/phy_regs"},
 };
 
-// A register is two bytes at its place in its page's part of the node.
+// Returns the offset of a two-byte register in its page's part of the node.
 off_t offset_of(uint32_t reg, uint32_t page)
 {
     return static_cast<off_t>(uint64_t{reg} * 2 | uint64_t{page} << 16);
 }
 
-// A register moves in one request of two bytes: two halves, taken at two moments, are not a value that it ever had.
+// Transfers a register in one request of two bytes: two halves from two moments would form a value that it never had.
 template <typename Transfer>
 bool moves_whole(Transfer transfer)
 {
     ssize_t n = 0;
     do {
-        errno = 0; // a short transfer leaves it
+        errno = 0; // a short transfer does not set it
         n = transfer();
     } while (n < 0 && errno == EINTR);
     return n == sizeof(uint16_t);
@@ -65,7 +65,7 @@ int get_phy_regs_filename(uint32_t dev_id, const char **filename)
 
 namespace {
 
-// Opens the node of an interface's PHY and lets `move` transfer one register; `call` is its name in the log.
+// Opens the node of an interface's PHY and calls `move` to transfer one register. `call` names the transfer in the log.
 template <typename Move>
 int transfer(const char *caller, uint32_t dev_id, int flags, const char *call, Move move)
 {
@@ -82,7 +82,7 @@ int transfer(const char *caller, uint32_t dev_id, int flags, const char *call, M
     return 0;
 }
 
-// Lets the Broadcom switch of the MBO board serve an access, or the interface of any other board.
+// Passes an access to the Broadcom switch on the MBO board, and to the interface's PHY on any other board.
 template <typename BySwitch, typename Direct>
 int access(const char *caller, uint32_t phy_dev, const char *verb, bool data_missing, BySwitch by_switch, Direct direct)
 {

@@ -14,7 +14,7 @@ namespace ddal::phy {
 
 namespace {
 
-constexpr uint32_t kSocPortSwitchPort = 4; // where an external switch serves the SoC port that carries it
+constexpr uint32_t kSocPortSwitchPort = 4; // port of an external switch for the SoC port that connects it
 
 } // namespace
 
@@ -30,7 +30,7 @@ int Route::admit(const Operation &operation, bool output_missing) const
 
 int Route::find(const Operation &operation)
 {
-    // The external switch at backhaul port 3 is found without looking at an interface.
+    // The external switch at backhaul port 3 is found without an interface.
     if (this_board().broadcom_switch)
         return find_on_mbo(operation);
     int rc = find_behind_backhaul_3(operation);
@@ -126,7 +126,7 @@ int Route::refuse_external() const
 
 int Route::check_copper(const Operation &operation) const
 {
-    // A board without PHYs is left to the register access, which refuses it.
+    // Leaves a board without PHYs to the register access, which refuses it.
     const bool needs_copper = operation.needs == Needs::kCopper || operation.needs == Needs::kPhysAndCopper;
     return needs_copper && this_board().phys ? is_interface_copper(phy_dev_, found_.dev_id) : 0;
 }

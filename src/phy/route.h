@@ -10,27 +10,26 @@
 
 namespace ddal::phy {
 
-// How an external switch behind backhaul port 3 is recognised, and whether the MBO board serves the operation for its
-// 2.5G PHY only.
+// Rule for the external switch behind backhaul port 3. kCachedType also limits the MBO board to its 2.5G PHY.
 enum class Rule { kFitting, kCachedType };
 
-// What is refused before any back end is asked.
+// Checks before any back end is called.
 enum class Needs {
     kNothing,
-    kPhys,          // -ENOSYS on the board whose PHYs cannot be reached
-    kCopper,        // the PHY itself serves the operation only where it is copper
+    kPhys,          // -ENOSYS on the board whose PHYs cannot be accessed
+    kCopper,        // without a switch, only a copper PHY serves the operation
     kPhysAndCopper, // both
 };
 
 struct Operation {
     const char *mbo_text; // "MBO board <text> error: <phy_dev>"
-    const char *external; // name of the external switch's operation; null where it has none
+    const char *external; // name of the external switch's operation; null if it lacks one
     Rule rule;
     Needs needs;
-    const char *output = nullptr; // names the output that must not be NULL
+    const char *output = nullptr; // name of the output that must not be NULL
 };
 
-// An operation with its bodies in the two switches.
+// An operation with its implementations in the two switches.
 template <typename... Parameters>
 struct Served : Operation {
     int (*by_broadcom)(uint32_t port, Parameters...);
@@ -43,17 +42,18 @@ Served(Operation, int (*)(uint32_t, Parameters...), std::nullptr_t) -> Served<Pa
 
 class Route {
 public:
-    // Failures are logged under the caller's name.
+    // Logs failures under the caller's name.
     Route(const char *caller, uint32_t phy_dev) : caller_(caller), phy_dev_(phy_dev) {}
 
-    // The result, if the operation is refused or a switch serves it. Nothing if it is left to the PHY of found().
+    // Returns the result if the operation is refused or a switch serves it. Returns nothing if the PHY of found()
+    // serves it.
     template <typename... Parameters>
     std::optional<int> ask(const Served<Parameters...> &operation, std::type_identity_t<Parameters>... arguments)
     {
         return serve(&Route::find, operation, arguments...);
     }
 
-    // Does the same in two steps: the Broadcom switch (if any) or the interface; then what is behind the interface.
+    // Does the same in two steps: first the Broadcom switch or the interface, then the back end of the interface.
     template <typename... Parameters>
     std::optional<int> ask_first(const Served<Parameters...> &operation, std::type_identity_t<Parameters>... arguments)
     {
@@ -67,7 +67,7 @@ public:
         return rc != 0 ? rc : answer(operation, arguments...);
     }
 
-    // The network interface; empty on the MBO board.
+    // Returns the network interface, which is empty on the MBO board.
     const Interface &found() const { return found_; }
 
 private:
@@ -112,7 +112,7 @@ private:
     const char *caller_;
     uint32_t phy_dev_;
     BackEnd back_end_ = BackEnd::kLocal;
-    uint32_t port_ = 0; // of the Broadcom or external switch
+    uint32_t port_ = 0; // port of the Broadcom or external switch
     Interface found_{};
 };
 

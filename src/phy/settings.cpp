@@ -38,7 +38,7 @@ uint32_t autoneg_of(const ethtool_cmd &settings)
     return settings.autoneg == AUTONEG_ENABLE;
 }
 
-// Stores what `read` finds in the settings of a PHY's interface; after a failure the settings are empty.
+// Stores the value that `read` finds in the settings of a PHY's interface. After a failure the settings are empty.
 template <typename Read>
 int get_setting(const char *caller, uint32_t phy_dev, const Served<uint32_t *> &operation, uint32_t *value, Read read)
 {

@@ -31,7 +31,7 @@ const SfpCage *find_sfp_cage(uint32_t sfpId)
 
 namespace {
 
-// Opens a memory and lets `move` transfer `length` bytes.
+// Opens a memory and calls `move` to transfer `length` bytes.
 template <typename Move>
 int transfer(uint32_t sfpId, uint32_t memory, int flags, uint32_t length, Move move)
 {

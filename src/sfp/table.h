@@ -27,7 +27,7 @@ inline constexpr SfpCage kSfpCagesOnI2c[kSfpCageCount] = {
      "/sys/class/cpld-sfp-irq/cpld-sfp-irq-0"},
 };
 
-// All other boards: the first cage's memories are reached through the CPLD.
+// All other boards: the CPLD gives access to the first cage's memories.
 inline constexpr SfpCage kSfpCagesOnCpld[kSfpCageCount] = {
     {DDAL_SFP_1,
      {"/sys/class/cpld-usr/cpld-usr/bh_sfp_id", "/sys/class/cpld-usr/cpld-usr/bh_sfp_diag"},
