@@ -1,5 +1,5 @@
-// Commands to a board and what its programs may start: what is refused and why; help, completion and documents say what
-// the commands are.
+// Commands to a board and the programs that it may start: refusals with their reasons, and the same commands in help,
+// completion and documents.
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -135,7 +135,7 @@ TEST(SerialLine, IsTracedAndFailsLikeEveryNode)
     EXPECT_THAT(trace, HasSubstr("\"call\":\"write\",\"path\":\"" + path + "\",\"data\":\"5a\",\"result\":1"));
 }
 
-// By the name of a link to them as well, and by the first line of a script.
+// Also by the name of a link to them, and by the first line of a script.
 TEST(Interpreters, StartFromAShellOfTheBoard)
 {
     char folder[] = "/tmp/scripts-XXXXXX";
@@ -160,7 +160,7 @@ TEST(Interpreters, StartFromAShellOfTheBoard)
     std::filesystem::remove_all(scripts);
 }
 
-// "    vboard ctl fpga set 0x100 1      a register", and "`vboard ctl trace off`".
+// Finds commands such as "    vboard ctl fpga set 0x100 1      a register" and "`vboard ctl trace off`".
 TEST(Documents, ShowCommandsThatWork)
 {
     std::vector<std::string> texts{std::regex_replace(vboard_says("--man"), std::regex("\\\\"), "")};

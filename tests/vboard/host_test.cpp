@@ -342,7 +342,7 @@ TEST(Board, RefusesOptionsThatWouldDoNothing)
     fs::remove_all(folder);
 }
 
-// On a stage, whose /tmp and processes are its alone.
+// Runs on a stage with a private /tmp and private processes.
 TEST(Board, LeavesNothingBehind)
 {
     const Stage stage;

@@ -208,7 +208,7 @@ int Board::open_channel(const Node &node, uint32_t flags, UniqueFd &program_end)
     Model *model = model_of(node);
     if (!model)
         return -ENXIO;
-    // Attributes signal with out-of-band data, which only streams have; records keep their bounds in packets.
+    // Attributes signal with out-of-band data, which requires a stream. Records need packets to keep their bounds.
     const bool has_priority_input = node.kind == NodeKind::kNotify || node.kind == NodeKind::kSignal;
     const int type = (has_priority_input ? SOCK_STREAM : SOCK_SEQPACKET) | SOCK_CLOEXEC;
     int ends[2];

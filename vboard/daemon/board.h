@@ -16,7 +16,7 @@ namespace vboard {
 
 class Board : public Controlled {
 public:
-    // `directory` was made by create_board.
+    // Opens a directory that create_board has made.
     Board(const std::filesystem::path &directory, Loop &loop);
     ~Board() override;
 
@@ -24,15 +24,15 @@ public:
     Loop &loop() { return loop_; }
     const std::filesystem::path &directory() const { return directory_; }
     std::filesystem::path private_path(const std::string &name) const { return directory_ / ".vboard" / name; }
-    // Where a file of the board lies on the host.
+    // Returns the host path of a file of the board.
     std::filesystem::path file(const std::string &board_path) const;
 
-    // Whole-file access to plain files of the board. Writing keeps the inode, so that open descriptors and maps stay
-    // true.
+    // Read and write plain files of the board as a whole. Writing keeps the inode, so that open descriptors and maps
+    // stay valid.
     std::string read_text(const std::string &board_path) const;
     void write_text(const std::string &board_path, const std::string &text);
 
-    // Time of the board: nanoseconds of its monotonic and its real clock, counts of its processor counter (204.8 MHz).
+    // Time of the board: nanoseconds of its monotonic and real clocks, counts of its processor counter (204.8 MHz).
     int64_t monotonic_ns() const;
     int64_t real_ns() const;
     uint64_t counter() const;
@@ -61,7 +61,7 @@ public:
                 each(page_->nodes[i]);
     }
 
-    // A pair of connected sockets for a channel: the program's end is returned, the daemon's goes to the model.
+    // Makes a pair of connected sockets for a channel. Returns the program's end; the daemon's goes to the model.
     int open_channel(const Node &node, uint32_t flags, UniqueFd &program_end);
 
     // Maps a TCP port of the board to a port of the host.
@@ -69,9 +69,9 @@ public:
     // Puts NAME=value into every environment of the board's programs.
     void add_environment(const std::string &entry);
 
-    // `vboard ctl` words; the first names a model, or is a command of the board itself.
+    // Executes the words of `vboard ctl`. The first word names a model, or is a command of the board.
     std::string control(const Words &words);
-    // The commands of the board itself.
+    // The commands of the board.
     static std::vector<ControlFamily> control_families();
 
 private:
@@ -88,7 +88,7 @@ private:
     uint32_t next_serial_ = 1;
 };
 
-// The model of a name in a board description; null when there is none.
+// Makes the model with a name in a board description. Returns null for an unknown name.
 std::unique_ptr<Model> make_model(const std::string &name, Board &board);
 
 } // namespace vboard

@@ -180,7 +180,7 @@ std::string slurp(const fs::path &path)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// "/bin/x" lies at "/usr/bin/x", as on a board with merged folders.
+// Maps "/bin/x" to "/usr/bin/x", as on a board with merged folders.
 fs::path place(const fs::path &root, const std::string &board_path)
 {
     for (const char *folded : {"/bin/", "/sbin/", "/lib/"})
@@ -240,7 +240,7 @@ void create_board(const fs::path &directory, const fs::path &description)
     for (const auto &node : conf.nodes) {
         const fs::path path = place(root, node.path);
         if (fs::exists(path))
-            continue; // a "file" statement gave it its text
+            continue; // a "file" statement has given its text
         write_file(path, "", 0666);
         if (node.size)
             fs::resize_file(path, node.size);

@@ -1,4 +1,4 @@
-// Board descriptions: one statement a line, "#" starts a comment, words may be quoted with C escapes.
+// Board descriptions: one statement per line, "#" starts a comment, words may be quoted with C escapes.
 //
 //   include common.conf                             another description, before what follows
 //   board 9 "MBO board"                             number and name
@@ -13,7 +13,7 @@
 //   node /dev/fpga_usr model fpga [size]            a node served by a model; the kinds are those of NodeKind:
 //                                                   plain model attribute channel notify signal
 //   model uptime                                    a model that has no node
-//   library libvboard-switch.so                     preloaded into every program, in front of the board's own
+//   library libvboard-switch.so                     preloaded into every program before the board's library
 //   init fpga set 0x0 0x17010203                    a control command when the board starts
 //   environment NAME=value                          for every program of the board
 #pragma once
@@ -38,16 +38,16 @@ struct BoardFile {
     std::vector<NodeLine> nodes;
     std::vector<std::vector<std::string>> init;
     std::vector<std::string> environment;
-    std::vector<std::string> models;             // without nodes
-    std::vector<std::string> libraries;          // of the virtual board, by file name
+    std::vector<std::string> models;             // models without nodes
+    std::vector<std::string> libraries;          // libraries of the virtual board, by file name
     std::vector<std::vector<std::string>> files; // the statements that make files, in order
-    std::string text;                            // the description with its includes put in
+    std::string text;                            // the description with its includes inserted
 };
 
 // Throws std::runtime_error with file and line.
 BoardFile read_board_file(const std::filesystem::path &path);
 
-// Makes a board directory from a description. The directory must not exist or be empty.
+// Makes a board directory from a description. The directory must be missing or empty.
 void create_board(const std::filesystem::path &directory, const std::filesystem::path &description);
 
 } // namespace vboard

@@ -1,4 +1,4 @@
-// The open ends of one channel or notifying node, and what a model does to all of them.
+// The open ends of one channel or notifying node. A model acts on all of them at once.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,14 @@ public:
     void add(UniqueFd end) { ends_.push_back(std::move(end)); }
     size_t count() const { return ends_.size(); }
 
-    // A record to every program. One that does not read is not waited for: it loses what no longer fits.
+    // Sends a record to every program. Does not wait for slow readers: a program that does not read loses records.
     void send(std::span<const uint8_t> record);
 
-    // Priority input (POLLPRI) at every program. It lasts until the program takes it: by reading the attribute (kind
-    // "notify"), or by the poll that reports it (kind "signal").
+    // Raises priority input (POLLPRI) at every program. It lasts until the program clears it: by reading the attribute
+    // (kind "notify"), or by the poll that reports it (kind "signal").
     void signal();
 
-    // The device goes away: every program reads the end of its channel.
+    // Disconnects the device: every program reads the end of its channel.
     void hang_up() { ends_.clear(); }
 
 private:

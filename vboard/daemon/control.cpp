@@ -43,8 +43,8 @@ constexpr Value kValues[] = {
 
 // One word of a form.
 struct Token {
-    std::string name; // of a value; empty: the word is one of `choices`
-    Words choices;    // spelled out
+    std::string name; // name of a value; empty if the word is one of `choices`
+    Words choices;    // literal words
     Kind kind = Kind::kText;
     bool optional = false;
     bool rest = false;
@@ -119,9 +119,9 @@ bool fits(const Token &token, const std::string &word)
 }
 
 struct Match {
-    bool is_whole;           // all words fit, and none is missing
+    bool is_whole;           // all words fit and are complete
     size_t reached;          // words that fit
-    const Token *stopped_by; // null: there is a word too many
+    const Token *stopped_by; // null: one word too many
     Given given;
 };
 
@@ -158,7 +158,7 @@ std::string expected(const Token &token)
     return token.name;
 }
 
-// "get, list or set"
+// Makes a text such as "get, list or set".
 std::string listed(const std::set<std::string> &words)
 {
     std::string list;
@@ -167,7 +167,7 @@ std::string listed(const std::set<std::string> &words)
     return list;
 }
 
-// Number of characters to add, take away, change or swap with the next one.
+// Counts the characters to add, remove, change or swap with the next one.
 size_t distance(const std::string &a, const std::string &b)
 {
     std::vector<std::vector<size_t>> steps(a.size() + 1, std::vector<size_t>(b.size() + 1));
@@ -186,7 +186,7 @@ size_t distance(const std::string &a, const std::string &b)
     return steps[a.size()][b.size()];
 }
 
-// Says what is wrong, from the rows that understood most of the words.
+// Throws the fault, as seen by the rows that match most of the words.
 [[noreturn]] void refuse(const ControlFamily &family, const std::vector<std::vector<Token>> &rows, const Words &words)
 {
     size_t reached = 0;
@@ -213,7 +213,7 @@ size_t distance(const std::string &a, const std::string &b)
         text += "\"" + words[reached] + "\" is one word too many";
     else
         text += "\"" + words[reached] + "\" is not " + listed(wanted) + suggestion(words[reached], choices);
-    // A verb that was misspelt can pass for the name of a device.
+    // A misspelt verb can pass for the name of a device.
     if (reached == 1 && std::find(verbs.begin(), verbs.end(), words[0]) == verbs.end())
         text += suggestion(words[0], verbs);
     throw ControlError(text + "; see \"vboard ctl " + family.name + " --help\"");

@@ -21,7 +21,7 @@ struct ControlError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Decimal, or hexadecimal after 0x. Both throw ControlError with the word in it.
+// Convert a decimal number, or a hexadecimal one after 0x. Both throw ControlError with the word in it.
 uint64_t number_of(const std::string &word);
 double decimal_of(const std::string &word);
 
@@ -29,7 +29,7 @@ double decimal_of(const std::string &word);
 class Given {
 public:
     bool has(const std::string &name) const { return values_.contains(name); }
-    // Whether the user chose this word of those that the form spells out.
+    // Reports whether the user chose this word among the alternatives of the form.
     bool says(const std::string &word) const { return said_.contains(word); }
     const std::string &text(const std::string &name) const { return values_.at(name).front(); }
     template <typename Number = uint32_t>
@@ -48,7 +48,7 @@ public:
     }
     double decimal(const std::string &name) const { return decimal_of(text(name)); }
     std::vector<uint8_t> bytes(const std::string &name) const;
-    // All words of a "NAME..."; none when it was left out.
+    // Returns all words of a "NAME...", or no words if it was left out.
     Words words(const std::string &name) const { return has(name) ? values_.at(name) : Words{}; }
 
     void say(const std::string &word) { said_.insert(word); }
@@ -62,14 +62,14 @@ private:
     std::set<std::string> said_;
 };
 
-// Obeys control commands: a model, or the board itself.
+// Receiver of control commands: a model, or the board.
 class Controlled {
 public:
     virtual ~Controlled() = default;
 };
 
-// The form is the words in their order: "stop|start" stands as it is, ADDRESS is a value of the kind that control.cpp
-// lists, "[...]" may be left out, "NAME..." takes all words that follow.
+// The form lists the words in order: "stop|start" is literal, ADDRESS is a value of a kind that control.cpp lists,
+// "[...]" is optional, "NAME..." takes all following words.
 struct ControlCommand {
     std::string form;
     std::string help;
@@ -77,8 +77,8 @@ struct ControlCommand {
 };
 using ControlTable = std::vector<ControlCommand>;
 
-// A row for the class that obeys. `act` is called with the object and, if it takes them, the words; a string that it
-// returns is printed.
+// A row for the class that receives the command. Calls `act` with the object and, if `act` takes them, the words. A
+// returned string is printed.
 template <typename Object>
 struct ControlRow : ControlCommand {
     template <typename Act>
@@ -116,18 +116,18 @@ struct ControlFamily {
     ControlTable (*commands)();
 };
 
-// The board's own families, then those of all models that there are.
+// Returns the families of the board, then those of all models.
 std::vector<ControlFamily> control_families();
-// Null for a name that no family has.
+// Returns null for an unknown name.
 const ControlFamily *find_family(const std::vector<ControlFamily> &families, const std::string &name);
 
-// Runs the command that the words say. Throws ControlError.
+// Runs the command of the words. Throws ControlError.
 std::string run_control(const ControlFamily &family, Controlled &controlled, const Words &words);
 
-// The words that may follow, as far as the forms spell them out.
+// Returns the literal words that may follow.
 Words next_words(const ControlFamily &family, const Words &words);
 
-// "; did you mean "stop"?", or nothing when no candidate is close.
+// Returns "; did you mean "stop"?", or nothing when no candidate is close.
 std::string suggestion(const std::string &word, const Words &candidates);
 
 } // namespace vboard

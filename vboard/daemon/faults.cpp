@@ -21,7 +21,7 @@ Words known_errors()
     return names;
 }
 
-// Errors by name; glibc's strerrorname_np knows them all.
+// Returns the errno of a name; glibc's strerrorname_np knows them all.
 int error_of(const std::string &name)
 {
     for (int error = 1; error < 134; ++error) {
@@ -103,7 +103,7 @@ bool is_boards_alone(const std::string &path)
     return best->policy == Policy::kBoard;
 }
 
-// Programs may still make the path: the rule is armed all the same.
+// Warns of a path without a node. The rule is armed anyway, because programs may still create the path.
 std::string warning_about(const Board &board, const std::string &path)
 {
     const bool is_prefix = path.ends_with("*");

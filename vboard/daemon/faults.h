@@ -5,7 +5,7 @@
 
 namespace vboard {
 
-// What `vboard ctl fault` takes; obeyed by a Board.
+// The commands of `vboard ctl fault`, for a Board.
 ControlTable fault_commands();
 
 } // namespace vboard

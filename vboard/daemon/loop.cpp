@@ -45,7 +45,7 @@ void Loop::cancel(uint64_t timer)
         }
 }
 
-// To the nanosecond: the frame tick must not come a millisecond late.
+// Waits to the nanosecond: the frame tick must not be a millisecond late.
 int Loop::wait(epoll_event *events, int most) const
 {
     using namespace std::chrono;
@@ -61,7 +61,7 @@ int Loop::wait(epoll_event *events, int most) const
 
 void Loop::run_due_timers()
 {
-    // Handlers may set new timers: only what is due now runs in this round.
+    // Handlers may set new timers, so only those that are due now run in this round.
     const auto now = std::chrono::steady_clock::now();
     while (!timers_.empty() && timers_.begin()->first.first <= now) {
         const Handler handler = std::move(timers_.begin()->second);
@@ -79,7 +79,7 @@ void Loop::run()
         for (int i = 0; i < n && running_; ++i) {
             const auto found = handlers_.find(events[i].data.fd);
             if (found == handlers_.end())
-                continue; // forgotten by a handler before it
+                continue; // an earlier handler has forgotten it
             const Handler handler = found->second;
             handler();
         }

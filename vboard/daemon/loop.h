@@ -22,11 +22,11 @@ public:
 
     Loop();
 
-    // Calls `handler` whenever `fd` is readable (or has gone), until it is forgotten.
+    // Calls `handler` whenever `fd` is readable (or at its end), until forget().
     void watch(int fd, Handler handler);
     void forget(int fd);
 
-    // Calls `handler` once. Returns a number to cancel it by.
+    // Calls `handler` once. Returns a number for cancel().
     uint64_t at(HostTime when, Handler handler);
     void cancel(uint64_t timer);
 

@@ -1,7 +1,7 @@
 // A device model: the state behind one or more nodes of the board.
 //
-// The daemon calls a model from one thread only. Everything a model knows about time comes from the board's clock, so
-// that scaled time and tests in numbers work.
+// The daemon calls a model from one thread only. A model takes all times from the board's clock, so that scaled time
+// and exact tests work.
 #pragma once
 
 #include <cstdint>
@@ -23,9 +23,9 @@ class Board;
 
 using Bytes = std::vector<uint8_t>;
 
-// Where the answer to one request goes. Copies share the request; the first reply counts. A model that cannot answer at
-// once keeps the Answer; when the caller is interrupted meanwhile it is told so by the server and the late reply goes
-// nowhere.
+// Destination of the answer to one request. Copies share the request, and the first reply counts. A model that cannot
+// answer at once keeps the Answer. If the caller is interrupted meanwhile, the server reports that and drops the late
+// reply.
 class Answer {
 public:
     using Sink = std::function<void(int result, std::span<const uint8_t> bytes)>;
@@ -54,26 +54,26 @@ public:
     Model(const Model &) = delete;
     Model &operator=(const Model &) = delete;
 
-    // Runs once, when all nodes are there.
+    // Runs once, after all nodes are made.
     virtual void start() {}
 
-    // The requests a node understands and the bytes each carries.
+    // Returns the requests of a node, with the bytes that each carries.
     virtual std::vector<IoctlForm> ioctls(const Node &) const { return {}; }
 
-    // Transfers: bytes moved, or -errno.
+    // Transfers return the bytes moved, or -errno.
     virtual int read(const Node &, uint64_t offset, std::span<uint8_t> out);
     virtual int write(const Node &, uint64_t offset, std::span<const uint8_t> in);
 
-    // A request; `argument` holds what the caller's record held, the answer's bytes go back into it.
+    // Executes a request. `argument` holds the caller's record and receives the answer's bytes.
     virtual void ioctl(const Node &, uint32_t request, Bytes argument, Answer answer);
 
-    // A channel was opened; `end` is the daemon's end of the socket. 0 or -errno.
+    // Opens a channel; `end` is the daemon's end of the socket. Returns 0 or -errno.
     virtual int open(const Node &, uint32_t flags, UniqueFd end);
 
-    // Text of a notifying attribute.
+    // Returns the text of a notifying attribute.
     virtual std::string text(const Node &);
 
-    // What `vboard ctl <model>` takes; a model with commands has a table of the same name.
+    // Returns the commands of `vboard ctl <model>`. A model with commands hides this function.
     static ControlTable commands() { return {}; }
 
 protected:

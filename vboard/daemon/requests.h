@@ -1,4 +1,4 @@
-// Requests that belong to no node: network interfaces and the switch's client library.
+// Requests without a node: network interfaces and the switch's client library.
 #pragma once
 
 #include "daemon/board.h"

@@ -36,7 +36,7 @@ void send_reply(int fd, uint32_t id, int result, std::span<const uint8_t> bytes,
         entry->cmsg_len = CMSG_LEN(sizeof(int));
         std::memcpy(CMSG_DATA(entry), &attached, sizeof attached);
     }
-    // A client that has gone meanwhile is noticed when its socket is read.
+    // A client that has disconnected is noticed when its socket is read.
     static_cast<void>(sendmsg(fd, &message, MSG_NOSIGNAL));
 }
 

@@ -14,7 +14,7 @@ public:
     explicit Server(Board &board);
     ~Server();
 
-    // Ends the loop when the last holder (a running `vboard run`) has gone.
+    // Ends the loop when the last holder (a running `vboard run`) has disconnected.
     void stop_when_unheld(bool stop) { stop_when_unheld_ = stop; }
 
 private:
@@ -32,7 +32,7 @@ private:
     Board &board_;
     UniqueFd listener_;
     std::map<int, std::shared_ptr<Client>> clients_;
-    std::map<uint32_t, uint64_t> positions_; // of notifying attributes, by the socket's serial
+    std::map<uint32_t, uint64_t> positions_; // positions of notifying attributes, by the socket's serial
     unsigned holders_ = 0;
     bool stop_when_unheld_ = true;
 };

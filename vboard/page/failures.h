@@ -74,7 +74,7 @@ constexpr CallFailures kCallFailures[] = {
     {"clock_gettime", {EINVAL, 0}, false},
 };
 
-// Calls that a rule may name as well; a sweep leaves them alone.
+// Further calls that a rule may name; a sweep does not fail them.
 constexpr const char *kOtherCalls[] = {"chdir", "mkfifo", "statfs", "utimens", "xattr"};
 
 } // namespace vboard

@@ -65,7 +65,7 @@ struct Terminal {
     std::atomic<uint32_t> cflag;
     std::atomic<uint32_t> input_speed;
     std::atomic<uint32_t> output_speed;
-    char path[64]; // of a line of the board, as programs name it; "" for any other terminal
+    char path[64]; // path of a line of the board; "" for any other terminal
 };
 
 // TCP ports and local names that are global on a host and private to a board.

@@ -84,7 +84,7 @@ Policy policy_of(const char *board)
     return best->policy;
 }
 
-// "python3.11" is a "python3", and "lua5.4" a "lua".
+// Treats "python3.11" as "python3", and "lua5.4" as "lua".
 bool is_version_of(const char *name, const char *program)
 {
     if (!starts_with(name, program))
@@ -107,8 +107,8 @@ bool is_host_program(const char *board)
     return false;
 }
 
-// Finds the host path to read from, for a name without links. `is_named_program`: it stands behind a link of the host
-// that is itself a program for the board, as python3.11 behind python3.
+// Finds the host path to read from, for a name without links. `is_named_program`: a link of the host that is itself a
+// program for the board leads to the name, as python3 leads to python3.11.
 void host_for_reading(const char *board, Policy policy, bool is_named_program, char *host)
 {
     copy_text(host, PATH_MAX, page()->root);

@@ -115,7 +115,7 @@ void name_of_descriptor(int fd, char *out, size_t size);
 
 const Node *node_by_path(const char *board_path);
 const Node *node_of(int fd);
-// The path of the board's serial line behind "/dev/pts/N"; nullptr for any other terminal.
+// Returns the path of the board's serial line behind "/dev/pts/N", or nullptr for any other terminal.
 const char *line_behind(const char *terminal);
 // The number of one handed-out socket, 0 for anything else.
 uint32_t serial_of(int fd);

@@ -22,7 +22,7 @@ struct Service {
     const char *name;
     const char *interface;
     const char *folder;
-    uint32_t first; // numbers of its links
+    uint32_t first; // number of its first link
     uint32_t last;
 };
 constexpr Service kServices[] = {
@@ -44,7 +44,7 @@ const Service &service_of(LinkKind kind)
     throw std::logic_error("no such kind of link");
 }
 
-// The first digit of a number is escaped in a path element: 14 is "_314".
+// Escapes the first digit of a number in a path element: 14 becomes "_314".
 std::string path_of(const Service &service, uint32_t number)
 {
     return std::string(service.folder) + "/_3" + std::to_string(number);

@@ -1,4 +1,4 @@
-// A message bus of the board's own with the link objects of the network and switch services on it.
+// A private message bus of the board, with the link objects of the network and switch services.
 #pragma once
 
 #include <map>
@@ -11,15 +11,15 @@ struct sd_bus;
 
 namespace vboard {
 
-// By object path.
+// States by object path.
 struct LinkStates {
     std::map<std::string, std::string> told;
-    std::map<std::string, std::string> missed; // changes whose signal nobody got: what reading the property alone gives
+    std::map<std::string, std::string> missed; // changes whose signal was lost: only reading the property shows them
 };
 
 class LinkBus {
 public:
-    // Programs find the bus by its socket in the board's own folder.
+    // Programs find the bus by its socket in the board's folder.
     explicit LinkBus(Board &board);
     ~LinkBus();
     LinkBus(const LinkBus &) = delete;
@@ -31,7 +31,7 @@ public:
     bool is_running() const { return bus_; }
 
     void set_state(LinkKind kind, uint32_t number, const std::string &state);
-    // A change behind the back of who has just read all properties; until the next state.
+    // Changes a link unnoticed by a client that has just read all properties. Lasts until the next state.
     void miss(LinkKind kind, uint32_t number, const std::string &state);
     void leave(LinkKind kind);
     void come_back(LinkKind kind);
