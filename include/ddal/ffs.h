@@ -73,7 +73,8 @@ DDAL_API int ddal_ffs_query_fstype(uint32_t id, uint32_t *type);
  *
  * state: receives one of DDAL_FFS_NOT_MOUNTED, _READ_ONLY, _READ_WRITE; unchanged after a failure.
  *
- * DDAL_ERR_FAILURE: no mount table. -ENOMEM: its entry is too long. -EINVAL: the entry names neither "ro" nor "rw".
+ * DDAL_ERR_FAILURE: no mount table, or it cannot be read. -ENOMEM: its entry is too long. -EINVAL: the entry names
+ * neither "ro" nor "rw".
  *
  * @threads safe
  * @blocks one access

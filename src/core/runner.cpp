@@ -2,7 +2,6 @@
 #include <ddal/common.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <pthread.h>
 #include <sys/wait.h>
@@ -104,16 +103,24 @@ int feed(FILE *in, unsigned flags, FILE *to_child)
     return result;
 }
 
+// The thread that feeds a program. It is made first and waits for the program: a program that was started before the
+// thread failed would act on an empty input.
 struct Feeder {
     FILE *in;
     unsigned flags;
-    FILE *to_child;
-    int result;
+    FILE *to_child = nullptr; // stays so where there is no program
+    int result = 0;
+    pthread_mutex_t gate = PTHREAD_MUTEX_INITIALIZER; // held by the caller until the program runs
 };
 
 void *feed_and_close(void *argument)
 {
     Feeder &feeder = *static_cast<Feeder *>(argument);
+    pthread_mutex_lock(&feeder.gate);
+    pthread_mutex_unlock(&feeder.gate);
+    if (!feeder.to_child)
+        return nullptr;
+
     char buffer[BUFSIZ]; // passwords pass through it, so it must be wiped
     setvbuf(feeder.to_child, buffer, _IOFBF, sizeof buffer);
     feeder.result = feed(feeder.in, feeder.flags, feeder.to_child);
@@ -132,13 +139,8 @@ void *feed_and_close(void *argument)
 // The thread blocks all signals: the application's handlers must run in the application's threads.
 int start_feeder(pthread_t *thread, Feeder *feeder)
 {
-    sigset_t all;
-    sigset_t old;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &old);
-    const int error = pthread_create(thread, nullptr, feed_and_close, feeder);
-    pthread_sigmask(SIG_SETMASK, &old, nullptr);
-    return error;
+    const SignalHold hold;
+    return pthread_create(thread, nullptr, feed_and_close, feeder);
 }
 
 } // namespace
@@ -184,27 +186,27 @@ int _ddal_common_shell_command_write_fp(FILE *in, unsigned flags, const char *pa
 int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out, const char *path, char **argv)
 {
     const Caller caller = {__func__, "popen", path};
-    pid_t pid = -1;
-    FILE *to_child = nullptr;
-    FILE *from_child = nullptr;
     name_program(path, argv);
-    const int started = ddal_common_spawn(&pid, &to_child, &from_child, STDERR_FILENO, path, argv);
-    if (started < 0)
-        return failed(caller, started);
 
     // A child may write much before it has read all of its input. One thread for both directions would deadlock with
     // it.
-    int status = 0;
-    Feeder feeder = {in, flags, to_child, 0};
+    Feeder feeder = {.in = in, .flags = flags};
     pthread_t thread;
+    pthread_mutex_lock(&feeder.gate);
     const int thread_error = start_feeder(&thread, &feeder);
-    if (thread_error != 0) {
-        ddal_common_spawn_wait(pid, to_child, from_child, &status);
+    if (thread_error != 0)
         return -thread_error;
-    }
-    const int copied = ddal_common_copy_stream(from_child, out);
-    const int waited = ddal_common_spawn_wait(pid, nullptr, from_child, &status);
+    pid_t pid = -1;
+    FILE *from_child = nullptr;
+    const int started = ddal_common_spawn(&pid, &feeder.to_child, &from_child, STDERR_FILENO, path, argv);
+    pthread_mutex_unlock(&feeder.gate);
+
+    int status = 0;
+    const int copied = started < 0 ? 0 : ddal_common_copy_stream(from_child, out);
+    const int waited = started < 0 ? 0 : ddal_common_spawn_wait(pid, nullptr, from_child, &status);
     const int join_error = pthread_join(thread, nullptr);
+    if (started < 0)
+        return failed(caller, started);
     if (join_error != 0)
         return -join_error;
     return outcome(caller, waited, status, feeder.result != 0 ? feeder.result : copied);

@@ -12,10 +12,12 @@
 #include "core/foreign_call.h"
 #include "core/log.h"
 #include "core/program.h"
+#include "core/stream.h"
 #include "core/text.h"
 
 using ddal::core::code_of;
 using ddal::core::run_program;
+using ddal::core::SignalHold;
 
 namespace ddal::storage {
 
@@ -119,8 +121,11 @@ int ddal_ffs_is_mounted(uint32_t id, uint32_t *state)
 
     mntent entry;
     char text[kMountEntrySize];
+    const SignalHold hold; // an interrupted read would pass for the end of the table
     do {
         if (!getmntent_r(table.get(), &entry, text, sizeof text)) {
+            if (ferror(table.get()))
+                return log_error(DDAL_ERR_FAILURE, "error opening %s\n", kMountTable);
             *state = DDAL_FFS_NOT_MOUNTED;
             return 0;
         }
