@@ -4,6 +4,6 @@
 . /usr/lib/vboard/stub.sh
 case $1 in
 set_led) echo "$2" >/flash/config/leds-off ;;
-update) date +%s >/flash/config/device-tree.saved ;;
+update) now=$(date +%s) && echo "$now" >/flash/config/device-tree.saved ;;
 *) exit 2 ;;
 esac

@@ -158,6 +158,16 @@ void Phy::plug(bool partner)
     partner_ = partner;
 }
 
+std::string Phy::text() const
+{
+    std::string text;
+    for (const auto &[place, value] : registers_)
+        text += std::to_string(place.first) + "." + std::to_string(place.second) + " = " + std::to_string(value) + "\n";
+    for (const auto &[place, value] : extended_)
+        text += "extended " + std::to_string(place) + " = " + std::to_string(value) + "\n";
+    return text;
+}
+
 std::string Phy::take_log()
 {
     return std::exchange(log_, {});

@@ -34,6 +34,9 @@ public:
     // "read <page>.<reg> = <value>" and "write ..." since the last call, one a line.
     std::string take_log();
 
+    // Registers that were written, as "<page>.<reg> = <value>", one a line.
+    std::string text() const;
+
     // Commands of an owner of PHYs: `prefix` is how they name one, and `at` finds it for the words.
     template <typename Owner, typename At>
     static ControlTable commands(const std::string &prefix, At at);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -187,6 +188,10 @@ private:
     Phy &phy_in(const Given &given);
     static ControlTable phy_commands();
     std::string show(uint32_t number);
+    std::string text();
+    std::string changes();
+    void keep();
+    void restore();
 
     using Key = std::array<int64_t, 4>;
     std::map<uint32_t, Port> ports_;
@@ -205,6 +210,9 @@ private:
     std::string calls_;
     int64_t release_ = 0;
     int64_t service_release_ = 0;
+
+    struct Kept;
+    std::shared_ptr<Kept> kept_;
 };
 
 } // namespace vboard

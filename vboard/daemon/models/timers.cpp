@@ -80,7 +80,15 @@ void EventTimers::ioctl(const Node &, uint32_t request, Bytes argument, Answer a
 
 ControlTable EventTimers::commands()
 {
-    return {ControlRow<EventTimers>{"show", "print the configuration and every timer", &EventTimers::show}};
+    using Row = ControlRow<EventTimers>;
+    return {Row{"show", "print the configuration and every timer", &EventTimers::show},
+            Row{"clear", "remove the configuration and every timer", &EventTimers::clear}};
+}
+
+void EventTimers::clear()
+{
+    configuration_.clear();
+    timers_.clear();
 }
 
 std::string EventTimers::show() const

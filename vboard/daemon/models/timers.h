@@ -16,6 +16,7 @@ public:
     static ControlTable commands();
 
 private:
+    void clear();
     std::string show() const;
 
     struct Timer {
