@@ -8,6 +8,10 @@ found nowhere, and is not an output, fails the build. A row may also say, beside
     finish   statements after a call that succeeded, which give back what it handed out
     kind     how to read the result, where its type does not tell (Kind in calls.h)
     refuses  why the call is meant to fail on this board: a body that has nothing to do here, or nothing to find
+    always   statements after the call, whatever came of it
+    between  statements between two calls of one process: they supply what the first call has used up
+    apart    why success does not speak of the output: its failure is only logged
+    in_child the line of a child whose parent has called before, where the child is refused
 """
 
 NAMES = {
@@ -45,10 +49,15 @@ OPEN_LOADER = """int fd = open("/dev/ttyFPGA3", O_RDWR | O_NOCTTY | O_CLOEXEC);
     CALL(bsl_entry)(fd, 0);"""
 UNLOCKED = OPEN_LOADER + "\n    CALL(bsl_rx_password)(fd, kPassword, 32, 0);"
 CLOSE_LINE = "close(fd);"
-NO_RULES = "needs field rules, which a product supplies"
-NO_SDK_CALL = "the switch's client library has no such call"
 NO_MULTIPORT = "the external switch is supplied by a product"
 COPPER = {"port": "14"}
+
+
+def undoes(operations, before, arguments):
+    """A row for what finds or takes back that which another operation has set."""
+    call = f"CALL({before})({arguments});"
+    return [(operations, {"setup": call, "between": call})]
+
 
 OPERATIONS = [
     # --- core ---
@@ -59,14 +68,16 @@ OPERATIONS = [
     (r"ddal_kvb_common_read_string_to_u64", {"path": '"/sys/class/fpga_rf_pwr/fpga_rf_pwr/loop_cnt"'}),
     (r"ddal_common_read_u32val_array", {"n": "1"}),
     (r"ddal_common_read_u32val.*", {"path": '"/proc/device-tree/dsp/dsp-mask-count"'}),
-    (r"_ddal_common_shell_command.*", {"path": '"/bin/sh"', "flags": "1"}),
+    # The programs act in one step: scarce descriptors and an end of the caller are theirs, too.
+    (r"_ddal_common_shell_command.*|ddal_common_read_cmd_output", {"path": '"/bin/sh"', "flags": "1", "kind": "kCode"}),
     (r"_ddal_common_shell_command(_read)?", {
-        "setup": """char word[] = "sh", option[] = "-c", line[] = "cat; echo done; echo ran >/flash/config/campaign";
+        "setup": """char word[] = "sh", option[] = "-c", line[] = "echo done && ln -s ran /flash/config/campaign";
     char *argv[] = {word, option, line, nullptr};"""}),
     (r"_ddal_common_shell_command_(read_)?write_fp", {
-        "setup": """char word[] = "sh", option[] = "-c", line[] = "cat >/flash/config/campaign; echo done";
+        "setup": """char word[] = "sh", option[] = "-c";
+    char line[] = "read text && echo done && ln -s \\"$text\\" /flash/config/campaign";
     char *argv[] = {word, option, line, nullptr};
-    const Stream in = stream("to the program");"""}),
+    const Stream in = stream("input");"""}),
     (r"_ddal_common_shell_command_read_write_fp", {"setup": "const Stream out = stream(nullptr);"}),
     (r"ddal_sysinfo_.*", {"category": "13", "key": "18"}),
     (r"ddal_kvb_rpram_get_isti", {"setup": "CALL(ddal_kvb_rpram_set_isti)(5);"}),
@@ -87,12 +98,17 @@ OPERATIONS = [
     (r"ddal_bcm_(copper_.*|.*_ext_phy_register|.*rclk.*|.*mdix)", COPPER),
     (r"ddal_bcm_.*master_slave.*", {"port": "20"}),
     (r"ddal_bcm_write_ext_phy_register", {"value": "0x0de1"}),
-    (r"ddal_bcm_ifp_.*action_(add|remove)|ddal_bcm_ifp_(redirect_frame|cosq).*_get", {"refuses": NO_RULES}),
-    (r"ddal_bcm_(dstmac_.*(set|remove)|loopback_(add|remove)|tunneling_.*)", {"refuses": NO_RULES}),
-    (r"ddal_eth_switch_((add|remove)_(multicast|tunneling).*|(en|dis)able_loopback|get_tunneling)", {"refuses": NO_RULES}),
-    (r"ddal_(bcm|eth_switch)_(ethertype_svlan_.*|vlan_learning_mode.*|[gs]et_vlan_learning.*|.*_ethertype_svlan)",
-     {"refuses": NO_SDK_CALL}),
-    (r"ddal_(bcm_vlan_translation_(en|dis)able|eth_switch_(en|dis)able_vlan_translation)", {"refuses": NO_SDK_CALL}),
+    (r"ddal_ext_switch_rules", {"size": "&size", "setup": "uint32_t size = 256;"}),
+    (r"ddal_bcm_ifp_install_.*", {"setup": "uint32_t attached = 0;\n    CALL(ddal_bcm_loopback_get)(18, &attached);"}),
+    *undoes("ddal_bcm_ifp_redirect_frame_action_(remove|get)", "ddal_bcm_ifp_redirect_frame_action_add", "18, 20, 0"),
+    *undoes("ddal_bcm_ifp_dstmac_.*_(remove|get)|ddal_bcm_dstmac_.*remove|ddal_eth_switch_remove_multicast_filter",
+            "ddal_bcm_ifp_dstmac_filtered_redirect_frame_action_add", "18, 20, kMac"),
+    *undoes("ddal_bcm_ifp_cosq_.*_(remove|get)", "ddal_bcm_ifp_cosq_untagged_frame_action_add", "18, 4"),
+    *undoes("ddal_bcm_ifp_preserve_.*_remove", "ddal_bcm_ifp_preserve_pcp_priority_frame_action_add", "18"),
+    *undoes("ddal_bcm_loopback_remove|ddal_eth_switch_disable_loopback", "ddal_bcm_loopback_add", "18"),
+    *undoes("ddal_bcm_tunneling_(remove|get)|ddal_eth_switch_(remove|get)_tunneling", "ddal_bcm_tunneling_set", "18, 20, 0"),
+    *undoes("ddal_(bcm|eth_switch)_(ethertype_svlan_(get|remove)|(get|remove)_ethertype_svlan)",
+            "ddal_bcm_ethertype_svlan_set", "18, 0x88a8, 7"),
     (r"ddal_(bcm|eth_switch)_.*(svlan_remove|delete_svlan|svlan_port_.*|add_svlan|remove_svlan|default_svlan_.*|"
      r"(set|get|remove)_default_svlan|vlan_translation.*|egress_translations.*)",
      {"setup": "CALL(ddal_bcm_svlan_create)(7);"}),
@@ -113,23 +129,23 @@ OPERATIONS = [
     (r"ddal_devicetree_set_reset_loop_counter_1", {"value": "0xFFFFFFFF"}),
     # --- RF card ---
     (r"bsl_set_uart_speed", {"setup": 'int fd = open("/dev/ttyFPGA3", O_RDWR | O_NOCTTY | O_CLOEXEC);', "finish": CLOSE_LINE}),
-    (r"bsl_(entry|reset|change_baud|rx_password)", {"setup": OPEN_LOADER, "finish": CLOSE_LINE, "length": "32"}),
+    (r"bsl_(entry|reset|change_baud|rx_password)", {"setup": OPEN_LOADER, "always": CLOSE_LINE, "length": "32"}),
     (r"bsl_(load_pc|toggle_info|tx_bsl_version|tx_app_ver|erase.*|crc_check|[rt]x_data.*)",
-     {"setup": UNLOCKED, "finish": CLOSE_LINE, "address": "0x9000"}),
+     {"setup": UNLOCKED, "always": CLOSE_LINE, "address": "0x9000"}),
     (r"bsl_tx_data.*|bsl_rx_data.*", {"block": "&packet",
         "setup": "uint8_t room[256]{};\n    bsl_packet packet{4, room};\n    (void)packet;", "destination": "room"}),
     (r"bsl_crc_check", {"length": "16"}),
     (r"bsl_tx_pkt", {"setup": OPEN_LOADER + "\n    uint8_t room[] = {0x19};\n    bsl_packet command{1, room};",
-        "packet": "&command", "finish": CLOSE_LINE}),
+        "packet": "&command", "always": CLOSE_LINE}),
     (r"bsl_rx_pkt|get_bsl_resp", {"setup": UNLOCKED +
         "\n    static uint8_t room[65536];\n    room[0] = 0x13; // toggle the lock of the information memory\n"
         "    bsl_packet packet{1, room};\n    CALL(bsl_tx_pkt)(fd, &packet, 0);", "packet": "&packet",
-        "finish": CLOSE_LINE}),
+        "always": CLOSE_LINE}),
     (r"bsl_(crc_.*|print_memory)", {"buf": "kBytes", "buffer": "kBytes", "length": "16", "len": "16"}),
     (r"bsl_get_(up_version_addr|crc_max_length)", {"kind": "kNumber"}),
     (r"bsl_print_file_version", {"version": "kBytes"}),
     (r"bsl_parse_file", {"setup": "int fd = open(image(), O_RDONLY | O_CLOEXEC);\n    const uint32_t file_size = image_size();",
-        "finish": "CALL(bsl_parse_release)(list);\n    close(fd);"}),
+        "finish": "CALL(bsl_parse_release)(list);", "always": CLOSE_LINE}),
     (r"bsl_(get_file_version|parse_release)", {"list": "list",
         "setup": """int image_fd = open(image(), O_RDONLY | O_CLOEXEC);
     bsl_record *list = nullptr;
@@ -139,7 +155,7 @@ OPERATIONS = [
     (r"bsl_get_file_version", {"finish": "CALL(bsl_parse_release)(list);"}),
     (r"bsl_generate_pattern_record", {"data": "room", "setup": "static uint8_t room[4] = {1, 2, 3, 4};"}),
     (r"bsl_upgrade_up_image|bsl_codeload|ddal_ext_rfcard_(upgrade|verify)", {"path": "image()"}),
-    (r"bsl_codeload", {"setup": UNLOCKED, "finish": CLOSE_LINE}),
+    (r"bsl_codeload", {"setup": UNLOCKED, "always": CLOSE_LINE}),
     # --- logic ---
     (r"ddal_fpga_wait_datapath_alarm", {"refuses": "the board has no such channel"}),
     (r"ddal_cpld_.*", {"address": "0x204"}),
@@ -149,24 +165,26 @@ OPERATIONS = [
     (r"ddal_rf_fpga_(open|laa_open)|ddal_fpga_rf_pwr_open|ddal_(rp3|refab)_alarm_event_open|"
      r"ddal_sfp_status_event_open|ddal_phy_copper_event_open", {"finish": "close(fd);"}),
     (r"ddal_rf_fpga_(close|lock|unlock|.*_fd)", {"setup": "int fd = -1;\n    CALL(ddal_rf_fpga_open)(0, &fd);"}),
-    (r"ddal_rf_fpga_(lock|unlock|.*_fd)", {"finish": "CALL(ddal_rf_fpga_close)(fd);"}),
+    (r"ddal_rf_fpga_(lock|unlock|.*_fd)", {"always": "CALL(ddal_rf_fpga_close)(fd);"}),
     (r"ddal_fpga_rf_pwr_(wait|close)", {"setup": "int fd = -1;\n    CALL(ddal_fpga_rf_pwr_open)(&fd);"}),
-    (r"ddal_fpga_rf_pwr_wait", {"setup": 'control("power-meter record 1 2 3 4 5 6 7 8 9");', "finish": "close(fd);"}),
+    (r"ddal_fpga_rf_pwr_wait", {"setup": 'control("power-meter record 1 2 3 4 5 6 7 8 9");', "always": "close(fd);"}),
     (r"ddal_rp3_alarm_event_close", {"setup": "int fd = -1;\n    CALL(ddal_rp3_alarm_event_open)(&fd);"}),
     (r"ddal_refab_alarm_event_close", {"setup": "int fd = -1;\n    CALL(ddal_refab_alarm_event_open)(&fd);"}),
-    (r"ddal_rp3_validate_aif", {"event": '"campaign"'}),
+    (r"ddal_rp3_validate_aif", {"event": '"campaign"', "apart": "the result is that of the logging alone",
+        "prepare": 'put("/var/log/kvbinit.log", "older entry");'}),
     (r"ddal_rf_fpga_slow_meas_report_(wait|set_period|close)", {
         "setup": "ddal_rf_fpga_slow_meas *desc = nullptr;\n    CALL(ddal_rf_fpga_slow_meas_report_open)(&desc, 100);"}),
-    (r"ddal_rf_fpga_slow_meas_report_(wait|set_period)", {"finish": "CALL(ddal_rf_fpga_slow_meas_report_close)(desc);"}),
+    (r"ddal_rf_fpga_slow_meas_report_(wait|set_period)", {"always": "CALL(ddal_rf_fpga_slow_meas_report_close)(desc);"}),
     (r"ddal_rf_fpga_slow_meas_report_open", {"finish": "CALL(ddal_rf_fpga_slow_meas_report_close)(out);"}),
     (r"ddal_rf_fpga_laa_(wait|close)", {"setup": "int fd = -1;\n    CALL(ddal_rf_fpga_laa_open)(&fd);"}),
-    (r"ddal_rf_fpga_laa_wait", {"setup": 'control("laa record 71 2 3 4 5 6 7 8 9 10 11 12 913");', "finish": "close(fd);"}),
+    (r"ddal_rf_fpga_laa_wait", {"setup": 'control("laa record 71 2 3 4 5 6 7 8 9 10 11 12 913");', "always": "close(fd);"}),
     (r"ddal_rf_fpga_laa_(prescan|dfs|sas)_open.*", {"finish": "free_laa(out);"}),
     *[(rf"ddal_rf_fpga_laa_{kind}_(wait|close)", {
         "setup": f"ddal_rf_fpga_laa_{kind} *handle = nullptr;\n    CALL(ddal_rf_fpga_laa_{kind}_open)(0, &handle);"})
       for kind in ("prescan", "dfs", "sas")],
     *[(rf"ddal_rf_fpga_laa_{kind}_wait", {"desc": "handle", "setup": f'control("laa {kind} 0{value}");',
-        "finish": f"CALL(ddal_rf_fpga_laa_{kind}_close)(&handle);"})
+        "between": f'control("laa {kind} 0{value}");',
+        "always": f"CALL(ddal_rf_fpga_laa_{kind}_close)(&handle);"})
       for kind, value in (("prescan", " 200"), ("dfs", " 7"), ("sas", ""))],
     (r"ddal_rf_fpga_laa_(prescan|dfs|sas)_close", {"desc": "&handle"}),
     # --- platform ---
@@ -174,7 +192,8 @@ OPERATIONS = [
     (r"ddal_sfn_wait_for", {"setup": "uint32_t sfn = 0;\n    CALL(ddal_sfn_get)(&sfn, nullptr);\n    sfn = (sfn + 2) % 4096;",
         "sfn": "&sfn"}),
     (r"ddal_clk_event_wait_until", {"event": "DDAL_CLK_EVENT_PPS"}),
-    (r"ddal_emtimer_(create|settime|destroy)", {"setup": "CALL(ddal_emtimer_config)(1, 2, 3, 4, 5, 6);"}),
+    (r"ddal_emtimer_(create|settime|destroy)", {"setup": 'control("emtimer clear");\n    '
+        "CALL(ddal_emtimer_config)(1, 2, 3, 4, 5, 6);"}),
     (r"ddal_emtimer_(settime|destroy)", {"id": "id",
         "setup": "uint32_t id = 0;\n    CALL(ddal_emtimer_create)(1, 2, nullptr, &id);"}),
     (r"ddal_led_set_global_state", {"state": "1"}),
@@ -183,7 +202,7 @@ OPERATIONS = [
     (r"ddal_sfp_is_compliance_code_set", {"bit": "3"}),
     (r"ddal_sfp_status_event_(get|close)", {
         "setup": "int fd = -1;\n    CALL(ddal_sfp_status_event_open)(DDAL_SFP_1, DDAL_SFP_STATUS_PRESENCE, &fd);"}),
-    (r"ddal_sfp_status_event_get", {"finish": "CALL(ddal_sfp_status_event_close)(fd);"}),
+    (r"ddal_sfp_status_event_get", {"always": "CALL(ddal_sfp_status_event_close)(fd);"}),
     # --- PHYs and links ---
     (r"ddal_phy_copper_.*master_slave.*", {"phy_dev": "3"}),
     (r"ddal_phy_event_register_linux_interface", {"ifname": '"eth1"'}),
@@ -191,26 +210,30 @@ OPERATIONS = [
     (r"ddal_phy_event_register_.*", {"finish": "CALL(ddal_phy_event_unregister)(static_cast<int>(made));"}),
     (r"ddal_phy_event_(retrieve|unregister)", {
         "setup": "int fd = CALL(ddal_phy_event_register_broadcom_switch)(20);"}),
-    (r"ddal_phy_event_retrieve", {"finish": "CALL(ddal_phy_event_unregister)(fd);"}),
+    (r"ddal_phy_event_(retrieve|unregister)", {"in_child": "ddal_phy_event_register has not been called yet"}),
+    (r"ddal_phy_event_retrieve", {"always": "CALL(ddal_phy_event_unregister)(fd);"}),
     (r"ddal_phy_copper_event_(get|close)", {"setup": "int fd = -1;\n    CALL(ddal_phy_copper_event_open)(3, 0, &fd);"}),
-    (r"ddal_phy_copper_event_get", {"finish": "CALL(ddal_phy_copper_event_close)(fd);"}),
+    (r"ddal_phy_copper_event_get", {"always": "CALL(ddal_phy_copper_event_close)(fd);"}),
     (r"ddal_phy_copper_event_open", {"phy_dev": "3", "finish": "CALL(ddal_phy_copper_event_close)(fd);"}),
     # --- DMA memory and driver adaptation ---
     (r"ddal_cma_(alloc|phy_to_virt|virt_to_phy|enable_user_pmu)", {"setup": "CALL(ddal_cma_init_once)();"}),
     (r"ddal_cma_alloc", {"size": "64"}),
     (r"ddal_cma_virt_to_phy", {"setup": "uint32_t virt = 0;\n    CALL(ddal_cma_phy_to_virt)(0xa0000000, &virt);"}),
-    (r"Osal_.*Cs(Enter|Exit)", {"setup": "CALL(Osal_startup)();"}),
+    (r"Osal_.*Cs(Enter|Exit)", {"setup": "free_sections();\n    CALL(Osal_startup)();"}),
     *[(rf"Osal_{section}CsExit", {"setup": f"CALL(Osal_{section}CsEnter)({key});"}) for section, key in
       (("cppi", ""), ("qmss", ""), ("saMt", "nullptr"), ("qmssMt", ""), ("paMt", "nullptr"), ("sa", "nullptr"),
        ("qmssAcc", ""))],
-    *[(rf"Osal_{section}CsEnter", {"finish": f"CALL(Osal_{section}CsExit)({key});"}) for section, key in
+    *[(rf"Osal_{section}CsEnter", {"finish": f"CALL(Osal_{section}CsExit)({key});",
+        "between": f"CALL(Osal_{section}CsExit)({key});"}) for section, key in
       (("cppi", "nullptr"), ("qmss", "nullptr"), ("saMt", "0"), ("qmssMt", "nullptr"), ("paMt", "0"), ("sa", "0"),
        ("qmssAcc", "nullptr"))],
     (r"Osal_(cppi|qmss)Malloc", {"size": "100"}),
     (r"Osal_cppiMalloc", {"finish": "CALL(Osal_cppiFree)(made, 100);"}),
     (r"Osal_qmssMalloc", {"finish": "CALL(Osal_qmssFree)(made, 100);"}),
-    (r"Osal_cppiFree", {"setup": "void *block = CALL(Osal_cppiMalloc)(100);"}),
-    (r"Osal_qmssFree", {"setup": "void *block = CALL(Osal_qmssMalloc)(100);"}),
+    (r"Osal_cppiFree", {"setup": "void *block = CALL(Osal_cppiMalloc)(100);",
+        "between": "block = CALL(Osal_cppiMalloc)(100);"}),
+    (r"Osal_qmssFree", {"setup": "void *block = CALL(Osal_qmssMalloc)(100);",
+        "between": "block = CALL(Osal_qmssMalloc)(100);"}),
     (r"Osal_.*MemAccess|Osal_.*ScAccess", {"block": "nullptr"}),
     (r"Osal_.*Log", {"format": 'const_cast<char *>("queue %d")'}),
     (r"Osal_(qmssPhyToVirt|qmssVirtToPhy|saGetSCPhyAddr|qmssConvert.*)", {

@@ -6,14 +6,21 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <fstream>
 #include <pthread.h>
+#include <semaphore.h>
+#include <sstream>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 
 #include "calls.h"
+#include "dsp/osal_sections.h"
 #include "injector.h"
+#include "logic/rp3_log.h"
 #include "memory.h"
 #include "support/resources.h"
 
@@ -21,7 +28,8 @@ namespace campaign {
 
 namespace {
 
-constexpr int kTimerPeriod = 500; // us
+constexpr int kTimerPeriod = 500;       // us
+constexpr useconds_t kSettling = 20000; // us of the board, so 1 ms
 
 void reap(int)
 {
@@ -53,6 +61,51 @@ int count_threads()
     if (tasks)
         closedir(tasks);
     return count - 2; // "." and ".."
+}
+
+// Locks on files that this process holds, or that nobody can be named for.
+int count_locks()
+{
+    std::ifstream locks("/proc/locks");
+    int count = 0;
+    for (std::string line; std::getline(locks, line);) {
+        std::istringstream words(line);
+        std::string number, kind, advisory, access;
+        int holder = 0;
+        words >> number >> kind >> advisory >> access >> holder;
+        count += holder == getpid() || holder == -1;
+    }
+    return count;
+}
+
+long size_of(const char *path)
+{
+    struct stat status {};
+    return syscall(SYS_newfstatat, AT_FDCWD, path, &status, 0) == 0 ? static_cast<long>(status.st_size) : 0;
+}
+
+// Semaphores of the library that nobody can take.
+int count_taken_semaphores()
+{
+    int count = 0;
+    for (const char *const name :
+         {ddal::dsp::kCppiSection, ddal::dsp::kQmssSection, ddal::dsp::kSaSection, ddal::logic::kLinkLogSemaphore}) {
+        sem_t *const semaphore = sem_open(name, 0);
+        int value = 1;
+        if (semaphore != SEM_FAILED && sem_getvalue(semaphore, &value) == 0 && value <= 0)
+            ++count;
+        if (semaphore != SEM_FAILED)
+            sem_close(semaphore);
+    }
+    return count;
+}
+
+// Other threads of the library may still be releasing what the call has ended.
+long settled_blocks(long usual)
+{
+    for (int i = 0; i < 200 && blocks_left() > usual; ++i)
+        usleep(kSettling);
+    return blocks_left();
 }
 
 // The preload library connects on the first transfer with a device; where descriptors are scarce it could not.
@@ -137,6 +190,7 @@ void Attempt::begin()
     } else if (name == "descriptors") {
         leave_free(condition_.number);
     }
+    report_.trace_start = size_of(report_.trace_path);
     report_.stage = Report::kInside;
     watch_memory(name == "memory" ? condition_.number : 0);
     if (name == "call" || name == "cancel")
@@ -146,6 +200,8 @@ void Attempt::begin()
 void Attempt::end()
 {
     report_.stage = Report::kReturned;
+    if (report_.occupied)
+        close(report_.occupied - 1);
     report_.reached = unwatch_memory();
     if (condition_.name == "timer")
         run_timer(0);
@@ -209,6 +265,10 @@ void Attempt::on_another_thread(const std::function<long()> &body)
 void Attempt::call(const std::function<long()> &body)
 {
     const std::string &name = condition_.name;
+    if (name == "setup") { // stays without the call
+        report_.cancelled = true;
+        return;
+    }
     if (name == "exit" || name == "cancel" || name == "cancel-pending") {
         on_another_thread(body);
         return;
@@ -216,6 +276,7 @@ void Attempt::call(const std::function<long()> &body)
     if (name == "forked" || name == "second-call") {
         // The call before the fork is the parent's; it is the child's that is judged.
         body();
+        between_();
         if (const pid_t child = name == "forked" ? fork() : 0; child > 0) {
             int status = 0;
             waitpid(child, &status, 0);
@@ -234,9 +295,11 @@ void run_attempt(const Caller &caller, const Condition &condition, Report &repor
     connect_to_board();
     const std::set<int> before = testing_board::open_descriptors();
     const int threads = count_threads();
+    const int locks = count_locks();
     Attempt attempt(condition, caller.kind, report);
     caller.call(attempt);
-    report.blocks = blocks_left();
+    report.blocks = settled_blocks(report.usual_blocks);
+    report.locks = count_locks() - locks + count_taken_semaphores();
     report.threads = count_threads() - threads;
     for (const int fd : testing_board::open_descriptors())
         report.descriptors += before.count(fd) == 0;

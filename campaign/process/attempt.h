@@ -35,7 +35,12 @@ struct Report {
     bool reached;    // the numbered allocation was asked for
     int descriptors; // that are open afterwards and were not before
     int threads;
-    long blocks; // of memory
+    int locks;            // on files, and taken semaphores
+    int occupied;         // number of a descriptor whose close was made to fail, plus one
+    char trace_path[256]; // of the board
+    long trace_start;     // bytes of the trace before the call
+    long usual_blocks;    // that the undisturbed call leaves
+    long blocks;          // of memory
     size_t length;
     uint8_t output[16384];
     char trouble[512]; // what went wrong in the process itself
@@ -47,6 +52,8 @@ public:
 
     // The call itself, under the condition.
     void call(const std::function<long()> &body);
+    // What a second call needs besides: what the first has used up.
+    void between(const std::function<void()> &body) { between_ = body; }
     // What the operation stored.
     void output(const void *bytes, size_t length);
     bool succeeded() const;
@@ -59,6 +66,7 @@ private:
     const Condition &condition_;
     Kind kind_;
     Report &report_;
+    std::function<void()> between_ = [] {};
 };
 
 // True when this result tells of success.

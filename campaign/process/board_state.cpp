@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "client/client.h"
 #include "dsp/cma_driver.h"
 #include "logic/fpga_driver.h"
 #include "platform/emtimer_driver.h"
@@ -57,28 +58,36 @@ void put_raw(const std::string &path, const std::string &content)
     syscall(SYS_close, fd);
 }
 
+void add_folder(const std::string &root, const std::string &below, std::map<std::string, struct stat> &found);
+
+void add_entry(const std::string &root, const std::string &path, std::map<std::string, struct stat> &found)
+{
+    struct stat status {};
+    if (syscall(SYS_newfstatat, AT_FDCWD, (root + path).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return;
+    // The frame driver's page changes by itself, stubs of programs note that they ran, sockets are the daemon's.
+    if (path == "/dev/fpga_frame" || path == "/run/stub/log" || S_ISSOCK(status.st_mode) ||
+        (S_ISREG(status.st_mode) && status.st_size >= kLarge))
+        return;
+    found[path] = status;
+    if (S_ISDIR(status.st_mode))
+        add_folder(root, path, found);
+}
+
 void add_folder(const std::string &root, const std::string &below, std::map<std::string, struct stat> &found)
 {
-    DIR *const folder = opendir((root + below).c_str());
-    if (!folder)
-        return;
-    while (const dirent *entry = readdir(folder)) {
-        const std::string name = entry->d_name;
-        if (name == "." || name == "..")
-            continue;
-        const std::string path = below + "/" + name;
-        struct stat status {};
-        if (fstatat(dirfd(folder), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-            continue;
-        // The frame driver's page changes by itself, stubs of programs note that they ran, sockets are the daemon's.
-        if (path == "/dev/fpga_frame" || path == "/run/stub/log" || S_ISSOCK(status.st_mode) ||
-            (S_ISREG(status.st_mode) && status.st_size >= kLarge))
-            continue;
-        found[path] = status;
-        if (S_ISDIR(status.st_mode))
-            add_folder(root, path, found);
+    const long folder = syscall(SYS_openat, AT_FDCWD, (root + below).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    alignas(dirent64) char entries[8192];
+    for (long length; folder >= 0 && (length = syscall(SYS_getdents64, folder, entries, sizeof entries)) > 0;) {
+        for (long at = 0; at < length;) {
+            const auto *const entry = reinterpret_cast<const dirent64 *>(entries + at);
+            const std::string name = entry->d_name;
+            if (name != "." && name != "..")
+                add_entry(root, below + "/" + name, found);
+            at += entry->d_reclen;
+        }
     }
-    closedir(folder);
+    syscall(SYS_close, folder);
 }
 
 // The value of a word in a line of the trace, without quotes.
@@ -121,9 +130,10 @@ std::string Files::content(const std::string &path, const struct stat &status) c
     return raw_content(root_ + path);
 }
 
-std::map<std::string, std::string> Files::changes()
+const std::map<std::string, std::string> &Files::changes()
 {
-    std::map<std::string, std::string> changed;
+    std::map<std::string, std::string> &changed = changed_;
+    changed.clear();
     const auto found = now();
     for (const auto &[path, status] : found) {
         const auto old = start_.find(path);
@@ -144,6 +154,9 @@ std::map<std::string, std::string> Files::changes()
 void Files::write(const std::string &path, const Entry &entry) const
 {
     const std::string full = root_ + path;
+    struct stat now {};
+    if (lstat(full.c_str(), &now) == 0 && (now.st_mode & S_IFMT) != (entry.status.st_mode & S_IFMT))
+        remove(full.c_str());
     if (S_ISDIR(entry.status.st_mode)) {
         mkdir(full.c_str(), 0700);
     } else if (S_ISLNK(entry.status.st_mode)) {
@@ -159,11 +172,10 @@ void Files::write(const std::string &path, const Entry &entry) const
 
 void Files::restore()
 {
-    const auto changed = changes();
-    for (auto each = changed.rbegin(); each != changed.rend(); ++each) // what is in a folder goes before it
+    for (auto each = changed_.rbegin(); each != changed_.rend(); ++each) // what is in a folder goes before it
         if (start_.count(each->first) == 0)
             remove((root_ + each->first).c_str());
-    for (const auto &[path, is] : changed) {
+    for (const auto &[path, is] : changed_) {
         const auto old = start_.find(path);
         if (old == start_.end())
             continue;
@@ -172,8 +184,29 @@ void Files::restore()
     }
 }
 
-std::vector<std::string> GrowingFile::take()
+SwitchTables::SwitchTables()
 {
+    try {
+        vboard::Client().run("switch keep");
+        there_ = true;
+    } catch (const vboard::ClientError &) { // a board without a switch
+    }
+}
+
+std::string SwitchTables::changes() const
+{
+    return there_ ? vboard::Client().run("switch changes") : "";
+}
+
+void SwitchTables::restore() const
+{
+    if (there_)
+        vboard::Client().run("switch back");
+}
+
+std::vector<std::string> GrowingFile::take(long start)
+{
+    position_ = std::max(position_, start);
     std::vector<std::string> lines;
     std::ifstream in(path_, std::ios::binary);
     in.seekg(position_);
@@ -186,12 +219,16 @@ std::vector<std::string> GrowingFile::take()
 
 std::vector<std::string> changing_accesses(const std::vector<std::string> &trace)
 {
+    // Programs whose effect is not in the board's files; what others do is seen there, and many only look.
+    static const std::regex acting(
+        "/(systemctl|shutdown|mkfs\\.ext4|passwd|update_u-boot\\.sh|trbl_linux_log_store\\.sh)$");
     std::vector<std::string> changing;
     std::string last;
     for (const std::string &line : trace) {
         const std::string call = word(line, "call");
         const std::string request = word(line, "request");
-        const bool changes = call == "write" || call == "pwrite" || call == "exec" || call == "ioctl";
+        const bool changes = call == "write" || call == "pwrite" || call == "ioctl" ||
+                             (call == "exec" && std::regex_search(word(line, "path"), acting));
         if (!changes || word(line, "pid") == std::to_string(getpid()) || word(line, "result")[0] == '-')
             continue;
         if (call == "ioctl" && std::count(std::begin(kSetting), std::end(kSetting), std::stoul(request)) == 0)
@@ -209,14 +246,15 @@ std::vector<std::string> changing_accesses(const std::vector<std::string> &trace
 
 std::vector<std::string> log_lines(const std::vector<std::string> &syslog)
 {
-    static const std::regex source_line("^(\\w+):\\d+- |^(\\w+\\(\\)):\\d+ ");
+    static const std::regex source_line("^(\\w+):\\d+- |^(\\w+\\(\\)):\\d+ "), process("PID:\\d+");
     std::vector<std::string> lines;
     for (const std::string &line : syslog) {
         std::istringstream words(line);
         std::string pid, priority, text;
         words >> pid >> priority;
         std::getline(words.ignore(1), text);
-        lines.push_back(priority + " " + std::regex_replace(text, source_line, "$1$2: "));
+        text = std::regex_replace(std::regex_replace(text, source_line, "$1$2: "), process, "PID:N");
+        lines.push_back(priority + " " + text);
     }
     return lines;
 }

@@ -14,8 +14,8 @@ public:
     explicit Files(std::string root);
 
     // What differs from the beginning: path and how it is now. Looks at content only where the times differ.
-    std::map<std::string, std::string> changes();
-    // Brings the beginning back.
+    const std::map<std::string, std::string> &changes();
+    // Brings the beginning back, where the last changes() found differences.
     void restore();
 
 private:
@@ -29,13 +29,26 @@ private:
 
     std::string root_;
     std::map<std::string, Entry> start_;
+    std::map<std::string, std::string> changed_;
+};
+
+// The switch, which is not in files: its tables and rules, on a board that has one.
+class SwitchTables {
+public:
+    SwitchTables();
+    std::string changes() const;
+    void restore() const;
+
+private:
+    bool there_ = false;
 };
 
 // The lines that a file grew by since the last look.
 class GrowingFile {
 public:
     explicit GrowingFile(std::string path) : path_(std::move(path)) { take(); }
-    std::vector<std::string> take();
+    // From `start` on, where that is further on.
+    std::vector<std::string> take(long start = 0);
 
 private:
     std::string path_;

@@ -24,7 +24,10 @@ struct Caller {
     void (*prepare)(); // puts files on the board; may be NULL
     void (*call)(Attempt &);
     Kind kind;
-    const char *refuses; // why the undisturbed call fails, or ""
+    const char *refuses;  // why the undisturbed call fails, or ""
+    const char *apart;    // why the output is not what the result tells of, or ""
+    const char *in_child; // the line of a child whose parent has called before, where it has to be refused, or ""
+    int seconds;          // of the board that the call may take
 };
 
 extern const Caller kCallers[];
@@ -61,6 +64,8 @@ Stream stream(const char *content);
 void put(const char *path, const char *content);
 // A control command of the board, as after `vboard ctl`.
 void control(const char *line);
+// Frees the critical sections that a process has ended in.
+void free_sections();
 // A small image of the RF card's firmware.
 const char *image();
 uint32_t image_size();

@@ -1,8 +1,8 @@
 #include "injector.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <dlfcn.h>
@@ -11,10 +11,12 @@
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -24,47 +26,57 @@ namespace campaign {
 
 namespace {
 
-// How each call can plausibly fail; closed by 0.
+constexpr int kShort = -1; // moves half of what it could
+
+// What a descriptor stands for decides how a call on it can fail.
+enum Files : unsigned { kDisk = 1, kPipe = 2, kSocket = 4, kDevice = 8, kAny = 15 };
+
+struct Failure {
+    int error; // or kShort
+    unsigned files = kAny;
+};
+
+// How each call can plausibly fail. A call without a failure is seen for cancellation only.
 struct Failures {
     int call;
     const char *name;
-    int errors[3];
+    Failure ways[3];
 };
 
 constexpr Failures kFailures[] = {
-    {SYS_openat, "openat", {EMFILE, EINTR, 0}},
-    {SYS_read, "read", {EINTR, EIO, 0}},
-    {SYS_write, "write", {EINTR, ENOSPC, 0}},
-    {SYS_pread64, "pread", {EINTR, EIO, 0}},
-    {SYS_pwrite64, "pwrite", {EINTR, ENOSPC, 0}},
-    {SYS_close, "close", {EIO, 0, 0}},
-    {SYS_lseek, "lseek", {EINVAL, 0, 0}},
-    {SYS_newfstatat, "fstat", {EIO, 0, 0}},
-    {SYS_ioctl, "ioctl", {EINTR, EIO, 0}},
-    {SYS_fcntl, "fcntl", {EMFILE, 0, 0}},
-    {SYS_mmap, "mmap", {ENOMEM, 0, 0}},
-    {SYS_flock, "flock", {EINTR, ENOLCK, 0}},
-    {SYS_pipe2, "pipe2", {EMFILE, 0, 0}},
-    {SYS_eventfd2, "eventfd", {EMFILE, 0, 0}},
-    {SYS_socket, "socket", {EMFILE, 0, 0}},
-    {SYS_connect, "connect", {ECONNREFUSED, 0, 0}},
-    {SYS_sendto, "sendto", {EINTR, ENOBUFS, 0}},
-    {SYS_sendmsg, "sendmsg", {EINTR, ENOBUFS, 0}},
-    {SYS_recvfrom, "recvfrom", {EINTR, ECONNRESET, 0}},
-    {SYS_recvmsg, "recvmsg", {EINTR, ECONNRESET, 0}},
-    {SYS_poll, "poll", {EINTR, ENOMEM, 0}},
-    {SYS_select, "select", {EINTR, ENOMEM, 0}},
-    {SYS_pselect6, "pselect", {EINTR, ENOMEM, 0}},
-    {SYS_wait4, "wait4", {EINTR, 0, 0}},
-    {SYS_clone, "clone", {EAGAIN, 0, 0}},
-    {SYS_clone3, "clone3", {EAGAIN, 0, 0}},
-    {SYS_fsync, "fsync", {EIO, 0, 0}},
-    {SYS_fdatasync, "fdatasync", {EIO, ENOSPC, 0}},
-    {SYS_ftruncate, "ftruncate", {EIO, 0, 0}},
-    {SYS_splice, "splice", {EINTR, EIO, 0}},
-    {SYS_clock_nanosleep, "nanosleep", {EINTR, 0, 0}},
-    {SYS_getdents64, "getdents", {EIO, 0, 0}},
-    {SYS_futex, "futex", {0, 0, 0}}, // seen for cancellation only
+    {SYS_openat, "openat", {{EMFILE}, {EINTR}}},
+    {SYS_read, "read", {{EINTR}, {EIO, kDisk | kDevice}, {kShort, kDisk | kPipe}}},
+    {SYS_write, "write", {{EINTR}, {ENOSPC, kDisk | kDevice}, {kShort, kDisk | kPipe}}},
+    {SYS_pread64, "pread", {{EINTR}, {EIO, kDisk | kDevice}, {kShort, kDisk}}},
+    {SYS_pwrite64, "pwrite", {{EINTR}, {ENOSPC, kDisk | kDevice}, {kShort, kDisk}}},
+    {SYS_close, "close", {{EIO, kDisk | kDevice}}},
+    {SYS_lseek, "lseek", {{EIO, kDisk | kDevice}}},
+    {SYS_newfstatat, "fstat", {{EIO}}},
+    {SYS_ioctl, "ioctl", {{EINTR}, {EIO}}},
+    {SYS_fcntl, "fcntl", {{EMFILE}}},
+    {SYS_mmap, "mmap", {{ENOMEM}}},
+    {SYS_flock, "flock", {{EINTR}, {ENOLCK}}},
+    {SYS_pipe2, "pipe2", {{EMFILE}}},
+    {SYS_eventfd2, "eventfd", {{EMFILE}}},
+    {SYS_socket, "socket", {{EMFILE}}},
+    {SYS_connect, "connect", {{ECONNREFUSED}}},
+    {SYS_sendto, "sendto", {{EINTR}, {ENOBUFS}}},
+    {SYS_sendmsg, "sendmsg", {{EINTR}, {ENOBUFS}}},
+    {SYS_recvfrom, "recvfrom", {{EINTR}, {ECONNRESET}}},
+    {SYS_recvmsg, "recvmsg", {{EINTR}, {ECONNRESET}}},
+    {SYS_poll, "poll", {{EINTR}, {ENOMEM}}},
+    {SYS_select, "select", {{EINTR}, {ENOMEM}}},
+    {SYS_pselect6, "pselect", {{EINTR}, {ENOMEM}}},
+    {SYS_wait4, "wait4", {{EINTR}}},
+    {SYS_clone, "clone", {{EAGAIN}}},
+    {SYS_clone3, "clone3", {{EAGAIN}}},
+    {SYS_fsync, "fsync", {{EIO}}},
+    {SYS_fdatasync, "fdatasync", {{EIO}, {ENOSPC}}},
+    {SYS_ftruncate, "ftruncate", {{EIO}}},
+    {SYS_splice, "splice", {{EINTR}, {EIO, kDisk}}},
+    {SYS_clock_nanosleep, "nanosleep", {{EINTR}}},
+    {SYS_getdents64, "getdents", {{EIO}}},
+    {SYS_futex, "futex", {}},
 };
 
 const Failures *failures_of(int call)
@@ -74,8 +86,44 @@ const Failures *failures_of(int call)
     return found == std::end(kFailures) ? nullptr : found;
 }
 
+unsigned kind_of(pid_t process, uint64_t descriptor)
+{
+    struct stat status {};
+    const std::string link = "/proc/" + std::to_string(process) + "/fd/" + std::to_string(static_cast<int>(descriptor));
+    if (stat(link.c_str(), &status) != 0)
+        return kAny;
+    return S_ISFIFO(status.st_mode)   ? kPipe
+           : S_ISSOCK(status.st_mode) ? kSocket
+           : S_ISCHR(status.st_mode)  ? kDevice
+                                      : kDisk;
+}
+
+// No signal interrupts a thread that holds them all.
+bool holds_signals(pid_t thread)
+{
+    std::ifstream status("/proc/" + std::to_string(thread) + "/status");
+    for (std::string word; status >> word;)
+        if (word == "SigBlk:" && status >> word)
+            return std::stoull(word, nullptr, 16) >> (SIGALRM - 1) & 1;
+    return false;
+}
+
+// How this call can fail where it stands.
+std::vector<int> ways_of(const Failures &failures, const seccomp_notif &call, pid_t process)
+{
+    const bool duplicates = call.data.args[1] == F_DUPFD || call.data.args[1] == F_DUPFD_CLOEXEC;
+    if (failures.call == SYS_fcntl && !duplicates)
+        return {};
+    std::vector<int> ways;
+    for (const Failure &way : failures.ways)
+        if (way.error != 0 && (way.files == kAny || way.files & kind_of(process, call.data.args[0])) &&
+            (way.error != EINTR || !holds_signals(static_cast<pid_t>(call.pid))))
+            ways.push_back(way.error);
+    return ways;
+}
+
 // Where the board's preload library makes its calls: in its own text, and in libc's syscall(), which the library under
-// test uses for what libc has no name for.
+// test does not use.
 bool is_of_the_board(uintptr_t at)
 {
     static const auto raw = reinterpret_cast<uintptr_t>(dlsym(dlopen("libc.so.6", RTLD_NOW | RTLD_NOLOAD), "syscall"));
@@ -147,6 +195,67 @@ bool Injector::is_of_library(const seccomp_notif &call)
                                        : process_of(static_cast<pid_t>(call.pid)) == process_;
 }
 
+// Does half of a transfer in its place. Returns how much that was; 0 where there is nothing to halve.
+long Injector::move_half(const seccomp_notif &call) const
+{
+    const bool reads = call.data.nr == SYS_read || call.data.nr == SYS_pread64;
+    const bool placed = call.data.nr == SYS_pread64 || call.data.nr == SYS_pwrite64;
+    const auto [descriptor, address, count, offset] =
+        std::tuple(call.data.args[0], call.data.args[1], call.data.args[2], call.data.args[3]);
+    const long fd = syscall(SYS_pidfd_getfd, pidfd_, descriptor, 0);
+    struct stat status {};
+    if (fd < 0)
+        return 0;
+    __u64 there = count;
+    if (int waiting = 0; reads && ioctl(static_cast<int>(fd), FIONREAD, &waiting) == 0 && waiting >= 0)
+        there = static_cast<__u64>(waiting);
+    if (fstat(static_cast<int>(fd), &status) == 0 && S_ISREG(status.st_mode) && placed && reads)
+        there = static_cast<__u64>(std::max<off_t>(status.st_size - static_cast<off_t>(offset), 0));
+    std::vector<char> bytes(std::min({count, there, __u64{1} << 20}) / 2);
+    const iovec here{bytes.data(), bytes.size()};
+    const iovec others{reinterpret_cast<void *>(address), bytes.size()}; // NOLINT(performance-no-int-to-ptr)
+    long moved = 0;
+    if (!reads && process_vm_readv(process_, &here, 1, &others, 1, 0) < 0)
+        bytes.clear();
+    if (!bytes.empty()) // raw: the board's preload library has no part in it
+        moved = placed ? syscall(call.data.nr, fd, bytes.data(), bytes.size(), offset)
+                       : syscall(call.data.nr, fd, bytes.data(), bytes.size());
+    if (reads && moved > 0)
+        process_vm_writev(process_, &here, 1, &others, 1, 0);
+    syscall(SYS_close, fd);
+    return std::max(moved, 0L);
+}
+
+// A close that fails has closed all the same: the null device takes the number until the try gives it up.
+bool Injector::close_behind(const seccomp_notif &call)
+{
+    const long null = syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC);
+    seccomp_notif_addfd taking{};
+    taking.id = call.id;
+    taking.flags = SECCOMP_ADDFD_FLAG_SETFD;
+    taking.srcfd = static_cast<uint32_t>(null);
+    taking.newfd = static_cast<uint32_t>(call.data.args[0]);
+    taking.newfd_flags = O_CLOEXEC;
+    const bool taken = ioctl(listener_, SECCOMP_IOCTL_NOTIF_ADDFD, &taking) >= 0;
+    syscall(SYS_close, null);
+    if (taken)
+        report_.occupied = static_cast<int>(call.data.args[0]) + 1;
+    return taken;
+}
+
+// False: the call goes on undisturbed.
+bool Injector::fail(const seccomp_notif &call, int way, seccomp_notif_resp &response)
+{
+    if (way == kShort) {
+        response.val = move_half(call);
+        place_ += " of half";
+        return response.val > 0;
+    }
+    place_ += std::string(" ") + strerrorname_np(way);
+    response.error = -way;
+    return call.data.nr != SYS_close || close_behind(call);
+}
+
 void Injector::answer()
 {
     seccomp_notif call{};
@@ -155,25 +264,24 @@ void Injector::answer()
     seccomp_notif_resp response{};
     response.id = call.id;
     response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
-    const Failures *const failures = failures_of(call.data.nr);
-    const bool counts = failures && (condition_.name == "cancel" || failures->errors[0] != 0);
-    if (counts && is_of_library(call) && ++seen_ == condition_.number) {
+    const Failures *const failures = is_of_library(call) ? failures_of(call.data.nr) : nullptr;
+    const bool cancels = condition_.name == "cancel";
+    const std::vector<int> ways = failures && !cancels ? ways_of(*failures, call, process_) : std::vector<int>{};
+    if (failures && (cancels || !ways.empty()) && ++seen_ == condition_.number) {
         place_ = failures->name;
-        reached_ = true;
-        if (condition_.name == "cancel") {
+        variants_ = cancels ? 1 : static_cast<int>(ways.size());
+        if (cancels) {
             // The call waits here, a cancellation point or not, until the other thread has cancelled it.
+            injected_ = true;
             report_.cancel = 1;
             for (int i = 0; i < 20000 && report_.cancel == 1; ++i)
                 usleep(50);
-        } else if (condition_.variant < 3 && failures->errors[condition_.variant] != 0) {
+        } else if (condition_.variant < variants_ &&
+                   fail(call, ways[static_cast<size_t>(condition_.variant)], response)) {
+            injected_ = true;
             response.flags = 0;
-            response.error = -failures->errors[condition_.variant];
-            place_ += std::string(" ") + strerrorname_np(-response.error);
-            // A real close that fails has closed all the same; a descriptor is not to be lost by the injection.
-            if (call.data.nr == SYS_close)
-                response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE, response.error = 0;
         } else {
-            exhausted_ = true;
+            response.error = 0;
         }
     }
     ioctl(listener_, SECCOMP_IOCTL_NOTIF_SEND, &response);

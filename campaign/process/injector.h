@@ -7,6 +7,7 @@
 #include "attempt.h"
 
 struct seccomp_notif;
+struct seccomp_notif_resp;
 
 namespace campaign {
 
@@ -25,21 +26,25 @@ public:
     int descriptor();
     // Answers one call.
     void answer();
-    bool reached() const { return reached_; }
-    // The last variant of a call was beyond its failures.
-    bool exhausted() const { return exhausted_; }
+    // In how many ways the numbered call can fail; 0 when it did not come.
+    int variants() const { return variants_; }
+    bool injected() const { return injected_; }
     std::string place() const { return place_; }
 
 private:
     bool is_of_library(const seccomp_notif &call);
+    bool fail(const seccomp_notif &call, int way, seccomp_notif_resp &response);
+    long move_half(const seccomp_notif &call) const;
+    bool close_behind(const seccomp_notif &call);
+
     const Condition &condition_;
     Report &report_;
     pid_t process_;
     int pidfd_ = -1;
     int listener_ = -1;
     int seen_ = 0;
-    bool reached_ = false;
-    bool exhausted_ = false;
+    int variants_ = 0;
+    bool injected_ = false;
     std::string place_;
 };
 

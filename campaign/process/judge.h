@@ -14,7 +14,8 @@ struct Baseline {
 };
 
 // What is wrong; empty when nothing is.
-std::string judge_undisturbed(const Caller &caller, const Baseline &baseline);
+// `refuses` of the callers speaks of the usual board.
+std::string judge_undisturbed(const Caller &caller, const Baseline &baseline, bool usual_board);
 std::string judge(const Caller &caller, const Condition &condition, const Baseline &baseline, const Outcome &seen);
 
 } // namespace campaign

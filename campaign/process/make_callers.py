@@ -6,6 +6,7 @@ usage: make_callers.py OUTPUT EXPORTS UNSUPPORTED HEADER...
 EXPORTS and UNSUPPORTED are the lists of abi/. An operation without a usable call ends the run with its name: it gets a row
 in arguments.py. Prints how many operations there are and what they are.
 """
+import math
 import pathlib
 import re
 import sys
@@ -17,6 +18,7 @@ import arguments  # noqa: E402
 
 INTEGERS = {"int", "unsigned", "size_t", "unsigned long", "int32_t", "clockid_t", "uint8_t", "uint16_t", "uint32_t",
             "uint64_t", "int64_t"}
+UNBOUND = 300  # s of the board for what waits for a program or an event
 HEAD = """// Made by make_callers.py of the public headers; not to be edited.
 #include "calls.h"
 
@@ -47,7 +49,7 @@ def parameters_of(declaration):
 
 def row_of(name):
     """The rows of arguments.py for an operation, put together; statements follow each other."""
-    row = {"prepare": [], "setup": [], "finish": []}
+    row = {"prepare": [], "setup": [], "finish": [], "between": [], "always": []}
     for pattern, entry in arguments.OPERATIONS:
         if re.fullmatch(pattern, name):
             for key, value in entry.items():
@@ -58,14 +60,26 @@ def row_of(name):
     return row
 
 
+def seconds_of(blocks):
+    """How long a call may take, by the class that its header names (docs/reference/conventions.md)."""
+    bound = re.match(r"up to ([\d.]+) s", blocks)
+    if bound:
+        return math.ceil(float(bound[1]) * (2 if "each of the two" in blocks else 1))
+    at_once = re.match(r"(none|one access|two|three|some accesses|exchanges)", blocks) and "program" not in blocks
+    return 0 if at_once and "until" not in blocks else UNBOUND
+
+
 class Caller:
     def __init__(self, operation):
         self.name = operation.name
         row = row_of(self.name)
-        self.refuses = row.get("refuses", "")
+        self.refuses, self.apart, self.in_child = (row.get(key, "") for key in ("refuses", "apart", "in_child"))
+        self.seconds = seconds_of(operation.tag("blocks"))
         self.before, self.after, self.words = [s for s in row["setup"] if s], [], []
         self.prepare = row["prepare"]
         self.finish = [s for s in row["finish"] if s]
+        self.always = row["always"]
+        self.before += [f"a.between([&] {{ {statement} }});" for statement in row["between"]]
         for text in parameters_of(operation.declaration):
             self.words.append(arguments.NAMES[arguments.VARIADIC] if text == "..." else self.word(Parameter(text), row))
         self.given_kind = row.get("kind")
@@ -118,6 +132,7 @@ class Caller:
         else:
             body = f"return static_cast<long>({call});"
         lines = [*self.before, f"a.call([&]() -> long {{\n        {body}\n    }});", *self.after]
+        lines += self.always
         if self.finish:
             lines += ["if (a.succeeded()) {", *["    " + line for line in self.finish], "}"]
         prepare = [f"\nvoid prepare_{self.name}()\n{{\n", *[f"    {line}\n" for line in self.prepare], "}\n"]
@@ -139,7 +154,7 @@ def main():
     for header in headers:
         for operation in operations_of(pathlib.Path(header).read_text()):
             callers[operation.name] = Caller(operation)
-    rows = [f'    {{"{c.name}", {"prepare_" + c.name if c.prepare else "nullptr"}, call_{c.name}, Kind::{c.kind()}, "{c.refuses}"}},\n' for c in callers.values()]
+    rows = [f'    {{"{c.name}", {"prepare_" + c.name if c.prepare else "nullptr"}, call_{c.name}, Kind::{c.kind()}, "{c.refuses}", "{c.apart}", "{c.in_child}", {c.seconds}}},\n' for c in callers.values()]
     includes = "".join(f"#include <ddal/{pathlib.Path(header).name}>\n" for header in headers)
     text = HEAD.replace('#include "calls.h"\n', includes + '\n#include "calls.h"\n')
     text += "".join(c.text() for c in callers.values())

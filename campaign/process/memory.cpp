@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <dlfcn.h>
 #include <execinfo.h>
 #include <iterator>
+#include <link.h>
 
 #include "board_text.h"
 
@@ -28,8 +30,26 @@ std::atomic<int> g_left; // allocations until the one that fails
 std::atomic<bool> g_failed;
 std::atomic<long> g_blocks;
 
+// The C library's regcomp() loses blocks, or frees one twice, where an allocation fails.
+const TextRange &regular_expressions()
+{
+    static const TextRange range = [] {
+        Dl_info library{};
+        ElfW(Sym) *symbol = nullptr;
+        dladdr1(dlsym(RTLD_DEFAULT, "regcomp"), &library, reinterpret_cast<void **>(&symbol), RTLD_DL_SYMENT);
+        const auto from = reinterpret_cast<uintptr_t>(library.dli_saddr);
+        return TextRange{from, from + symbol->st_size};
+    }();
+    return range;
+}
+
+bool lies_in(const TextRange &range, uintptr_t at)
+{
+    return at >= range.from && at < range.to;
+}
+
 // The board's switch client throws where it has no memory, and its preload library stands for the kernel.
-bool is_of_the_board()
+bool is_not_of_the_library()
 {
     thread_local bool looking = false;
     if (looking)
@@ -40,14 +60,15 @@ bool is_of_the_board()
     looking = false;
     return std::any_of(frames, frames + depth, [](void *frame) {
         const auto at = reinterpret_cast<uintptr_t>(frame);
-        return std::any_of(board_text().begin(), board_text().end(),
-                           [&](const TextRange &range) { return at >= range.from && at < range.to; });
+        return lies_in(regular_expressions(), at) ||
+               std::any_of(board_text().begin(), board_text().end(),
+                           [&](const TextRange &range) { return lies_in(range, at); });
     });
 }
 
 bool fails()
 {
-    if (!g_watching || g_left == 0 || is_of_the_board() || g_left.fetch_sub(1) != 1)
+    if (!g_watching || g_left == 0 || is_not_of_the_library() || g_left.fetch_sub(1) != 1)
         return false;
     g_failed = true;
     errno = ENOMEM;
@@ -64,7 +85,7 @@ void *counted(void *block)
 
 void watch_memory(int nth)
 {
-    is_of_the_board(); // the first look allocates
+    is_not_of_the_library(); // the first look allocates
     g_blocks = 0;
     g_failed = false;
     g_left = nth;

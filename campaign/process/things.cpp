@@ -2,9 +2,11 @@
 #include "calls.h"
 
 #include <cstring>
+#include <semaphore.h>
 #include <sys/stat.h>
 
 #include "client/client.h"
+#include "dsp/osal_sections.h"
 
 namespace campaign {
 
@@ -30,7 +32,17 @@ void put(const char *path, const char *content)
 
 void control(const char *line)
 {
-    vboard::Client().run(line);
+    try {
+        vboard::Client().run(line);
+    } catch (const vboard::ClientError &) {
+        _exit(97); // this board has no such model
+    }
+}
+
+void free_sections()
+{
+    for (const char *const name : {ddal::dsp::kCppiSection, ddal::dsp::kQmssSection, ddal::dsp::kSaSection})
+        sem_unlink(name);
 }
 
 uint32_t image_size()

@@ -1,5 +1,6 @@
 #include "trial.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -22,8 +23,9 @@ void run_attempt(const Caller &caller, const Condition &condition, Report &repor
 
 namespace {
 
-constexpr int64_t kLimit = 20'000'000'000; // ns of the machine, which are minutes of the board
-constexpr int64_t kGrace = 300'000'000;    // for a program that the library has started to end by itself
+constexpr int64_t kMargin = 10'000'000'000; // ns of a machine that has other things to do
+constexpr int64_t kSpeed = 20;              // seconds of the board in one of the machine, as the script has it
+constexpr int64_t kGrace = 300'000'000;     // for a program that the library has started to end by itself
 
 int64_t now_ns()
 {
@@ -35,6 +37,11 @@ int64_t now_ns()
 std::string board_directory()
 {
     return vboard::Client().directory().string();
+}
+
+std::string trace_path()
+{
+    return board_directory() + "/.vboard/trace.jsonl";
 }
 
 [[noreturn]] void be_the_try(const Caller &caller, const Condition &condition, Report &report)
@@ -92,16 +99,15 @@ std::string Outcome::text() const
         out << "    file " << path << " is " << is.substr(0, 80) << "\n";
     for (const auto &access : accesses)
         out << "    access " << access.substr(0, 120) << "\n";
-    out << "    left: descriptors " << descriptors << " threads " << threads << " processes " << processes << " blocks "
-        << blocks << "\n";
+    out << "    left: descriptors " << descriptors << " threads " << threads << " processes " << processes << " locks "
+        << locks << " blocks " << blocks << "\n";
     return out.str();
 }
 
 Trial::Trial(const Caller &caller)
     : caller_(caller), report_(static_cast<Report *>(
                            mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))),
-      files_(board_directory() + "/root"), trace_(board_directory() + "/.vboard/trace.jsonl"),
-      syslog_(board_directory() + "/.vboard/syslog")
+      files_(board_directory() + "/root"), trace_(trace_path()), syslog_(board_directory() + "/.vboard/syslog")
 {
 }
 
@@ -114,7 +120,7 @@ void Trial::wait(const Condition &condition, pid_t process, Outcome &outcome)
 {
     Injector injector(condition, *report_, process);
     const bool injects = condition.name == "call" || condition.name == "cancel";
-    const int64_t until = now_ns() + kLimit;
+    const int64_t until = now_ns() + kMargin + int64_t{caller_.seconds} * 1'000'000'000 / kSpeed;
     int status = 0;
     for (;;) {
         const pid_t ended = waitpid(process, &status, WNOHANG);
@@ -135,8 +141,9 @@ void Trial::wait(const Condition &condition, pid_t process, Outcome &outcome)
         outcome.ended = std::string("ends with ") + strsignal(WTERMSIG(status));
     else if (outcome.ended.empty() && WEXITSTATUS(status) != 0)
         outcome.ended = "exits with " + std::to_string(WEXITSTATUS(status));
-    outcome.reached = injects ? injector.reached() && !injector.exhausted()
-                              : condition.name != "memory" || report_->reached || !outcome.ended.empty();
+    outcome.variants = injects ? injector.variants() : 1;
+    outcome.reached =
+        injects ? injector.injected() : condition.name != "memory" || report_->reached || !outcome.ended.empty();
     outcome.place = injector.place();
 }
 
@@ -148,17 +155,34 @@ void Trial::gather(Outcome &outcome)
     outcome.output.assign(reinterpret_cast<const char *>(report_->output), report_->length);
     outcome.lines = log_lines(syslog_.take());
     outcome.files = files_.changes();
-    outcome.accesses = changing_accesses(trace_.take());
+    if (const std::string changes = switch_.changes(); !changes.empty())
+        outcome.files["the switch"] = changes;
+    outcome.accesses = changing_accesses(trace_.take(report_->trace_start));
     outcome.descriptors = report_->descriptors;
     outcome.threads = report_->threads;
+    outcome.locks = report_->locks;
     outcome.blocks = report_->blocks;
     outcome.trouble = report_->trouble;
+}
+
+// The call's own effect on files and tables, from what it found.
+void Trial::take_away_setup(Outcome &outcome) const
+{
+    for (const auto &[path, was] : setup_) {
+        const auto now = outcome.files.find(path);
+        if (now == outcome.files.end())
+            outcome.files[path] = "as before the setup";
+        else if (now->second == was)
+            outcome.files.erase(now);
+    }
 }
 
 Outcome Trial::run(const Condition &condition)
 {
     Outcome outcome;
     memset(static_cast<void *>(report_), 0, sizeof *report_);
+    report_->usual_blocks = usual_blocks_;
+    trace_path().copy(report_->trace_path, sizeof report_->trace_path - 1);
     const pid_t process = fork();
     if (process == 0)
         be_the_try(caller_, condition, *report_);
@@ -166,6 +190,13 @@ Outcome Trial::run(const Condition &condition)
     outcome.processes = end_the_rest();
     gather(outcome);
     files_.restore();
+    if (outcome.files.count("the switch") != 0)
+        switch_.restore();
+    if (condition.name == "setup")
+        setup_ = outcome.files;
+    else
+        take_away_setup(outcome);
+    usual_blocks_ = std::max(usual_blocks_, condition.name == "undisturbed" ? outcome.blocks : 0);
     return outcome;
 }
 

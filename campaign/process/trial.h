@@ -13,6 +13,7 @@ namespace campaign {
 
 struct Outcome {
     bool reached = false; // the numbered event came
+    int variants = 1;     // of the event, which may have come without an effect
     std::string place;    // which call that was
     std::string ended;    // how the process ended, if not by itself; "hangs" after the time limit
     bool returned = false;
@@ -22,7 +23,7 @@ struct Outcome {
     std::vector<std::string> lines;
     std::map<std::string, std::string> files;
     std::vector<std::string> accesses;
-    int descriptors = 0, threads = 0, processes = 0;
+    int descriptors = 0, threads = 0, processes = 0, locks = 0;
     long blocks = 0;
     std::string trouble;
 
@@ -42,10 +43,14 @@ public:
 private:
     void wait(const Condition &condition, pid_t process, Outcome &outcome);
     void gather(Outcome &outcome);
+    void take_away_setup(Outcome &outcome) const;
 
     const Caller &caller_;
     Report *report_;
+    long usual_blocks_ = 0;
     Files files_;
+    SwitchTables switch_;
+    std::map<std::string, std::string> setup_; // what the statements before the call change
     GrowingFile trace_;
     GrowingFile syslog_;
 };
