@@ -161,7 +161,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
     fs::rename(fresh, path);
 }
 
-// Throws when an option would do nothing on a board that runs already.
+// Throws when an option has no effect on a board that runs already.
 void check_options_on(const Page &page, const RunOptions &options)
 {
     const auto refuse = [](const std::string &option) {
@@ -179,7 +179,7 @@ void check_options_on(const Page &page, const RunOptions &options)
         refuse("--no-trace");
 }
 
-// The daemon's whole life. Nothing of it may outlive the board: it ends with the last program.
+// Runs the daemon. It ends with the last program, and nothing of it may outlive the board.
 [[noreturn]] void be_daemon(const fs::path &directory, int ready)
 {
     prctl(PR_SET_NAME, "vboardd");
@@ -251,7 +251,7 @@ std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &option
     try {
         client = std::make_unique<Client>(directory);
         client->hold();
-    } catch (const ClientError &) { // none, or one whose last program has just ended
+    } catch (const ClientError &) { // the board does not run, or its last program has just ended
         write_page(directory, options);
         start_daemon(directory);
         client = std::make_unique<Client>(directory);
@@ -274,7 +274,7 @@ Words command_of(const Page &page, const Words &emulator, const RunOptions &opti
     return words;
 }
 
-// Starts programs of other processors; empty without one.
+// The emulator for programs of another processor, with its options. Empty without an emulator.
 Words emulator_of(const Page &page)
 {
     Words words;
@@ -346,7 +346,7 @@ int run(const RunOptions &options)
     if (std::getenv("VBOARD_PAGE"))
         throw ClientError("this is a program of a board already; start " + options.program[0] +
                           " without \"vboard run\"");
-    // From here on a signal waits until there is a program to pass it to, and a board directory is taken away.
+    // From here on a signal waits until a program can receive it, so that the board directory is removed.
     block_signals();
     const BoardDirectory directory(options);
     int status;

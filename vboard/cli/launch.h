@@ -14,14 +14,14 @@ namespace vboard {
 constexpr const char *kDefaultType = "mbo";
 
 struct RunOptions {
-    std::string board;                // directory; empty: a new one, taken away afterwards
+    std::string board;                // directory; empty: a new one, removed afterwards
     std::string type;                 // description of a new board; empty: kDefaultType, and any existing board
-    std::vector<std::string> preload; // libraries in front of the board's own
+    std::vector<std::string> preload; // libraries in front of those of the board
     std::string runtime;              // library in front of these, for programs that are linked with it
     std::vector<std::string> writable;
     std::vector<std::string> program;
     std::string emulator; // user-mode emulator and its options, for programs of another processor
-    uint32_t speed = 0;   // 0: that of a running board, 1 for a new one
+    uint32_t speed = 0;   // 0: the speed of a running board, 1 for a new one
     bool keep = false;
     bool fence = false;
     bool real_net = false;

@@ -23,10 +23,10 @@ void add_run(CLI::App &app, int &status)
     auto no_trace = std::make_shared<bool>(false);
     CLI::App *run = app.add_subcommand("run", "Run a program on a virtual board");
     run->add_option("--board", options->board,
-                    "Board directory, made when it is not there (default: a new one that goes afterwards)");
-    run->add_option("--type", options->type, "Kind of a new board; \"vboard types\" lists them")
+                    "Board directory, created if missing (default: a new one, removed afterwards)");
+    run->add_option("--type", options->type, "Type of a new board; \"vboard types\" lists them")
         ->default_str(vboard::kDefaultType);
-    run->add_option("--speed", options->speed, "Board seconds that pass in a second")
+    run->add_option("--speed", options->speed, "Seconds of the board that pass in one second")
         ->check(CLI::Range(1, 1000))
         ->default_str("1");
     run->add_option("--preload", options->preload, "Library to load in front of the board's own");
@@ -76,7 +76,7 @@ void add_ctl(CLI::App &app)
                     "Command, such as: models | fpga set 0x100 1 | fault add pread:/dev/fpga_usr nth=2 errno=EIO");
     ctl->positionals_at_end();
     ctl->prefix_command();
-    ctl->set_help_flag(); // which model the help is about is known when all words are
+    ctl->set_help_flag(); // control_help prints it, once all words are known
     ctl->callback([ctl, board, words] {
         for (const std::string &word : ctl->remaining())
             words->push_back(word);

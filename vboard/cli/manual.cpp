@@ -27,7 +27,7 @@ A daemon runs the models and ends with the last program.
 
 constexpr const char *kControl =
     R"(.SH CONTROL
-A word in capitals is a value, "|" stands between words to choose from, "[...]" may be left out, and "..." is for several.
+Replace a word in capitals by a value. "|" separates alternatives, "[...]" is optional, and "..." repeats the last word.
 .B vboard ctl models
 lists the models of a board,
 .BI "vboard ctl " MODEL " \-\-help"
