@@ -42,7 +42,7 @@ enum { kNoSection = -1 };
 static FILE *out;
 static int section = kNoSection;
 static uint64_t count;
-static uint64_t resume_at; /* behind a counter instruction that is being answered; 0: none is */
+static uint64_t resume_at; /* address behind the counter instruction being answered; 0: none */
 
 static uint32_t word_of(const uint8_t *bytes, bool thumb)
 {
@@ -95,7 +95,7 @@ static void system_call(qemu_plugin_id_t id, unsigned int cpu, int64_t number, u
     (void)id, (void)cpu, (void)a, (void)b, (void)c, (void)d, (void)e, (void)f, (void)g, (void)h;
     if (section != kNoSection && resume_at == 0)
         fprintf(out, "%d %" PRIu64 " %" PRId64 "\n", section, count, number);
-    fflush(out); /* the last one ends the process */
+    fflush(out); /* the last system call ends the process */
 }
 
 static void translated(qemu_plugin_id_t id, struct qemu_plugin_tb *block)

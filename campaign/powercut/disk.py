@@ -1,4 +1,4 @@
-"""What a disk may hold after a power cut: a model of one that orders nothing by itself.
+"""The possible states of a disk after a power cut: a model of a disk that does not order writes.
 
 A file's bytes, its mode and owner, and each directory entry reach the disk on their own, in any order, unless a sync came in
 between; only changes of one name keep their order. Bytes that were not synced are missing, partial, zero or complete.
@@ -7,11 +7,11 @@ import itertools
 import os
 import random
 
-MOST_STATES = 4000  # at one point; beyond that a random choice of them
+MOST_STATES = 4000  # at one point; a random choice beyond that
 
 
 class Node:
-    """A file (bytes) or a directory (None). The first of its contents and attributes is on the disk, the others may be."""
+    """A file (bytes) or a directory (None). Its first content and attributes are on the disk, the later ones may be."""
 
     def __init__(self, data, mode, owner, group):
         self.contents = [data]
@@ -34,7 +34,7 @@ class Node:
     def after_cut(self):
         contents = list(self.contents)
         if len(contents) > 1:
-            # What was synced stays where the file only grew.
+            # A file that only grew keeps its synced content.
             kept = contents[0] if all(data.startswith(contents[0]) for data in contents) else b''
             tail = contents[-1][len(kept):]
             contents += [kept, kept + tail[:len(tail) // 2], kept + bytes(len(tail))]
@@ -42,7 +42,7 @@ class Node:
 
 
 class Disk:
-    """The names of files that an operation touches: as they are now, as they are on the disk, and the changes between."""
+    """The file names that an operation touches: the present ones, the stored ones and the changes in between."""
 
     def __init__(self, find):
         self.find = find  # path -> Node of before the operation, or None
@@ -65,7 +65,7 @@ class Disk:
 
     def sync_directory(self, directory):
         synced, left = [], []
-        for names in reversed(self.pending):  # a change takes the earlier ones of its names along
+        for names in reversed(self.pending):  # a change includes the earlier ones of its names
             here = any(os.path.dirname(path) == directory for path in names)
             later = any(path in after for after in synced for path in names)
             (synced if here or later else left).append(names)
@@ -74,7 +74,7 @@ class Disk:
         self.pending = left[::-1]
 
     def name_choices(self):
-        """Every choice of pending changes that the disk may have made: a change comes after earlier ones of its names."""
+        """Yields every choice of pending changes that may be on the disk. A change includes earlier ones of its names."""
         count = len(self.pending)
         needs = [[i for i in range(j) if self.pending[i].keys() & self.pending[j].keys()] for j in range(count)]
         for choice in range(1 << count):
@@ -86,10 +86,10 @@ class Disk:
                 yield names
 
     def after_cut(self, seed):
-        """The states, each {path: None or (bytes, mode, owner, group)}, and whether they are all of them."""
+        """Returns the states, each {path: None or (bytes, mode, owner, group)}, and whether the list is complete."""
         states, complete = [], True
         for names in self.name_choices():
-            # A file under two names has one content; one in a directory that is not there is lost.
+            # A file under two names has one content. A file in a missing directory is lost.
             there = {path: node for path, node in names.items() if node and not self.is_lost(path, names)}
             nodes = list(dict.fromkeys(there.values()))
             variants = [node.after_cut() for node in nodes]

@@ -1,4 +1,4 @@
-"""What an operation does to a board's files, from the system calls of its process."""
+"""Follows the changes of an operation to a board's files, from the system calls of its process."""
 import os
 import re
 import subprocess
@@ -24,7 +24,7 @@ def text(escaped):
 
 
 def calls(log, program):
-    """(call, arguments, result) of the program's own process, and ('programs', [], 0) where one that it started ended."""
+    """Yields (call, arguments, result) of the program's process, and ('programs', [], 0) when one that it started ends."""
     halves, own, children = {}, set(), set()
     for line in open(log, encoding='latin-1'):
         pid, rest = line.rstrip('\n').split(None, 1)
@@ -49,7 +49,7 @@ def calls(log, program):
 
 
 def split(arguments):
-    """The arguments, with "texts" and <paths> decoded: numbers stay texts, descriptors become (number, path)."""
+    """Returns the arguments with "texts" and <paths> decoded. Numbers stay texts, descriptors become (number, path)."""
     parts = re.findall(r'"(?:[^"]*)"(?:\.\.\.)?|[^,\s"<{\[]*<[^>]*>(?:\(deleted\))?|\{[^}]*\}|\[[^\]]*\]|[^,\s]+', arguments)
     found = []
     for part in parts:
@@ -71,7 +71,7 @@ class Stream:
 
 
 class Recorder:
-    """Follows the calls; `points` gets (what was done, disk) after each that changed something below `root`."""
+    """Follows the calls. `points` gets (change, disk) after each call that changed something below `root`."""
 
     def __init__(self, root, find):
         self.root = root
@@ -80,7 +80,7 @@ class Recorder:
         self.pipes = {}
 
     def board_path(self, path):
-        """The path on the board, without links in its folders; None for one of the machine."""
+        """Returns the path on the board without links in its folders, or None for a path of the machine."""
         path = os.path.join(os.path.realpath(os.path.dirname(path)), os.path.basename(path))
         return path[len(self.root):] if path.startswith(self.root + '/') else None
 
@@ -131,7 +131,7 @@ class Recorder:
         return self.put(self.open[target[0]], data)
 
     def step(self, name, arguments, result, tail):
-        """Follows one call. Returns what it did to the board's files, None for nothing."""
+        """Follows one call. Returns its change of the board's files, or None."""
         given = split(arguments)
         stream = self.open.get(given[0][0]) if given and isinstance(given[0], tuple) else None
         if name in ('openat', 'open', 'creat', 'openat2'):
@@ -166,7 +166,7 @@ class Recorder:
         return None
 
     def paths(self, given):
-        """The paths of the board among the arguments."""
+        """Returns the paths of the board among the arguments."""
         found = []
         for before, part in zip([None] + given, given):
             relative = isinstance(before, tuple) and isinstance(part, str) and re.match(r'[^0-9A-Z]', part)
@@ -188,7 +188,7 @@ class Recorder:
         elif name.startswith('rename'):
             self.disk.change({paths[0]: None, path: self.disk.node(paths[0])})
         elif name.startswith('link'):
-            # A descriptor's own file: an empty name, or its entry below /proc.
+            # The file of a descriptor: an empty name, or its entry below /proc.
             number = given[0][0] if given[1] == '' else os.path.basename(given[1])
             node = self.open[number].node if number in self.open else self.disk.node(paths[0])
             self.disk.change({path: node})

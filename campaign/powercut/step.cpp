@@ -1,4 +1,5 @@
-// One operation that changes what a board keeps ("do NAME"), or what a start of the board finds ("look").
+// Runs one operation that changes the board's files ("do NAME"), or prints the state that a start of the board finds
+// ("look").
 #include <cstdio>
 #include <cstring>
 

@@ -1,5 +1,5 @@
-// Eight processes do random operations on one board; a ninth, this one, kills them at random and looks at what they
-// leave.
+// Eight processes do random operations on one board. A ninth, this one, kills them at random and checks the state that
+// they leave.
 //
 //   processes SECONDS SEED DDALCTL
 #include <atomic>
@@ -46,7 +46,7 @@ namespace fs = std::filesystem;
 
 constexpr int kWorkers = 8;
 constexpr int kHangSeconds = 30;
-constexpr int kStuckSeconds = 4;         // in a link validation: its semaphore's holder was killed
+constexpr int kStuckSeconds = 4;         // in a link validation, after the semaphore's holder was killed
 constexpr const char *kScratch = "/ram"; // of the board
 
 constexpr const char *kBanner = "/etc/ssh/sshd-banner";
@@ -62,15 +62,16 @@ struct Worker {
     std::atomic<int64_t> since; // nanoseconds; 0 between operations
     std::atomic<unsigned> operation;
     std::atomic<uint64_t> done;
-    std::atomic<uint64_t> tried, stored; // of its item in the store: the last value that it may have, and that it has
+    // Of its item in the store: the last value that it may have, and the value that it has.
+    std::atomic<uint64_t> tried, stored;
 };
 
-// What all processes share.
+// Shared by all processes.
 struct Shared {
     Worker workers[kWorkers];
     std::atomic<uint64_t> failures;
-    std::atomic<uint64_t> busy; // refusals because the card was in another process's hands
-    std::atomic<int> flashed;   // image that the card holds, -1 while or since an upgrade was begun
+    std::atomic<uint64_t> busy; // refusals because another process had the card
+    std::atomic<int> flashed;   // image in the card; -1 from the start of an upgrade until its success
 };
 Shared *shared;
 
@@ -78,7 +79,7 @@ std::string images[2];
 std::string base_config, base_pam; // with the changing number as "#"
 unsigned long seed;
 
-// Seconds of the machine: those of the board pass faster.
+// Returns the seconds of the machine; those of the board pass faster.
 int64_t now()
 {
     timespec time{};
@@ -116,7 +117,7 @@ std::string content(const char *path)
     return text.str();
 }
 
-// A file whose one number may change, with that as "#".
+// Replaces the number of an option by "#", in a file where only that number may change.
 std::string with_hash(const std::string &text, const char *option)
 {
     return std::regex_replace(text, std::regex(std::string("(") + option + ")[0-9]+"), "$1#");
@@ -137,8 +138,8 @@ bool is_banner(const std::string &text)
            (text.starts_with("banner ") && text == banner(strtoull(&text[7], nullptr, 10)));
 }
 
-// One process at a time, as callers have to see to it where an operation takes no lock. After a killed one its last
-// program gets the time to end as well.
+// Lets one process at a time do an operation that takes no lock, as its callers must ensure. After a killed process its
+// last program also gets the time to end.
 class Turn {
 public:
     explicit Turn(const char *what)
@@ -166,7 +167,7 @@ private:
     UniqueFd fd_;
 };
 
-// Operations. Each returns the result; what it finds wrong it reports itself.
+// Operations. Each returns its result and reports faults itself.
 
 using Random = std::mt19937_64;
 
@@ -195,7 +196,8 @@ int read_store(Random &random, Worker &)
     return result;
 }
 
-// The cells are written in place and the scripts are the platform's: a kill in them leaves what a start makes good.
+// The cells are written in place, and the scripts belong to the platform. After a kill in them the next start repairs
+// the choice.
 void mend_boot_choice()
 {
     const std::string flash = "/dev/flash/by-name/";
@@ -255,7 +257,7 @@ int set_delay(Random &random, Worker &)
 
 int set_password(Random &random, Worker &)
 {
-    const Turn turn("/password"); // the tool is the platform's
+    const Turn turn("/password"); // the tool belongs to the platform
     char reason[200];
     const std::string password = "long-enough-" + std::to_string(random());
     return ddal_auth_set_user_password("serviceuser", password.c_str(), reason, sizeof reason);
@@ -269,7 +271,7 @@ void check_file(const char *path, bool whole)
 
 bool is_number(const char *path)
 {
-    // Empty: the first change was cut short, nothing is stored.
+    // Empty after a first change that was cut short: no number is stored.
     return !fs::exists(path) || std::regex_match(content(path), std::regex("([0-9]+\n)?"));
 }
 
@@ -315,7 +317,7 @@ int upgrade_card(Random &random, Worker &)
 struct Operation {
     const char *name;
     int (*run)(Random &, Worker &);
-    unsigned share; // how often it is chosen
+    unsigned share; // relative frequency
 };
 
 constexpr Operation kOperations[] = {
@@ -408,7 +410,7 @@ public:
         return failures != 0;
     }
 
-    // Everything works for the next user, who finds no leftovers.
+    // Checks that everything works for the next user, who finds no leftovers.
     void settle()
     {
         unlock();
@@ -489,7 +491,7 @@ private:
         _exit(report());
     }
 
-    // What a user does about a validation whose holder died.
+    // Frees the link validation as a user does after its holder was killed.
     void unlock()
     {
         char program[] = "ddalctl", family[] = "aif", verb[] = "unlock";
@@ -512,7 +514,7 @@ private:
     std::atomic<bool> settled_ = false;
 };
 
-// An image with a block of program and one with the version.
+// Makes an image with a block of program and one with the version.
 std::string make_image(int number)
 {
     const std::string path =
