@@ -89,8 +89,8 @@ def family_faults(root, architecture):
     there = (headers, set(architecture.may_use), set(models), {name.replace("_", "-") for name in commands})
     for kind, column, existing in zip(("header", "folder", "model", "command"), range(4), there):
         named = {name for row in rows.values() for name in row[column]}
+        yield from (f"ARCHITECTURE.md: a family names the {kind} {name}, which does not exist" for name in named - existing)
         if kind != "folder":
-            yield from (f"ARCHITECTURE.md: a family names the {kind} {name}, which does not exist" for name in named - existing)
             yield from (f"ARCHITECTURE.md: no family names the {kind} {name}" for name in existing - named)
     yield from (f"ARCHITECTURE.md: family without a page, or page without a family: {name}" for name in rows.keys() ^ pages)
     for name in rows.keys() & pages.keys():
