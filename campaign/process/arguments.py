@@ -7,7 +7,7 @@ found nowhere, and is not an output, fails the build. A row may also say, beside
     setup    statements before the call, e.g. what opens a handle; CALL(name) is an operation of the library
     finish   statements after a call that succeeded, which give back what it handed out
     kind     how to read the result, where its type does not tell (Kind in calls.h)
-    refuses  why the call is meant to fail on this board: a body that has nothing to do here, or nothing to find
+    refuses  reason why the call must fail on this board: the body has nothing to do or to find here
     always   statements after the call, whatever came of it
     between  statements between two calls of one process: they supply what the first call has used up
     apart    why success does not speak of the output: its failure is only logged
@@ -54,7 +54,7 @@ COPPER = {"port": "14"}
 
 
 def undoes(operations, before, arguments):
-    """A row for what finds or takes back that which another operation has set."""
+    """Returns the rows of operations that read or undo the setting of another operation."""
     call = f"CALL({before})({arguments});"
     return [(operations, {"setup": call, "between": call})]
 

@@ -29,7 +29,7 @@ namespace campaign {
 namespace {
 
 constexpr int kTimerPeriod = 500;       // us
-constexpr useconds_t kSettling = 20000; // us of the board, so 1 ms
+constexpr useconds_t kSettling = 20000; // us of the board: 1 ms of the machine
 
 void reap(int)
 {
@@ -60,10 +60,10 @@ int count_threads()
         ++count;
     if (tasks)
         closedir(tasks);
-    return count - 2; // "." and ".."
+    return count - 2; // without "." and ".."
 }
 
-// Locks on files that this process holds, or that nobody can be named for.
+// Counts locks on files that this process holds, or that the kernel shows without a holder.
 int count_locks()
 {
     std::ifstream locks("/proc/locks");
@@ -84,7 +84,7 @@ long size_of(const char *path)
     return syscall(SYS_newfstatat, AT_FDCWD, path, &status, 0) == 0 ? static_cast<long>(status.st_size) : 0;
 }
 
-// Semaphores of the library that nobody can take.
+// Counts the semaphores of the library that cannot be taken.
 int count_taken_semaphores()
 {
     int count = 0;
@@ -100,7 +100,7 @@ int count_taken_semaphores()
     return count;
 }
 
-// Other threads of the library may still be releasing what the call has ended.
+// Waits until other threads of the library have released what the call has ended.
 long settled_blocks(long usual)
 {
     for (int i = 0; i < 200 && blocks_left() > usual; ++i)
@@ -108,7 +108,7 @@ long settled_blocks(long usual)
     return blocks_left();
 }
 
-// The preload library connects on the first transfer with a device; where descriptors are scarce it could not.
+// The preload library connects on the first transfer with a device, which may fail when descriptors are scarce.
 void connect_to_board()
 {
     uint32_t value = 0;
@@ -117,7 +117,7 @@ void connect_to_board()
     close(fd);
 }
 
-// The soft limit that leaves `number` descriptors free. Descriptors of the board's preload library lie above it.
+// Sets the soft limit that leaves `number` descriptors free. The preload library's descriptors lie above it.
 void leave_free(int number)
 {
     int limit = 0;
@@ -214,8 +214,8 @@ void Attempt::end()
             strcpy(report_.trouble, "a descriptor below 3 is left open");
 }
 
-// On a thread of its own, which is cancelled before the call or at a point within, or while whose call the process
-// exits.
+// Runs the call on a separate thread. The thread is cancelled before the call or at a point within it, or the process
+// exits during the call.
 void Attempt::on_another_thread(const std::function<long()> &body)
 {
     struct Shared {
@@ -274,7 +274,7 @@ void Attempt::call(const std::function<long()> &body)
         return;
     }
     if (name == "forked" || name == "second-call") {
-        // The call before the fork is the parent's; it is the child's that is judged.
+        // The parent makes the call before the fork. The campaign judges the call of the child.
         body();
         between_();
         if (const pid_t child = name == "forked" ? fork() : 0; child > 0) {

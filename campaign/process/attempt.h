@@ -1,4 +1,4 @@
-// One try of one operation, in a process of its own: the condition it runs under, and what the process reports.
+// One try of one operation in a separate process: its condition, and the report of the process.
 #pragma once
 
 #include <atomic>
@@ -21,7 +21,7 @@ struct Condition {
     std::string text() const;
 };
 
-// In memory that the campaign shares with the process of the try.
+// Lies in memory that the campaign shares with the process of the try.
 struct Report {
     enum Stage : int { kPreparing, kInside, kReturned, kDone };
     std::atomic<int> stage;
@@ -29,32 +29,32 @@ struct Report {
     std::atomic<int> attached;
     std::atomic<int> cancel; // 1: cancel the call's thread, 2: done
     std::atomic<int> caller; // thread of the call
-    std::atomic<int> over;   // the call's thread has ended, or is about to
+    std::atomic<int> over;   // the call's thread has ended or is about to end
     long result;
     bool cancelled;  // the call did not return
-    bool reached;    // the numbered allocation was asked for
-    int descriptors; // that are open afterwards and were not before
+    bool reached;    // the numbered allocation was requested
+    int descriptors; // open after the call but not before it
     int threads;
-    int locks;            // on files, and taken semaphores
-    int occupied;         // number of a descriptor whose close was made to fail, plus one
+    int locks;            // held on files, and taken semaphores
+    int occupied;         // number, plus one, of a descriptor with a close that was made to fail
     char trace_path[256]; // of the board
     long trace_start;     // bytes of the trace before the call
-    long usual_blocks;    // that the undisturbed call leaves
-    long blocks;          // of memory
+    long usual_blocks;    // blocks that the undisturbed call leaves
+    long blocks;          // blocks of memory
     size_t length;
     uint8_t output[16384];
-    char trouble[512]; // what went wrong in the process itself
+    char trouble[512]; // fault of the process itself
 };
 
 class Attempt {
 public:
     Attempt(const Condition &condition, Kind kind, Report &report);
 
-    // The call itself, under the condition.
+    // Makes the call under the condition.
     void call(const std::function<long()> &body);
-    // What a second call needs besides: what the first has used up.
+    // Sets up a second call: restores the parts that the first one has used up.
     void between(const std::function<void()> &body) { between_ = body; }
-    // What the operation stored.
+    // Adds the stored output of the operation.
     void output(const void *bytes, size_t length);
     bool succeeded() const;
 
@@ -69,7 +69,7 @@ private:
     std::function<void()> between_ = [] {};
 };
 
-// True when this result tells of success.
+// Reports whether this result means success.
 bool is_success(Kind kind, long result);
 
 } // namespace campaign

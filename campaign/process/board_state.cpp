@@ -20,7 +20,7 @@ namespace {
 
 constexpr off_t kLarge = 16 << 20;
 
-// Requests of the drivers that change something.
+// Driver requests that change something.
 constexpr unsigned long kSetting[] = {ddal::logic::kFpgaRegWrite,      ddal::logic::kFpgaRegMaskedWrite,
                                       ddal::platform::kEmtimerConfig,  ddal::platform::kEmtimerCreate,
                                       ddal::platform::kEmtimerSettime, ddal::platform::kEmtimerDestroy,
@@ -38,7 +38,7 @@ std::string how_it_is(const struct stat &status, const std::string &content)
     return text.str();
 }
 
-// Raw calls: what goes through the board's preload library reaches the model behind the file.
+// Reads with direct system calls: the board's preload library would lead the read to the model behind the file.
 std::string raw_content(const std::string &path)
 {
     std::string content;
@@ -50,7 +50,7 @@ std::string raw_content(const std::string &path)
     return content;
 }
 
-// In place, as the board knows its nodes by their inodes.
+// Writes in place, because the board knows its nodes by their inodes.
 void put_raw(const std::string &path, const std::string &content)
 {
     const long fd = syscall(SYS_openat, AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -90,7 +90,7 @@ void add_folder(const std::string &root, const std::string &below, std::map<std:
     syscall(SYS_close, folder);
 }
 
-// The value of a word in a line of the trace, without quotes.
+// Returns the value of a word in a line of the trace, without quotes.
 std::string word(const std::string &line, const std::string &name)
 {
     const std::string start = "\"" + name + "\":";
@@ -143,7 +143,7 @@ const std::map<std::string, std::string> &Files::changes()
         if (old == start_.end() || is != how_it_is(old->second.status, old->second.content))
             changed[path] = is;
         else
-            old->second.status = status; // touched, but the same
+            old->second.status = status; // touched, but unchanged
     }
     for (const auto &[path, entry] : start_)
         if (found.count(path) == 0)
@@ -172,7 +172,7 @@ void Files::write(const std::string &path, const Entry &entry) const
 
 void Files::restore()
 {
-    for (auto each = changed_.rbegin(); each != changed_.rend(); ++each) // what is in a folder goes before it
+    for (auto each = changed_.rbegin(); each != changed_.rend(); ++each) // a folder's content goes before the folder
         if (start_.count(each->first) == 0)
             remove((root_ + each->first).c_str());
     for (const auto &[path, is] : changed_) {
@@ -189,7 +189,7 @@ SwitchTables::SwitchTables()
     try {
         vboard::Client().run("switch keep");
         there_ = true;
-    } catch (const vboard::ClientError &) { // a board without a switch
+    } catch (const vboard::ClientError &) { // the board lacks a switch
     }
 }
 
@@ -219,7 +219,7 @@ std::vector<std::string> GrowingFile::take(long start)
 
 std::vector<std::string> changing_accesses(const std::vector<std::string> &trace)
 {
-    // Programs whose effect is not in the board's files; what others do is seen there, and many only look.
+    // Programs with an effect outside the board's files. The files show the effect of the other programs.
     static const std::regex acting(
         "/(systemctl|shutdown|mkfs\\.ext4|passwd|update_u-boot\\.sh|trbl_linux_log_store\\.sh)$");
     std::vector<std::string> changing;
@@ -233,7 +233,7 @@ std::vector<std::string> changing_accesses(const std::vector<std::string> &trace
             continue;
         if (call == "ioctl" && std::count(std::begin(kSetting), std::end(kSetting), std::stoul(request)) == 0)
             continue;
-        // A transfer in pieces is one.
+        // A transfer in pieces counts as one.
         const std::string place = call + " " + word(line, "path") + " " + (call == "ioctl" ? request : "");
         if (place == last && call == "write")
             changing.back() += word(line, "data");

@@ -1,4 +1,4 @@
-// What a try changed: files of the board, accesses that change hardware, and the lines in the log.
+// Changes of a try: files of the board, accesses that change hardware, and lines in the log.
 #pragma once
 
 #include <map>
@@ -8,14 +8,14 @@
 
 namespace campaign {
 
-// The files of the board at one moment. A large sparse file (memory, register space) is left to the trace.
+// The files of the board at one moment. The trace covers large sparse files (memory, register space).
 class Files {
 public:
     explicit Files(std::string root);
 
-    // What differs from the beginning: path and how it is now. Looks at content only where the times differ.
+    // Returns the differences from the beginning: path and present state. Reads content only where the times differ.
     const std::map<std::string, std::string> &changes();
-    // Brings the beginning back, where the last changes() found differences.
+    // Restores the beginning, where the last changes() found differences.
     void restore();
 
 private:
@@ -32,7 +32,7 @@ private:
     std::map<std::string, std::string> changed_;
 };
 
-// The switch, which is not in files: its tables and rules, on a board that has one.
+// The switch's tables and rules, which are not in files, on a board with a switch.
 class SwitchTables {
 public:
     SwitchTables();
@@ -43,7 +43,7 @@ private:
     bool there_ = false;
 };
 
-// The lines that a file grew by since the last look.
+// Returns the lines that were added to a file since the last call.
 class GrowingFile {
 public:
     explicit GrowingFile(std::string path) : path_(std::move(path)) { take(); }
@@ -55,9 +55,10 @@ private:
     long position_ = 0;
 };
 
-// Accesses of the trace that change something, without those of this process: "pwrite /dev/fpga_usr 1310980 05000000".
+// Returns the accesses of the trace that change something, without those of this process: "pwrite /dev/fpga_usr 1310980
+// 05000000".
 std::vector<std::string> changing_accesses(const std::vector<std::string> &trace);
-// Priority, function and text of the log's lines, without process and source line.
+// Returns priority, function and text of the log's lines, without process and source line.
 std::vector<std::string> log_lines(const std::vector<std::string> &syslog);
 
 } // namespace campaign

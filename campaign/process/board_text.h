@@ -1,4 +1,4 @@
-// Where the code of the board's own libraries lies in this process: what they do is not the library's under test.
+// Addresses of the board's libraries in this process. Their actions do not belong to the library under test.
 #pragma once
 
 #include <cstdint>

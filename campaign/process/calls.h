@@ -1,5 +1,4 @@
-// What the generated callers are made of: the operations of a library that is loaded at run time, and things to hand to
-// them.
+// Parts of the generated callers: the operations of a library that is loaded at run time, and their arguments.
 #pragma once
 
 #include <ddal/bsl.h>
@@ -16,7 +15,7 @@
 
 namespace campaign {
 
-// How to read what an operation returns.
+// Meaning of an operation's return value.
 enum class Kind { kResult, kCode, kNumber, kPointer, kNothing };
 
 struct Caller {
@@ -24,10 +23,11 @@ struct Caller {
     void (*prepare)(); // puts files on the board; may be NULL
     void (*call)(Attempt &);
     Kind kind;
-    const char *refuses;  // why the undisturbed call fails, or ""
-    const char *apart;    // why the output is not what the result tells of, or ""
-    const char *in_child; // the line of a child whose parent has called before, where it has to be refused, or ""
-    int seconds;          // of the board that the call may take
+    const char *refuses; // reason why the undisturbed call fails, or ""
+    const char *apart;   // reason why the output differs from the result, or ""
+    // The line that refuses a call in a child whose parent has called before, or "".
+    const char *in_child;
+    int seconds; // limit of the call, in board time
 };
 
 extern const Caller kCallers[];
@@ -41,7 +41,7 @@ void *found(const char *name);
 
 #define CALL(name) (reinterpret_cast<decltype(&::name)>(found(#name)))
 
-// A stream that the caller reads and writes, and that is closed at the end of the scope.
+// A stream that the caller reads and writes. Closed at the end of the scope.
 class Stream {
 public:
     explicit Stream(FILE *file) : file_(file) {}
@@ -58,20 +58,20 @@ private:
     FILE *file_;
 };
 
-// A stream with this content, or an empty one to write to; in memory.
+// Makes a stream in memory with this content, or an empty one to write to.
 Stream stream(const char *content);
-// Gives a file of the board its content.
+// Writes a file of the board.
 void put(const char *path, const char *content);
-// A control command of the board, as after `vboard ctl`.
+// Executes a control command of the board, as `vboard ctl` does.
 void control(const char *line);
 // Frees the critical sections that a process has ended in.
 void free_sections();
-// A small image of the RF card's firmware.
+// Returns a small image of the RF card's firmware.
 const char *image();
 uint32_t image_size();
 void *address(uint32_t value);
 
-// Gives back what the handles of licensed-assisted access hold.
+// Releases the resources of a handle of licensed-assisted access.
 template <typename Handle>
 void free_laa(Handle *handle)
 {

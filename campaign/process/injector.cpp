@@ -26,9 +26,9 @@ namespace campaign {
 
 namespace {
 
-constexpr int kShort = -1; // moves half of what it could
+constexpr int kShort = -1; // moves half of the bytes
 
-// What a descriptor stands for decides how a call on it can fail.
+// The type of file behind a descriptor decides how a call on it can fail.
 enum Files : unsigned { kDisk = 1, kPipe = 2, kSocket = 4, kDevice = 8, kAny = 15 };
 
 struct Failure {
@@ -36,7 +36,7 @@ struct Failure {
     unsigned files = kAny;
 };
 
-// How each call can plausibly fail. A call without a failure is seen for cancellation only.
+// Plausible failures of each call. A call without a failure is watched only for cancellation.
 struct Failures {
     int call;
     const char *name;
@@ -98,7 +98,7 @@ unsigned kind_of(pid_t process, uint64_t descriptor)
                                       : kDisk;
 }
 
-// No signal interrupts a thread that holds them all.
+// A thread that blocks all signals cannot be interrupted.
 bool holds_signals(pid_t thread)
 {
     std::ifstream status("/proc/" + std::to_string(thread) + "/status");
@@ -108,7 +108,7 @@ bool holds_signals(pid_t thread)
     return false;
 }
 
-// How this call can fail where it stands.
+// Returns the ways in which this call can fail.
 std::vector<int> ways_of(const Failures &failures, const seccomp_notif &call, pid_t process)
 {
     const bool duplicates = call.data.args[1] == F_DUPFD || call.data.args[1] == F_DUPFD_CLOEXEC;
@@ -122,7 +122,7 @@ std::vector<int> ways_of(const Failures &failures, const seccomp_notif &call, pi
     return ways;
 }
 
-// Where the board's preload library makes its calls: in its own text, and in libc's syscall(), which the library under
+// Reports a call of the board's preload library: in the library's text, or in libc's syscall(), which the library under
 // test does not use.
 bool is_of_the_board(uintptr_t at)
 {
@@ -160,7 +160,7 @@ void hand_over_calls(Report &report)
     }
     report.listener = static_cast<int>(listener) + 1;
     while (report.attached == 0) {
-    } // makes no call until somebody answers
+    } // makes no call until the campaign answers
     close(static_cast<int>(listener));
 }
 
@@ -195,7 +195,7 @@ bool Injector::is_of_library(const seccomp_notif &call)
                                        : process_of(static_cast<pid_t>(call.pid)) == process_;
 }
 
-// Does half of a transfer in its place. Returns how much that was; 0 where there is nothing to halve.
+// Performs half of a transfer. Returns the bytes moved, or 0 if the transfer cannot be halved.
 long Injector::move_half(const seccomp_notif &call) const
 {
     const bool reads = call.data.nr == SYS_read || call.data.nr == SYS_pread64;
@@ -217,7 +217,7 @@ long Injector::move_half(const seccomp_notif &call) const
     long moved = 0;
     if (!reads && process_vm_readv(process_, &here, 1, &others, 1, 0) < 0)
         bytes.clear();
-    if (!bytes.empty()) // raw: the board's preload library has no part in it
+    if (!bytes.empty()) // directly, because the board's preload library must not take part
         moved = placed ? syscall(call.data.nr, fd, bytes.data(), bytes.size(), offset)
                        : syscall(call.data.nr, fd, bytes.data(), bytes.size());
     if (reads && moved > 0)
@@ -226,7 +226,7 @@ long Injector::move_half(const seccomp_notif &call) const
     return std::max(moved, 0L);
 }
 
-// A close that fails has closed all the same: the null device takes the number until the try gives it up.
+// A close that fails has still closed the descriptor. The null device takes its number until the try frees it.
 bool Injector::close_behind(const seccomp_notif &call)
 {
     const long null = syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR | O_CLOEXEC);
@@ -243,7 +243,7 @@ bool Injector::close_behind(const seccomp_notif &call)
     return taken;
 }
 
-// False: the call goes on undisturbed.
+// Returns false when the call continues undisturbed.
 bool Injector::fail(const seccomp_notif &call, int way, seccomp_notif_resp &response)
 {
     if (way == kShort) {
@@ -271,7 +271,7 @@ void Injector::answer()
         place_ = failures->name;
         variants_ = cancels ? 1 : static_cast<int>(ways.size());
         if (cancels) {
-            // The call waits here, a cancellation point or not, until the other thread has cancelled it.
+            // The call waits here, whether it is a cancellation point or not, until the other thread has cancelled it.
             injected_ = true;
             report_.cancel = 1;
             for (int i = 0; i < 20000 && report_.cancel == 1; ++i)

@@ -1,4 +1,4 @@
-// System calls of a try, seen and failed from outside: the kernel asks the campaign before each of them.
+// Watches and fails system calls of a try from outside: the kernel asks the campaign before each of them.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@ struct seccomp_notif_resp;
 
 namespace campaign {
 
-// In the process of the try: from here on its calls wait for the campaign's word.
+// Runs in the process of the try: from here on its calls wait for the campaign's answer.
 void hand_over_calls(Report &report);
 
-// In the campaign.
+// Runs in the campaign.
 class Injector {
 public:
     Injector(const Condition &condition, Report &report, pid_t process);
@@ -22,11 +22,11 @@ public:
     Injector(const Injector &) = delete;
     Injector &operator=(const Injector &) = delete;
 
-    // Descriptor to poll; -1 before the process has handed over.
+    // Returns the descriptor to poll, or -1 before the process has handed over its calls.
     int descriptor();
     // Answers one call.
     void answer();
-    // In how many ways the numbered call can fail; 0 when it did not come.
+    // Returns the number of ways in which the numbered call can fail; 0 when it did not occur.
     int variants() const { return variants_; }
     bool injected() const { return injected_; }
     std::string place() const { return place_; }

@@ -23,10 +23,10 @@ constexpr Partial kPartial[] = {
      "makes a missing file, empty, to have something to lock before it is replaced"},
 };
 
-// The card's flash is not seen; the accesses that are seen enter and leave the loader, also around a failure.
+// The campaign cannot see the card's flash. The visible accesses enter and leave the loader, even around a failure.
 constexpr const char *kBracketed = "bsl_upgrade_up_image|bsl_codeload|ddal_ext_rfcard_(upgrade|verify)";
 
-// Operations whose wait a signal ends, as their header says.
+// Operations with a wait that signals end, as their header says.
 constexpr const char *kEndedBySignals = "ddal_clk_event_wait_until|ddal_sfn_wait_.*";
 
 bool fits(const char *operation, const char *pattern)
@@ -48,7 +48,7 @@ std::string joined(const std::vector<std::string> &lines)
     return text;
 }
 
-// A file is as the undisturbed call leaves it: the same where that is the same each time, else as long where that is.
+// Compares a file with the two undisturbed calls: by content if theirs is equal, otherwise by length if that is equal.
 bool is_as_wanted(const Baseline &baseline, const std::string &path, const std::string &is)
 {
     const auto first = baseline.first.files.find(path);
@@ -60,7 +60,7 @@ bool is_as_wanted(const Baseline &baseline, const std::string &path, const std::
                                                           : true;
 }
 
-// The whole effect of the baseline is there: its files and its accesses.
+// Reports whether the whole effect of the baseline is present: its files and its accesses.
 bool effect_is_whole(const Baseline &baseline, const Outcome &seen)
 {
     for (const auto &[path, is] : baseline.first.files) {
@@ -82,13 +82,13 @@ bool effect_is_whole(const Baseline &baseline, const Outcome &seen)
     return true;
 }
 
-// Opening a property or an attribute does not empty it on a board, whose kernel serves them.
+// Opening a property or an attribute to write does not empty it on a real board, where the kernel serves it.
 bool is_emptied_attribute(const std::string &path, const std::string &is)
 {
     return (path.rfind("/proc/", 0) == 0 || path.rfind("/sys/", 0) == 0) && is.ends_with(' ');
 }
 
-// Every file is as it was or as it is to be.
+// Checks that every file is old or new.
 std::string half_written(const Baseline &baseline, const Outcome &seen, bool died = false)
 {
     for (const auto &[path, is] : seen.files) {
@@ -116,13 +116,13 @@ std::string left_behind(const Baseline &baseline, const Condition &condition, co
         text << "leaves " << seen.locks - usual.locks << " locks; ";
     if (seen.processes > usual.processes)
         text << "leaves " << seen.processes - usual.processes << " processes; ";
-    const bool in_place = condition.name.rfind("cancel", 0) != 0; // libc's of a thread count too
+    const bool in_place = condition.name.rfind("cancel", 0) != 0; // libc's blocks of a thread also count
     if (in_place && seen.blocks > std::max(usual.blocks, baseline.again.blocks))
         text << "leaves " << seen.blocks - usual.blocks << " blocks of memory; ";
     return text.str();
 }
 
-// Conditions that take nothing away from the call: it does what it does undisturbed.
+// Reports conditions that take nothing away from the call, which then behaves as if undisturbed.
 bool is_harmless(const std::string &name)
 {
     return name == "timer" || name == "closed" || name == "dlclose" || name.rfind("sigchld", 0) == 0;
@@ -168,7 +168,7 @@ std::string refused_in_child(const Caller &caller, const Outcome &seen)
                : "is not refused in a child: returns " + std::to_string(seen.result) + " " + joined(seen.lines);
 }
 
-// A file whose content is another each time is there, or is not, as after a second call.
+// Compares with a second call, in which a file with varying content must exist or be missing.
 std::string as_second_call(const Baseline &baseline, const Outcome &seen)
 {
     const Outcome &usual = baseline.second_call;

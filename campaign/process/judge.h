@@ -1,4 +1,4 @@
-// The oracle: a result is what happened.
+// Compares the result of a try with its effect.
 #pragma once
 
 #include <string>
@@ -7,14 +7,13 @@
 
 namespace campaign {
 
-// The operation undisturbed. What differs between the first two is not compared.
+// The undisturbed operation. Differences between the first two runs are not compared.
 struct Baseline {
     Outcome first, again;
-    Outcome second_call; // of one process, for a call in a child
+    Outcome second_call; // of one process, as the reference for a call in a child
 };
 
-// What is wrong; empty when nothing is.
-// `refuses` of the callers speaks of the usual board.
+// Return the fault; empty without a fault. `refuses` of the callers holds for the usual board.
 std::string judge_undisturbed(const Caller &caller, const Baseline &baseline, bool usual_board);
 std::string judge(const Caller &caller, const Condition &condition, const Baseline &baseline, const Outcome &seen);
 

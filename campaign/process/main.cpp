@@ -1,9 +1,9 @@
-// Tries operations of the library in hostile surroundings and holds each result against its effect.
+// Tries operations of the library in hostile surroundings and compares each result with its effect.
 //
 // usage: process_campaign LIBRARY IMAGE --only OPERATION [--condition NAME] [--all] [--show] [--other-board]
 //        process_campaign --list
 //
-// Runs on a virtual board. Each try is a process of its own; afterwards the board's files are put back.
+// Runs on a virtual board. Each try is a separate process; afterwards the board's files are restored.
 #include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
@@ -27,7 +27,7 @@ namespace {
 void *g_library;
 std::string g_image;
 
-constexpr const char *kNoModel = "exits with 97"; // what control() ends with
+constexpr const char *kNoModel = "exits with 97"; // exit of control()
 
 constexpr useconds_t kNextSecond = 1'100'000; // us of the board
 
@@ -42,7 +42,7 @@ void attach_to_switch()
     CALL(ddal_bcm_loopback_get)(18, &state);
 }
 
-// The first process that attaches installs the switch's rules, which is not an effect of any operation.
+// Installs the switch's rules. The first process that attaches does so, which is not an effect of any operation.
 void install_rules()
 {
     const pid_t process = fork();
@@ -53,8 +53,8 @@ void install_rules()
     waitpid(process, nullptr, 0);
 }
 
-// Attaching is the same for all operations of the switch, and has hundreds of points: a few operations try them, the
-// others start in a child of a process that is attached.
+// All operations of the switch attach in the same way, with hundreds of points. A few operations try them; the others
+// start in a child of an attached process.
 bool starts_attached(const std::string &name)
 {
     const bool attaches = name == "ddal_bcm_loopback_get" || name == "ddal_eth_switch_get_tunneling";
@@ -107,11 +107,11 @@ Outcome Run::attempt(const Condition &condition)
     return seen;
 }
 
-// Conditions that fail the first, second, third ... of something, each in all its ways, until there is no such one.
+// Fails the first, second, third ... event in all its ways, until the number exceeds the events.
 void Run::numbered(const char *name, int most)
 {
     Condition condition{name};
-    // Every one at first, then fewer and fewer: a regular expression alone makes hundreds of allocations.
+    // Tries every number at first, then fewer and fewer: a regular expression alone makes hundreds of allocations.
     for (condition.number = 1; condition.number <= most;
          condition.number += options_.every || !options_.condition.empty() ? 1 : 1 + condition.number / 30) {
         int variants = 1;
@@ -130,7 +130,7 @@ void Run::undisturbed()
 {
     trial_.run({"setup"});
     for (Outcome *outcome : {&baseline_.first, &baseline_.again, &baseline_.second_call}) {
-        usleep(kNextSecond); // so that what bears a time differs
+        usleep(kNextSecond); // so that contents with a time differ
         *outcome = trial_.run({outcome == &baseline_.second_call ? "second-call" : "undisturbed"});
         if (options_.show)
             std::cout << "undisturbed: " << outcome->text();
@@ -140,7 +140,7 @@ void Run::undisturbed()
 int Run::all()
 {
     undisturbed();
-    if (baseline_.first.ended == kNoModel) { // of another board
+    if (baseline_.first.ended == kNoModel) { // an operation of another board
         std::cout << "points 0 failures 0" << std::endl;
         return 0;
     }
@@ -179,7 +179,7 @@ const Caller *caller_of(const std::string &name)
     return nullptr;
 }
 
-// Operations that are not there on this board: they share one body.
+// Checks the operations that this board lacks, which share one body.
 int unsupported()
 {
     int failures = 0;
@@ -231,8 +231,8 @@ int main_of(int argc, char **argv)
         std::cerr << "process_campaign: no such operation: " << options.only << "\n";
         return 2;
     }
-    board_text();                              // read once, before the library's calls are watched
-    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); // processes that a try leaves behind come here
+    board_text();                              // read before the library's calls are watched
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); // processes that a try leaves behind become children of this one
     if (caller->prepare)
         caller->prepare();
     install_rules();

@@ -4,7 +4,7 @@
 usage: make_callers.py OUTPUT EXPORTS UNSUPPORTED HEADER...
 
 EXPORTS and UNSUPPORTED are the lists of abi/. An operation without a usable call ends the run with its name: it gets a row
-in arguments.py. Prints how many operations there are and what they are.
+in arguments.py. Prints the number of operations of each kind.
 """
 import math
 import pathlib
@@ -48,7 +48,7 @@ def parameters_of(declaration):
 
 
 def row_of(name):
-    """The rows of arguments.py for an operation, put together; statements follow each other."""
+    """Merges the rows of arguments.py for an operation. Statements follow each other."""
     row = {"prepare": [], "setup": [], "finish": [], "between": [], "always": []}
     for pattern, entry in arguments.OPERATIONS:
         if re.fullmatch(pattern, name):
@@ -61,7 +61,7 @@ def row_of(name):
 
 
 def seconds_of(blocks):
-    """How long a call may take, by the class that its header names (docs/reference/conventions.md)."""
+    """Returns the limit of a call in seconds, from the class in its header (docs/reference/conventions.md)."""
     bound = re.match(r"up to ([\d.]+) s", blocks)
     if bound:
         return math.ceil(float(bound[1]) * (2 if "each of the two" in blocks else 1))
@@ -97,7 +97,7 @@ class Caller:
         return arguments.NAMES[parameter.name]
 
     def output(self, parameter):
-        """A variable for what the operation stores, shown after the call."""
+        """Declares a variable for the output of an operation, which is shown after the call."""
         kind, name = parameter.pointee, parameter.name
         handle = name in ("fd", "desc") or kind.endswith("*")
         if any(re.search(rf"\b{name}\b( =|\[|;|{{)", line) for line in self.before):

@@ -26,11 +26,11 @@ namespace campaign {
 namespace {
 
 std::atomic<bool> g_watching;
-std::atomic<int> g_left; // allocations until the one that fails
+std::atomic<int> g_left; // allocations until the failing one
 std::atomic<bool> g_failed;
 std::atomic<long> g_blocks;
 
-// The C library's regcomp() loses blocks, or frees one twice, where an allocation fails.
+// regcomp() of the C library loses blocks, or frees one twice, when an allocation fails.
 const TextRange &regular_expressions()
 {
     static const TextRange range = [] {
@@ -48,7 +48,8 @@ bool lies_in(const TextRange &range, uintptr_t at)
     return at >= range.from && at < range.to;
 }
 
-// The board's switch client throws where it has no memory, and its preload library stands for the kernel.
+// The board's switch client throws when memory is short, and its preload library represents the kernel. Neither is
+// failed.
 bool is_not_of_the_library()
 {
     thread_local bool looking = false;
@@ -85,7 +86,7 @@ void *counted(void *block)
 
 void watch_memory(int nth)
 {
-    is_not_of_the_library(); // the first look allocates
+    is_not_of_the_library(); // the first call allocates
     g_blocks = 0;
     g_failed = false;
     g_left = nth;

@@ -1,13 +1,13 @@
-// The campaign's allocator, in front of libc's: counts blocks, and has one allocation fail.
+// The campaign's allocator in front of libc's: counts blocks and can fail one allocation.
 #pragma once
 
 namespace campaign {
 
-// Counts from now on; the allocation `nth` (from 1, 0: none) fails.
+// Starts to count. The allocation number `nth` (from 1, 0: none) fails.
 void watch_memory(int nth);
-// Stops counting. True when the allocation was asked for.
+// Stops counting. Returns true when the allocation was requested.
 bool unwatch_memory();
-// Blocks allocated and not freed since the count began; goes on after the watch.
+// Returns the blocks allocated and not freed since the start of the count; continues after the watch.
 long blocks_left();
 
 } // namespace campaign

@@ -1,4 +1,4 @@
-// What the callers hand to the operations.
+// Arguments of the callers.
 #include "calls.h"
 
 #include <cstring>
@@ -35,7 +35,7 @@ void control(const char *line)
     try {
         vboard::Client().run(line);
     } catch (const vboard::ClientError &) {
-        _exit(97); // this board has no such model
+        _exit(97); // this board lacks the model
     }
 }
 

@@ -23,14 +23,14 @@ void run_attempt(const Caller &caller, const Condition &condition, Report &repor
 
 namespace {
 
-constexpr int64_t kMargin = 10'000'000'000; // ns of a machine that has other things to do
-constexpr int64_t kSpeed = 20;              // seconds of the board in one of the machine, as the script has it
-constexpr int64_t kGrace = 300'000'000;     // for a program that the library has started to end by itself
+constexpr int64_t kMargin = 10'000'000'000; // ns for a busy machine
+constexpr int64_t kSpeed = 20;              // board seconds per second of the machine, as in the script
+constexpr int64_t kGrace = 300'000'000;     // for a program that the library has started and that ends by itself
 
 int64_t now_ns()
 {
     timespec now{};
-    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now); // the machine's clock, not the board's
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now); // the clock of the machine instead of the board's
     return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
@@ -54,11 +54,11 @@ std::string trace_path()
     close(null);
     run_attempt(caller, condition, report);
     if (condition.name == "dlclose")
-        exit(0); // with all that the library registered
+        exit(0); // with all registrations of the library
     _exit(0);
 }
 
-// Waits for what the try left behind, and ends what does not end by itself.
+// Waits for processes that the try has left behind, and kills those that do not end.
 int end_the_rest()
 {
     const int64_t until = now_ns() + kGrace;
@@ -165,7 +165,7 @@ void Trial::gather(Outcome &outcome)
     outcome.trouble = report_->trouble;
 }
 
-// The call's own effect on files and tables, from what it found.
+// Removes the effect of the setup, so that the outcome shows the effect of the call alone.
 void Trial::take_away_setup(Outcome &outcome) const
 {
     for (const auto &[path, was] : setup_) {

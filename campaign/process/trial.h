@@ -1,4 +1,4 @@
-// Runs one try in a process of its own and gathers all that came of it.
+// Runs one try in a separate process and collects its effects.
 #pragma once
 
 #include <map>
@@ -12,10 +12,11 @@
 namespace campaign {
 
 struct Outcome {
-    bool reached = false; // the numbered event came
-    int variants = 1;     // of the event, which may have come without an effect
-    std::string place;    // which call that was
-    std::string ended;    // how the process ended, if not by itself; "hangs" after the time limit
+    bool reached = false; // the numbered event occurred
+    int variants = 1;     // of the event, which may have occurred without an effect
+    std::string place;    // the call of that event
+    // How the process ended, if not by itself; "hangs" after the time limit.
+    std::string ended;
     bool returned = false;
     bool cancelled = false;
     long result = 0;
@@ -50,7 +51,7 @@ private:
     long usual_blocks_ = 0;
     Files files_;
     SwitchTables switch_;
-    std::map<std::string, std::string> setup_; // what the statements before the call change
+    std::map<std::string, std::string> setup_; // changes of the statements before the call
     GrowingFile trace_;
     GrowingFile syslog_;
 };
