@@ -44,13 +44,13 @@ int run_password_tool(const char *user, const char *password, char *output, size
 
 int write_number(const char *path, uint32_t number)
 {
-    AtomicFile file{ddal_common_atomic_open(path, "w")};
+    AtomicFile file{path, "w"};
     if (!file)
         return core::minus_errno();
     errno = 0;
-    if (core::print_stream(ddal_common_atomic_writer(file.get()), "%" PRIu32 "\n", number) < 0)
+    if (core::print_stream(file.writer(), "%" PRIu32 "\n", number) < 0)
         return core::minus_errno();
-    return ddal_common_atomic_close(file.release(), 1);
+    return file.commit();
 }
 
 } // namespace

@@ -53,12 +53,12 @@ void empty_history()
 
 int set_pam_history_length(uint32_t length)
 {
-    AtomicFile pam{ddal_common_atomic_open(kPamPasswordStack, "w")};
+    AtomicFile pam{kPamPasswordStack, "w"};
     if (!pam)
         return core::minus_errno();
 
-    FILE *const in = ddal_common_atomic_reader(pam.get());
-    FILE *const out = ddal_common_atomic_writer(pam.get());
+    FILE *const in = pam.reader();
+    FILE *const out = pam.writer();
     LineReader lines{in};
     LinePattern history_line{kPamHistoryLine};
     const int found = copy_until(lines, history_line, nullptr, out);
@@ -75,7 +75,7 @@ int set_pam_history_length(uint32_t length)
 
     if (length == 0)
         empty_history();
-    return ddal_common_atomic_close(pam.release(), 1);
+    return pam.commit();
 }
 
 // Reads one unsigned decimal number at the start of the file. Returns 0 or a negative errno. An empty file keeps
@@ -102,13 +102,13 @@ int read_number(FILE *in, uint32_t *number)
 int restore_password_history_length()
 {
     errno = 0;
-    const AtomicFile file{ddal_common_atomic_open(kPersistentLength, "r")};
+    const AtomicFile file{kPersistentLength, "r"};
     if (!file)
         return errno == ENOENT ? 0 : core::minus_errno();
 
     // Holds the lock until PAM agrees, so that a concurrent change is not undone.
     uint32_t length = 0;
-    const int result = read_number(ddal_common_atomic_reader(file.get()), &length);
+    const int result = read_number(file.reader(), &length);
     return result == 0 && length != 0 ? set_pam_history_length(length) : result;
 }
 
@@ -124,13 +124,13 @@ int ddal_auth_set_password_history_len(uint32_t len)
 {
     // A failure shows when the file in the directory is opened.
     static_cast<void>(ddal_common_mkdir_p(kPersistentDirectory, kPersistentDirectoryMode));
-    AtomicFile persistent{ddal_common_atomic_open(kPersistentLength, "w")};
+    AtomicFile persistent{kPersistentLength, "w"};
     if (!persistent)
         return ddal::core::minus_errno();
     errno = 0;
-    if (ddal::core::print_stream(ddal_common_atomic_writer(persistent.get()), "%" PRIu32 "\n", len) < 0)
+    if (ddal::core::print_stream(persistent.writer(), "%" PRIu32 "\n", len) < 0)
         return ddal::core::minus_errno();
 
     const int result = set_pam_history_length(len);
-    return result != 0 ? result : ddal_common_atomic_close(persistent.release(), 1);
+    return result != 0 ? result : persistent.commit();
 }

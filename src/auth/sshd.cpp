@@ -91,13 +91,12 @@ int ddal_sshd_set_banner(const char *banner_text)
 {
     if (!banner_text)
         return log_error(-EINVAL, "banner_text cannot be null\n");
-    AtomicFile banner{ddal_common_atomic_open(kBannerFile, "w")};
+    AtomicFile banner{kBannerFile, "w"};
     if (!banner)
         return log_error(DDAL_ERR_FAILURE, "couldn't open banner file=%s: %m\n", kBannerFile);
     // The commit reports a failed write.
-    static_cast<void>(
-        ddal::core::write_stream(ddal_common_atomic_writer(banner.get()), banner_text, strlen(banner_text)));
-    const int result = ddal_common_atomic_close(banner.release(), 1);
+    static_cast<void>(ddal::core::write_stream(banner.writer(), banner_text, strlen(banner_text)));
+    const int result = banner.commit();
     if (result != 0)
         return log_error(DDAL_ERR_FAILURE, "Error writing to file=%s: %d\n", kBannerFile, result);
     return 0;

@@ -65,9 +65,9 @@ bool has_line_break(const char *text)
     return text && strchr(text, '\n');
 }
 
-int edit(const char *user, const char *name, const char *value, ddal_common_atomic_file *config)
+int edit(const char *user, const char *name, const char *value, const AtomicFile &config)
 {
-    return copy_replace_option(user, name, value, ddal_common_atomic_reader(config), ddal_common_atomic_writer(config));
+    return copy_replace_option(user, name, value, config.reader(), config.writer());
 }
 
 // Runs the daemon's test on the configuration. Returns as the program runner does.
@@ -106,13 +106,13 @@ int copy_replace_option(const char *user, const char *name, const char *value, F
 int update_persistent_file(const char *name, const char *value)
 {
     errno = 0;
-    AtomicFile config{ddal_common_atomic_open(kPersistentConfig, "w")};
+    AtomicFile config{kPersistentConfig, "w"};
     if (!config)
         return errno == 0 ? 0 : DDAL_ERR_FAILURE; // kept: a missing persistent area sets no errno and is not a failure
-    const int edited = edit(nullptr, name, value, config.get());
+    const int edited = edit(nullptr, name, value, config);
     if (edited != 0)
         return log_error(DDAL_ERR_FAILURE, "Unable to write persistent sshd config: %d\n", edited);
-    return ddal_common_atomic_close(config.release(), 1) == 0 ? 0 : DDAL_ERR_FAILURE;
+    return config.commit() == 0 ? 0 : DDAL_ERR_FAILURE;
 }
 
 } // namespace ddal::auth
@@ -121,14 +121,14 @@ using namespace ddal::auth;
 
 int ddal_sshd_update_config(const char *user, const char *name, const char *value)
 {
-    AtomicFile config{ddal_common_atomic_open(kLiveConfig, "w+")};
+    AtomicFile config{kLiveConfig, "w+"};
     if (!config)
         return ddal::core::minus_errno();
-    const int edited = edit(user, name, value, config.get());
+    const int edited = edit(user, name, value, config);
     if (edited != 0)
         return log_error(edited, "Unable to write new sshd config: %d\n", edited);
-    const int outcome = validate(ddal_common_atomic_writer(config.get()));
+    const int outcome = validate(config.writer());
     if (outcome != 0)
         return log_error(code_of(outcome), "Unable to validate new sshd config: %d\n", outcome);
-    return ddal_common_atomic_close(config.release(), 1);
+    return config.commit();
 }

@@ -86,15 +86,35 @@ FILE *lifted(FILE *stream, const char *mode)
         stream, stream ? fileno(stream) : -1, [mode](int fd) { return fdopen(fd, mode); }, fclose);
 }
 
+bool failed(int fd)
+{
+    return fd < 0;
+}
+
+bool failed(const void *stream)
+{
+    return !stream;
+}
+
+// A signal does not end the wait for a slow device, or for the other end of a FIFO.
+template <typename Open>
+auto after_signals(Open open)
+{
+    auto made = open();
+    while (failed(made) && errno == EINTR)
+        made = open();
+    return made;
+}
+
 template <typename Open>
 auto opened(Open open)
 {
     const CancellationHold hold;
     if (low_numbers_free.load(std::memory_order_relaxed)) [[unlikely]] {
         const StandardNumbers occupied;
-        return open();
+        return after_signals(open);
     }
-    return open();
+    return after_signals(open);
 }
 
 bool takes_mode(int flags)

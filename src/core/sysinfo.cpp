@@ -61,11 +61,11 @@ DDAL_WEAK int ddal_sysinfo_get_uint(uint32_t category, uint32_t key, uint32_t ke
 {
     if (!value)
         return log_error(-EINVAL, "system information buffer is NULL\n");
-    const AtomicFile file{ddal_common_atomic_open(kFile, "r")};
+    const AtomicFile file{kFile, "r"};
     if (!file)
         return errno == ENOENT ? -ENOENT : log_errno("can't open %s: %m\n", kFile);
 
-    SysinfoReader reader{ddal_common_atomic_reader(file.get())};
+    SysinfoReader reader{file.reader()};
     std::optional<uint64_t> found;
     while (reader.next()) {
         if (reader.line().is({category, key, key2}))
@@ -84,16 +84,16 @@ DDAL_WEAK int ddal_sysinfo_set_uint(uint32_t category, uint32_t key, uint32_t ke
     int result = ddal_common_mkdir_p(kDirectory, kDirectoryMode);
     if (result != 0)
         return log_error(result, "can't create %s: %d\n", kDirectory, result);
-    AtomicFile file{ddal_common_atomic_open(kFile, "w")};
+    AtomicFile file{kFile, "w"};
     if (!file)
         return log_errno("can't open %s: %m\n", kFile);
 
-    SysinfoReader reader{ddal_common_atomic_reader(file.get())};
-    if (!copy_with_item(reader, ddal_common_atomic_writer(file.get()), {category, key, key2}, value))
+    SysinfoReader reader{file.reader()};
+    if (!copy_with_item(reader, file.writer(), {category, key, key2}, value))
         return log_errno("can't write %s: %m\n", kFile);
     if (reader.error() != 0)
         return log_error(reader.error(), "can't read %s: %d\n", kFile, reader.error());
-    result = ddal_common_atomic_close(file.release(), 1);
+    result = file.commit();
     if (result != 0)
         return log_error(result, "can't replace %s: %d\n", kFile, result);
     return 0;

@@ -84,6 +84,33 @@ TEST(AtomicFile, KeepsModeAndOffersTheOldContent)
     EXPECT_EQ(replaced.st_mode & ALLPERMS, 0604U);
 }
 
+int open_on_exec()
+{
+    int count = 0;
+    for (int fd = 0; fd < 64; ++fd) {
+        const int flags = fcntl(fd, F_GETFD);
+        count += flags >= 0 && !(flags & FD_CLOEXEC);
+    }
+    return count;
+}
+
+TEST(AtomicFile, SharesTheLockAmongReadersAndLeavesNothingOpenOnExec)
+{
+    const TemporaryDirectory directory;
+    const std::string path = directory.put("file", "text");
+    const int before = open_on_exec();
+    {
+        const AtomicFile first{path.c_str(), "r"};
+        const AtomicFile second{path.c_str(), "r"};
+        EXPECT_TRUE(first && second);
+        EXPECT_FALSE(is_unlocked(path));
+        EXPECT_EQ(open_on_exec(), before);
+    }
+    const AtomicFile writer{path.c_str(), "r+"};
+    EXPECT_TRUE(writer);
+    EXPECT_EQ(open_on_exec(), before);
+}
+
 TEST(AtomicFile, RefusesPathsWithoutAFileName)
 {
     const TemporaryDirectory directory;
@@ -111,9 +138,9 @@ TEST(AtomicFile, WaitsForALockAndThenOpensTheNewFile)
         ASSERT_NE(first, nullptr);
         std::string seen;
         std::thread second([&] {
-            const AtomicFile file{ddal_common_atomic_open(path.c_str(), "r")};
+            const AtomicFile file{path.c_str(), "r"};
             char text[8] = "nothing";
-            if (file && fgets(text, sizeof text, ddal_common_atomic_reader(file.get())) == nullptr)
+            if (file && fgets(text, sizeof text, file.reader()) == nullptr)
                 text[0] = '\0';
             seen = text;
         });

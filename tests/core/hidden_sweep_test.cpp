@@ -131,7 +131,7 @@ TEST_F(AtomicFileOnBoard, KeepsTheNamedTemporaryOfALiveWriter)
     }
     ASSERT_NE(slow, nullptr);
     put_file("/flash/swept/other", "old");
-    const AtomicFile other{ddal_common_atomic_open("/flash/swept/other", "w")};
+    const AtomicFile other{"/flash/swept/other", "w"};
     EXPECT_EQ(Resources({kFolder}).difference(), "");
     fputs("NEW", ddal_common_atomic_writer(slow));
     EXPECT_EQ(ddal_common_atomic_close(slow, 1), 0);
@@ -143,7 +143,7 @@ TEST_F(AtomicFileOnBoard, WaitsForALockForAtMostTwentySeconds)
 {
     const int fd = open(kFile, O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(fd, LOCK_SH), 0);
-    EXPECT_NE(AtomicFile{ddal_common_atomic_open(kFile, "r")}, nullptr);
+    EXPECT_TRUE(AtomicFile(kFile, "r"));
     timespec start{}, end{};
     clock_gettime(CLOCK_MONOTONIC, &start);
     EXPECT_EQ(ddal_common_atomic_open(kFile, "w"), nullptr);

@@ -12,6 +12,7 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -22,10 +23,11 @@
 #include "core/foreign_call.h"
 #include "core/unique_fd.h"
 #include "core/unique_stream.h"
-#include "support/in_child.h"
+#include "support/surroundings.h"
 #include "temporary_directory.h"
 
 using namespace std::chrono_literals;
+using ddal::core::AtomicFile;
 using ddal::core::ForeignCall;
 using ddal::core::UniqueFd;
 using ddal::core::UniqueStream;
@@ -180,6 +182,37 @@ TEST(StandardStreams, ForeignCallsFindTheirNumbersTaken)
     }
 }
 
+TEST(Signals, CutNoOpeningShort)
+{
+    const TemporaryDirectory directory;
+    const std::string fifo = directory / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::pair<const char *, std::function<std::string()>> openers[] = {
+        {"open", [&] { return fault_of(UniqueFd(open(fifo.c_str(), O_WRONLY | O_CLOEXEC)).get()); }},
+        {"openat", [&] { return fault_of(UniqueFd(openat(AT_FDCWD, fifo.c_str(), O_WRONLY | O_CLOEXEC)).get()); }},
+        {"fopen",
+         [&] {
+             const UniqueStream stream(fopen(fifo.c_str(), "we"));
+             return fault_of(stream ? fileno(stream.get()) : -1);
+         }},
+    };
+    for (const auto &[name, opener] : openers) {
+        SCOPED_TRACE(name);
+        testing_board::expect_in_each({testing_board::kTicking}, [&, &opener = opener] {
+            const pid_t reader = testing_board::start_child([&] {
+                std::this_thread::sleep_for(50ms);
+                return UniqueFd(open(fifo.c_str(), O_RDONLY | O_CLOEXEC)) ? 0 : 1;
+            });
+            const std::string fault = opener();
+            testing_board::end_ticking();
+            if (!fault.empty())
+                kill(reader, SIGKILL);
+            testing_board::wait_for_child(reader);
+            return fault;
+        });
+    }
+}
+
 namespace {
 
 // Cancels a thread while `work` is under way.
@@ -256,8 +289,8 @@ TEST(Cancellation, WaitsUntilTheCallIsOver)
         {"replacing",
          [&] {
              return for_a_while([&] {
-                 ddal::core::AtomicFile made(ddal_common_atomic_open(file.c_str(), "r+"));
-                 return made ? ddal_common_atomic_close(made.release(), 1) : -errno;
+                 AtomicFile made(file.c_str(), "r+");
+                 return made ? made.commit() : -errno;
              });
          }},
     };
@@ -274,9 +307,9 @@ TEST(Cancellation, WaitsUntilTheCallIsOver)
     UniqueFd other(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
     Cancelled writer([&] {
-        ddal::core::AtomicFile made(ddal_common_atomic_open(file.c_str(), "w"));
-        fputs("9", ddal_common_atomic_writer(made.get()));
-        return ddal_common_atomic_close(made.release(), 1);
+        AtomicFile made(file.c_str(), "w");
+        fputs("9", made.writer());
+        return made.commit();
     });
     other.reset();
     EXPECT_EQ(writer.result(), 0);
