@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/libc_calls.h"
+#include "core/mutex_lock.h"
 
 namespace ddal::core {
 
@@ -81,20 +82,22 @@ void in_child() // fork does not copy the other threads and their calls
 StandardNumbers::StandardNumbers()
 {
     const int saved_errno = errno;
-    pthread_mutex_lock(&mutex);
-    ++users;
-    occupy();
-    pthread_mutex_unlock(&mutex);
+    {
+        const MutexLock lock(mutex);
+        ++users;
+        occupy();
+    }
     errno = saved_errno;
 }
 
 StandardNumbers::~StandardNumbers()
 {
     const int saved_errno = errno;
-    pthread_mutex_lock(&mutex);
-    if (users > 0 && --users == 0)
-        vacate();
-    pthread_mutex_unlock(&mutex);
+    {
+        const MutexLock lock(mutex);
+        if (users > 0 && --users == 0)
+            vacate();
+    }
     errno = saved_errno;
 }
 

@@ -3,12 +3,15 @@
 #include <atomic>
 #include <csignal>
 #include <ctime>
-#include <mutex>
 #include <pthread.h>
 #include <unistd.h>
 
 #include "core/log.h"
+#include "core/mutex_lock.h"
+#include "phy/gio_owner.h"
 #include "phy/link_event.h"
+
+using ddal::core::MutexLock;
 
 namespace ddal::phy {
 
@@ -20,7 +23,7 @@ constexpr time_t kStartLimit = 1; // seconds
 // that another thread held at the fork stays locked in the child.
 std::atomic<pid_t> owner{0};
 
-std::mutex load_mutex;
+pthread_mutex_t load_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_once_t once = PTHREAD_ONCE_INIT;
 const Gio *gio;
 GMainLoop *main_loop;
@@ -64,14 +67,13 @@ int create_thread()
 
 int wait_for_start()
 {
-    pthread_mutex_lock(&start_mutex);
+    const MutexLock lock(start_mutex);
     timespec limit{};
     clock_gettime(CLOCK_MONOTONIC, &limit);
     limit.tv_sec += kStartLimit;
     int rc = 0;
     while (!started && rc == 0)
         rc = pthread_cond_timedwait(&start_condition, &start_mutex, &limit);
-    pthread_mutex_unlock(&start_mutex);
     return rc;
 }
 
@@ -114,23 +116,22 @@ bool links_are_of_another_process()
 
 void initialize_phy_events()
 {
-    GHashTable *const table = gio->hash_table_new_full(nullptr, nullptr, nullptr, release_registration);
+    UniqueHashTable table{gio->hash_table_new_full(nullptr, nullptr, nullptr, release_registration)};
     main_loop = gio->main_loop_new(nullptr, FALSE);
     if (!main_loop) {
-        gio->hash_table_destroy(table);
         log_line(LOG_ERR, "GMainLoop initialization failed\n");
         return;
     }
-    set_registry(table);
+    set_registry(table.get());
     create_start_condition();
 
     int rc = create_thread();
     if (rc != 0) {
         log_line(LOG_ERR, "pthread creation failed: %d\n", rc);
         set_registry(nullptr);
-        gio->hash_table_destroy(table);
         return;
     }
+    table.release(); // the loop uses it for the life of the process
     rc = wait_for_start();
     if (rc != 0)
         log_line(LOG_ERR, "failed waiting for event loop to start: %d\n", rc);
@@ -148,12 +149,11 @@ void *event_loop_thread(void *)
 
 int event_loop_initialized_callback(void *)
 {
-    pthread_mutex_lock(&start_mutex);
+    const MutexLock lock(start_mutex);
     started = true;
     const int rc = pthread_cond_signal(&start_condition);
     if (rc != 0)
         log_line(LOG_ERR, "pthread_cond_signal failed: %d\n", rc);
-    pthread_mutex_unlock(&start_mutex);
     return FALSE;
 }
 
@@ -162,7 +162,7 @@ namespace {
 // A library that cannot be loaded now may be present the next time.
 bool load_once()
 {
-    const std::lock_guard lock(load_mutex);
+    const MutexLock lock(load_mutex);
     if (!gio)
         gio = load_gio();
     return gio;

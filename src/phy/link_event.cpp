@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -14,12 +13,15 @@
 
 #include "core/foreign_call.h"
 #include "core/log.h"
+#include "core/mutex_lock.h"
 #include "core/unique_fd.h"
 #include "phy/event_loop.h"
 #include "phy/free_descriptors.h"
+#include "phy/gio_owner.h"
 
 using ddal::core::CancellationHold;
 using ddal::core::ForeignCall;
+using ddal::core::MutexLock;
 using ddal::core::UniqueFd;
 
 namespace ddal::phy {
@@ -32,7 +34,7 @@ constexpr const char *kClosedKey = "ddal-link-events"; // marks a bus connection
 struct Registration {
     const Gio *gio;
     int fd;
-    GDBusProxy *proxy = nullptr;
+    UniqueObject<GDBusProxy> proxy;
     gulong handler = 0;
 
     Registration(const Gio *library, int descriptor) : gio(library), fd(descriptor) {}
@@ -43,7 +45,7 @@ struct Registration {
 
 // Disconnecting does not wait for a handler that is running on the event thread, and the number of its descriptor may
 // soon belong to another file. GLib reports the end of a handler's last use.
-std::mutex disconnecting; // one disconnection at a time
+pthread_mutex_t disconnecting = PTHREAD_MUTEX_INITIALIZER; // one disconnection at a time
 pthread_mutex_t gone_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t gone_condition = PTHREAD_COND_INITIALIZER; // never destroyed: that would wait for its waiters at exit
 int gone_fd = -1;
@@ -54,26 +56,22 @@ std::atomic<unsigned> handled{0};
 
 void on_handler_gone(void *user_data, GClosure *)
 {
-    pthread_mutex_lock(&gone_mutex);
+    const MutexLock lock(gone_mutex);
     gone_fd = GPOINTER_TO_INT(user_data);
     pthread_cond_signal(&gone_condition);
-    pthread_mutex_unlock(&gone_mutex);
 }
 
 Registration::~Registration()
 {
-    if (handler != 0) {
-        const std::lock_guard one_at_a_time(disconnecting);
-        gio->signal_handler_disconnect(proxy, handler);
-        pthread_mutex_lock(&gone_mutex);
-        while (gone_fd != fd)
-            pthread_cond_wait(&gone_condition, &gone_mutex);
-        gone_fd = -1;
-        pthread_mutex_unlock(&gone_mutex);
-        handled.load(std::memory_order_acquire);
-    }
-    if (proxy)
-        gio->object_unref(proxy);
+    if (handler == 0)
+        return;
+    const MutexLock one_at_a_time(disconnecting);
+    gio->signal_handler_disconnect(proxy.get(), handler);
+    const MutexLock lock(gone_mutex);
+    while (gone_fd != fd)
+        pthread_cond_wait(&gone_condition, &gone_mutex);
+    gone_fd = -1;
+    handled.load(std::memory_order_acquire);
 }
 
 int notify(int fd)
@@ -96,7 +94,7 @@ void notify_if_registered(GDBusProxy *proxy, int fd)
 {
     const auto *const record =
         static_cast<const Registration *>(loaded_gio()->hash_table_lookup(event_registry(), GINT_TO_POINTER(fd)));
-    if (record && record->proxy == proxy)
+    if (record && record->proxy.get() == proxy)
         notify(fd);
 }
 
@@ -118,9 +116,9 @@ void watch_bus(const Gio *gio, GDBusConnection *connection)
     gio->object_set_data(object, kClosedKey, connection);
 }
 
-// A property read that the registration has requested. `user_data` holds a reference to the proxy.
+// A property read that the registration has requested.
 struct Refresh {
-    GDBusProxy *proxy;
+    UniqueObject<GDBusProxy> proxy;
     int fd;
 };
 
@@ -130,36 +128,30 @@ void on_state_read(GObject *connection, GAsyncResult *result, void *user_data)
     const RegistryLock lock; // waits until the requesting registration is complete
     const Gio *const gio = loaded_gio();
     const std::unique_ptr<Refresh> refresh{static_cast<Refresh *>(user_data)};
-    GVariant *const reply =
-        gio->dbus_connection_call_finish(reinterpret_cast<GDBusConnection *>(connection), result, nullptr);
+    const UniqueVariant reply{
+        gio->dbus_connection_call_finish(reinterpret_cast<GDBusConnection *>(connection), result, nullptr)};
     // A service that has left the bus since then no longer reports a state.
-    char *const service = gio->dbus_proxy_get_name_owner(refresh->proxy);
-    if (reply && service) {
-        GVariant *value = nullptr;
-        gio->variant_get(reply, "(v)", &value);
-        GVariant *const cached = gio->dbus_proxy_get_cached_property(refresh->proxy, kWatchedProperty);
-        if (!cached || !gio->variant_equal(cached, value)) {
-            gio->dbus_proxy_set_cached_property(refresh->proxy, kWatchedProperty, value);
-            notify_if_registered(refresh->proxy, refresh->fd);
-        }
-        if (cached)
-            gio->variant_unref(cached);
-        gio->variant_unref(value);
-    }
-    gio->free(service);
-    if (reply)
-        gio->variant_unref(reply);
-    gio->object_unref(refresh->proxy);
+    GDBusProxy *const proxy = refresh->proxy.get();
+    const UniqueText service{gio->dbus_proxy_get_name_owner(proxy)};
+    if (!reply || !service)
+        return;
+    GVariant *told = nullptr;
+    gio->variant_get(reply.get(), "(v)", &told);
+    const UniqueVariant value{told};
+    const UniqueVariant cached{gio->dbus_proxy_get_cached_property(proxy, kWatchedProperty)};
+    if (cached && gio->variant_equal(cached.get(), value.get()))
+        return;
+    gio->dbus_proxy_set_cached_property(proxy, kWatchedProperty, value.get());
+    notify_if_registered(proxy, refresh->fd);
 }
 
 // The proxy drops a signal that the event thread receives while another thread sets the proxy up. The state is
 // therefore read once more, and no later signal can overtake this reply.
 void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
 {
-    auto *const refresh = new (std::nothrow) Refresh{proxy, fd};
+    auto *const refresh = new (std::nothrow) Refresh{share(proxy), fd};
     if (!refresh)
         return;
-    gio->object_ref(proxy);
     gio->dbus_connection_call(gio->dbus_proxy_get_connection(proxy), gio->dbus_proxy_get_name(proxy),
                               gio->dbus_proxy_get_object_path(proxy), "org.freedesktop.DBus.Properties", "Get",
                               gio->variant_new("(ss)", gio->dbus_proxy_get_interface_name(proxy), kWatchedProperty),
@@ -167,59 +159,48 @@ void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
                               nullptr, on_state_read, refresh);
 }
 
-struct Unreference {
-    void operator()(GDBusConnection *connection) const
-    {
-        const int saved_errno = errno; // the reason of a failed registration
-        loaded_gio()->object_unref(connection);
-        errno = saved_errno;
-    }
-};
-using BusReference = std::unique_ptr<GDBusConnection, Unreference>;
-
 void take_connection(void *, void *record, void *connection)
 {
     *static_cast<GDBusConnection **>(connection) =
-        loaded_gio()->dbus_proxy_get_connection(static_cast<Registration *>(record)->proxy);
+        loaded_gio()->dbus_proxy_get_connection(static_cast<Registration *>(record)->proxy.get());
 }
 
 // Returns the connection of the present registrations, or an empty reference without any. The reference keeps it.
-BusReference bus_in_use()
+UniqueObject<GDBusConnection> bus_in_use()
 {
     const RegistryLock lock;
     GDBusConnection *connection = nullptr;
     if (lock.error() == 0 && event_registry())
         loaded_gio()->hash_table_foreach(event_registry(), take_connection, &connection);
-    if (connection)
-        loaded_gio()->object_ref(connection);
-    return BusReference{connection};
+    return connection ? share(connection) : UniqueObject<GDBusConnection>{};
 }
 
-void log_proxy_failure(const char *caller, const Gio *gio, const char *object_path, GError *error)
+void log_proxy_failure(const char *caller, const char *object_path, GError *error)
 {
-    log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %s\n", object_path, error->message);
-    gio->error_free(error);
+    const UniqueError reason{error};
+    log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %s\n", object_path, reason->message);
 }
 
-BusReference connect_bus(const char *caller, const Gio *gio, const char *object_path)
+UniqueObject<GDBusConnection> connect_bus(const char *caller, const Gio *gio, const char *object_path)
 {
     GError *error = nullptr;
-    BusReference bus{gio->bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error)};
+    UniqueObject<GDBusConnection> bus{gio->bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error)};
     if (!bus)
-        log_proxy_failure(caller, gio, object_path, error);
+        log_proxy_failure(caller, object_path, error);
     else // GLib would otherwise end the application when the bus restarts
         gio->dbus_connection_set_exit_on_close(bus.get(), FALSE);
     return bus;
 }
 
-std::mutex connecting; // one at a time, because two would count each other's descriptors as taken
+// One at a time, because two would count each other's descriptors as taken.
+pthread_mutex_t connecting = PTHREAD_MUTEX_INITIALIZER;
 
 // Returns the bus for one registration, with the loop running. Empty and logged if either is missing.
-BusReference find_bus(const char *caller, const char *object_path)
+UniqueObject<GDBusConnection> find_bus(const char *caller, const char *object_path)
 {
-    if (BusReference bus = bus_in_use(); bus && running_event_loop())
+    if (UniqueObject<GDBusConnection> bus = bus_in_use(); bus && running_event_loop())
         return bus;
-    const std::lock_guard one_at_a_time(connecting);
+    const MutexLock one_at_a_time(connecting);
     if (!descriptors_are_free(kToConnectBus)) {
         log_line_as(LOG_ERR, caller, "unable to open eventfd: %d\n", errno);
         return {};
@@ -230,16 +211,16 @@ BusReference find_bus(const char *caller, const char *object_path)
     return {};
 }
 
-GDBusProxy *create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
-                         const char *object_path)
+UniqueObject<GDBusProxy> create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
+                                      const char *object_path)
 {
     if (!descriptors_are_free(kToCreateProxy))
         return log_error_as(caller, nullptr, "unable to open eventfd: %d\n", errno);
     GError *error = nullptr;
-    GDBusProxy *const proxy = gio->dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr,
-                                                               bus_name, object_path, interface, nullptr, &error);
+    UniqueObject<GDBusProxy> proxy{gio->dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr,
+                                                                    bus_name, object_path, interface, nullptr, &error)};
     if (!proxy)
-        log_proxy_failure(caller, gio, object_path, error);
+        log_proxy_failure(caller, object_path, error);
     return proxy;
 }
 
@@ -261,7 +242,7 @@ void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *,
     GVariant *value = nullptr;
     gio->variant_iter_init(&iterator, changed);
     while (gio->variant_iter_next(&iterator, "{&sv}", &name, &value)) {
-        gio->variant_unref(value);
+        const UniqueVariant owned{value};
         if (strcmp(name, kWatchedProperty) != 0)
             continue;
         const int fd = GPOINTER_TO_INT(user_data);
@@ -281,7 +262,7 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
     UniqueFd fd{eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)};
     if (!fd)
         return log_error(-1, "unable to open eventfd: %d\n", errno);
-    const BusReference bus = find_bus(__func__, object_path);
+    const UniqueObject<GDBusConnection> bus = find_bus(__func__, object_path);
     if (!bus)
         return -1;
 
@@ -293,8 +274,9 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
     if (!record->proxy)
         return -1;
     record->fd = fd.get();
-    record->handler = gio->signal_connect_data(record->proxy, "g-properties-changed", G_CALLBACK(on_properties_changed),
-                                               GINT_TO_POINTER(fd.get()), on_handler_gone, GConnectFlags{});
+    record->handler =
+        gio->signal_connect_data(record->proxy.get(), "g-properties-changed", G_CALLBACK(on_properties_changed),
+                                 GINT_TO_POINTER(fd.get()), on_handler_gone, GConnectFlags{});
     if (record->handler == 0)
         return log_error(-1, "error connecting to properties changed signal for object path %s\n", object_path);
 
@@ -302,7 +284,7 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
     if (lock.error() != 0)
         return log_error(-1, "pthread_mutex_lock failed: %d\n", lock.error());
     watch_bus(gio, bus.get());
-    read_state_again(gio, record->proxy, fd.get());
+    read_state_again(gio, record->proxy.get(), fd.get());
     gio->hash_table_insert(event_registry(), GINT_TO_POINTER(fd.get()), record.release());
     return fd.release();
 }
@@ -312,18 +294,14 @@ namespace {
 // Stores the state that the proxy holds. Returns false when service or bus have gone, or when the state is unknown.
 bool cached_state(const Gio *gio, const Registration &record, uint16_t *state)
 {
-    if (gio->dbus_connection_is_closed(gio->dbus_proxy_get_connection(record.proxy)))
+    if (gio->dbus_connection_is_closed(gio->dbus_proxy_get_connection(record.proxy.get())))
         return false;
-    GVariant *const value = gio->dbus_proxy_get_cached_property(record.proxy, kWatchedProperty);
-    if (!value)
+    const UniqueVariant value{gio->dbus_proxy_get_cached_property(record.proxy.get(), kWatchedProperty)};
+    if (!value || !gio->variant_is_of_type(value.get(), G_VARIANT_TYPE_STRING))
         return false;
-    const bool is_text = gio->variant_is_of_type(value, G_VARIANT_TYPE_STRING);
-    if (is_text) {
-        const char *const text = gio->variant_get_string(value, nullptr);
-        *state = strcmp(text, "off") != 0 && strcmp(text, "no-carrier") != 0;
-    }
-    gio->variant_unref(value);
-    return is_text;
+    const char *const text = gio->variant_get_string(value.get(), nullptr);
+    *state = strcmp(text, "off") != 0 && strcmp(text, "no-carrier") != 0;
+    return true;
 }
 
 // Reads the counter back to 0. Succeeds without a pending event. A descriptor that is not an eventfd can return a short

@@ -98,6 +98,17 @@ TEST(Copy, KeepsContentAndModeAndReportsFailures)
     const std::unique_ptr<FILE, int (*)(FILE *)> source(fopen(from.c_str(), "r"), fclose);
     const std::unique_ptr<FILE, int (*)(FILE *)> full(fopen("/dev/full", "w"), fclose);
     EXPECT_EQ(ddal_common_copy_stream(source.get(), full.get()), -ENOSPC);
+    cookie_io_functions_t takes_nothing{}; // and sets no errno
+    takes_nothing.write = [](void *, const char *, size_t) -> ssize_t { return 0; };
+    const std::unique_ptr<FILE, int (*)(FILE *)> mute(fopencookie(nullptr, "w", takes_nothing), fclose);
+    setvbuf(mute.get(), nullptr, _IONBF, 0);
+    rewind(source.get());
+    errno = EPERM;
+    EXPECT_EQ(ddal_common_copy_stream(source.get(), mute.get()), -EFBIG);
+
+    directory.put(".ddal-abcdef", ""); // of a killed writer
+    EXPECT_EQ(ddal_common_copy_file(from.c_str(), (directory / "to").c_str()), 0);
+    EXPECT_EQ(directory.names(), (std::set<std::string>{"from", "to"}));
 }
 
 TEST(Copy, SurvivesAStandardErrorWithoutAReader)
@@ -163,6 +174,7 @@ TEST(Directory, CreatesMissingFolders)
         {directory / "d/../e", 0},
         {directory / "file", -ENOTDIR},
         {directory / "file/x", -ENOTDIR},
+        {directory / std::string(255, 'n'), 0},
         {directory / ("f/" + std::string(256, 'n')), -ENAMETOOLONG},
     };
     for (const auto &c : cases) {
