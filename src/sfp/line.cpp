@@ -1,6 +1,7 @@
 // Control and status lines of the SFP cages.
 #include "sfp/line.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -45,6 +46,9 @@ constexpr Control kControls[] = {
 };
 static_assert(std::size(kControls) == DDAL_SFP_CTRL_SOFT_RATE_SELECT_1 + 1);
 
+constexpr size_t kControlBytes = 2;
+static_assert(std::ranges::all_of(kControls, [](const Control &control) { return control.length <= kControlBytes; }));
+
 // Logs under the name of the function that needs the path.
 int make_line_path(uint32_t sfpId, const char *attribute, char (&path)[kPathSize], const char *caller)
 {
@@ -88,7 +92,7 @@ int read_control(uint32_t sfpId, const Control &control, uint32_t *value)
 {
     if (control.attribute)
         return read_line(sfpId, control.attribute, value);
-    uint8_t bytes[2];
+    uint8_t bytes[kControlBytes];
     const int result = ddal_sfp_memory_read(sfpId, DDAL_SFP_MEMORY_DIAGNOSTICS, control.offset, bytes, control.length);
     if (result == 0)
         *value = bytes[0] & control.mask;

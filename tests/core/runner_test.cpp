@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -126,6 +127,12 @@ std::string wrong_results()
 TEST(Runner, KnowsHowAChildEndedDespiteReaping)
 {
     expect_in_each(testing_board::kReaping, wrong_results);
+    EXPECT_EQ(wait_for_child(start_child([] { // as inherited from a program that has executed this one
+                  signal(SIGCHLD, SIG_IGN);
+                  unsetenv("GTEST_OUTPUT"); // the report is the parent's
+                  return execl("/proc/self/exe", "again", "--gtest_filter=Runner.MapsTheEndOfTheChild", nullptr);
+              })),
+              0);
     static volatile sig_atomic_t told = 0;
     expect_in_each({{"nothing", [] { testing_board::handle(SIGCHLD, [](int) { told = 1; }); }}}, [] {
         std::string wrong = wrong_results();
@@ -357,24 +364,66 @@ TEST(Runner, WorksWithoutStandardStreams)
     }
 }
 
+// A program that holds a FIFO open while it runs: its end shows there.
+class LongProgram {
+public:
+    LongProgram() : fifo_(directory_ / "fifo")
+    {
+        mkfifo(fifo_.c_str(), 0600);
+        reader_ = open(fifo_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        command_ = "exec 9>" + fifo_ + "; echo >&9; exec sleep 30";
+    }
+    LongProgram(const LongProgram &) = delete;
+    LongProgram &operator=(const LongProgram &) = delete;
+    ~LongProgram() { close(reader_); }
+
+    int run(const std::function<int(const char *, char **)> &runner) const
+    {
+        Shell shell(command_.c_str());
+        return runner(shell.path, shell.argv);
+    }
+    bool starts() const { return shows(POLLIN) && read(reader_, std::string(1, 0).data(), 1) == 1; }
+    bool ends() const { return shows(POLLHUP); }
+
+private:
+    bool shows(short event) const
+    {
+        pollfd program = {reader_, POLLIN, 0};
+        return poll(&program, 1, 5000) == 1 && program.revents & event;
+    }
+
+    TemporaryDirectory directory_;
+    std::string fifo_;
+    std::string command_;
+    int reader_;
+};
+
 TEST(Runner, TheChildDiesWithTheCaller)
 {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const pid_t caller = fork();
-    if (caller == 0) {
-        char *argv[] = {const_cast<char *>("sleep"), const_cast<char *>("30"), nullptr};
-        int status = 0;
-        ddal_common_run(ends[1], -1, &status, "/bin/sleep", argv); // holds the pipe open as its output
-        _exit(0);
-    }
-    close(ends[1]);
-    pollfd ended = {ends[0], POLLIN, 0};
-    EXPECT_EQ(poll(&ended, 1, 300), 0) << "the child did not start";
+    const LongProgram program;
+    const pid_t caller = start_child([&] { return program.run(_ddal_common_shell_command); });
+    EXPECT_TRUE(program.starts());
     kill(caller, SIGKILL);
-    waitpid(caller, nullptr, 0);
-    EXPECT_EQ(poll(&ended, 1, 5000), 1) << "the child outlived its caller";
-    close(ends[0]);
+    EXPECT_EQ(wait_for_child(caller), -SIGKILL);
+    EXPECT_TRUE(program.ends());
+}
+
+TEST(Runner, TheChildDiesWithItsSupervisor)
+{
+    for (const auto &[name, run] : kRunners) {
+        const LongProgram program;
+        const std::string children = "/proc/self/task/" + std::to_string(gettid()) + "/children";
+        std::thread killer([&] {
+            EXPECT_TRUE(program.starts());
+            pid_t supervisor = -1;
+            std::ifstream(children) >> supervisor;
+            if (supervisor > 0)
+                kill(supervisor, SIGKILL);
+        });
+        EXPECT_EQ(program.run(run), -EINTR) << name;
+        killer.join();
+        EXPECT_TRUE(program.ends()) << name;
+    }
 }
 
 TEST(Runner, AThousandRunsLeaveNothing)

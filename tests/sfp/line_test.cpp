@@ -48,8 +48,15 @@ TEST(SfpControl, ReadsOneBitOfTheMemory)
     struct {
         uint32_t ctrl;
         std::string bit; // byte and bit
+        unsigned length; // bytes that are read
         uint32_t clear, set;
-    } const cases[] = {{1, "118 02", 2, 3}, {4, "110 08", 10, 11}, {5, "118 08", 10, 11}};
+    } const cases[] = {{1, "118 02", 2, 2, 3}, {4, "110 08", 1, 10, 11}, {5, "118 08", 2, 10, 11}};
+    for (const auto &row : cases) {
+        const Fault bytewise("pread:/sys/bus/i2c/* short=1 count=0");
+        uint32_t value = 99;
+        EXPECT_EQ(ddal_sfp_ctrl_get(DDAL_SFP_1, row.ctrl, &value), 0);
+        EXPECT_EQ(bytewise.seen(), row.length) << "control " << row.ctrl;
+    }
     for (const std::string byte : {"110 ", "118 "}) {
         for (const char *digits : {"01", "02", "04", "08", "10", "20", "40", "80"}) {
             ctl("sfp poke 1 diag 110 00");
