@@ -11,8 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "bsl/rf_card_driver.h"
 #include "core/unique_fd.h"
+#include "rf_card/rf_card_driver.h"
 #include "support/board.h"
 #include "support/program.h"
 
@@ -118,7 +118,7 @@ TEST(Control, WarnsOfAFaultThatNothingServes)
 
 TEST(SerialLine, IsTracedAndFailsLikeEveryNode)
 {
-    const std::string path = ddal::bsl::kUartNode;
+    const std::string path = ddal::rf_card::kUartNode;
     {
         const Fault unopened("open:" + path + " errno=EMFILE");
         EXPECT_EQ(open(path.c_str(), O_RDWR | O_NOCTTY), -1);

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "bsl/rf_card_driver.h"
+#include "rf_card/rf_card_driver.h"
 
 namespace vboard {
 
-using namespace ddal::bsl;
+using namespace ddal::rf_card;
 
 namespace {
 

@@ -13,13 +13,13 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "bsl/rf_card_driver.h"
 #include "daemon/board.h"
 #include "daemon/models/registers.h"
+#include "rf_card/rf_card_driver.h"
 
 namespace vboard {
 
-using namespace ddal::bsl;
+using namespace ddal::rf_card;
 
 namespace {
 
