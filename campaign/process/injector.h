@@ -35,6 +35,7 @@ private:
     bool is_of_library(const seccomp_notif &call);
     bool fail(const seccomp_notif &call, int way, seccomp_notif_resp &response);
     long move_half(const seccomp_notif &call) const;
+    void leave_all_time(const seccomp_notif &call) const;
     bool close_behind(const seccomp_notif &call);
 
     const Condition &condition_;

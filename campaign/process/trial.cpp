@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <new>
 #include <poll.h>
+#include <regex>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -154,7 +155,10 @@ void Trial::gather(Outcome &outcome)
     outcome.result = report_->result;
     outcome.output.assign(reinterpret_cast<const char *>(report_->output), report_->length);
     outcome.lines = log_lines(syslog_.take());
-    outcome.files = files_.changes();
+    // A file system's identifier is another each time.
+    static const std::regex identifier("[0-9a-f]{32}");
+    for (const auto &[path, is] : files_.changes())
+        outcome.files[std::regex_replace(path, identifier, "UUID")] = std::regex_replace(is, identifier, "UUID");
     if (const std::string changes = switch_.changes(); !changes.empty())
         outcome.files["the switch"] = changes;
     outcome.accesses = changing_accesses(trace_.take(report_->trace_start));
