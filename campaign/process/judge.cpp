@@ -19,6 +19,7 @@ constexpr Partial kPartial[] = {
     {"ddal_common_write_(string|u32val.*)|ddal_kvb_rpram_set_isti|ddal_devicetree_set_.*|ddal_led_.*|"
      "ddal_boot_set_(reset_loop_count|lmp_netboot|uart|lmt|isolcpus)",
      "writes the file in place: it is empty once it is open, and a failing close comes after the write"},
+    {"ddal_ffs_cleanfs", "unmounts, makes and mounts the file system: a failure undoes none of the steps before it"},
     {"ddal_auth_set_login_faildelay|ddal_auth_set_password_history_len",
      "makes a missing file, empty, to have something to lock before it is replaced"},
 };
