@@ -94,7 +94,7 @@ TEST_F(UpgradeTest, EndsWhereTheBoardFails)
                   -1001,
                   {ioctl, "3 bsl_upgrade_up_image: Failed to turn on the RF POWER.n"},
                   "application"},
-             Case{"open:/dev/pts/* nth=1 errno=ENOENT", -1001, {"7 Initializing BSL... "}, "application"},
+             Case{"open:/dev/ttyFPGA3 nth=1 errno=ENOENT", -1001, {"7 Initializing BSL... "}, "application"},
              Case{"tcsetattr nth=1 errno=EIO", -1001, {"7 Initializing BSL... "}, "application"},
              Case{"ioctl:/dev/fpga_usr nth=2 errno=EIO", -1001,
                   opened + Lines{ioctl, pins, "3 bsl_upgrade_up_image: BSL: ERROR: Unable to gain BSL entry"},
