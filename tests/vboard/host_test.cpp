@@ -180,7 +180,7 @@ TEST(Host, IsNotReachedBySocketNamesTooLongForTheBoard)
 namespace {
 
 // Puts a text, filled up with NULs, in place of one that is as long or longer.
-void replace_in(const fs::path &file, const std::string &old, const std::string &text)
+[[maybe_unused]] void replace_in(const fs::path &file, const std::string &old, const std::string &text)
 {
     std::stringstream content;
     content << std::ifstream(file, std::ios::binary).rdbuf();
