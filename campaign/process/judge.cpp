@@ -28,7 +28,10 @@ constexpr Partial kPartial[] = {
 constexpr const char *kBracketed = "bsl_upgrade_up_image|bsl_codeload|ddal_ext_rfcard_(upgrade|verify)";
 
 // Operations with a wait that signals end, as their header says.
-constexpr const char *kEndedBySignals = "ddal_clk_event_wait_until|ddal_sfn_wait_.*";
+constexpr const char *kEndedBySignals = "ddal_clk_event_wait_until|ddal_sfn_wait_.*|ddal_rf_fpga_slow_meas_report_wait";
+
+// GLib ends a process without memory.
+constexpr const char *kEntersGlib = "ddal_phy_(copper_)?event_.*";
 
 bool fits(const char *operation, const char *pattern)
 {
@@ -97,6 +100,8 @@ std::string half_written(const Baseline &baseline, const Outcome &seen, bool die
             continue;
         if (died && path.find("/.ddal-") != std::string::npos)
             continue; // the next writer removes it
+        if (died && path == "the switch")
+            continue; // the switch keeps the steps made so far, and the next call completes or removes them
         if (baseline.first.files.count(path) == 0)
             return "changes " + path + " to " + is.substr(0, 60);
         if (!is_as_wanted(baseline, path, is))
@@ -199,6 +204,8 @@ std::string judge_undisturbed(const Caller &caller, const Baseline &baseline, bo
 
 std::string judge(const Caller &caller, const Condition &condition, const Baseline &baseline, const Outcome &seen)
 {
+    if (seen.ended.starts_with("ends with") && condition.name == "memory" && fits(caller.name, kEntersGlib))
+        return "";
     if (!seen.ended.empty())
         return seen.ended;
     if (!seen.trouble.empty())

@@ -211,14 +211,14 @@ UniqueObject<GDBusConnection> find_bus(const char *caller, const char *object_pa
     return {};
 }
 
-UniqueObject<GDBusProxy> create_proxy(const char *caller, const Gio *gio, const char *bus_name, const char *interface,
-                                      const char *object_path)
+UniqueObject<GDBusProxy> create_proxy(const char *caller, const Gio *gio, const char *bus_name,
+                                      const char *interface_name, const char *object_path)
 {
     if (!descriptors_are_free(kToCreateProxy))
         return log_error_as(caller, nullptr, "unable to open eventfd: %d\n", errno);
     GError *error = nullptr;
-    UniqueObject<GDBusProxy> proxy{gio->dbus_proxy_new_for_bus_sync(G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr,
-                                                                    bus_name, object_path, interface, nullptr, &error)};
+    UniqueObject<GDBusProxy> proxy{gio->dbus_proxy_new_for_bus_sync(
+        G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, nullptr, bus_name, object_path, interface_name, nullptr, &error)};
     if (!proxy)
         log_proxy_failure(caller, object_path, error);
     return proxy;
@@ -252,7 +252,7 @@ void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *,
     handled.fetch_add(1, std::memory_order_release);
 }
 
-int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path)
+int _ddal_phy_event_register(const char *bus_name, const char *interface_name, const char *object_path)
 {
     if (!claim_links())
         return log_error(-1, "phy event loop is not running!\n");
@@ -270,7 +270,7 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface, const 
     std::unique_ptr<Registration> record{new (std::nothrow) Registration(gio, -1)};
     if (!record)
         return log_error(-1, "malloc: %d\n", errno);
-    record->proxy = create_proxy(__func__, gio, bus_name, interface, object_path);
+    record->proxy = create_proxy(__func__, gio, bus_name, interface_name, object_path);
     if (!record->proxy)
         return -1;
     record->fd = fd.get();

@@ -6,7 +6,7 @@
 namespace ddal::phy {
 
 // Watches "OperationalState" of one link object. Returns the descriptor, or -1.
-int _ddal_phy_event_register(const char *bus_name, const char *interface, const char *object_path);
+int _ddal_phy_event_register(const char *bus_name, const char *interface_name, const char *object_path);
 
 // Handles property changes on the event thread; `user_data` is the descriptor.
 void on_properties_changed(GDBusProxy *proxy, GVariant *changed, const char *const *invalidated, void *user_data);

@@ -339,14 +339,8 @@ int reach_top_level(int sock)
     return rc;
 }
 
-int command_result(int sock)
+int command_result(int sock, const MemoryStream &answer)
 {
-    MemoryStream answer;
-    if (!answer.get()) {
-        const int rc = -errno;
-        diag_error("open_memstream %m\n");
-        return rc;
-    }
     int rc = send_str(sock, kPrintResult.data(), kPrintResult.size());
     if (rc != 0) {
         diag_error("sending echo $? command: %d\n\n", rc);
@@ -358,7 +352,7 @@ int command_result(int sock)
         return rc;
     }
     errno = 0;
-    if (!answer.close()) {
+    if (fflush(answer.get()) != 0) { // closing would also trim the text, which can fail
         rc = errno != 0 ? -errno : -EIO;
         diag_error("fclose %m\n");
         return rc;
@@ -378,11 +372,19 @@ int telnet_bcmdiag(FILE *out, const char *format, ...)
     int rc = connect_shell(&sock);
     if (rc == 0)
         rc = reach_top_level(sock.get());
-    if (rc == 0) {
-        va_list arguments;
-        va_start(arguments, format);
-        rc = run_command(sock.get(), out, format, arguments);
-        va_end(arguments);
+    if (rc != 0)
+        return rc;
+
+    // Opened before the command is sent: a command that has taken effect does not fail for want of memory.
+    const MemoryStream answer;
+    if (!answer.get()) {
+        rc = -errno;
+        diag_error("open_memstream %m\n");
+        return rc;
     }
-    return rc == 0 ? command_result(sock.get()) : rc;
+    va_list arguments;
+    va_start(arguments, format);
+    rc = run_command(sock.get(), out, format, arguments);
+    va_end(arguments);
+    return rc == 0 ? command_result(sock.get(), answer) : rc;
 }
