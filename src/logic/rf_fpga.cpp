@@ -15,7 +15,6 @@
 #include "logic/fpga_driver.h"
 #include "logic/rf_fpga_driver.h"
 
-using ddal::core::minus_errno;
 using ddal::core::UniqueFd;
 using namespace ddal::logic;
 

@@ -131,7 +131,7 @@ void initialize_phy_events()
         set_registry(nullptr);
         return;
     }
-    table.release(); // the loop uses it for the life of the process
+    static_cast<void>(table.release()); // the loop uses it for the life of the process
     rc = wait_for_start();
     if (rc != 0)
         log_line(LOG_ERR, "failed waiting for event loop to start: %d\n", rc);

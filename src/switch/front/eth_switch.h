@@ -17,15 +17,15 @@ int admit_board_first(const char *caller, uint32_t sw);
 // Returns `refusal` unless that is 0. Otherwise returns 0, or -EOPNOTSUPP for an S-VLAN that the switch lacks.
 int admit_svlan(const char *caller, int refusal, uint32_t svlan);
 
-// Returns the refusal or the result of the call. Passes the result of a failed call to `tell`.
+// Returns the refusal or the result of the call. Passes the caller and the result of a failed call to `tell`.
 template <typename Call, typename Tell>
-int answer(int refusal, Call call, Tell tell)
+int answer(const char *caller, int refusal, Call call, Tell tell)
 {
     if (refusal != 0)
         return refusal;
     const int rc = call();
     if (rc != 0)
-        tell(rc);
+        tell(caller, rc);
     return rc;
 }
 
@@ -43,5 +43,5 @@ int answer(int refusal, Call call, Tell tell)
 // `__func__` must be read outside the lambda, where it names the operation.
 #define answer_or_refuse(refusal, call, format, ...)                                                                   \
     ddal::ethswitch::answer(                                                                                           \
-        (refusal), [&] { return call; },                                                                               \
-        [&, caller = __func__]([[maybe_unused]] int rc) { log_line_as(LOG_ERR, caller, format, __VA_ARGS__); })
+        __func__, (refusal), [&] { return call; },                                                                     \
+        [&](const char *caller, [[maybe_unused]] int rc) { log_line_as(LOG_ERR, caller, format, __VA_ARGS__); })

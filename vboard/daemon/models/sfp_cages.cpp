@@ -158,7 +158,7 @@ int SfpCages::write(const Node &node, uint64_t offset, std::span<const uint8_t> 
 
 void SfpCages::plug(Cage &cage, SfpModule module)
 {
-    cage.module = std::move(module);
+    cage.module = module;
     cage.plugged_ns = board().monotonic_ns();
 }
 

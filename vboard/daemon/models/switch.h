@@ -188,7 +188,7 @@ private:
     Phy &phy_in(const Given &given);
     static ControlTable phy_commands();
     std::string show(uint32_t number);
-    std::string text();
+    std::string state_text();
     std::string changes();
     void keep();
     void restore();

@@ -20,7 +20,7 @@ struct Switch::Kept {
 };
 
 // All that calls can set, without what traffic counts.
-std::string Switch::text()
+std::string Switch::state_text()
 {
     std::ostringstream out;
     const auto words = [&out](const std::string &name, const auto &list) {
@@ -71,7 +71,7 @@ std::string Switch::changes()
     if (!kept_)
         throw ControlError("nothing is kept to compare with");
     std::map<std::string, int> lines; // how often more than before
-    std::istringstream before(kept_->text), now(text());
+    std::istringstream before(kept_->text), now(state_text());
     for (std::string line; std::getline(before, line);)
         --lines[line];
     for (std::string line; std::getline(now, line);)
@@ -86,7 +86,7 @@ std::string Switch::changes()
 void Switch::keep()
 {
     kept_ = std::make_shared<Kept>(Kept{ports_, phys_, vlans_, translations_, egress_, protocols_, addresses_, rules_,
-                                        shares_addresses_, clock_port_, text()});
+                                        shares_addresses_, clock_port_, state_text()});
 }
 
 void Switch::restore()
