@@ -189,7 +189,8 @@ TEST_F(LinkEvents, DoNotEndAProcessThatIsShortOfDescriptors)
             std::cout << (busy ? "busy " : "calm ") << each << "\n";
             EXPECT_EQ(each.front(), '0') << "without a descriptor";
             EXPECT_EQ(each.back(), '1') << "with " << kMost;
-            EXPECT_TRUE(std::is_sorted(each.begin(), each.end())) << "fewer were enough: " << each;
+            // The busy thread's descriptor can be open while the limit is counted, and while the library counts.
+            EXPECT_TRUE(busy || std::is_sorted(each.begin(), each.end())) << "fewer were enough: " << each;
         }
     }
 }
