@@ -50,7 +50,7 @@ private:
     UniqueStream reader_; // of the locked target
     UniqueFd directory_;
     UniqueStream writer_; // not open in a read-only file
-    FreshName temporary_; // empty while the replacement has no name
+    FreshName temporary_; // empty until the replacement gets a name
     char base_name_[NAME_MAX + 1] = "";
 };
 

@@ -78,7 +78,7 @@ int ddal_ffs_format(uint32_t id, uint32_t type)
     if (result != 0)
         return result;
 
-    const int dummy_part = fs.number % 2 + 1; // kept: file system 1 uses dummy part 2, file system 2 uses part 1
+    const int dummy_part = fs.number % 2 + 1; // kept: each file system uses the dummy partition of the other
     return luksapi(type == DDAL_FFS_TYPE_EXT4 ? "install_uboot_on_dummy_part" : "clear_dummy_part", dummy_part);
 }
 

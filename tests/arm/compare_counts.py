@@ -34,8 +34,10 @@ def listed_by(entry):
     settings = dict(line.split("=", 1) for line in properties.get("ENVIRONMENT", []) if "=" in line)
     changes = dict(line.split("=set:", 1) for line in properties.get("ENVIRONMENT_MODIFICATION", []) if "=set:" in line)
     environment = dict(os.environ, **settings)
-    done = subprocess.run(command, check=True, capture_output=True, text=True, env=environment, stdin=subprocess.DEVNULL,
+    done = subprocess.run(command, capture_output=True, text=True, env=environment, stdin=subprocess.DEVNULL,
                           cwd=properties.get("WORKING_DIRECTORY"))
+    if done.returncode != 0:
+        sys.exit(f"{name} did not list its cases (exit status {done.returncode}): {done.stderr}")
     cases = []
     for line in done.stdout.splitlines():
         if re.fullmatch(r"\S+\.(  # .*)?", line):

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 
 #include "daemon/board_file.h"
+#include "daemon/text_file.h"
 
 namespace vboard {
 
@@ -33,9 +32,7 @@ bool has_programs(const fs::path &board)
     const std::string entry = "VBOARD_PAGE=" + (board / ".vboard/page").string() + '\0';
     std::error_code ignored;
     for (const auto &process : fs::directory_iterator("/proc", ignored)) {
-        std::ifstream in(process.path() / "environ", std::ios::binary);
-        const std::string environment{std::istreambuf_iterator<char>(in), {}};
-        if (environment.find(entry) != std::string::npos)
+        if (read_text(process.path() / "environ").find(entry) != std::string::npos)
             return true;
     }
     return false;

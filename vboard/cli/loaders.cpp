@@ -1,9 +1,8 @@
 #include "cli/loaders.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
+#include "daemon/text_file.h"
 #include "page/escapes.h"
 
 namespace vboard {
@@ -26,9 +25,7 @@ fs::path guest_root(const std::vector<std::string> &emulator)
 // name.
 bool expands_to(const fs::path &loader, const std::string &libraries)
 {
-    std::ifstream file(loader, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    return bytes.find('\0' + libraries + '\0') != std::string::npos;
+    return read_text(loader).find('\0' + libraries + '\0') != std::string::npos;
 }
 
 bool finds_all(const Loader &loader, const fs::path &root, const fs::path &prefix,

@@ -5,13 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+
+#include "daemon/text_file.h"
 
 namespace vboard {
 
@@ -58,8 +59,7 @@ std::optional<int> reap(pid_t program)
 // From /proc/PID/stat: "PID (NAME) STATE PARENT ..."; the name may hold anything.
 pid_t parent_of(const std::filesystem::path &process)
 {
-    std::ifstream in(process / "stat");
-    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    const std::string text = read_text(process / "stat");
     const size_t end = text.rfind(')');
     return end == std::string::npos || end + 4 > text.size() ? 0 : std::atoi(text.c_str() + end + 4);
 }

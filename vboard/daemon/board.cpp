@@ -11,6 +11,7 @@
 
 #include "core/cpu_counter.h"
 #include "daemon/faults.h"
+#include "daemon/text_file.h"
 #include "page/protocol.h"
 
 namespace vboard {
@@ -135,8 +136,7 @@ fs::path Board::file(const std::string &board_path) const
 
 std::string Board::read_text(const std::string &board_path) const
 {
-    std::ifstream in(file(board_path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+    return vboard::read_text(file(board_path));
 }
 
 void Board::write_text(const std::string &board_path, const std::string &text)

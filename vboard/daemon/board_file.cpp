@@ -5,6 +5,9 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include "daemon/text_file.h"
 
 namespace vboard {
 
@@ -174,10 +177,9 @@ void write_file(const fs::path &path, const std::string &text, mode_t mode)
 
 std::string slurp(const fs::path &path)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
+    if (access(path.c_str(), R_OK) != 0)
         throw std::runtime_error("cannot read " + path.string());
-    return {std::istreambuf_iterator<char>(in), {}};
+    return read_text(path);
 }
 
 // Maps "/bin/x" to "/usr/bin/x", as on a board with merged folders.

@@ -27,7 +27,7 @@ constexpr Loader kLoaders[] = {
     {EM_ARM, "/lib/ld-linux-armhf.so.3", "lib/arm-linux-gnueabihf"},
 };
 
-enum class Escape { kNone, kPrivileged, kStatic, kOtherLoader, kOtherProcessor };
+enum class Escape { kNone, kPrivileged, kUnreadable, kStatic, kOtherLoader, kOtherProcessor };
 
 // The end of a sentence that begins with the program's name.
 constexpr const char *reason(Escape escape)
@@ -36,6 +36,7 @@ constexpr const char *reason(Escape escape)
     case Escape::kNone: return "runs on the board";
     case Escape::kPrivileged:
         return "is setuid, setgid or has file capabilities: the loader ignores the board's preload library";
+    case Escape::kUnreadable: return "cannot be read, so that its loader is not known";
     case Escape::kStatic: return "is static or not a whole program file: no loader loads the board's preload library";
     case Escape::kOtherLoader: return "has a loader that does not find the board's preload library";
     case Escape::kOtherProcessor: return "is a program of another processor: start the board with --emulator";
@@ -49,7 +50,8 @@ struct ProgramHead {
     explicit ProgramHead(const char *host_path)
     {
         const long fd = syscall(SYS_openat, AT_FDCWD, host_path, O_RDONLY | O_CLOEXEC, 0);
-        if (fd < 0)
+        is_readable = fd >= 0;
+        if (!is_readable)
             return;
         const long n = syscall(SYS_read, fd, bytes, sizeof bytes);
         syscall(SYS_close, fd);
@@ -73,6 +75,7 @@ struct ProgramHead {
                                              : loader_of<Elf32_Ehdr, Elf32_Phdr>();
     }
 
+    bool is_readable = false;
     alignas(8) char bytes[4096];
     size_t length = 0;
 
@@ -128,6 +131,8 @@ inline Escape escape_of(const char *host_path, const Page &page)
     if ((info.stx_mode & (S_ISUID | S_ISGID)) || has_capabilities(host_path))
         return Escape::kPrivileged;
     const ProgramHead head(host_path);
+    if (!head.is_readable)
+        return Escape::kUnreadable;
     if (!head.is_elf())
         return Escape::kNone;
     if (head.machine() == EM_NONE)
