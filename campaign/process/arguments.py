@@ -49,6 +49,8 @@ OPEN_LOADER = """int fd = open("/dev/ttyFPGA3", O_RDWR | O_NOCTTY | O_CLOEXEC);
     CALL(bsl_entry)(fd, 0);"""
 UNLOCKED = OPEN_LOADER + "\n    CALL(bsl_rx_password)(fd, kPassword, 32, 0);"
 CLOSE_LINE = "close(fd);"
+LAA_RECORD = 'control("laa record 71 2 3 4 5 6 7 8 9 10 11 12 913");'
+POWER_RECORD = 'control("power-meter record 1 2 3 4 5 6 7 8 9");'
 NO_MULTIPORT = "the external switch is supplied by a product"
 COPPER = {"port": "14"}
 
@@ -80,6 +82,7 @@ OPERATIONS = [
     const Stream in = stream("input");"""}),
     (r"_ddal_common_shell_command_read_write_fp", {"setup": "const Stream out = stream(nullptr);"}),
     (r"ddal_sysinfo_.*", {"category": "13", "key": "18"}),
+    (r"ddal_sysinfo_get_uint", {"prepare": 'put("/flash/config/sysinfo", "13.18.0 = 7\\n");'}),
     (r"ddal_kvb_rpram_get_isti", {"setup": "CALL(ddal_kvb_rpram_set_isti)(5);"}),
     (r"ddal_trbl_delete", {"path": '"/var/log/campaign"', "prepare": 'put("/var/log/campaign", "log");'}),
     (r"ddal_unmap_soc", {"setup": "CALL(ddal_map_soc)();"}),
@@ -167,7 +170,8 @@ OPERATIONS = [
     (r"ddal_rf_fpga_(close|lock|unlock|.*_fd)", {"setup": "int fd = -1;\n    CALL(ddal_rf_fpga_open)(0, &fd);"}),
     (r"ddal_rf_fpga_(lock|unlock|.*_fd)", {"always": "CALL(ddal_rf_fpga_close)(fd);"}),
     (r"ddal_fpga_rf_pwr_(wait|close)", {"setup": "int fd = -1;\n    CALL(ddal_fpga_rf_pwr_open)(&fd);"}),
-    (r"ddal_fpga_rf_pwr_wait", {"setup": 'control("power-meter record 1 2 3 4 5 6 7 8 9");', "always": "close(fd);"}),
+    (r"ddal_fpga_rf_pwr_wait", {"prepare": 'control("power-meter stop");',
+        "setup": POWER_RECORD, "between": POWER_RECORD, "always": "close(fd);"}),
     (r"ddal_rp3_alarm_event_close", {"setup": "int fd = -1;\n    CALL(ddal_rp3_alarm_event_open)(&fd);"}),
     (r"ddal_refab_alarm_event_close", {"setup": "int fd = -1;\n    CALL(ddal_refab_alarm_event_open)(&fd);"}),
     (r"ddal_rp3_validate_aif", {"event": '"campaign"', "apart": "the result is that of the logging alone",
@@ -175,9 +179,10 @@ OPERATIONS = [
     (r"ddal_rf_fpga_slow_meas_report_(wait|set_period|close)", {
         "setup": "ddal_rf_fpga_slow_meas *desc = nullptr;\n    CALL(ddal_rf_fpga_slow_meas_report_open)(&desc, 100);"}),
     (r"ddal_rf_fpga_slow_meas_report_(wait|set_period)", {"always": "CALL(ddal_rf_fpga_slow_meas_report_close)(desc);"}),
+    (r"ddal_rf_fpga_slow_meas_report_close", {"in_child": "Invalid Descriptor"}),
     (r"ddal_rf_fpga_slow_meas_report_open", {"finish": "CALL(ddal_rf_fpga_slow_meas_report_close)(out);"}),
     (r"ddal_rf_fpga_laa_(wait|close)", {"setup": "int fd = -1;\n    CALL(ddal_rf_fpga_laa_open)(&fd);"}),
-    (r"ddal_rf_fpga_laa_wait", {"setup": 'control("laa record 71 2 3 4 5 6 7 8 9 10 11 12 913");', "always": "close(fd);"}),
+    (r"ddal_rf_fpga_laa_wait", {"setup": LAA_RECORD, "between": LAA_RECORD, "always": "close(fd);"}),
     (r"ddal_rf_fpga_laa_(prescan|dfs|sas)_open.*", {"finish": "free_laa(out);"}),
     *[(rf"ddal_rf_fpga_laa_{kind}_(wait|close)", {
         "setup": f"ddal_rf_fpga_laa_{kind} *handle = nullptr;\n    CALL(ddal_rf_fpga_laa_{kind}_open)(0, &handle);"})

@@ -28,7 +28,6 @@ struct Outcome {
     long blocks = 0;
     std::string trouble;
 
-    bool has_effect() const { return !files.empty() || !accesses.empty(); }
     std::string text() const;
 };
 
