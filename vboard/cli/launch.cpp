@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "cli/board_directory.h"
+#include "cli/fence.h"
 #include "cli/loaders.h"
 #include "cli/network.h"
 #include "cli/program.h"
@@ -58,13 +59,21 @@ int64_t now_ns(clockid_t clock)
     return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-void add_writable(Page &page, const fs::path &place)
+// The folders of this machine in which programs may write.
+Words writable_places(const fs::path &directory, const RunOptions &options)
 {
-    const std::string path = fs::weakly_canonical(place);
-    if (path == "/" || page.writable_count >= kMaxWritable)
-        return;
-    put(page.writable[page.writable_count], path);
-    ++page.writable_count;
+    Words places{fs::weakly_canonical(directory)};
+    for (const std::string &place : options.writable) {
+        if (!fs::exists(place))
+            throw ClientError("--writable: " + place + " does not exist");
+        places.push_back(fs::canonical(place));
+    }
+    const std::string working = fs::current_path();
+    if (working.rfind("/etc", 0) != 0 && working.rfind("/usr", 0) != 0 && working.rfind("/var", 0) != 0 &&
+        working.rfind("/root", 0) != 0)
+        places.push_back(working);
+    std::erase(places, "/");
+    return places;
 }
 
 // The loader ignores a missing preload library. Run nothing then: the program would reach the machine.
@@ -141,18 +150,12 @@ void write_page(const fs::path &directory, const RunOptions &options)
     page->native_machine = machine_of("/proc/self/exe");
     page->loaders = loaders_that_find(own_prefix(), libraries, split(options.emulator), page->native_machine);
     page->speed = std::max(options.speed, 1u);
-    if (options.real_net)
-        put(page->network, own_network());
     page->epoch_ns[0] = now_ns(CLOCK_REALTIME);
     page->epoch_ns[1] = now_ns(CLOCK_MONOTONIC);
     page->trace.store(options.trace);
-    add_writable(*page, directory);
-    for (const std::string &place : options.writable)
-        add_writable(*page, place);
-    const std::string working = fs::current_path();
-    if (working.rfind("/etc", 0) != 0 && working.rfind("/usr", 0) != 0 && working.rfind("/var", 0) != 0 &&
-        working.rfind("/root", 0) != 0)
-        add_writable(*page, working);
+    for (const std::string &place : writable_places(directory, options))
+        if (page->writable_count < kMaxWritable)
+            put(page->writable[page->writable_count++], place);
     const fs::path path = directory / ".vboard/page";
     const fs::path fresh = directory / ".vboard/page.new";
     const UniqueFd fd{open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
@@ -162,7 +165,7 @@ void write_page(const fs::path &directory, const RunOptions &options)
 }
 
 // Throws when an option has no effect on a board that runs already.
-void check_options_on(const Page &page, const RunOptions &options)
+void check_options_on(const Page &page, bool fenced, const RunOptions &options)
 {
     const auto refuse = [](const std::string &option) {
         throw ClientError("the board runs already: " + option + " is for the program that starts it");
@@ -177,10 +180,16 @@ void check_options_on(const Page &page, const RunOptions &options)
         refuse("--runtime");
     if (!options.trace)
         refuse("--no-trace");
+    if (options.real_net && (!page.network[0] || !fenced))
+        refuse("--real-net");
+    if (options.fence == FenceWish::kRequired && !fenced)
+        refuse("--fence");
+    if (options.fence == FenceWish::kNone && fenced)
+        refuse("--no-fence");
 }
 
 // Runs the daemon. It ends with the last program, and nothing of it may outlive the board.
-[[noreturn]] void be_daemon(const fs::path &directory, int ready)
+[[noreturn]] void be_daemon(const fs::path &directory, bool fenced, bool real_net, int ready)
 {
     prctl(PR_SET_NAME, "vboardd");
     setsid();
@@ -202,6 +211,9 @@ void check_options_on(const Page &page, const RunOptions &options)
     try {
         Loop loop;
         Board board(directory, loop);
+        board.page().fenced = fenced;
+        if (real_net)
+            put(board.page().network, own_network());
         Server server(board);
         if (write(ready, "", 1) != 1)
             _exit(1);
@@ -216,50 +228,96 @@ void check_options_on(const Page &page, const RunOptions &options)
     _exit(0);
 }
 
-void start_daemon(const fs::path &directory)
+// Starts the daemon through `start` and waits until it serves the board.
+pid_t start_daemon(const fs::path &directory, bool fenced, const RunOptions &options, const Starter &start)
 {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         fail("pipe");
-    UniqueFd from{ends[0]};
+    const UniqueFd from{ends[0]};
     UniqueFd to{ends[1]};
-    const pid_t child = fork();
-    if (child < 0)
-        fail("fork");
-    if (child == 0) {
-        // A grandchild, so that the process that starts a board need not reap its daemon.
-        if (fork() == 0)
-            be_daemon(directory, to.get());
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
+    const pid_t started = start([&] { be_daemon(directory, fenced, options.real_net, to.get()); });
     to = UniqueFd{};
     char text[512];
     const ssize_t n = read(from.get(), text, sizeof text);
     if (n != 1 || text[0] != '\0')
         throw ClientError("the board in " + directory.string() +
                           " cannot start: " + std::string(text, n > 0 ? static_cast<size_t>(n) : 0));
+    return started;
 }
 
+pid_t start_child(const Body &body)
+{
+    const pid_t child = fork();
+    if (child < 0)
+        fail("fork");
+    if (child == 0) {
+        body();
+        _exit(0);
+    }
+    return child;
+}
+
+// Starts a grandchild, so that the process that starts a board need not reap its daemon.
+pid_t start_apart(const Body &body)
+{
+    const pid_t child = start_child([&] { start_child(body); });
+    waitpid(child, nullptr, 0);
+    return 0;
+}
+
+FencePlan plan_of(const Words &writable, const RunOptions &options)
+{
+    FencePlan plan{writable, {own_prefix()}, options.real_net};
+    plan.writable.insert(plan.writable.begin(), "/tmp");
+    if (!options.program.empty())
+        plan.needed.push_back(find_program(options.program[0]));
+    return plan;
+}
+
+// Starts the daemon inside a fence, if there is to be one. Returns the fence's first process, or 0.
+pid_t start_board(const fs::path &directory, const RunOptions &options)
+{
+    if (options.fence != FenceWish::kNone) {
+        const FencePlan plan = plan_of(writable_places(directory, options), options);
+        try {
+            return start_daemon(directory, true, options, [&](const Body &body) { return start_fence(plan, body); });
+        } catch (const FenceError &error) {
+            if (options.fence == FenceWish::kRequired)
+                throw ClientError(std::string("no fence can be had here (") + error.what() + "); nothing was run");
+            std::cerr << "vboard: no fence here (" << error.what()
+                      << "): the preload library alone keeps programs away from this machine\n";
+        }
+    }
+    if (options.real_net)
+        enter_own_network();
+    return start_daemon(directory, false, options, start_apart);
+}
+
+struct Joined {
+    std::unique_ptr<Client> board;
+    pid_t fence = 0; // first process of a fence that was made for the board now
+};
+
 // Joins the board of a directory and starts it first if needed. A lock admits one caller at a time.
-std::unique_ptr<Client> join(const fs::path &directory, const RunOptions &options)
+Joined join(const fs::path &directory, const RunOptions &options)
 {
     const UniqueFd lock{open((directory / ".vboard/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
     if (!lock || flock(lock.get(), LOCK_EX) != 0)
         fail((directory / ".vboard/lock").string());
-    std::unique_ptr<Client> client;
+    Joined joined;
     try {
-        client = std::make_unique<Client>(directory);
-        client->hold();
+        joined.board = std::make_unique<Client>(directory);
+        joined.board->hold();
     } catch (const ClientError &) { // the board does not run, or its last program has just ended
         write_page(directory, options);
-        start_daemon(directory);
-        client = std::make_unique<Client>(directory);
-        client->hold();
-        return client;
+        joined.fence = start_board(directory, options);
+        joined.board = std::make_unique<Client>(directory);
+        joined.board->hold();
+        return joined;
     }
-    check_options_on(client->page(), options);
-    return client;
+    check_options_on(joined.board->page(), is_fenced(joined.board->daemon()), options);
+    return joined;
 }
 
 // Returns the command to execute. An emulated program receives its environment through an option of the emulator: the
@@ -299,39 +357,24 @@ int run_program(Client &board, const RunOptions &options, bool ends_with_board)
         environment.assign(page.environment, page.environment + page.environment_count);
     if (emulator.empty() && page.runtime[0] && needs_library(path.c_str(), page.runtime))
         environment[0] = page.runtime_preload;
-    return run_command(command_of(page, emulator, options, path), environment, ends_with_board);
+    const pid_t daemon = board.daemon();
+    const bool fenced = is_fenced(daemon);
+    const Starter start = [&](const Body &body) {
+        return fenced ? start_inside(daemon, fs::current_path(), page.network[0] != '\0', body) : start_child(body);
+    };
+    const Outcome outcome = run_command(command_of(page, emulator, options, path), environment, start);
+    if (!fenced && (ends_with_board || outcome.signalled))
+        end_children();
+    return outcome.status;
 }
 
-// Runs the same command again, inside a fence of namespaces.
-int run_fenced(const fs::path &directory, const RunOptions &options)
+// Ends everything inside a fence.
+void end_fence(pid_t first)
 {
-    if (access(find_program("bwrap").c_str(), X_OK) != 0)
-        throw ClientError("--fence needs bubblewrap: apt-get install bubblewrap");
-    const std::string self = fs::read_symlink("/proc/self/exe");
-    const std::string here = fs::current_path();
-    Words words = {"bwrap", "--unshare-user", "--unshare-net", "--unshare-ipc", "--unshare-pid", "--die-with-parent"};
-    words.insert(words.end(), {"--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--bind", "/tmp", "/tmp"});
-    for (const std::string &place : options.writable)
-        words.insert(words.end(), {"--bind", fs::absolute(place), fs::absolute(place)});
-    words.insert(words.end(), {"--bind", here, here, "--bind", directory, directory, "--chdir", here});
-    words.insert(words.end(), {self, "run", "--board", directory});
-    if (options.speed != 0)
-        words.insert(words.end(), {"--speed", std::to_string(options.speed)});
-    for (const std::string &place : options.writable)
-        words.insert(words.end(), {"--writable", fs::absolute(place)});
-    for (const std::string &library : options.preload)
-        words.insert(words.end(), {"--preload", library});
-    if (!options.runtime.empty())
-        words.insert(words.end(), {"--runtime", options.runtime});
-    if (!options.emulator.empty())
-        words.insert(words.end(), {"--emulator", options.emulator});
-    if (options.real_net)
-        words.emplace_back("--real-net");
-    if (!options.trace)
-        words.emplace_back("--no-trace");
-    words.emplace_back("--");
-    words.insert(words.end(), options.program.begin(), options.program.end());
-    return run_command(words, {}, true);
+    if (waitpid(first, nullptr, WNOHANG) != 0)
+        return;
+    kill(first, SIGKILL);
+    waitpid(first, nullptr, 0);
 }
 
 } // namespace
@@ -339,6 +382,18 @@ int run_fenced(const fs::path &directory, const RunOptions &options)
 fs::path descriptions()
 {
     return own_prefix() / "share/vboard/boards";
+}
+
+std::string obstacle_to_fence(const RunOptions &options)
+{
+    if (options.fence == FenceWish::kNone)
+        return "--no-fence";
+    try {
+        waitpid(start_fence(plan_of({}, options), [] {}), nullptr, 0);
+    } catch (const FenceError &error) {
+        return error.what();
+    }
+    return "";
 }
 
 int run(const RunOptions &options)
@@ -349,17 +404,11 @@ int run(const RunOptions &options)
     // From here on a signal waits until a program can receive it, so that the board directory is removed.
     block_signals();
     const BoardDirectory directory(options);
-    int status;
-    if (options.fence) {
-        status = run_fenced(directory.path(), options);
-    } else {
-        if (options.real_net)
-            enter_own_network();
-        const auto board = join(directory.path(), options);
-        if (options.real_net && board->page().network != own_network())
-            throw ClientError("the board runs already, outside of the network of this --real-net");
-        status = run_program(*board, options, directory.is_temporary());
-    }
+    Joined joined = join(directory.path(), options);
+    const int status = run_program(*joined.board, options, directory.is_temporary());
+    joined.board.reset();
+    if (directory.is_temporary() && joined.fence != 0)
+        end_fence(joined.fence);
     if (options.keep)
         std::cerr << "vboard: the board is in " << directory.path().string() << "\n";
     return status;

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "cli/control_text.h"
+#include "cli/explain.h"
 #include "cli/launch.h"
 #include "cli/manual.h"
 #include "daemon/board_file.h"
@@ -21,6 +22,8 @@ void add_run(CLI::App &app, int &status)
 {
     auto options = std::make_shared<vboard::RunOptions>();
     auto no_trace = std::make_shared<bool>(false);
+    auto explain = std::make_shared<bool>(false);
+    auto json = std::make_shared<bool>(false);
     CLI::App *run = app.add_subcommand("run", "Run a program on a virtual board");
     run->add_option("--board", options->board,
                     "Board directory, created if missing (default: a new one, removed afterwards)");
@@ -37,14 +40,27 @@ void add_run(CLI::App &app, int &status)
                     "User-mode emulator for programs of another processor, such as \"qemu-arm -L SYSROOT\"")
         ->envname("VBOARD_EMULATOR");
     run->add_flag("--keep", options->keep, "Keep the directory of a new board");
-    run->add_flag("--fence", options->fence, "Add namespaces as a second wall (requires bubblewrap)");
+    const auto wish = [options](vboard::FenceWish what) { return [options, what] { options->fence = what; }; };
+    run->add_flag_callback("--no-fence", wish(vboard::FenceWish::kNone),
+                           "Leave the namespaces out: the preload library alone keeps programs away from this machine")
+        ->excludes(run->add_flag_callback("--fence", wish(vboard::FenceWish::kRequired),
+                                          "Run nothing where the kernel does not allow the namespaces"));
     run->add_flag("--real-net", options->real_net,
                   "Create a network namespace with \"lo\" for the board; interface requests reach the kernel there "
                   "(requires root, or a kernel that allows unprivileged user namespaces)");
     run->add_flag("--no-trace", *no_trace, "Write no trace");
-    run->add_option("program", options->program, "Program and its arguments, after \"--\"")->required();
+    auto *explained =
+        run->add_flag("--explain", *explain, "Print what protects this machine from a program, and run nothing");
+    run->add_flag("--json", *json, "Print the explanation as a JSON document")->needs(explained);
+    run->add_option("program", options->program, "Program and its arguments, after \"--\"");
     run->positionals_at_end();
-    run->callback([options, no_trace, &status] {
+    run->callback([options, no_trace, explain, json, &status] {
+        if (*explain) {
+            std::cout << vboard::explanation(vboard::obstacle_to_fence(*options), *json);
+            return;
+        }
+        if (options->program.empty())
+            throw CLI::RequiredError("program");
         options->trace = !*no_trace;
         status = vboard::run(*options);
     });

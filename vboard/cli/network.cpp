@@ -44,23 +44,23 @@ void enter_as_user()
     write_once("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
 }
 
-void bring_up_loopback()
+} // namespace
+
+bool bring_up_loopback()
 {
     const UniqueFd sock{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
     ifreq request{};
     std::strcpy(request.ifr_name, "lo");
     request.ifr_flags = IFF_UP;
-    if (!sock || ioctl(sock.get(), SIOCSIFFLAGS, &request) != 0)
-        fail("lo");
+    return sock && ioctl(sock.get(), SIOCSIFFLAGS, &request) == 0;
 }
-
-} // namespace
 
 void enter_own_network()
 {
     if (unshare(CLONE_NEWNET) != 0)
         enter_as_user();
-    bring_up_loopback();
+    if (!bring_up_loopback())
+        fail("lo");
 }
 
 } // namespace vboard

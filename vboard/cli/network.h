@@ -7,4 +7,7 @@ namespace vboard {
 // up. Throws when the namespace cannot be created; the caller must then run nothing.
 void enter_own_network();
 
+// Puts "lo" of a new network namespace up.
+bool bring_up_loopback();
+
 } // namespace vboard

@@ -64,22 +64,6 @@ pid_t parent_of(const std::filesystem::path &process)
     return end == std::string::npos || end + 4 > text.size() ? 0 : std::atoi(text.c_str() + end + 4);
 }
 
-// Ends the children of this process, which inherits those of its children that end.
-void end_children()
-{
-    for (bool found = true; found;) {
-        found = false;
-        for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
-            const pid_t process = std::atoi(entry.path().filename().c_str());
-            if (process <= 0 || parent_of(entry.path()) != getpid())
-                continue;
-            found = true;
-            kill(process, SIGKILL);
-            waitpid(process, nullptr, 0);
-        }
-    }
-}
-
 int wait_for(pid_t program, bool *signalled)
 {
     const sigset_t awaited = awaited_signals();
@@ -116,22 +100,32 @@ void unblock_signals()
     sigprocmask(SIG_UNBLOCK, &awaited, nullptr);
 }
 
-int run_command(std::vector<std::string> words, const std::vector<std::string> &environment, bool ends_all)
+void end_children()
+{
+    for (bool found = true; found;) {
+        found = false;
+        for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+            const pid_t process = std::atoi(entry.path().filename().c_str());
+            if (process <= 0 || parent_of(entry.path()) != getpid())
+                continue;
+            found = true;
+            kill(process, SIGKILL);
+            waitpid(process, nullptr, 0);
+        }
+    }
+}
+
+Outcome run_command(std::vector<std::string> words, const std::vector<std::string> &environment, const Starter &start)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const pid_t program = fork();
-    if (program < 0)
-        throw std::system_error(errno, std::generic_category(), "fork");
-    if (program == 0) {
+    const pid_t program = start([&] {
         for (const std::string &entry : environment)
             putenv(const_cast<char *>(entry.c_str()));
         execute(words);
-    }
+    });
     bool signalled = false;
     const int status = wait_for(program, &signalled);
-    if (ends_all || signalled)
-        end_children();
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return {WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status), signalled};
 }
 
 } // namespace vboard

@@ -75,6 +75,13 @@ std::string Client::exchange(uint32_t op, const std::string &payload)
     return text;
 }
 
+pid_t Client::daemon() const
+{
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    return getsockopt(socket_.get(), SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 ? peer.pid : 0;
+}
+
 std::string Client::run(const std::vector<std::string> &words)
 {
     std::string payload;

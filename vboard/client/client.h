@@ -26,6 +26,8 @@ public:
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
 
+    // The process that serves the board; 0 when this process cannot see it.
+    pid_t daemon() const;
     // Executes one command and returns its output. The second form separates words by blanks.
     std::string run(const std::vector<std::string> &words);
     std::string run(const std::string &line);

@@ -10,7 +10,7 @@
 namespace vboard {
 
 constexpr uint32_t kPageMagic = 0x56424F44;
-constexpr uint32_t kPageVersion = 5;
+constexpr uint32_t kPageVersion = 6;
 
 enum class NodeKind : uint32_t {
     kPlain = 1,     // a real file, listed so that traces and faults know its name
@@ -99,6 +99,7 @@ struct Page {
     uint32_t native_machine;    // as in an ELF header; runs without the emulator
     uint32_t loaders;           // a bit for each row of kLoaders (escapes.h) that finds the board\'s preload libraries
     uint32_t speed;             // board seconds per host second
+    uint32_t fenced;            // 1: every program is in the namespaces of the board
     int64_t epoch_ns[2];        // real time and monotonic time at which scaling started
     std::atomic<uint32_t> trace;
     std::atomic<uint32_t> fault_count; // rules in use
