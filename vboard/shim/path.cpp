@@ -199,15 +199,24 @@ bool host_for_writing(const char *board, Policy policy, unsigned how, char *host
     return copy_up(board, host);
 }
 
-// A descriptor link may be written through if its target belongs to the board.
-bool may_write_through(const char *board)
+// A descriptor may be written through if its file belongs to the board or to nothing but memory.
+bool may_write_to(const char *target)
 {
-    char target[PATH_MAX];
-    if (read_link(board, target, sizeof target) < 0)
-        return false;
-    if (target[0] != '/' || is_below(target, page()->root) || is_below(target, page()->private_dir))
+    if (target[0] != '/' || starts_with(target, "/memfd:") || is_below(target, page()->root) ||
+        is_below(target, page()->private_dir))
         return true;
     return policy_of(target) == Policy::kWritable;
+}
+
+// Reads where a descriptor leads to, as the kernel names it.
+bool read_descriptor(int fd, char *out, size_t size)
+{
+    KeepErrno keep;
+    char link[64] = "/proc/self/fd/";
+    char digits[24];
+    digits[23] = '\0';
+    append(link, sizeof link, format_number(static_cast<unsigned>(fd), digits + 23));
+    return fd >= 0 && read_link(link, out, size) >= 0;
 }
 
 bool start_of(int directory, const char *path, char *out)
@@ -219,15 +228,8 @@ bool start_of(int directory, const char *path, char *out)
     if (directory == AT_FDCWD) {
         if (syscall(SYS_getcwd, host, sizeof host) < 0)
             return false;
-    } else {
-        char link[64] = "/proc/self/fd/";
-        char digits[24];
-        digits[23] = '\0';
-        append(link, sizeof link, format_number(static_cast<uint64_t>(static_cast<unsigned>(directory)), digits + 23));
-        KeepErrno keep;
-        if (directory < 0 || read_link(link, host, sizeof host) < 0) {
-            host[0] = '\0';
-        }
+    } else if (!read_descriptor(directory, host, sizeof host)) {
+        host[0] = '\0';
     }
     if (host[0] != '/') {
         errno = EBADF;
@@ -362,13 +364,15 @@ void name_of_descriptor(int fd, char *out, size_t size)
         copy_text(out, size, node->path);
         return;
     }
-    char link[64] = "/proc/self/fd/";
-    char digits[24];
-    digits[23] = '\0';
-    append(link, sizeof link, format_number(static_cast<unsigned>(fd), digits + 23));
     char host[PATH_MAX];
-    if (fd >= 0 && read_link(link, host, sizeof host) >= 0)
+    if (read_descriptor(fd, host, sizeof host))
         board_name(host, out, size);
+}
+
+bool may_change(int fd)
+{
+    char target[PATH_MAX];
+    return !read_descriptor(fd, target, sizeof target) || may_write_to(target);
 }
 
 bool resolve(int directory, const char *path, unsigned how, Path &out)
@@ -393,7 +397,8 @@ bool resolve(int directory, const char *path, unsigned how, Path &out)
     out.policy = policy_of(out.board);
     if (is_descriptor_link(out.board) && (how & kWrite)) {
         copy_text(out.host, sizeof out.host, out.board);
-        if (may_write_through(out.board))
+        char target[PATH_MAX];
+        if (read_link(out.board, target, sizeof target) >= 0 && may_write_to(target))
             return true;
         errno = EROFS;
         return false;

@@ -111,6 +111,10 @@ void board_name(const char *host, char *out, size_t size);
 // The board's name of what a descriptor stands for; an empty text when there is none.
 void name_of_descriptor(int fd, char *out, size_t size);
 
+// Reports whether a program may change the file behind a descriptor, whichever way it was opened. The kernel answers
+// for a descriptor that is not open.
+bool may_change(int fd);
+
 // --- nodes ----------------------------------------------------------------------------------------------------------
 
 const Node *node_by_path(const char *board_path);

@@ -49,7 +49,8 @@ WRAP(int, lchown, const char *path, uid_t user, gid_t group)
 WRAP(int, fchownat, int directory, const char *path, uid_t user, gid_t group, int flags)
 {
     if (is_empty_path(path, flags))
-        return static_cast<int>(syscall(SYS_fchownat, directory, path, user, group, flags));
+        return static_cast<int>(may_change(directory) ? syscall(SYS_fchownat, directory, path, user, group, flags)
+                                                      : result_of(-EROFS));
     return on_path("chown", directory, path, kWrite | link_rule(flags),
                    [&](const char *host) { return syscall(SYS_fchownat, AT_FDCWD, host, user, group, flags); });
 }
@@ -65,8 +66,9 @@ WRAP_TRUNCATE(truncate64, int64_t)
 
 WRAP(int, utimensat, int directory, const char *path, const timespec *times, int flags)
 {
-    if (!path)
-        return NEXT(int(int, const char *, const timespec *, int), utimensat)(directory, path, times, flags);
+    if (!path || is_empty_path(path, flags))
+        return static_cast<int>(may_change(directory) ? syscall(SYS_utimensat, directory, path, times, flags)
+                                                      : result_of(-EROFS));
     return on_path("utimens", directory, path, kWrite | link_rule(flags), [&](const char *host) {
         return NEXT(int(int, const char *, const timespec *, int), utimensat)(AT_FDCWD, host, times, flags);
     });
@@ -81,6 +83,12 @@ WRAP(int, utimensat, int directory, const char *path, const timespec *times, int
 WRAP_UTIME(utime, kFollow)
 WRAP_UTIME(utimes, kFollow)
 WRAP_UTIME(lutimes, 0)
+
+WRAP(int, futimesat, int directory, const char *path, const timeval *times)
+{
+    return on_path("utimens", directory, path, kWrite | kFollow,
+                   [&](const char *host) { return NEXT(int(const char *, const timeval *), utimes)(host, times); });
+}
 
 #define WRAP_XATTR(tag, how)                                                                                           \
     WRAP_AS(int, tag, #tag, const char *path, const char *name, const void *value, size_t size, int flags)             \
@@ -174,8 +182,10 @@ WRAP(int, renameat2, int directory1, const char *from, int directory2, const cha
 WRAP(int, linkat, int directory1, const char *from, int directory2, const char *to, int flags)
 {
     if (is_empty_path(from, flags))
-        return on_path("link", directory2, to, kWrite,
-                       [&](const char *host) { return syscall(SYS_linkat, directory1, "", AT_FDCWD, host, flags); });
+        return on_path("link", directory2, to, kWrite, [&](const char *host) {
+            return may_change(directory1) ? syscall(SYS_linkat, directory1, "", AT_FDCWD, host, flags)
+                                          : result_of(-EROFS);
+        });
     // A second name for a host file could be used to change it, so the board's copy is linked instead.
     return on_two_paths("link", directory1, from, kWrite | ((flags & AT_SYMLINK_FOLLOW) ? unsigned{kFollow} : 0),
                         directory2, to, kWrite, [&](const char *host1, const char *host2) {

@@ -183,6 +183,75 @@ WRAP(int, sem_unlink, const char *name)
     return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
 }
 
+// --- shared memory and the lock of the account files: libc names them without a wrapped call -------------------------
+
+namespace {
+
+int g_account_lock = -1;
+
+bool shared_memory_path(const char *name, char *path, size_t size)
+{
+    while (*name == '/')
+        ++name;
+    bool has_slash = false;
+    for (const char *p = name; *p; ++p)
+        has_slash = has_slash || *p == '/';
+    copy_text(path, size, "/dev/shm/");
+    if (*name && !has_slash && append(path, size, name))
+        return true;
+    errno = EINVAL;
+    return false;
+}
+
+} // namespace
+
+WRAP(int, shm_open, const char *name, int flags, mode_t mode)
+{
+    char path[NAME_MAX + 16];
+    return shared_memory_path(name, path, sizeof path)
+               ? open_path(AT_FDCWD, path, flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, mode)
+               : -1;
+}
+
+WRAP(int, shm_unlink, const char *name)
+{
+    char path[NAME_MAX + 16];
+    Path where;
+    if (!shared_memory_path(name, path, sizeof path) || !resolve(AT_FDCWD, path, kRemove, where))
+        return -1;
+    return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, where.host, 0));
+}
+
+WRAP(int, lckpwdf, void)
+{
+    constexpr int kTries = 150; // 15 s, as long as libc tries
+    constexpr timespec kPause{0, 100000000};
+    if (g_account_lock >= 0)
+        return -1;
+    const int fd = open_path(AT_FDCWD, "/etc/.pwd.lock", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    for (int i = 0; fd >= 0 && i < kTries; ++i) {
+        if (NEXT(int(int, int, ...), fcntl)(fd, F_SETLK, &whole) == 0) {
+            g_account_lock = fd;
+            return 0;
+        }
+        syscall(SYS_nanosleep, &kPause, nullptr);
+    }
+    if (fd >= 0)
+        syscall(SYS_close, fd);
+    return -1;
+}
+
+WRAP(int, ulckpwdf, void)
+{
+    if (g_account_lock < 0)
+        return -1;
+    const long result = syscall(SYS_close, g_account_lock);
+    g_account_lock = -1;
+    return static_cast<int>(result);
+}
+
 // --- directory listings: the library's own descriptor stays out of them ----------------------------------------------
 
 namespace {

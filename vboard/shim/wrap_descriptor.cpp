@@ -2,6 +2,8 @@
 #include "shim.h"
 
 #include <sys/mman.h>
+#include <sys/time.h>
+#include <time.h>
 
 namespace vboard::shim {
 
@@ -75,8 +77,32 @@ WRAP(void *, mmap64, void *address, size_t length, int protection, int flags, in
 
 WRAP_DESCRIPTOR(fsync, SYS_fsync, int fd, fd)
 WRAP_DESCRIPTOR(fdatasync, SYS_fdatasync, int fd, fd)
-WRAP_DESCRIPTOR(fchmod, SYS_fchmod, PARAMETERS(int fd, mode_t mode), fd, mode)
-WRAP_DESCRIPTOR(fchown, SYS_fchown, PARAMETERS(int fd, uid_t user, gid_t group), fd, user, group)
+
+// Wraps a call that changes a file's properties even through a descriptor for reading.
+#define WRAP_PROPERTY(name, call, number, parameters, ...)                                                             \
+    WRAP(int, name, parameters)                                                                                        \
+    {                                                                                                                  \
+        Call around(call, fd);                                                                                         \
+        if (around.fails())                                                                                            \
+            return -1;                                                                                                 \
+        return static_cast<int>(around.done(may_change(fd) ? syscall(number, __VA_ARGS__) : result_of(-EROFS)));       \
+    }
+
+WRAP_PROPERTY(fchmod, "fchmod", SYS_fchmod, PARAMETERS(int fd, mode_t mode), fd, mode)
+WRAP_PROPERTY(fchown, "fchown", SYS_fchown, PARAMETERS(int fd, uid_t user, gid_t group), fd, user, group)
+WRAP_PROPERTY(futimens, "utimens", SYS_utimensat, PARAMETERS(int fd, const void *times), fd, nullptr, times, 0)
+WRAP_PROPERTY(fsetxattr, "xattr", SYS_fsetxattr,
+              PARAMETERS(int fd, const char *name, const void *value, size_t size, int flags), fd, name, value, size,
+              flags)
+WRAP_PROPERTY(fremovexattr, "xattr", SYS_fremovexattr, PARAMETERS(int fd, const char *name), fd, name)
+
+WRAP(int, futimes, int fd, const timeval *times)
+{
+    timespec exact[2];
+    for (int i = 0; times && i < 2; ++i)
+        exact[i] = {times[i].tv_sec, static_cast<long>(times[i].tv_usec) * 1000};
+    return shim_futimens(fd, times ? exact : nullptr);
+}
 
 namespace {
 

@@ -50,5 +50,57 @@ REFUSE(acct, const char *)
 REFUSE(open_by_handle_at, int, void *, int)
 REFUSE(iopl, int)
 REFUSE(ioperm, unsigned long, unsigned long, int)
+REFUSE(fsopen, const char *, unsigned)
+REFUSE(fsconfig, int, unsigned, const char *, const void *, int)
+REFUSE(fsmount, int, unsigned, unsigned)
+REFUSE(fspick, int, const char *, unsigned)
+REFUSE(open_tree, int, const char *, unsigned)
+REFUSE(move_mount, int, const char *, int, const char *, unsigned)
+REFUSE(mount_setattr, int, const char *, unsigned, void *, size_t)
+REFUSE(sethostid, long)
+
+// The machine's list of users who are logged in.
+#define IGNORE(name, ...)                                                                                              \
+    WRAP(void, name, __VA_ARGS__)                                                                                      \
+    {                                                                                                                  \
+        refuse(#name);                                                                                                 \
+    }
+
+IGNORE(updwtmp, const char *, const void *)
+IGNORE(updwtmpx, const char *, const void *)
+IGNORE(logwtmp, const char *, const char *, const char *)
+IGNORE(login, const void *)
+REFUSE(logout, const char *)
+
+WRAP(void *, pututline, const void *)
+{
+    refuse("pututline");
+    return nullptr;
+}
+
+WRAP(void *, pututxline, const void *)
+{
+    refuse("pututxline");
+    return nullptr;
+}
+
+// System V objects have numbers instead of names. Inside the fence they are the board's, outside the machine's.
+#define FENCED(name, parameters, ...)                                                                                  \
+    WRAP(int, name, parameters)                                                                                        \
+    {                                                                                                                  \
+        return page()->fenced ? NEXT(int(parameters), name)(__VA_ARGS__) : refuse(#name);                              \
+    }
+#define PARAMETERS(...) __VA_ARGS__
+
+FENCED(shmget, PARAMETERS(int key, size_t size, int flags), key, size, flags)
+FENCED(msgget, PARAMETERS(int key, int flags), key, flags)
+FENCED(semget, PARAMETERS(int key, int count, int flags), key, count, flags)
+
+// Expands names and variables, and starts no shell.
+WRAP(int, wordexp, const char *words, void *result, int flags)
+{
+    constexpr int kNoCommands = 1 << 2; // WRDE_NOCMD
+    return NEXT(int(const char *, void *, int), wordexp)(words, result, flags | kNoCommands);
+}
 
 } // namespace vboard::shim

@@ -2,6 +2,7 @@
 #include "shim.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <net/if.h>
 #include <stdarg.h>
 #include <sys/stat.h>
@@ -77,6 +78,13 @@ long model_request(const Node &node, uint32_t request, void *argument)
     return exchange(message);
 }
 
+// Reports a request that changes a file even through a descriptor for reading.
+bool changes_inode(uint32_t request)
+{
+    return request == static_cast<uint32_t>(FS_IOC_SETFLAGS) || request == static_cast<uint32_t>(FS_IOC_FSSETXATTR) ||
+           request == static_cast<uint32_t>(FS_IOC_SETVERSION);
+}
+
 bool is_open(int fd)
 {
     struct statx info;
@@ -112,6 +120,8 @@ WRAP(int, ioctl, int fd, unsigned long request, ...)
         return static_cast<int>(around.done(result_of(interface_request(number, static_cast<ifreq *>(argument)))));
     if (is_interface_request(number) && !is_in_network_of_board())
         return static_cast<int>(around.done(result_of(-EPERM)));
+    if (changes_inode(number) && !may_change(fd))
+        return static_cast<int>(around.done(result_of(-EROFS)));
     return static_cast<int>(around.done(kernel_request(fd, request, argument)));
 }
 
