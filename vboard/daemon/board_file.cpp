@@ -1,17 +1,22 @@
 #include "daemon/board_file.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/unique_fd.h"
 #include "daemon/text_file.h"
 
 namespace vboard {
 
 namespace fs = std::filesystem;
+using ddal::core::UniqueFd;
 
 namespace {
 
@@ -164,22 +169,50 @@ std::string property_of(const Words &words)
     throw std::runtime_error("no such kind of property: " + type);
 }
 
-void write_file(const fs::path &path, const std::string &text, mode_t mode)
-{
-    fs::create_directories(path.parent_path());
-    fs::remove(path);
-    std::ofstream out(path, std::ios::binary);
-    out << text;
-    out.close();
-    if (!out || chmod(path.c_str(), mode) != 0)
-        throw std::runtime_error("cannot write " + path.string());
-}
-
 std::string slurp(const fs::path &path)
 {
     if (access(path.c_str(), R_OK) != 0)
         throw std::runtime_error("cannot read " + path.string());
     return read_text(path);
+}
+
+// A later statement of a description replaces the file of an earlier one.
+UniqueFd new_file(const fs::path &path)
+{
+    const auto open_new = [&] { return UniqueFd{open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)}; };
+    UniqueFd fd = open_new();
+    if (fd)
+        return fd;
+    if (errno == ENOENT)
+        fs::create_directories(path.parent_path());
+    else
+        fs::remove(path);
+    return open_new();
+}
+
+void write_file(const fs::path &path, const std::string &text, mode_t mode)
+{
+    const UniqueFd fd = new_file(path);
+    if (!fd || write(fd.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+        fchmod(fd.get(), mode) != 0)
+        throw std::runtime_error("cannot write " + path.string() + ": " + std::strerror(errno));
+}
+
+// Copies a file of a description and leaves holes for its zeros: an empty disk takes no space.
+void copy_with_holes(const fs::path &from, const fs::path &to)
+{
+    constexpr size_t kBlock = 4096;
+    const std::string bytes = slurp(from);
+    const std::string zeros(kBlock, '\0');
+    const UniqueFd fd = new_file(to);
+    bool done = fd && ftruncate(fd.get(), static_cast<off_t>(bytes.size())) == 0;
+    for (size_t at = 0; done && at < bytes.size(); at += kBlock) {
+        const size_t n = std::min(kBlock, bytes.size() - at);
+        if (bytes.compare(at, n, zeros, 0, n) != 0)
+            done = pwrite(fd.get(), bytes.data() + at, n, static_cast<off_t>(at)) == static_cast<ssize_t>(n);
+    }
+    if (!done || fchmod(fd.get(), 0644) != 0)
+        throw std::runtime_error("cannot write " + to.string() + ": " + std::strerror(errno));
 }
 
 // Maps "/bin/x" to "/usr/bin/x", as on a board with merged folders.
@@ -208,9 +241,7 @@ void make_file(const fs::path &root, const fs::path &base, const Words &words)
     } else if (verb == "file") {
         write_file(path, words[2], mode(3, 0644));
     } else if (verb == "data") {
-        fs::create_directories(path.parent_path());
-        fs::copy_file(base / words[2], path, fs::copy_options::overwrite_existing);
-        fs::permissions(path, fs::perms{0644});
+        copy_with_holes(base / words[2], path);
     } else if (verb == "program") {
         write_file(path, slurp(base / "programs" / words[2]), 0755);
     } else {
