@@ -169,6 +169,57 @@ TEST(Host, IsFenced)
     fs::remove_all(writable);
 }
 
+// The ways to the machine that tests/vboard/bypass.c tries: by calls of libc, and beside libc.
+const std::string kByLibc = "link mode owner times attribute flags new-mount account-lock host-id login-record "
+                            "shared-memory word system-v";
+const std::string kBesideLibc =
+    "tcp signal raw-open raw-name raw-mount raw-node raw-clock raw-setting raw-folder raw-socket";
+
+std::string each(const std::string &ways, const std::string &end)
+{
+    std::istringstream words(ways);
+    std::string lines;
+    for (std::string way; words >> way;)
+        lines += way + " " + end + "\n";
+    return lines;
+}
+
+// Runs the ways, and then those of the static program, over an overlay of the machine's root.
+std::string bypass(const std::string &start)
+{
+    const std::string program = std::string(DDAL_BUILD_DIR) + "/tests/vboard/bypass";
+    return run(ON_OVERLAY " 'cd /tmp; " + program + " --machine ready & until [ -s ready ]; do sleep 0.05; done; " +
+               "read port process <ready; " + start + " " + program + " $port $process " + program + "_static' " +
+               DDAL_BUILD_DIR + " " + fs::path(VBOARD_PROGRAM).parent_path().parent_path().string())
+        .output;
+}
+
+TEST(Host, IsNotReachedByWaysAroundLibc)
+{
+    const std::string held = each(kByLibc, "held");
+    if (run(ON_OVERLAY " true").output != "changed:\n" || !has_fence()) {
+        const Stage stage; // no privilege for an overlay: only the preload library can be tried
+        const fs::path file = stage.host() / "srv/file";
+        const std::string before = picture(stage.host())[file];
+        const Ran ran = stage.play(kVboard + " run -- " DDAL_BUILD_DIR "/tests/vboard/bypass 9 1 9</srv");
+        EXPECT_EQ(ran.output.substr(0, held.size()), held) << ran.output;
+        EXPECT_EQ(picture(stage.host())[file], before);
+        return;
+    }
+    const std::string all_held = held + each(kBesideLibc, "held");
+    EXPECT_EQ(bypass(kVboard + " run --fence --"), all_held + all_held + "changed:\n");
+    const std::string user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    if (run(user + kVboard + " run --fence -- true").status == 0) {
+        EXPECT_EQ(bypass(user + kVboard + " run --fence --"), all_held + all_held + "changed:\n");
+    }
+    const std::string alone = held + each(kBesideLibc, "reached");
+    EXPECT_EQ(bypass(kVboard + " run --no-fence --").substr(0, alone.size()), alone);
+    // Without a board the ways lead to the machine.
+    const std::string changed = bypass("");
+    EXPECT_NE(changed.find("/srv/file\n/srv/link\n/srv/raw\n/srv/through-folder\n/srv/word\n"), std::string::npos)
+        << changed;
+}
+
 // A socket's name has at most 108 bytes. A name that does not fit below the board must not reach the host.
 TEST(Host, IsNotReachedBySocketNamesTooLongForTheBoard)
 {
