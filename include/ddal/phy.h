@@ -227,9 +227,13 @@ DDAL_API int ddal_phy_set_rclk_freq(uint32_t phy_dev, uint16_t code);
  * When the bus ends, every descriptor becomes readable and retrieving returns -EIO. Close all of them before opening
  * new ones. Do not close a descriptor with close(2).
  *
- * The first descriptor, and the first one after all were closed, takes 10 free descriptors of the process. Each further
- * one takes 7. Four of them are a reserve for descriptors that other threads open meanwhile. With fewer, opening fails
- * with errno EMFILE (or ENFILE) and changes nothing; a later call can succeed.
+ * The first descriptor, and the first one after the bus has ended, takes 10 free descriptors of the process. Each
+ * further one takes 7. Four of them are a reserve for descriptors that other threads open meanwhile. With fewer,
+ * opening fails with errno EMFILE (or ENFILE) and changes nothing; a later call can succeed. The connection to the bus
+ * stays open.
+ *
+ * The first descriptor takes three threads. Without the first of them, link events fail for the life of the process.
+ * Without the others, opening fails with errno EAGAIN; a later call can succeed.
  *
  * Link events belong to the process that opens the first one. In a child that it forks afterwards every link event
  * operation fails at once: opening with -1 (DDAL_ERR_FAILURE), the others with -ENOENT. The parent's events stay

@@ -1,7 +1,6 @@
 #include "phy/event_loop.h"
 
 #include <atomic>
-#include <csignal>
 #include <ctime>
 #include <pthread.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include "core/mutex_lock.h"
 #include "phy/gio_owner.h"
 #include "phy/link_event.h"
+#include "phy/threads.h"
 
 using ddal::core::MutexLock;
 
@@ -48,21 +48,6 @@ void create_start_condition()
     pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
     pthread_cond_init(&start_condition, &attributes);
     pthread_condattr_destroy(&attributes);
-}
-
-// Blocks all signals in the thread: the application's handlers must run in the application's threads.
-int create_thread()
-{
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_t thread;
-    const int rc = pthread_create(&thread, nullptr, event_loop_thread, nullptr);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (rc == 0)
-        pthread_detach(thread);
-    return rc;
 }
 
 int wait_for_start()
@@ -125,12 +110,14 @@ void initialize_phy_events()
     set_registry(table.get());
     create_start_condition();
 
-    int rc = create_thread();
+    pthread_t thread;
+    int rc = start_thread(&thread, event_loop_thread);
     if (rc != 0) {
         log_line(LOG_ERR, "pthread creation failed: %d\n", rc);
         set_registry(nullptr);
         return;
     }
+    pthread_detach(thread);
     static_cast<void>(table.release()); // the loop uses it for the life of the process
     rc = wait_for_start();
     if (rc != 0)

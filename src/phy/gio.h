@@ -32,8 +32,6 @@
     CALL(main_loop_new)                                                                                                \
     CALL(main_loop_run)                                                                                                \
     CALL(object_ref)                                                                                                   \
-    CALL(object_get_data)                                                                                              \
-    CALL(object_set_data)                                                                                              \
     CALL(object_unref)                                                                                                 \
     CALL(signal_connect_data)                                                                                          \
     CALL(signal_handler_disconnect)                                                                                    \

@@ -15,6 +15,7 @@
 #include "core/log.h"
 #include "core/mutex_lock.h"
 #include "core/unique_fd.h"
+#include "phy/bus.h"
 #include "phy/event_loop.h"
 #include "phy/free_descriptors.h"
 #include "phy/gio_owner.h"
@@ -29,7 +30,6 @@ namespace ddal::phy {
 namespace {
 
 constexpr const char *kWatchedProperty = "OperationalState";
-constexpr const char *kClosedKey = "ddal-link-events"; // marks a bus connection that is already watched for its end
 
 struct Registration {
     const Gio *gio;
@@ -98,24 +98,6 @@ void notify_if_registered(GDBusProxy *proxy, int fd)
         notify(fd);
 }
 
-// Without the bus the states are unknown. Wakes every waiting caller.
-void on_bus_closed(GDBusConnection *, gboolean, GError *, void *)
-{
-    const RegistryLock lock;
-    if (event_registry())
-        loaded_gio()->hash_table_foreach(event_registry(), notify_entry, nullptr);
-}
-
-// The caller holds the registry lock, so that two first users of a connection do not both watch it.
-void watch_bus(const Gio *gio, GDBusConnection *connection)
-{
-    auto *const object = reinterpret_cast<GObject *>(connection);
-    if (gio->object_get_data(object, kClosedKey))
-        return;
-    gio->signal_connect_data(connection, "closed", G_CALLBACK(on_bus_closed), nullptr, nullptr, GConnectFlags{});
-    gio->object_set_data(object, kClosedKey, connection);
-}
-
 // A property read that the registration has requested.
 struct Refresh {
     UniqueObject<GDBusProxy> proxy;
@@ -159,58 +141,6 @@ void read_state_again(const Gio *gio, GDBusProxy *proxy, int fd)
                               nullptr, on_state_read, refresh);
 }
 
-void take_connection(void *, void *record, void *connection)
-{
-    *static_cast<GDBusConnection **>(connection) =
-        loaded_gio()->dbus_proxy_get_connection(static_cast<Registration *>(record)->proxy.get());
-}
-
-// Returns the connection of the present registrations, or an empty reference without any. The reference keeps it.
-UniqueObject<GDBusConnection> bus_in_use()
-{
-    const RegistryLock lock;
-    GDBusConnection *connection = nullptr;
-    if (lock.error() == 0 && event_registry())
-        loaded_gio()->hash_table_foreach(event_registry(), take_connection, &connection);
-    return connection ? share(connection) : UniqueObject<GDBusConnection>{};
-}
-
-void log_proxy_failure(const char *caller, const char *object_path, GError *error)
-{
-    const UniqueError reason{error};
-    log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %s\n", object_path, reason->message);
-}
-
-UniqueObject<GDBusConnection> connect_bus(const char *caller, const Gio *gio, const char *object_path)
-{
-    GError *error = nullptr;
-    UniqueObject<GDBusConnection> bus{gio->bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &error)};
-    if (!bus)
-        log_proxy_failure(caller, object_path, error);
-    else // GLib would otherwise end the application when the bus restarts
-        gio->dbus_connection_set_exit_on_close(bus.get(), FALSE);
-    return bus;
-}
-
-// One at a time, because two would count each other's descriptors as taken.
-pthread_mutex_t connecting = PTHREAD_MUTEX_INITIALIZER;
-
-// Returns the bus for one registration, with the loop running. Empty and logged if either is missing.
-UniqueObject<GDBusConnection> find_bus(const char *caller, const char *object_path)
-{
-    if (UniqueObject<GDBusConnection> bus = bus_in_use(); bus && running_event_loop())
-        return bus;
-    const MutexLock one_at_a_time(connecting);
-    if (!descriptors_are_free(kToConnectBus)) {
-        log_line_as(LOG_ERR, caller, "unable to open eventfd: %d\n", errno);
-        return {};
-    }
-    if (const Gio *const gio = running_event_loop())
-        return connect_bus(caller, gio, object_path);
-    log_line_as(LOG_ERR, caller, "phy event loop is not running!\n");
-    return {};
-}
-
 UniqueObject<GDBusProxy> create_proxy(const char *caller, const Gio *gio, const char *bus_name,
                                       const char *interface_name, const char *object_path)
 {
@@ -229,6 +159,12 @@ UniqueObject<GDBusProxy> create_proxy(const char *caller, const Gio *gio, const 
 void release_registration(void *registration)
 {
     delete static_cast<Registration *>(registration);
+}
+
+void notify_all()
+{
+    if (event_registry())
+        loaded_gio()->hash_table_foreach(event_registry(), notify_entry, nullptr);
 }
 
 void on_properties_changed(GDBusProxy *, GVariant *changed, const char *const *, void *user_data)
@@ -283,7 +219,6 @@ int _ddal_phy_event_register(const char *bus_name, const char *interface_name, c
     const RegistryLock lock;
     if (lock.error() != 0)
         return log_error(-1, "pthread_mutex_lock failed: %d\n", lock.error());
-    watch_bus(gio, bus.get());
     read_state_again(gio, record->proxy.get(), fd.get());
     gio->hash_table_insert(event_registry(), GINT_TO_POINTER(fd.get()), record.release());
     return fd.release();

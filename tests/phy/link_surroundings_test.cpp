@@ -171,6 +171,27 @@ TEST_F(LinkEvents, AFailedStartLasts)
               "|3 _ddal_phy_event_register: phy event loop is not running!");
 }
 
+// The second and the third thread show that GLib's two can start.
+TEST_F(LinkEvents, DoNotEndAProcessThatIsShortOfThreads)
+{
+    for (const char *nth : {"2", "3"})
+        EXPECT_EQ(in_child([=] {
+                      LogWatch log;
+                      int first = 0;
+                      {
+                          const Fault fault(std::string("pthread_create:* errno=EAGAIN count=0 nth=") + nth);
+                          first = ddal_phy_event_register_broadcom_switch(20);
+                      }
+                      const int error = errno;
+                      const int again = ddal_phy_event_register_broadcom_switch(20);
+                      return std::to_string(first) + " " + strerrorname_np(error) + " " +
+                             std::to_string(next_state(again)) + "|" + log.take().at(1);
+                  }),
+                  "-1 EAGAIN 1|3 _ddal_phy_event_register: error creating dbus proxy for object path "
+                  "/com/broadcom/switch1/link/_320: Resource temporarily unavailable")
+            << nth;
+}
+
 TEST_F(LinkEvents, DoNotEndAProcessThatIsShortOfDescriptors)
 {
     constexpr size_t kMost = 16;
@@ -197,7 +218,7 @@ TEST_F(LinkEvents, DoNotEndAProcessThatIsShortOfDescriptors)
 
 TEST_F(LinkEvents, LeaveNothingBehindWithoutADescriptor)
 {
-    const int keeps_the_bus = ddal_phy_event_register_broadcom_switch(18);
+    ASSERT_EQ(ddal_phy_event_unregister(ddal_phy_event_register_broadcom_switch(18)), 0);
     const Resources before;
     for (const char *error : {"EMFILE", "ENFILE"}) {
         for (int nth = 1; nth <= 3; ++nth) { // the descriptor itself, and those that GLib is about to need
@@ -211,7 +232,8 @@ TEST_F(LinkEvents, LeaveNothingBehindWithoutADescriptor)
         }
     }
     EXPECT_EQ(before.difference(), "");
-    EXPECT_EQ(ddal_phy_event_unregister(keeps_the_bus), 0);
+    const Scarce scarce(7); // too few for another connection to the bus
+    EXPECT_EQ(ddal_phy_event_unregister(ddal_phy_event_register_broadcom_switch(20)), 0);
 }
 
 // A handler that runs while its descriptor is closed must not write to the next file with that number.
