@@ -215,7 +215,9 @@ OPERATIONS = [
     (r"ddal_phy_event_register_.*", {"finish": "CALL(ddal_phy_event_unregister)(static_cast<int>(made));"}),
     (r"ddal_phy_event_(retrieve|unregister)", {
         "setup": "int fd = CALL(ddal_phy_event_register_broadcom_switch)(20);"}),
-    (r"ddal_phy_event_(retrieve|unregister)", {"in_child": "ddal_phy_event_register has not been called yet"}),
+    (r"ddal_phy_(event_(retrieve|unregister)|copper_event_(get|close))", {
+        "in_child": "ddal_phy_event_register has not been called yet"}),
+    (r"ddal_phy_(event_register_.*|copper_event_open)", {"in_child": "phy event loop is not running!"}),
     (r"ddal_phy_event_retrieve", {"always": "CALL(ddal_phy_event_unregister)(fd);"}),
     (r"ddal_phy_copper_event_(get|close)", {"setup": "int fd = -1;\n    CALL(ddal_phy_copper_event_open)(3, 0, &fd);"}),
     (r"ddal_phy_copper_event_get", {"always": "CALL(ddal_phy_copper_event_close)(fd);"}),

@@ -192,7 +192,7 @@ void Attempt::begin()
     }
     report_.trace_start = size_of(report_.trace_path);
     report_.stage = Report::kInside;
-    watch_memory(name == "memory" ? condition_.number : 0);
+    watch_memory(name == "memory" ? condition_.number : 0, report_.place);
     if (name == "call" || name == "cancel")
         hand_over_calls(report_);
 }
@@ -297,6 +297,7 @@ void run_attempt(const Caller &caller, const Condition &condition, Report &repor
     const int threads = count_threads();
     const int locks = count_locks();
     Attempt attempt(condition, caller.kind, report);
+    count_blocks(); // from here on: other threads may free later what the statements before the call have left
     caller.call(attempt);
     report.blocks = settled_blocks(report.usual_blocks);
     report.locks = count_locks() - locks + count_taken_semaphores();

@@ -33,6 +33,7 @@ struct Report {
     long result;
     bool cancelled;  // the call did not return
     bool reached;    // the numbered allocation was requested
+    char place[48];  // function of GLib that requested it, or ""
     int descriptors; // open after the call but not before it
     int threads;
     int locks;            // held on files, and taken semaphores

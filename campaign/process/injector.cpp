@@ -265,6 +265,8 @@ bool Injector::fail(const seccomp_notif &call, int way, seccomp_notif_resp &resp
     if (call.data.nr == SYS_clock_nanosleep && call.data.args[3] != 0)
         leave_all_time(call);
     place_ += std::string(" ") + strerrorname_np(way);
+    if (call.data.nr == SYS_clone3)
+        place_ += " of thread " + std::to_string(threads_);
     response.error = -way;
     return call.data.nr != SYS_close || close_behind(call);
 }
@@ -279,6 +281,7 @@ void Injector::answer()
     response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
     const Failures *const failures = is_of_library(call) ? failures_of(call.data.nr) : nullptr;
     const bool cancels = condition_.name == "cancel";
+    threads_ += failures && call.data.nr == SYS_clone3;
     const std::vector<int> ways = failures && !cancels ? ways_of(*failures, call, process_) : std::vector<int>{};
     if (failures && (cancels || !ways.empty()) && ++seen_ == condition_.number) {
         place_ = failures->name;

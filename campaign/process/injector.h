@@ -44,6 +44,7 @@ private:
     int pidfd_ = -1;
     int listener_ = -1;
     int seen_ = 0;
+    int threads_ = 0; // that the library has started
     int variants_ = 0;
     bool injected_ = false;
     std::string place_;

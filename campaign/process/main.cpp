@@ -231,6 +231,7 @@ int main_of(int argc, char **argv)
         std::cerr << "process_campaign: no such operation: " << options.only << "\n";
         return 2;
     }
+    setenv("G_SLICE", "always-malloc", 1);     // each value of GLib is a block that counts, and none is kept for later
     board_text();                              // read before the library's calls are watched
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); // processes that a try leaves behind become children of this one
     if (caller->prepare)

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <iterator>
@@ -29,6 +30,7 @@ std::atomic<bool> g_watching;
 std::atomic<int> g_left; // allocations until the failing one
 std::atomic<bool> g_failed;
 std::atomic<long> g_blocks;
+char *g_place;
 
 // regcomp() of the C library loses blocks, or frees one twice, when an allocation fails.
 const TextRange &regular_expressions()
@@ -48,18 +50,17 @@ bool lies_in(const TextRange &range, uintptr_t at)
     return at >= range.from && at < range.to;
 }
 
+// The calls that lead to the present allocation, the innermost first.
+struct Backtrace {
+    void *frames[24];
+    int depth = backtrace(frames, static_cast<int>(std::size(frames)));
+};
+
 // The board's switch client throws when memory is short, and its preload library represents the kernel. Neither is
 // failed.
-bool is_not_of_the_library()
+bool is_not_of_the_library(const Backtrace &calls)
 {
-    thread_local bool looking = false;
-    if (looking)
-        return true;
-    looking = true;
-    void *frames[24];
-    const int depth = backtrace(frames, static_cast<int>(std::size(frames)));
-    looking = false;
-    return std::any_of(frames, frames + depth, [](void *frame) {
+    return std::any_of(calls.frames, calls.frames + calls.depth, [](void *frame) {
         const auto at = reinterpret_cast<uintptr_t>(frame);
         return lies_in(regular_expressions(), at) ||
                std::any_of(board_text().begin(), board_text().end(),
@@ -67,9 +68,35 @@ bool is_not_of_the_library()
     });
 }
 
+// Returns "GLib" if GLib requests the allocation itself, the name of a function that cannot report the failure, or "".
+const char *place_in_glib(const Backtrace &calls)
+{
+    const char *place = "";
+    for (int i = 0; i < calls.depth; ++i) {
+        Dl_info info{};
+        if (!dladdr(calls.frames[i], &info) || strstr(info.dli_fname, "/libddal") || strstr(info.dli_fname, "/ld-"))
+            break;
+        if (info.dli_sname && strcmp(info.dli_sname, kWaitsForItself) == 0)
+            return kWaitsForItself;
+        for (const char *const library : {"/libglib-", "/libgobject-", "/libgio-"})
+            if (strstr(info.dli_fname, library))
+                place = "GLib";
+    }
+    return place;
+}
+
 bool fails()
 {
-    if (!g_watching || g_left == 0 || is_not_of_the_library() || g_left.fetch_sub(1) != 1)
+    thread_local bool looking = false;
+    if (!g_watching || g_left == 0 || looking)
+        return false;
+    looking = true;
+    const Backtrace calls{};
+    const bool failing = !is_not_of_the_library(calls) && g_left.fetch_sub(1) == 1;
+    if (failing)
+        strcpy(g_place, place_in_glib(calls));
+    looking = false;
+    if (!failing)
         return false;
     g_failed = true;
     errno = ENOMEM;
@@ -84,10 +111,15 @@ void *counted(void *block)
 
 } // namespace
 
-void watch_memory(int nth)
+void count_blocks()
 {
-    is_not_of_the_library(); // the first call allocates
     g_blocks = 0;
+}
+
+void watch_memory(int nth, char *place)
+{
+    Backtrace{}; // the first one allocates
+    g_place = place;
     g_failed = false;
     g_left = nth;
     g_watching = true;

@@ -1,13 +1,19 @@
-// The campaign's allocator in front of libc's: counts blocks and can fail one allocation.
+// Counts the allocations of this process, and makes one of them fail.
 #pragma once
 
 namespace campaign {
 
-// Starts to count. The allocation number `nth` (from 1, 0: none) fails.
-void watch_memory(int nth);
-// Stops counting. Returns true when the allocation was requested.
-bool unwatch_memory();
-// Returns the blocks allocated and not freed since the start of the count; continues after the watch.
+// Waits without end if its allocation fails: GLib's message about that enters it again.
+inline constexpr const char *kWaitsForItself = "g_once_init_enter";
+
+// Starts to count the blocks that are allocated and not freed.
+void count_blocks();
 long blocks_left();
+
+// Watches the library's allocations until unwatch_memory(). The numbered one fails, unless the number is 0. `place`
+// receives "GLib" or kWaitsForItself if GLib requested it.
+void watch_memory(int nth, char *place);
+// Returns true if the numbered allocation was requested.
+bool unwatch_memory();
 
 } // namespace campaign

@@ -145,7 +145,7 @@ void Trial::wait(const Condition &condition, pid_t process, Outcome &outcome)
     outcome.variants = injects ? injector.variants() : 1;
     outcome.reached =
         injects ? injector.injected() : condition.name != "memory" || report_->reached || !outcome.ended.empty();
-    outcome.place = injector.place();
+    outcome.place = injects ? injector.place() : report_->place;
 }
 
 void Trial::gather(Outcome &outcome)
