@@ -1,20 +1,16 @@
 #include "cli/launch.h"
 
 #include <csignal>
-#include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <iostream>
-#include <iterator>
-#include <sstream>
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 
 #include "cli/board_directory.h"
+#include "cli/board_page.h"
 #include "cli/fence.h"
-#include "cli/loaders.h"
 #include "cli/network.h"
 #include "cli/program.h"
 #include "daemon/board.h"
@@ -33,135 +29,10 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-fs::path own_prefix()
-{
-    return fs::read_symlink("/proc/self/exe").parent_path().parent_path();
-}
-
 // "net:[4026531840]"
 std::string own_network()
 {
     return fs::read_symlink("/proc/self/ns/net");
-}
-
-template <size_t N>
-void put(char (&to)[N], const std::string &text)
-{
-    if (text.size() >= N)
-        throw ClientError("too long: " + text);
-    std::memcpy(to, text.c_str(), text.size() + 1);
-}
-
-int64_t now_ns(clockid_t clock)
-{
-    timespec now;
-    clock_gettime(clock, &now);
-    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
-// The folders of this machine in which programs may write.
-Words writable_places(const fs::path &directory, const RunOptions &options)
-{
-    Words places{fs::weakly_canonical(directory)};
-    for (const std::string &place : options.writable) {
-        if (!fs::exists(place))
-            throw ClientError("--writable: " + place + " does not exist");
-        places.push_back(fs::canonical(place));
-    }
-    const std::string working = fs::current_path();
-    if (working.rfind("/etc", 0) != 0 && working.rfind("/usr", 0) != 0 && working.rfind("/var", 0) != 0 &&
-        working.rfind("/root", 0) != 0)
-        places.push_back(working);
-    std::erase(places, "/");
-    return places;
-}
-
-// The loader ignores a missing preload library. Run nothing then: the program would reach the machine.
-std::string preload_entry(const std::string &library)
-{
-    const fs::path native = own_prefix() / VBOARD_LIBDIR / library;
-    if (!fs::exists(native))
-        throw ClientError("this installation lacks " + native.string() + "; vboard runs nothing without it");
-    return (own_prefix() / "$LIB" / "vboard" / library).string();
-}
-
-std::string preload_list(const Words &libraries, const RunOptions &options)
-{
-    std::string list;
-    for (const std::string &library : options.preload)
-        list += library + ":";
-    for (const std::string &library : libraries)
-        list += preload_entry(library) + ":";
-    list.pop_back();
-    return list;
-}
-
-std::string find_program(const std::string &name)
-{
-    if (name.find('/') != std::string::npos)
-        return name;
-    const char *path = std::getenv("PATH");
-    std::string rest = path ? path : "/usr/bin:/bin";
-    for (size_t at = 0; at <= rest.size();) {
-        const size_t end = std::min(rest.find(':', at), rest.size());
-        std::string candidate = rest.substr(at, end - at) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0)
-            return candidate;
-        at = end + 1;
-    }
-    return name;
-}
-
-Words split(const std::string &text)
-{
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), {}};
-}
-
-// The emulator's path and options, each closed by NUL.
-std::string emulator_list(const std::string &line)
-{
-    Words words = split(line);
-    if (!words.empty())
-        words[0] = find_program(words[0]);
-    std::string list;
-    for (const std::string &word : words)
-        list += word + '\0';
-    return list;
-}
-
-// Writes the page that every process of the board maps.
-void write_page(const fs::path &directory, const RunOptions &options)
-{
-    auto page = std::make_unique<Page>();
-    page->magic = kPageMagic;
-    page->version = kPageVersion;
-    put(page->root, directory / "root");
-    put(page->private_dir, directory / ".vboard");
-    Words libraries = read_board_file(directory / "board.conf").libraries;
-    libraries.emplace_back("libvboard.so");
-    const std::string preload = preload_list(libraries, options);
-    put(page->environment[0], "LD_PRELOAD=" + preload);
-    put(page->runtime, fs::path(options.runtime).filename());
-    put(page->runtime_preload, "LD_PRELOAD=" + options.runtime + ":" + preload);
-    put(page->environment[1], "VBOARD_PAGE=" + (directory / ".vboard/page").string());
-    page->environment_count = 2;
-    put(page->emulator, emulator_list(options.emulator));
-    page->native_machine = machine_of("/proc/self/exe");
-    page->loaders = loaders_that_find(own_prefix(), libraries, split(options.emulator), page->native_machine);
-    page->speed = std::max(options.speed, 1u);
-    page->epoch_ns[0] = now_ns(CLOCK_REALTIME);
-    page->epoch_ns[1] = now_ns(CLOCK_MONOTONIC);
-    page->trace.store(options.trace);
-    for (const std::string &place : writable_places(directory, options))
-        if (page->writable_count < kMaxWritable)
-            put(page->writable[page->writable_count++], place);
-    const fs::path path = directory / ".vboard/page";
-    const fs::path fresh = directory / ".vboard/page.new";
-    const UniqueFd fd{open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
-    if (!fd || write(fd.get(), page.get(), sizeof(Page)) != sizeof(Page))
-        fail(fresh);
-    fs::rename(fresh, path);
 }
 
 // Throws when an option has no effect on a board that runs already.
@@ -213,7 +84,7 @@ void check_options_on(const Page &page, bool fenced, const RunOptions &options)
         Board board(directory, loop);
         board.page().fenced = fenced;
         if (real_net)
-            put(board.page().network, own_network());
+            own_network().copy(board.page().network, sizeof board.page().network - 1);
         Server server(board);
         if (write(ready, "", 1) != 1)
             _exit(1);
