@@ -77,8 +77,11 @@ Call::Call(const char *name, int fd, bool interruptible) : name_(name), interrup
     if (!p || (p->fault_count.load(std::memory_order_relaxed) == 0 && p->trace.load(std::memory_order_relaxed) == 0))
         return;
     watched_ = true;
-    if (fd > 2 || node_of(fd))
-        name_of_descriptor(fd, path_, sizeof path_);
+    bool is_device = false;
+    if (const Node *node = node_of(fd, &is_device))
+        copy_text(path_, sizeof path_, node->path);
+    else if (fd > 2 && (is_device || p->fault_count.load(std::memory_order_relaxed) != 0))
+        name_of_descriptor(fd, path_, sizeof path_); // the trace has only nodes and serial lines
     look();
 }
 
@@ -186,7 +189,11 @@ namespace {
 // Builds one trace line.
 class Line {
 public:
-    void text(const char *t) { append(buffer_, sizeof buffer_ - 4, t); }
+    void text(const char *t)
+    {
+        while (*t && end_ + 4 < sizeof buffer_)
+            buffer_[end_++] = *t++;
+    }
     void number(uint64_t v)
     {
         char digits[24];
@@ -247,16 +254,16 @@ public:
     void write_to_trace()
     {
         Page &p = *page();
-        append(buffer_, sizeof buffer_, "}\n");
-        const size_t n = length_of(buffer_);
-        if (p.trace_bytes.fetch_add(n) + n > kTraceLimit)
+        buffer_[end_++] = '}';
+        buffer_[end_++] = '\n';
+        if (p.trace_bytes.fetch_add(end_) + end_ > kTraceLimit)
             return;
-        append_to_board("/trace.jsonl", buffer_, n);
+        append_to_board("/trace.jsonl", buffer_, end_);
     }
-    Line() { buffer_[0] = '\0'; }
 
 private:
     char buffer_[3072];
+    size_t end_ = 0;
 };
 
 } // namespace

@@ -81,12 +81,14 @@ const char *line_behind(const char *terminal)
     return nullptr;
 }
 
-const Node *node_of(int fd)
+const Node *node_of(int fd, bool *is_device)
 {
     KeepErrno keep;
     struct statx info;
     if (!describe(fd, info))
         return nullptr;
+    if (is_device)
+        *is_device = S_ISCHR(info.stx_mode);
     uint32_t serial = 0;
     if (S_ISSOCK(info.stx_mode))
         return node_of_socket(fd, &serial);

@@ -118,7 +118,8 @@ bool may_change(int fd);
 // --- nodes ----------------------------------------------------------------------------------------------------------
 
 const Node *node_by_path(const char *board_path);
-const Node *node_of(int fd);
+// `is_device`: set to whether the descriptor is a character device, such as a terminal.
+const Node *node_of(int fd, bool *is_device = nullptr);
 // Returns the path of the board's serial line behind "/dev/pts/N", or nullptr for any other terminal.
 const char *line_behind(const char *terminal);
 // The number of one handed-out socket, 0 for anything else.
