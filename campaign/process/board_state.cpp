@@ -50,6 +50,14 @@ std::string raw_content(const std::string &path)
     return content;
 }
 
+// The name of a node is a socket. Its text lies in the file that the board keeps for it.
+std::string place_of(const std::string &root, const std::string &path)
+{
+    const std::string of_node = root.substr(0, root.rfind('/')) + "/.vboard/" + vboard::kNodeFiles + path;
+    struct stat status {};
+    return stat(of_node.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? of_node : root + path;
+}
+
 // Writes in place, because the board knows its nodes by their inodes.
 void put_raw(const std::string &path, const std::string &content)
 {
@@ -63,7 +71,7 @@ void add_folder(const std::string &root, const std::string &below, std::map<std:
 void add_entry(const std::string &root, const std::string &path, std::map<std::string, struct stat> &found)
 {
     struct stat status {};
-    if (syscall(SYS_newfstatat, AT_FDCWD, (root + path).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+    if (syscall(SYS_newfstatat, AT_FDCWD, place_of(root, path).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return;
     // The frame driver's page changes by itself, stubs of programs note that they ran, sockets are the daemon's.
     if (path == "/dev/fpga_frame" || path == "/run/stub/log" || S_ISSOCK(status.st_mode) ||
@@ -127,7 +135,7 @@ std::string Files::content(const std::string &path, const struct stat &status) c
     }
     if (!S_ISREG(status.st_mode))
         return {};
-    return raw_content(root_ + path);
+    return raw_content(place_of(root_, path));
 }
 
 const std::map<std::string, std::string> &Files::changes()
@@ -153,7 +161,7 @@ const std::map<std::string, std::string> &Files::changes()
 
 void Files::write(const std::string &path, const Entry &entry) const
 {
-    const std::string full = root_ + path;
+    const std::string full = place_of(root_, path);
     struct stat now {};
     if (lstat(full.c_str(), &now) == 0 && (now.st_mode & S_IFMT) != (entry.status.st_mode & S_IFMT))
         remove(full.c_str());
@@ -180,7 +188,7 @@ void Files::restore()
         if (old == start_.end())
             continue;
         write(path, old->second);
-        lstat((root_ + path).c_str(), &old->second.status);
+        lstat(place_of(root_, path).c_str(), &old->second.status);
     }
 }
 

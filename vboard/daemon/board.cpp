@@ -93,8 +93,11 @@ void Board::add_nodes(const BoardFile &conf)
         put(node.path, line.path);
         node.id = index + 1;
         node.kind = line.kind;
+        node.is_mapped = line.is_mapped;
+        const fs::path opened =
+            node.kind == NodeKind::kModel ? node_place(directory_, kNodeHandles, line.path) : file(line.path);
         struct statx info;
-        if (statx(AT_FDCWD, file(line.path).c_str(), 0, STATX_INO, &info) != 0)
+        if (statx(AT_FDCWD, opened.c_str(), 0, STATX_INO, &info) != 0)
             fail("the board's file " + line.path);
         node.device = uint64_t{info.stx_dev_major} << 32 | info.stx_dev_minor;
         node.inode = info.stx_ino;
@@ -128,6 +131,9 @@ void Board::add_ioctls()
 
 fs::path Board::file(const std::string &board_path) const
 {
+    const fs::path of_node = node_place(directory_, kNodeFiles, board_path);
+    if (fs::is_regular_file(of_node))
+        return of_node;
     for (const char *folded : {"/bin/", "/sbin/", "/lib/"})
         if (board_path.rfind(folded, 0) == 0)
             return directory_ / "root" / ("usr" + board_path);
@@ -216,6 +222,8 @@ int Board::open_channel(const Node &node, uint32_t flags, UniqueFd &program_end)
         return -errno;
     UniqueFd mine{ends[0]};
     program_end = UniqueFd{ends[1]};
+    // The preload library takes a program's writes to the model. A raw write fails with EPIPE.
+    shutdown(program_end.get(), SHUT_WR);
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     const std::string text = kPeerPrefix + std::to_string(page_inode(private_path("page"))) + "/" +

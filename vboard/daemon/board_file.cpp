@@ -8,6 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "core/unique_fd.h"
@@ -124,7 +125,8 @@ void take(BoardFile &conf, const Words &words, const fs::path &base)
         if (kind != NodeKind::kPlain)
             need(words, 4);
         const uint64_t size = words.size() > 4 ? std::stoull(words[4], nullptr, 0) : 0;
-        conf.nodes.push_back({words[1], kind, words.size() > 3 && words[3] != "-" ? words[3] : "", size});
+        const bool is_mapped = words.size() > 5 && words[5] == "mapped";
+        conf.nodes.push_back({words[1], kind, words.size() > 3 && words[3] != "-" ? words[3] : "", size, is_mapped});
     } else if (verb == "init") {
         need(words, 2);
         conf.init.emplace_back(words.begin() + 1, words.end());
@@ -251,6 +253,29 @@ void make_file(const fs::path &root, const fs::path &base, const Words &words)
     }
 }
 
+// Makes the file of a node, unless a "file" statement has given its text, and the name that programs see.
+void make_node(const fs::path &directory, const BoardFile::NodeLine &node)
+{
+    const fs::path name = place(directory / "root", node.path);
+    const bool is_plain = node.kind == NodeKind::kPlain;
+    const fs::path file = is_plain ? name : node_place(directory, kNodeFiles, node.path);
+    if (fs::is_socket(name))
+        return; // named twice
+    if (!fs::exists(name)) {
+        write_file(file, "", 0666);
+        if (node.size)
+            fs::resize_file(file, node.size);
+    } else if (!is_plain) {
+        fs::create_directories(file.parent_path());
+        fs::rename(name, file);
+    }
+    if (node.kind == NodeKind::kModel)
+        fs::create_directories(node_place(directory, kNodeHandles, node.path));
+    fs::create_directories(name.parent_path());
+    if (!is_plain && mknod(name.c_str(), S_IFSOCK | 0666, 0) != 0)
+        throw std::system_error(errno, std::generic_category(), name);
+}
+
 } // namespace
 
 BoardFile read_board_file(const fs::path &path)
@@ -258,6 +283,11 @@ BoardFile read_board_file(const fs::path &path)
     BoardFile conf;
     read_into(conf, path);
     return conf;
+}
+
+fs::path node_place(const fs::path &directory, const char *folder, const std::string &node_path)
+{
+    return directory / ".vboard" / folder / node_path.substr(1);
 }
 
 void create_board(const fs::path &directory, const fs::path &description)
@@ -270,14 +300,8 @@ void create_board(const fs::path &directory, const fs::path &description)
     fs::create_directories(directory / ".vboard" / "names");
     for (const Words &words : conf.files)
         make_file(root, description.parent_path(), words);
-    for (const auto &node : conf.nodes) {
-        const fs::path path = place(root, node.path);
-        if (fs::exists(path))
-            continue; // a "file" statement has given its text
-        write_file(path, "", 0666);
-        if (node.size)
-            fs::resize_file(path, node.size);
-    }
+    for (const auto &node : conf.nodes)
+        make_node(directory, node);
     write_file(directory / "board.conf", conf.text, 0644);
 }
 

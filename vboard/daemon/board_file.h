@@ -10,8 +10,9 @@
 //   dt virtual/mac bytes 02:00:00:00:00:01          or of bytes
 //   link /dev/ttyX /dev/pts/0                       a symbolic link
 //   program /usr/bin/l2u-dtb l2u-dtb.sh             a program stub from programs/ beside the description
-//   node /dev/fpga_usr model fpga [size]            a node served by a model; the kinds are those of NodeKind:
-//                                                   plain model attribute channel notify signal
+//   node /dev/fpga_usr model fpga [size [mapped]]   a node served by a model; the kinds are those of NodeKind:
+//                                                   plain model attribute channel notify signal;
+//                                                   mapped: programs may map it
 //   model uptime                                    a model that has no node
 //   library libvboard-switch.so                     preloaded into every program before the board's library
 //   init fpga set 0x0 0x17010203                    a control command when the board starts
@@ -32,6 +33,7 @@ struct BoardFile {
         NodeKind kind;
         std::string model;
         uint64_t size;
+        bool is_mapped;
     };
     std::string name;
     unsigned number = 0;
@@ -46,6 +48,10 @@ struct BoardFile {
 
 // Throws std::runtime_error with file and line.
 BoardFile read_board_file(const std::filesystem::path &path);
+
+// Returns the place of a node below a folder of .vboard: kNodeFiles or kNodeHandles.
+std::filesystem::path node_place(const std::filesystem::path &directory, const char *folder,
+                                 const std::string &node_path);
 
 // Makes a board directory from a description. The directory must be missing or empty.
 void create_board(const std::filesystem::path &directory, const std::filesystem::path &description);

@@ -1,7 +1,9 @@
 #include "daemon/server.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
+#include <iostream>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <sys/un.h>
@@ -38,6 +40,18 @@ void send_reply(int fd, uint32_t id, int result, std::span<const uint8_t> bytes,
     }
     // A client that has disconnected is noticed when its socket is read.
     static_cast<void>(sendmsg(fd, &message, MSG_NOSIGNAL));
+}
+
+// Notes that the preload library has refused a call on a node, for the developer who wonders about the errno.
+void note_refusal(const Board &board, const RequestHeader &header, const Bytes &payload)
+{
+    const Node *node = board.node(header.node);
+    std::string call;
+    for (const uint8_t c : payload)
+        if (call.size() < 24 && (std::isalnum(c) || c == '_'))
+            call += static_cast<char>(c);
+    std::cerr << "refused: " << call << " on " << (node ? node->path : "?") << " by process " << header.pid << ": "
+              << std::strerror(static_cast<int>(header.request)) << std::endl;
 }
 
 Words words_of(const Bytes &payload)
@@ -226,6 +240,10 @@ void Server::handle(const std::shared_ptr<Client> &client, const RequestHeader &
     case Op::kHold:
         client->holds = true;
         ++holders_;
+        send_reply(fd, header.id, 0, {});
+        return;
+    case Op::kRefused:
+        note_refusal(board_, header, payload);
         send_reply(fd, header.id, 0, {});
         return;
     case Op::kInterface:

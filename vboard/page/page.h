@@ -21,14 +21,23 @@ enum class NodeKind : uint32_t {
     kSignal = 6,    // a device that signals events with POLLPRI; the poll that reports an event takes it
 };
 
+// The name of a node under root/ is a socket, so that a raw open fails with ENXIO (kPlain: the file itself). The file
+// of the same name below kNodeFiles holds the text of an attribute, the memory of a mapped node, and what stat reports.
+// The open descriptor of a model's node is the folder of that name below kNodeHandles: raw transfers fail, positions
+// and locks work.
 struct Node {
     char path[112];
     uint32_t id;
     NodeKind kind;
-    uint64_t device; // device of the file under root/ (major in the upper half), which identifies a descriptor
+    uint64_t device; // device of what an open descriptor stands for (major in the upper half)
     uint64_t inode;
+    uint32_t is_mapped; // 1: mmap maps the node's file
+    uint32_t reserved;
 };
-static_assert(sizeof(Node) == 136);
+static_assert(sizeof(Node) == 144);
+
+constexpr char kNodeFiles[] = "nodes"; // below .vboard
+constexpr char kNodeHandles[] = "handles";
 
 // Number of bytes that an ioctl carries. It is never derived from the request number.
 struct IoctlForm {
@@ -103,7 +112,6 @@ struct Page {
     int64_t epoch_ns[2];        // real time and monotonic time at which scaling started
     std::atomic<uint32_t> trace;
     std::atomic<uint32_t> fault_count; // rules in use
-    std::atomic<uint64_t> trace_bytes;
     uint32_t node_count;
     uint32_t ioctl_count;
     uint32_t port_count;
@@ -116,5 +124,8 @@ struct Page {
 static_assert(std::atomic<uint32_t>::is_always_lock_free);
 
 constexpr uint64_t kTraceLimit = 64ull << 20;
+constexpr uint64_t kSyslogLimit = 64ull << 20;
+constexpr char kTraceEnd[] = "{\"v\":1,\"call\":\"limit\",\"path\":\"\",\"result\":-1}\n";
+constexpr char kSyslogEnd[] = "0 4 vboard: the log has reached its limit and ends here\n";
 
 } // namespace vboard

@@ -162,7 +162,7 @@ void Call::about(uint64_t offset, uint64_t request, const void *bytes, size_t le
     length_ = length;
 }
 
-void append_to_board(const char *name, const char *bytes, size_t length)
+void append_to_board(const char *name, const char *bytes, size_t length, uint64_t limit, const char *last)
 {
     char path[320];
     copy_text(path, sizeof path, page()->private_dir);
@@ -180,7 +180,11 @@ void append_to_board(const char *name, const char *bytes, size_t length)
     }
     if (fd < 0)
         return;
-    syscall(SYS_write, fd, bytes, length);
+    const auto size = static_cast<uint64_t>(syscall(SYS_lseek, fd, 0L, SEEK_END));
+    if (size < limit)
+        syscall(SYS_write, fd, bytes, length);
+    if (size < limit && size + length >= limit)
+        syscall(SYS_write, fd, last, length_of(last));
     syscall(SYS_close, fd);
 }
 
@@ -253,12 +257,9 @@ public:
     }
     void write_to_trace()
     {
-        Page &p = *page();
         buffer_[end_++] = '}';
         buffer_[end_++] = '\n';
-        if (p.trace_bytes.fetch_add(end_) + end_ > kTraceLimit)
-            return;
-        append_to_board("/trace.jsonl", buffer_, end_);
+        append_to_board("/trace.jsonl", buffer_, end_, kTraceLimit, kTraceEnd);
     }
 
 private:

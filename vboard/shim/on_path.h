@@ -24,6 +24,8 @@ int on_path(const char *call, int directory, const char *path, unsigned how, Act
     Path where;
     if (!resolve(directory, path, how, where))
         return -1;
+    if (!(how & kRemove))
+        lead_to_file(where);
     Call around(call, where);
     if (around.fails())
         return -1;

@@ -122,6 +122,20 @@ const Node *node_by_path(const char *board_path);
 const Node *node_of(int fd, bool *is_device = nullptr);
 // Returns the path of the board's serial line behind "/dev/pts/N", or nullptr for any other terminal.
 const char *line_behind(const char *terminal);
+// The node that a path names, nullptr for a plain file, and after the program has moved or replaced the node.
+const Node *node_named(const Path &path);
+// The place of a node below a folder of .vboard: kNodeFiles or kNodeHandles.
+void place_of(const Node &node, const char *folder, char *out, size_t size);
+// Replaces the name of a node by the file with its text, memory, mode and times, for calls that do not transfer bytes.
+void lead_to_file(Path &path);
+// The access mode that the program opened a descriptor with, or -1 with EBADF. A descriptor on a node's folder or on an
+// attribute's file only allows reading; O_SYNC and O_DSYNC in its flags keep the mode.
+int access_mode(const Node *node, int fd);
+int flags_with_mode(int flags);
+// Reports the process's descriptor that a path such as "/proc/4711/fd/7" names, -1 for any other path.
+int descriptor_of(const char *board_path);
+// Refuses a call on a node with `error`, and puts a line into the daemon's log. Returns -1.
+int refuse_on_node(const char *call, const Node &node, int error);
 // The number of one handed-out socket, 0 for anything else.
 uint32_t serial_of(int fd);
 const IoctlForm *ioctl_form(const Node &node, uint32_t request);
@@ -211,8 +225,9 @@ int open_path(int directory, const char *path, int flags, mode_t mode);
 // Makes a stream that owns the descriptor. Its transfers reach a model.
 FILE *stream_on(int fd, const char *mode);
 bool copy_file(const char *from, const char *to);
-// Appends to a file of the board's private folder ("/syslog"), even when the program has used up its descriptors.
-void append_to_board(const char *name, const char *bytes, size_t length);
+// Appends to a file of the board's private folder ("/syslog"), even when the program has used up its descriptors. The
+// line that reaches the limit is followed by `last`, and by no others.
+void append_to_board(const char *name, const char *bytes, size_t length, uint64_t limit, const char *last);
 // Transfers on nodes that the daemon serves.
 long node_read(const Node &node, uint64_t offset, void *buffer, size_t length);
 long node_write(const Node &node, uint64_t offset, const void *buffer, size_t length);

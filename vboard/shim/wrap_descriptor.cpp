@@ -1,6 +1,8 @@
 // Closing, locking, mapping and other calls on descriptors that do not transfer bytes of a device.
 #include "shim.h"
 
+#include <fcntl.h>
+#include <stdarg.h>
 #include <sys/mman.h>
 #include <sys/time.h>
 #include <time.h>
@@ -32,24 +34,44 @@ WRAP(int, flock, int fd, int operation)
 
 namespace {
 
+long raw_mmap(void *address, size_t length, int protection, int flags, int fd, int64_t offset)
+{
+#ifdef SYS_mmap2
+    return syscall(SYS_mmap2, address, length, protection, flags, fd, offset / 4096);
+#else
+    return syscall(SYS_mmap, address, length, protection, flags, fd, offset);
+#endif
+}
+
+// Maps the file of a mapped node. Other registers exist in the model only.
+long map_node(const Node &node, void *address, size_t length, int protection, int flags, int fd, int64_t offset)
+{
+    if (!node.is_mapped)
+        return refuse_on_node("mmap", node, ENODEV);
+    char path[PATH_MAX];
+    place_of(node, kNodeFiles, path, sizeof path);
+    const long file = syscall(SYS_openat, AT_FDCWD, path, access_mode(&node, fd) | O_CLOEXEC | O_LARGEFILE, 0);
+    if (file < 0)
+        return -1;
+    const long at = raw_mmap(address, length, protection, flags, static_cast<int>(file), offset);
+    KeepErrno keep;
+    syscall(SYS_close, file);
+    return at;
+}
+
 void *wrapped_mmap(void *address, size_t length, int protection, int flags, int fd, int64_t offset)
 {
     // Anonymous memory belongs to the allocator and is neither watched nor failed.
     if (flags & MAP_ANONYMOUS)
-#ifdef SYS_mmap2
-        return reinterpret_cast<void *>(syscall(SYS_mmap2, address, length, protection, flags, fd, offset / 4096));
-#else
-        return reinterpret_cast<void *>(syscall(SYS_mmap, address, length, protection, flags, fd, offset));
-#endif
+        return reinterpret_cast<void *>(raw_mmap(address, length, protection, flags, fd, offset));
     Call around("mmap", fd);
     if (around.fails())
         return MAP_FAILED;
     around.about(static_cast<uint64_t>(offset), UINT64_MAX, nullptr, length);
-#ifdef SYS_mmap2
-    const long at = syscall(SYS_mmap2, address, length, protection, flags, fd, offset / 4096);
-#else
-    const long at = syscall(SYS_mmap, address, length, protection, flags, fd, offset);
-#endif
+    const Node *node = node_of(fd);
+    const long at = node && node->kind == NodeKind::kModel
+                        ? map_node(*node, address, length, protection, flags, fd, offset)
+                        : raw_mmap(address, length, protection, flags, fd, offset);
     around.done(at == -1 ? -1 : 0);
     return reinterpret_cast<void *>(at);
 }
@@ -132,12 +154,43 @@ WRAP(int, ftruncate64, int fd, int64_t length)
     return wrapped_truncate(fd, length);
 }
 
-WRAP(ssize_t, splice, int from, int64_t *from_offset, int to, int64_t *to_offset, size_t length, unsigned flags)
+namespace {
+
+// Returns the flags that the program gave to open, for a descriptor that keeps its access mode elsewhere.
+int flags_of_program(int fd, int flags)
 {
-    Call around("splice", from);
-    if (around.fails())
-        return -1;
-    return around.done(syscall(SYS_splice, from, from_offset, to, to_offset, length, flags));
+    const Node *node = node_of(fd);
+    if (flags < 0 || !node || (node->kind != NodeKind::kModel && node->kind != NodeKind::kAttribute))
+        return flags;
+    return (flags & ~(O_ACCMODE | O_SYNC | O_DIRECTORY)) | access_mode(node, fd);
 }
+
+int wrapped_fcntl(int fd, int command, void *argument)
+{
+    switch (command) {
+    case F_GETFL: return flags_of_program(fd, static_cast<int>(syscall(SYS_fcntl, fd, F_GETFL)));
+    case F_SETFL:
+    case F_GETFD:
+    case F_SETFD:
+    case F_DUPFD:
+    case F_DUPFD_CLOEXEC: // also between fork and exec, where dlsym could wait for a lock
+        return static_cast<int>(syscall(SYS_fcntl, fd, command, argument));
+    default: return NEXT(int(int, int, void *), fcntl)(fd, command, argument);
+    }
+}
+
+} // namespace
+
+#define WRAP_FCNTL(name)                                                                                               \
+    WRAP(int, name, int fd, int command, ...)                                                                          \
+    {                                                                                                                  \
+        va_list arguments;                                                                                             \
+        va_start(arguments, command);                                                                                  \
+        void *argument = va_arg(arguments, void *);                                                                    \
+        va_end(arguments);                                                                                             \
+        return wrapped_fcntl(fd, command, argument);                                                                   \
+    }
+WRAP_FCNTL(fcntl)
+WRAP_FCNTL(fcntl64)
 
 } // namespace vboard::shim

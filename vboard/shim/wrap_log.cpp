@@ -33,7 +33,7 @@ void log_to_board(int priority, const char *format, va_list arguments)
         if (line[i] == '\n')
             line[i] = '\r';
     line[end++] = '\n';
-    append_to_board("/syslog", line, end);
+    append_to_board("/syslog", line, end, kSyslogLimit, kSyslogEnd);
 }
 
 } // namespace

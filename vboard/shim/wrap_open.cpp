@@ -76,16 +76,36 @@ int flags_of(const char *mode)
     return flags;
 }
 
-int open_resolved(const Path &path, int flags, mode_t mode)
+int open_node(const Node &node, int flags)
 {
-    if (const Node *node = node_by_path(path.board)) {
-        const bool is_socket =
-            node->kind == NodeKind::kChannel || node->kind == NodeKind::kNotify || node->kind == NodeKind::kSignal;
-        if (is_socket && !(flags & O_PATH))
-            return open_channel(*node, flags);
-        if (node->kind == NodeKind::kModel || node->kind == NodeKind::kAttribute)
-            flags &= ~(O_TRUNC | O_CREAT | O_EXCL | O_APPEND);
+    if (flags & O_DIRECTORY) {
+        errno = ENOTDIR;
+        return -1;
     }
+    const bool is_attribute = node.kind == NodeKind::kAttribute;
+    if (!is_attribute && node.kind != NodeKind::kModel)
+        return open_channel(node, flags);
+    char path[PATH_MAX];
+    place_of(node, is_attribute ? kNodeFiles : kNodeHandles, path, sizeof path);
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags_with_mode(flags) | O_LARGEFILE, 0));
+}
+
+// The node behind a name, or behind "/proc/self/fd/7".
+const Node *node_to_open(const Path &path)
+{
+    const int fd = descriptor_of(path.board);
+    if (fd < 0)
+        return node_named(path);
+    const Node *node = node_of(fd);
+    return node && (node->kind == NodeKind::kModel || node->kind == NodeKind::kAttribute) ? node : nullptr;
+}
+
+int open_resolved(Path &path, int flags, mode_t mode)
+{
+    if (flags & O_PATH)
+        lead_to_file(path);
+    else if (const Node *node = node_to_open(path))
+        return open_node(*node, flags);
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path.host, flags | O_LARGEFILE, mode));
 }
 

@@ -31,10 +31,27 @@ WRAP_OLD_STAT(__xstat64, kFollow)
 WRAP_OLD_STAT(__lxstat, 0)
 WRAP_OLD_STAT(__lxstat64, 0)
 
+namespace {
+
+// Finds the file to report for a descriptor whose own inode is the folder of a node.
+bool file_behind(int fd, char *host, size_t size)
+{
+    const Node *node = node_of(fd);
+    if (!node || node->kind != NodeKind::kModel)
+        return false;
+    place_of(*node, kNodeFiles, host, size);
+    return true;
+}
+
+} // namespace
+
 #define WRAP_FSTATAT(tag)                                                                                              \
     WRAP_AS(int, tag, #tag, int directory, const char *path, void *info, int flags)                                    \
     {                                                                                                                  \
         using Real = int(int, const char *, void *, int);                                                              \
+        char file[PATH_MAX];                                                                                           \
+        if (is_empty_path(path, flags) && file_behind(directory, file, sizeof file))                                   \
+            return NEXT(Real, tag)(AT_FDCWD, file, info, 0);                                                           \
         if (is_empty_path(path, flags))                                                                                \
             return NEXT(Real, tag)(directory, path, info, flags);                                                      \
         return on_path("stat", directory, path, link_rule(flags),                                                      \
@@ -43,17 +60,25 @@ WRAP_OLD_STAT(__lxstat64, 0)
 WRAP_FSTATAT(fstatat)
 WRAP_FSTATAT(fstatat64)
 
-#define WRAP_FSTAT(tag)                                                                                                \
+#define WRAP_FSTAT(tag, of_path)                                                                                       \
     WRAP_AS(int, tag, #tag, int fd, void *info)                                                                        \
     {                                                                                                                  \
         Call around("fstat", fd);                                                                                      \
-        return around.fails() ? -1 : NEXT(int(int, void *), tag)(fd, info);                                            \
+        if (around.fails())                                                                                            \
+            return -1;                                                                                                 \
+        char host[PATH_MAX];                                                                                           \
+        if (file_behind(fd, host, sizeof host))                                                                        \
+            return NEXT(int(const char *, void *), of_path)(host, info);                                               \
+        return NEXT(int(int, void *), tag)(fd, info);                                                                  \
     }
-WRAP_FSTAT(fstat)
-WRAP_FSTAT(fstat64)
+WRAP_FSTAT(fstat, stat)
+WRAP_FSTAT(fstat64, stat64)
 
 WRAP(int, statx, int directory, const char *path, int flags, unsigned mask, void *info)
 {
+    char behind[PATH_MAX];
+    if (is_empty_path(path, flags) && file_behind(directory, behind, sizeof behind))
+        return static_cast<int>(syscall(SYS_statx, AT_FDCWD, behind, 0, mask, info));
     if (is_empty_path(path, flags))
         return static_cast<int>(syscall(SYS_statx, directory, path, flags, mask, info));
     return on_path("stat", directory, path, link_rule(flags),
@@ -86,17 +111,6 @@ WRAP(int, faccessat, int directory, const char *path, int mode, int flags)
 
 namespace {
 
-// Reports a link of this process, for which the walk returns a path of the process.
-bool is_descriptor_name(const char *board)
-{
-    char own[48] = "/proc/";
-    char digits[24];
-    digits[23] = '\0';
-    append(own, sizeof own, format_number(static_cast<uint64_t>(process_id()), digits + 23));
-    append(own, sizeof own, "/");
-    return is_below(board, "/proc/self") || is_below(board, "/proc/thread-self") || starts_with(board, own);
-}
-
 // Translates a host name from the kernel to the board name that the program knows.
 ssize_t wrapped_readlink(int directory, const char *path, char *buffer, size_t size)
 {
@@ -113,17 +127,10 @@ ssize_t wrapped_readlink(int directory, const char *path, char *buffer, size_t s
     target[n] = '\0';
     char named[PATH_MAX];
     board_name(target, named, sizeof named);
-    if (is_descriptor_name(where.board) && starts_with(target, "socket:")) {
-        int fd = 0;
-        const char *digits = where.board;
-        for (const char *p = where.board; *p; ++p)
-            if (*p == '/')
-                digits = p + 1;
-        for (; *digits; ++digits)
-            fd = fd * 10 + (*digits - '0');
-        if (const Node *node = node_of(fd))
-            copy_text(named, sizeof named, node->path);
-    }
+    if (const int fd = descriptor_of(where.board); fd >= 0)
+        name_of_descriptor(fd, named, sizeof named);
+    if (!named[0])
+        copy_text(named, sizeof named, target);
     size_t length = length_of(named);
     if (length > size)
         length = size;

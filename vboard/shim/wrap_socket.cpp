@@ -78,7 +78,7 @@ Place board_port(const sockaddr_in &from, Address &to)
     const uint32_t address = ntohl(from.sin_addr.s_addr);
     if (address >> 24 != 127 && address != 0)
         return Place::kHost;
-    for (uint32_t i = 0; i < p.port_count; ++i)
+    for (uint32_t i = 0; i < p.port_count && i < kMaxPorts; ++i)
         if (p.ports[i].board == ntohs(from.sin_port)) {
             to.inet = from;
             to.inet.sin_port = htons(p.ports[i].host);
