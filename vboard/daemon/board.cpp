@@ -1,9 +1,11 @@
 #include "daemon/board.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -79,19 +81,21 @@ void Board::map_page()
     if (at == MAP_FAILED)
         fail("cannot map the board's page");
     page_ = static_cast<Page *>(at);
+    speed_ = std::max(page_->speed, 1u);
+    real_epoch_ = page_->epoch_ns[0];
+    monotonic_epoch_ = page_->epoch_ns[1];
+    port_count_ = page_->port_count = 0;
+    environment_count_ = std::min(page_->environment_count, kMaxEnvironment);
 }
 
 void Board::add_nodes(const BoardFile &conf)
 {
     if (conf.nodes.size() > kMaxNodes)
         throw std::runtime_error("the board description has too many nodes");
-    page_->node_count = 0;
     for (const auto &line : conf.nodes) {
-        const uint32_t index = page_->node_count;
-        Node &node = page_->nodes[index];
-        node = {};
+        Node node{};
         put(node.path, line.path);
-        node.id = index + 1;
+        node.id = static_cast<uint32_t>(nodes_.size()) + 1;
         node.kind = line.kind;
         node.is_mapped = line.is_mapped;
         const fs::path opened =
@@ -103,8 +107,10 @@ void Board::add_nodes(const BoardFile &conf)
         node.inode = info.stx_ino;
         if (!line.model.empty())
             node_models_[node.id] = &add_model(line.model);
-        page_->node_count = index + 1;
+        nodes_.push_back(node);
     }
+    std::copy(nodes_.begin(), nodes_.end(), page_->nodes);
+    page_->node_count = static_cast<uint32_t>(nodes_.size());
 }
 
 Model &Board::add_model(const std::string &name)
@@ -119,14 +125,23 @@ Model &Board::add_model(const std::string &name)
 
 void Board::add_ioctls()
 {
-    page_->ioctl_count = 0;
     for (const auto &[id, model] : node_models_)
         for (IoctlForm form : model->ioctls(*node(id))) {
-            if (page_->ioctl_count >= kMaxIoctls)
+            if (ioctls_.size() >= kMaxIoctls)
                 throw std::runtime_error("the models have too many requests");
             form.node = id;
-            page_->ioctls[page_->ioctl_count++] = form;
+            ioctls_.push_back(form);
         }
+    std::copy(ioctls_.begin(), ioctls_.end(), page_->ioctls);
+    page_->ioctl_count = static_cast<uint32_t>(ioctls_.size());
+}
+
+const IoctlForm *Board::ioctl_form(const Node &node, uint32_t request) const
+{
+    const auto found = std::find_if(ioctls_.begin(), ioctls_.end(), [&](const IoctlForm &form) {
+        return form.node == node.id && form.request == request;
+    });
+    return found == ioctls_.end() ? nullptr : &*found;
 }
 
 fs::path Board::file(const std::string &board_path) const
@@ -157,14 +172,12 @@ void Board::write_text(const std::string &board_path, const std::string &text)
 
 int64_t Board::monotonic_ns() const
 {
-    const int64_t epoch = page_->epoch_ns[1];
-    return epoch + (host_now(CLOCK_MONOTONIC) - epoch) * page_->speed;
+    return monotonic_epoch_ + (host_now(CLOCK_MONOTONIC) - monotonic_epoch_) * speed_;
 }
 
 int64_t Board::real_ns() const
 {
-    const int64_t epoch = page_->epoch_ns[0];
-    return epoch + (host_now(CLOCK_REALTIME) - epoch) * page_->speed;
+    return real_epoch_ + (host_now(CLOCK_REALTIME) - real_epoch_) * speed_;
 }
 
 uint64_t Board::counter() const
@@ -175,26 +188,23 @@ uint64_t Board::counter() const
 
 HostTime Board::host_time(int64_t board_monotonic_ns) const
 {
-    const int64_t epoch = page_->epoch_ns[1];
-    return HostTime{std::chrono::nanoseconds{epoch + (board_monotonic_ns - epoch) / page_->speed}};
+    return HostTime{std::chrono::nanoseconds{monotonic_epoch_ + (board_monotonic_ns - monotonic_epoch_) / speed_}};
 }
 
 uint64_t Board::after(std::chrono::nanoseconds span, Loop::Handler handler)
 {
-    return loop_.at(std::chrono::steady_clock::now() + span / page_->speed, std::move(handler));
+    return loop_.at(std::chrono::steady_clock::now() + span / speed_, std::move(handler));
 }
 
 const Node *Board::node(const std::string &path) const
 {
-    for (uint32_t i = 0; i < page_->node_count; ++i)
-        if (path == page_->nodes[i].path)
-            return &page_->nodes[i];
-    return nullptr;
+    const auto found = std::find_if(nodes_.begin(), nodes_.end(), [&](const Node &node) { return path == node.path; });
+    return found == nodes_.end() ? nullptr : &*found;
 }
 
 const Node *Board::node(uint32_t id) const
 {
-    return id >= 1 && id <= page_->node_count ? &page_->nodes[id - 1] : nullptr;
+    return id >= 1 && id <= nodes_.size() ? &nodes_[id - 1] : nullptr;
 }
 
 Model *Board::model_of(const Node &node) const
@@ -226,8 +236,12 @@ int Board::open_channel(const Node &node, uint32_t flags, UniqueFd &program_end)
     shutdown(program_end.get(), SHUT_WR);
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
+    uint64_t unguessable = 0; // another user of the machine must not take the name first
+    if (getrandom(&unguessable, sizeof unguessable, 0) != sizeof unguessable)
+        return -EIO;
     const std::string text = kPeerPrefix + std::to_string(page_inode(private_path("page"))) + "/" +
-                             std::to_string(node.id) + "/" + std::to_string(next_serial_++);
+                             std::to_string(node.id) + "/" + std::to_string(next_serial_++) + "/" +
+                             std::to_string(unguessable);
     std::memcpy(name.sun_path + 1, text.data(), text.size());
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + text.size());
     if (bind(mine.get(), reinterpret_cast<sockaddr *>(&name), length) != 0)
@@ -237,17 +251,18 @@ int Board::open_channel(const Node &node, uint32_t flags, UniqueFd &program_end)
 
 void Board::map_port(uint16_t board_port, uint16_t host_port)
 {
-    if (page_->port_count >= kMaxPorts)
+    if (port_count_ >= kMaxPorts)
         throw std::runtime_error("too many ports");
-    page_->ports[page_->port_count++] = {board_port, host_port};
+    page_->ports[port_count_] = {board_port, host_port};
+    page_->port_count = ++port_count_;
 }
 
 void Board::add_environment(const std::string &entry)
 {
-    if (page_->environment_count >= kMaxEnvironment)
+    if (environment_count_ >= kMaxEnvironment)
         throw std::runtime_error("too many variables");
-    put(page_->environment[page_->environment_count], entry);
-    ++page_->environment_count;
+    put(page_->environment[environment_count_], entry);
+    page_->environment_count = ++environment_count_;
 }
 
 std::vector<ControlFamily> Board::control_families()

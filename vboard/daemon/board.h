@@ -43,7 +43,8 @@ public:
     const Node *node(const std::string &path) const;
     const Node *node(uint32_t id) const;
     Model *model_of(const Node &node) const;
-    std::span<const Node> nodes() const { return {page_->nodes, page_->node_count}; }
+    std::span<const Node> nodes() const { return nodes_; }
+    const IoctlForm *ioctl_form(const Node &node, uint32_t request) const;
     Model *model(const std::string &name) const;
     template <typename M>
     M *find() const
@@ -56,13 +57,15 @@ public:
     template <typename Each>
     void each_node_of(const Model &model, Each each) const
     {
-        for (uint32_t i = 0; i < page_->node_count; ++i)
-            if (model_of(page_->nodes[i]) == &model)
-                each(page_->nodes[i]);
+        for (const Node &node : nodes_)
+            if (model_of(node) == &model)
+                each(node);
     }
 
     // Makes a pair of connected sockets for a channel. Returns the program's end; the daemon's goes to the model.
     int open_channel(const Node &node, uint32_t flags, UniqueFd &program_end);
+    // Reports whether a channel's socket has this number.
+    bool has_given(uint32_t serial) const { return serial > 0 && serial < next_serial_; }
 
     // Maps a TCP port of the board to a port of the host.
     void map_port(uint16_t board_port, uint16_t host_port);
@@ -83,6 +86,14 @@ private:
     std::filesystem::path directory_;
     Loop &loop_;
     Page *page_ = nullptr;
+    // What the daemon has put into the page, and relies on. Programs can write to the page.
+    std::vector<Node> nodes_;
+    std::vector<IoctlForm> ioctls_;
+    uint32_t port_count_ = 0;
+    uint32_t environment_count_ = 0;
+    uint32_t speed_ = 1;
+    int64_t real_epoch_ = 0;
+    int64_t monotonic_epoch_ = 0;
     std::map<std::string, std::unique_ptr<Model>> models_;
     std::map<uint32_t, Model *> node_models_;
     uint32_t next_serial_ = 1;

@@ -1,9 +1,23 @@
 #include "daemon/channels.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace vboard {
+
+void Channels::add(UniqueFd end)
+{
+    if (ends_.size() >= prune_at_) {
+        std::erase_if(ends_, [](const UniqueFd &open) {
+            pollfd state{open.get(), 0, 0};
+            return poll(&state, 1, 0) > 0 && (state.revents & POLLHUP) != 0;
+        });
+        prune_at_ = std::max<size_t>(16, 2 * ends_.size());
+    }
+    ends_.push_back(std::move(end));
+}
 
 void Channels::send_to_all(std::span<const uint8_t> bytes, int flags)
 {

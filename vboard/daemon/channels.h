@@ -13,7 +13,8 @@ using ddal::core::UniqueFd;
 
 class Channels {
 public:
-    void add(UniqueFd end) { ends_.push_back(std::move(end)); }
+    // Also lets go of the ends that programs have closed.
+    void add(UniqueFd end);
     size_t count() const { return ends_.size(); }
 
     // Sends a record to every program. Does not wait for slow readers: a program that does not read loses records.
@@ -30,6 +31,7 @@ private:
     void send_to_all(std::span<const uint8_t> bytes, int flags);
 
     std::vector<UniqueFd> ends_;
+    size_t prune_at_ = 16; // doubles with the ends that are in use
 };
 
 } // namespace vboard

@@ -151,7 +151,10 @@ void clear(Page &page, uint32_t number)
 
 std::string describe(const FaultRule &rule, uint32_t number)
 {
-    return std::to_string(number) + " " + (rule.call[0] ? rule.call : "*") + ":" + rule.path +
+    // Programs write to the page too: a text may lack its end.
+    const std::string call(rule.call, strnlen(rule.call, sizeof rule.call));
+    const std::string path(rule.path, strnlen(rule.path, sizeof rule.path));
+    return std::to_string(number) + " " + (call.empty() ? "*" : call) + ":" + path +
            " nth=" + std::to_string(rule.nth) + " seen=" + std::to_string(rule.seen.load()) +
            " fired=" + std::to_string(rule.fired.load()) + "\n";
 }

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <iostream>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <system_error>
 
+#include "daemon/log.h"
 #include "daemon/requests.h"
 
 namespace vboard {
@@ -16,11 +18,27 @@ namespace vboard {
 struct Server::Client {
     UniqueFd socket;
     bool holds = false;
+    UniqueFd holder; // the process that holds the board, where the kernel names it
     std::map<uint32_t, Answer> waiting;
 };
 
 namespace {
 
+constexpr size_t kMostWaiting = 64;     // requests of one client that a model has not answered
+constexpr size_t kMostPositions = 4096; // those of the oldest sockets are forgotten first
+constexpr rlim_t kDescriptors = 16384;
+
+// The usual limit of 1024 descriptors is for programs.
+void raise_descriptor_limit()
+{
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, kDescriptors));
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// The socket's queue bounds the answers that a client leaves unread. A client beyond it is cut off.
 void send_reply(int fd, uint32_t id, int result, std::span<const uint8_t> bytes, int attached = -1)
 {
     ReplyHeader header{id, result, static_cast<uint32_t>(bytes.size()), 0};
@@ -39,7 +57,10 @@ void send_reply(int fd, uint32_t id, int result, std::span<const uint8_t> bytes,
         std::memcpy(CMSG_DATA(entry), &attached, sizeof attached);
     }
     // A client that has disconnected is noticed when its socket is read.
-    static_cast<void>(sendmsg(fd, &message, MSG_NOSIGNAL));
+    if (sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0 || errno != EAGAIN)
+        return;
+    log_line("a client is cut off: it does not read its answers");
+    shutdown(fd, SHUT_RDWR);
 }
 
 // Notes that the preload library has refused a call on a node, for the developer who wonders about the errno.
@@ -50,8 +71,8 @@ void note_refusal(const Board &board, const RequestHeader &header, const Bytes &
     for (const uint8_t c : payload)
         if (call.size() < 24 && (std::isalnum(c) || c == '_'))
             call += static_cast<char>(c);
-    std::cerr << "refused: " << call << " on " << (node ? node->path : "?") << " by process " << header.pid << ": "
-              << std::strerror(static_cast<int>(header.request)) << std::endl;
+    log_line("refused: " + call + " on " + (node ? node->path : "?") + " by process " + std::to_string(header.pid) +
+             ": " + std::strerror(static_cast<int>(header.request)));
 }
 
 Words words_of(const Bytes &payload)
@@ -71,9 +92,10 @@ Words words_of(const Bytes &payload)
 
 } // namespace
 
-Server::Server(Board &board)
-    : board_(board), listener_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+Server::Server(Board &board) : board_(board)
 {
+    raise_descriptor_limit();
+    UniqueFd listener{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     const std::string path = board.private_path("socket");
@@ -81,10 +103,11 @@ Server::Server(Board &board)
         throw std::runtime_error("the board directory's path is too long for a socket: " + path);
     std::memcpy(name.sun_path, path.c_str(), path.size() + 1);
     unlink(path.c_str());
-    if (bind(listener_.get(), reinterpret_cast<sockaddr *>(&name), sizeof name) != 0 ||
-        listen(listener_.get(), 64) != 0)
+    if (bind(listener.get(), reinterpret_cast<sockaddr *>(&name), sizeof name) != 0 ||
+        listen(listener.get(), SOMAXCONN) != 0)
         throw std::system_error(errno, std::generic_category(), path);
-    board_.loop().watch(listener_.get(), [this] { accept_client(); });
+    listener_ = Acceptor(std::move(listener));
+    board_.loop().watch(listener_.descriptor(), [this] { accept_client(); });
 }
 
 Server::~Server()
@@ -94,9 +117,13 @@ Server::~Server()
 
 void Server::accept_client()
 {
-    UniqueFd fd{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
+    UniqueFd fd = listener_.accept();
     if (!fd)
         return;
+    if (!is_trusted_local_peer(fd.get())) {
+        log_line("a connection is refused: it comes from another user");
+        return;
+    }
     const int number = fd.get();
     auto client = std::make_shared<Client>();
     client->socket = std::move(fd);
@@ -110,17 +137,42 @@ void Server::drop(int fd)
     const auto found = clients_.find(fd);
     if (found == clients_.end())
         return;
-    const bool held = found->second->holds;
+    const auto client = found->second;
     clients_.erase(found);
-    if (held && --holders_ == 0 && stop_when_unheld_)
+    release(*client);
+}
+
+// A copy of the socket in another process must not keep the board when the process that holds it has ended.
+void Server::hold(const std::shared_ptr<Client> &client)
+{
+    if (client->holds)
+        return;
+    client->holds = true;
+    ++holders_;
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    if (getsockopt(client->socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || peer.pid <= 0)
+        return;
+    client->holder = UniqueFd{static_cast<int>(syscall(SYS_pidfd_open, peer.pid, 0))};
+    if (client->holder)
+        board_.loop().watch(client->holder.get(), [this, client] { release(*client); });
+}
+
+void Server::release(Client &client)
+{
+    if (!client.holds)
+        return;
+    client.holds = false;
+    if (client.holder)
+        board_.loop().forget(client.holder.get());
+    if (--holders_ == 0 && stop_when_unheld_)
         board_.loop().stop();
 }
 
 void Server::serve(int fd)
 {
     const auto client = clients_.at(fd);
-    Bytes message(sizeof(RequestHeader) + kMaxPayload);
-    const ssize_t n = recv(fd, message.data(), message.size(), MSG_DONTWAIT);
+    const ssize_t n = recv(fd, message_.data(), message_.size(), MSG_DONTWAIT);
     if (n < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     if (n < static_cast<ssize_t>(sizeof(RequestHeader))) {
@@ -128,8 +180,13 @@ void Server::serve(int fd)
         return;
     }
     RequestHeader header;
-    std::memcpy(&header, message.data(), sizeof header);
-    handle(client, header, Bytes(message.begin() + sizeof header, message.begin() + n));
+    std::memcpy(&header, message_.data(), sizeof header);
+    try {
+        handle(client, header, Bytes(message_.begin() + sizeof header, message_.begin() + n));
+    } catch (const std::exception &error) {
+        log_line(std::string("a request has failed: ") + error.what());
+        send_reply(fd, header.id, -EIO, {});
+    }
 }
 
 Answer Server::answer_for(const std::shared_ptr<Client> &client, uint32_t id)
@@ -176,7 +233,13 @@ void Server::read_text(const std::shared_ptr<Client> &client, const RequestHeade
         send_reply(client->socket.get(), header.id, -ENXIO, {});
         return;
     }
+    if (!board_.has_given(header.flags) || (header.op == Op::kNotifySeek && header.offset > INT32_MAX)) {
+        send_reply(client->socket.get(), header.id, -EINVAL, {});
+        return;
+    }
     uint64_t &position = positions_[header.flags];
+    if (positions_.size() > kMostPositions && positions_.begin()->first != header.flags)
+        positions_.erase(positions_.begin());
     if (header.op == Op::kNotifySeek) {
         position = header.offset;
         send_reply(client->socket.get(), header.id, static_cast<int>(position), {});
@@ -206,6 +269,21 @@ void Server::control(const std::shared_ptr<Client> &client, const RequestHeader 
     send_reply(client->socket.get(), header.id, result, {reinterpret_cast<const uint8_t *>(text.data()), text.size()});
 }
 
+void Server::request(const std::shared_ptr<Client> &client, const RequestHeader &header, Bytes payload)
+{
+    const Node *node = board_.node(header.node);
+    Model *model = node ? board_.model_of(*node) : nullptr;
+    const IoctlForm *form = model ? board_.ioctl_form(*node, header.request) : nullptr;
+    const int error = !form                                                                           ? ENOTTY
+                      : payload.size() != (form->by_value ? sizeof(uint64_t) : form->size)            ? EINVAL
+                      : client->waiting.size() >= kMostWaiting || client->waiting.contains(header.id) ? EBUSY
+                                                                                                      : 0;
+    if (error)
+        send_reply(client->socket.get(), header.id, -error, {});
+    else
+        model->ioctl(*node, header.request, std::move(payload), answer_for(client, header.id));
+}
+
 void Server::handle(const std::shared_ptr<Client> &client, const RequestHeader &header, Bytes payload)
 {
     const int fd = client->socket.get();
@@ -217,16 +295,7 @@ void Server::handle(const std::shared_ptr<Client> &client, const RequestHeader &
             send_reply(fd, header.id, result, {});
         return;
     }
-    case Op::kIoctl: {
-        const Node *node = board_.node(header.node);
-        Model *model = node ? board_.model_of(*node) : nullptr;
-        const Answer answer = answer_for(client, header.id);
-        if (model)
-            model->ioctl(*node, header.request, std::move(payload), answer);
-        else
-            answer.fail(ENOTTY);
-        return;
-    }
+    case Op::kIoctl: request(client, header, std::move(payload)); return;
     case Op::kCancel: {
         const auto waiting = client->waiting.find(header.id);
         if (waiting != client->waiting.end())
@@ -238,8 +307,7 @@ void Server::handle(const std::shared_ptr<Client> &client, const RequestHeader &
     case Op::kNotifySeek: read_text(client, header); return;
     case Op::kControl: control(client, header, payload); return;
     case Op::kHold:
-        client->holds = true;
-        ++holders_;
+        hold(client);
         send_reply(fd, header.id, 0, {});
         return;
     case Op::kRefused:

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "daemon/board.h"
+#include "daemon/peer.h"
 #include "page/protocol.h"
 
 namespace vboard {
@@ -22,7 +23,10 @@ private:
     void accept_client();
     void serve(int fd);
     void drop(int fd);
+    void hold(const std::shared_ptr<Client> &client);
+    void release(Client &client);
     void handle(const std::shared_ptr<Client> &client, const RequestHeader &header, Bytes payload);
+    void request(const std::shared_ptr<Client> &client, const RequestHeader &header, Bytes payload);
     int handle_transfer(const std::shared_ptr<Client> &client, const RequestHeader &header, const Bytes &payload);
     void open_channel(const std::shared_ptr<Client> &client, const RequestHeader &header);
     void read_text(const std::shared_ptr<Client> &client, const RequestHeader &header);
@@ -30,8 +34,9 @@ private:
     Answer answer_for(const std::shared_ptr<Client> &client, uint32_t id);
 
     Board &board_;
-    UniqueFd listener_;
+    Acceptor listener_;
     std::map<int, std::shared_ptr<Client>> clients_;
+    Bytes message_ = Bytes(sizeof(RequestHeader) + kMaxPayload);
     std::map<uint32_t, uint64_t> positions_; // positions of notifying attributes, by the socket's serial
     unsigned holders_ = 0;
     bool stop_when_unheld_ = true;

@@ -56,7 +56,7 @@ constexpr uint32_t kSwitchCallName = 56; // bytes of the name, closed by NUL
 constexpr uint32_t kMaxPayload = 64 * 1024;
 
 // The daemon binds its end of a handed-out socket to an abstract name of this form: "vboard/<page inode>/<node
-// id>/<serial>". The name leads from a descriptor to its node after dup, fork and exec.
+// id>/<serial>/<random number>". The name leads from a descriptor to its node after dup, fork and exec.
 constexpr char kPeerPrefix[] = "vboard/";
 
 } // namespace vboard

@@ -1,8 +1,7 @@
 #include "daemon/models/links.h"
 
-#include <iostream>
-
 #include "daemon/board.h"
+#include "daemon/log.h"
 #include "daemon/models/interfaces.h"
 #include "daemon/models/link_bus.h"
 #include "daemon/models/phy.h"
@@ -35,7 +34,7 @@ void Links::start()
         bus_->start();
     } catch (const std::exception &error) {
         // A board without link events is a board all the same.
-        std::cerr << "no message bus: " << error.what() << std::endl;
+        log_line(std::string("no message bus: ") + error.what());
     }
 }
 

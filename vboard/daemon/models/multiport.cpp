@@ -1,5 +1,8 @@
 #include "daemon/models/multiport.h"
 
+#include "daemon/log.h"
+#include "daemon/models/switch_words.h"
+
 namespace vboard {
 
 namespace {
@@ -23,10 +26,7 @@ SwitchWords Multiport::call(const std::string &name, const SwitchWords &in)
 {
     if (name == kFittedCall)
         return {fitted_ ? 0 : -1};
-    calls_ += name;
-    for (const int64_t word : in)
-        calls_ += " " + std::to_string(word);
-    calls_ += "\n";
+    keep_line(calls_, line_of(name, in));
     const auto failure = failures_.find(name);
     if (failure != failures_.end())
         return {failure->second};

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "daemon/board.h"
+#include "daemon/log.h"
 
 namespace vboard {
 
@@ -82,7 +83,7 @@ void ServiceManager::take(const std::string &text)
         ready_ = ready_ || line == "READY=1";
         pings_ += line == "WATCHDOG=1";
     }
-    log_ += on_one_line(text) + "\n";
+    keep_line(log_, on_one_line(text));
 }
 
 void ServiceManager::receive()

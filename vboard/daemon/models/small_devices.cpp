@@ -39,22 +39,15 @@ void PowerMeter::schedule()
             record.word[0] = (count_ & 0x1F) | (count_ & 0x3FF) << 8 | 0x155u << 20;
             for (uint32_t i = 1; i < 9; ++i)
                 record.word[i] = 1000 * i + count_;
-            send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
+            channels_.send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
         }
         schedule();
     });
 }
 
-void PowerMeter::send(std::span<const uint8_t> record)
-{
-    std::erase_if(channels_, [&](const UniqueFd &channel) {
-        return ::send(channel.get(), record.data(), record.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0 && errno != EAGAIN;
-    });
-}
-
 int PowerMeter::open(const Node &, uint32_t, UniqueFd end)
 {
-    channels_.push_back(std::move(end));
+    channels_.add(std::move(end));
     return 0;
 }
 
@@ -68,13 +61,15 @@ ControlTable PowerMeter::commands()
                 const Words words = given.words("WORD");
                 for (size_t i = 0; i < std::size(record.word); ++i)
                     record.word[i] = static_cast<uint32_t>(number_of(words[i]));
-                meter.send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
+                meter.channels_.send({reinterpret_cast<const uint8_t *>(&record), sizeof record});
             }},
         Row{"short BYTES", "send a record of another length",
-            [](PowerMeter &meter, const Given &given) { meter.send(Bytes(given.number<uint16_t>("BYTES"))); }},
+            [](PowerMeter &meter, const Given &given) {
+                meter.channels_.send(Bytes(given.number<uint16_t>("BYTES")));
+            }},
         Row{"stop|start", "send no records by itself, or go on with them",
             [](PowerMeter &meter, const Given &given) { meter.running_ = given.says("start"); }},
-        Row{"hang-up", "close the channels of all programs", [](PowerMeter &meter) { meter.channels_.clear(); }},
+        Row{"hang-up", "close the channels of all programs", [](PowerMeter &meter) { meter.channels_.hang_up(); }},
     };
 }
 

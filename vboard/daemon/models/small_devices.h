@@ -1,6 +1,7 @@
 // Devices of a few lines each: power meter, jitter cleaner, uptime daemon.
 #pragma once
 
+#include "daemon/channels.h"
 #include "daemon/model.h"
 
 namespace vboard {
@@ -15,9 +16,8 @@ public:
 
 private:
     void schedule();
-    void send(std::span<const uint8_t> record);
 
-    std::vector<UniqueFd> channels_;
+    Channels channels_;
     uint32_t count_ = 0;
     bool running_ = false;
 };

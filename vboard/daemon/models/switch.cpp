@@ -3,6 +3,7 @@
 #include <span>
 
 #include "daemon/board.h"
+#include "daemon/log.h"
 #include "daemon/models/links.h"
 #include "daemon/models/switch_words.h"
 
@@ -221,10 +222,7 @@ bool Switch::is_failing(const std::string &name, int *code)
 
 SwitchWords Switch::call(const std::string &name, const SwitchWords &in)
 {
-    calls_ += name;
-    for (const int64_t word : in)
-        calls_ += " " + std::to_string(word);
-    calls_ += "\n";
+    keep_line(calls_, line_of(name, in));
     int code = 0;
     if (is_failing(name, &code))
         return failed(code);

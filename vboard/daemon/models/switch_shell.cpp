@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "daemon/board.h"
+#include "daemon/log.h"
 #include "daemon/models/switch.h"
 
 namespace vboard {
@@ -28,25 +29,26 @@ void say(int fd, const std::string &text)
 
 void SwitchShell::start()
 {
-    listener_ = UniqueFd{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    UniqueFd listener{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
-    if (bind(listener_.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        listen(listener_.get(), 16) != 0 ||
-        getsockname(listener_.get(), reinterpret_cast<sockaddr *>(&address), &length) != 0)
+    if (bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listener.get(), 16) != 0 ||
+        getsockname(listener.get(), reinterpret_cast<sockaddr *>(&address), &length) != 0)
         throw std::system_error(errno, std::generic_category(), "the switch's shell");
     board().map_port(kBoardPort, ntohs(address.sin_port));
-    board().loop().watch(listener_.get(), [this] { accept_session(); });
+    listener_ = Acceptor(std::move(listener));
+    board().loop().watch(listener_.descriptor(), [this] { accept_session(); });
 }
 
 void SwitchShell::accept_session()
 {
     auto session = std::make_unique<Session>();
-    session->socket = UniqueFd{accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
+    session->socket = listener_.accept();
     const int fd = session->socket.get();
-    if (fd < 0)
+    if (fd < 0 || !is_trusted_tcp_peer(fd)) // every user of the machine reaches a TCP port
         return;
     if (!silent_)
         say(fd, kPrompt);
@@ -79,7 +81,7 @@ void SwitchShell::run(Session &session, const std::string &line)
     if (line == "echo $?") {
         answer += std::to_string(session.result) + "\r\n";
     } else if (line != "exit;") { // which leaves a subshell; at the top level nothing happens
-        log_ += line + "\n";
+        keep_line(log_, line);
         session.result = result_;
         if (result_ == 0 && line.rfind(kClockSelection, 0) == 0)
             if (auto *const board_switch = board().find<Switch>())

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "daemon/model.h"
+#include "daemon/peer.h"
 
 namespace vboard {
 
@@ -26,7 +27,7 @@ private:
     void serve(int fd);
     void run(Session &session, const std::string &line);
 
-    UniqueFd listener_;
+    Acceptor listener_;
     std::map<int, std::unique_ptr<Session>> sessions_;
     std::string log_;
     std::string output_;

@@ -47,6 +47,15 @@ inline SwitchWords failed(int code)
     return {code};
 }
 
+// The text of a call in the list of calls.
+inline std::string line_of(const std::string &name, const SwitchWords &in)
+{
+    std::string line = name;
+    for (const int64_t word : in)
+        line += " " + std::to_string(word);
+    return line;
+}
+
 inline bool is_within(int64_t value, int64_t last)
 {
     return value >= 0 && value <= last;
