@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <vector>
 
 #include "core/unique_fd.h"
 #include "daemon/text_file.h"
@@ -200,21 +201,35 @@ void write_file(const fs::path &path, const std::string &text, mode_t mode)
         throw std::runtime_error("cannot write " + path.string() + ": " + std::strerror(errno));
 }
 
+// Writes the blocks of a chunk that are not all zero. A whole number of blocks, except at the end of the file.
+bool write_blocks(const UniqueFd &fd, const char *chunk, size_t size, off_t at)
+{
+    constexpr size_t kBlock = 4096;
+    static const char zeros[kBlock] = {};
+    for (size_t i = 0; i < size; i += kBlock) {
+        const size_t n = std::min(kBlock, size - i);
+        if (std::memcmp(chunk + i, zeros, n) != 0 &&
+            pwrite(fd.get(), chunk + i, n, at + static_cast<off_t>(i)) != static_cast<ssize_t>(n))
+            return false;
+    }
+    return true;
+}
+
 // Copies a file of a description and leaves holes for its zeros: an empty disk takes no space.
 void copy_with_holes(const fs::path &from, const fs::path &to)
 {
-    constexpr size_t kBlock = 4096;
-    const std::string bytes = slurp(from);
-    const std::string zeros(kBlock, '\0');
-    const UniqueFd fd = new_file(to);
-    bool done = fd && ftruncate(fd.get(), static_cast<off_t>(bytes.size())) == 0;
-    for (size_t at = 0; done && at < bytes.size(); at += kBlock) {
-        const size_t n = std::min(kBlock, bytes.size() - at);
-        if (bytes.compare(at, n, zeros, 0, n) != 0)
-            done = pwrite(fd.get(), bytes.data() + at, n, static_cast<off_t>(at)) == static_cast<ssize_t>(n);
+    std::vector<char> chunk(64 * 1024);
+    const UniqueFd in{open(from.c_str(), O_RDONLY | O_CLOEXEC)};
+    const UniqueFd out = new_file(to);
+    off_t at = 0;
+    ssize_t n = in && out ? 1 : -1;
+    while (n > 0 && (n = pread(in.get(), chunk.data(), chunk.size(), at)) > 0) {
+        if (!write_blocks(out, chunk.data(), static_cast<size_t>(n), at))
+            n = -1;
+        at += n;
     }
-    if (!done || fchmod(fd.get(), 0644) != 0)
-        throw std::runtime_error("cannot write " + to.string() + ": " + std::strerror(errno));
+    if (n < 0 || ftruncate(out.get(), at) != 0 || fchmod(out.get(), 0644) != 0)
+        throw std::runtime_error("cannot copy " + from.string() + " to " + to.string() + ": " + std::strerror(errno));
 }
 
 // Maps "/bin/x" to "/usr/bin/x", as on a board with merged folders.
