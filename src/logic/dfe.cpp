@@ -7,12 +7,13 @@
 #include <fcntl.h>
 #include <memory>
 
+#include "core/device_lock.h"
 #include "core/log.h"
 #include "core/transfer.h"
 #include "core/unique_fd.h"
-#include "logic/device_lock.h"
 #include "logic/dfe_driver.h"
 
+using ddal::core::DeviceLock;
 using ddal::core::UniqueFd;
 using namespace ddal::logic;
 

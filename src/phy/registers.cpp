@@ -7,6 +7,7 @@
 #include <fcntl.h>
 
 #include "core/log.h"
+#include "core/transfer.h"
 #include "core/unique_fd.h"
 #include "identity/boards.h"
 #include "phy/association.h"
@@ -37,18 +38,6 @@ off_t offset_of(uint32_t reg, uint32_t page)
     return static_cast<off_t>(uint64_t{reg} * 2 | uint64_t{page} << 16);
 }
 
-// Transfers a register in one request of two bytes: two halves from two moments would form a value that it never had.
-template <typename Transfer>
-bool moves_whole(Transfer transfer)
-{
-    ssize_t n = 0;
-    do {
-        errno = 0; // a short transfer does not set it
-        n = transfer();
-    } while (n < 0 && errno == EINTR);
-    return n == sizeof(uint16_t);
-}
-
 } // namespace
 
 int get_phy_regs_filename(uint32_t dev_id, const char **filename)
@@ -75,7 +64,7 @@ int transfer(const char *caller, uint32_t dev_id, int flags, const char *call, M
     UniqueFd fd{open(path, flags | O_CLOEXEC)};
     if (!fd)
         return log_error_as(caller, DDAL_ERR_FAILURE, "Cannot open file %s (%m)\n", path);
-    if (!moves_whole([&] { return move(fd.get()); }))
+    if (!core::moves_whole(sizeof(uint16_t), [&] { return move(fd.get()); }))
         return log_error_as(caller, DDAL_ERR_FAILURE, "Unable to %s %s (%m)\n", call, path);
     if (fd.close() != 0)
         return log_error_as(caller, DDAL_ERR_FAILURE, "Unable to close %s (%m)\n", path);

@@ -1,10 +1,10 @@
-// Exclusive advisory lock on an open device, across processes and threads.
+// Exclusive advisory lock on an open device or file, across processes and threads.
 #pragma once
 
 #include <cerrno>
 #include <sys/file.h>
 
-namespace ddal::logic {
+namespace ddal::core {
 
 // Waits for the lock on construction. Releases it explicitly: a close would leave it to a child of the process that
 // still shares the descriptor.
@@ -35,4 +35,4 @@ private:
     bool held_;
 };
 
-} // namespace ddal::logic
+} // namespace ddal::core
