@@ -51,7 +51,6 @@ UNLOCKED = OPEN_LOADER + "\n    CALL(bsl_rx_password)(fd, kPassword, 32, 0);"
 CLOSE_LINE = "close(fd);"
 LAA_RECORD = 'control("laa record 71 2 3 4 5 6 7 8 9 10 11 12 913");'
 POWER_RECORD = 'control("power-meter record 1 2 3 4 5 6 7 8 9");'
-NO_MULTIPORT = "the external switch is supplied by a product"
 COPPER = {"port": "14"}
 
 
@@ -122,7 +121,9 @@ OPERATIONS = [
      {"setup": "CALL(ddal_bcm_vlan_translation_add)(18, 100, 7);"}),
     (r"ddal_(bcm|eth_switch)_.*remove_static_arl_entry", {"setup": "CALL(ddal_bcm_add_static_arl_entry)(18, kMac, 100);"}),
     (r"ddal_(bcm_set_dscp.*|eth_switch_set_port_mapping_dscp.*)", {"setup": "CALL(ddal_bcm_set_mapping_mode)(18, 1);"}),
-    (r"ex_switch_.*|is_BH3_type_multiport_switch", {"port": "3", "refuses": NO_MULTIPORT}),
+    (r"ex_switch_.*|ddal_ext_multiport_.*|is_BH3_type_multiport_switch", {"port": "3",
+        "prepare": 'put("/run/ddal-multiport.lock", "");', "setup": 'control("multiport fitted on");'}),
+    (r"ddal_ext_multiport_set_port_vlan_map", {"ports": "0x60"}),
     (r"telnet_bcmdiag", {"format": '"port %d"', "setup": "const Stream out = stream(nullptr);"}),
     # --- boot, flash ---
     (r"ddal_boot_update_uboot", {"prepare": 'put("/ffs/u-boot.img", "image");'}),

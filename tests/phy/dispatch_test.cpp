@@ -56,11 +56,6 @@ void apply(const Setting &setting)
     ctl(std::string("multiport fitted ") + (setting.multiport ? "on" : "off"));
 }
 
-std::string first_line(const std::string &text)
-{
-    return text.substr(0, text.find('\n'));
-}
-
 // Returns the back end that has done something since the last call.
 std::string served_by()
 {
@@ -69,9 +64,8 @@ std::string served_by()
     for (std::string line; std::getline(calls, line);)
         if (line.rfind("bcm_port_", 0) == 0 && line.rfind("bcm_port_gport_get", 0) != 0 && text.empty())
             text = line;
-    const std::string external = first_line(ctl("multiport calls"));
-    if (!external.empty())
-        text += external;
+    if (const std::string external = ctl("multiport log"); !external.empty()) // "phy 3 write ..."
+        text += "multiport " + external.substr(4, 1);
     std::istringstream ids(ctl("phy list"));
     for (std::string id; std::getline(ids, id);)
         if (!ctl("phy " + id + " log").empty())
@@ -144,7 +138,7 @@ TEST(Dispatch, ByFitting)
         {"direct, device 4", {}, 4, "0 eth3"},
         {"no device 5", {}, 5, kNoDevice},
         {"device 3, fitted with copper", {}, 3, "0 eth3"},
-        {"device 3, fitted with a switch port", {.backhaul_3 = 2}, 3, "0 ex_switch_phy_set_speed 3 100"},
+        {"device 3, fitted with a switch port", {.backhaul_3 = 2, .multiport = true}, 3, "0 multiport 3"},
         Case("device 3, fitted with something else", {.backhaul_3 = 6}, 3,
              "-1001|ddal_phy_set_speed: Invalid backhaul3 type (0x60)"),
         Case("device 3, fitting unknown", {.backhaul_3 = kNone}, 3,
@@ -153,11 +147,11 @@ TEST(Dispatch, ByFitting)
         {"the fitting is device 3's alone", {.backhaul_3 = 2}, 2, "0 eth3"},
         {"the cached type does not count here", {.cached_type = 2}, 3, "0 eth3"},
         {"dev_id 3 without a multiport switch", {.dev_id = 3}, 0, "0 eth1"},
-        {"dev_id 3 with one", {.dev_id = 3, .multiport = true}, 0, "0 ex_switch_phy_set_speed 4 100"},
+        {"dev_id 3 with one", {.dev_id = 3, .multiport = true}, 0, "0 multiport 4"},
         {"dev_id 2 with one", {.dev_id = 2, .multiport = true}, 0, "0 eth1"},
         Case("device 3 on dev_id 3: the switch port comes first", {.dev_id = 3, .backhaul_3 = 2, .multiport = true}, 3,
-             "0 ex_switch_phy_set_speed 3 100"),
-        {"device 3 on dev_id 3, copper", {.dev_id = 3, .multiport = true}, 3, "0 ex_switch_phy_set_speed 4 100"},
+             "0 multiport 3"),
+        {"device 3 on dev_id 3, copper", {.dev_id = 3, .multiport = true}, 3, "0 multiport 4"},
         {"dev_id 4 is no reason to refuse ethtool", {.dev_id = 4, .multiport = true}, 1, "0 eth0"},
         {"board 4", {.board = 4}, 1, "0 eth0"},
         {"board 8", {.board = 8}, 1, "0 eth0"},
@@ -215,11 +209,10 @@ TEST(Dispatch, ByCachedTypeAndCopper)
         Case("dev_id 4", {.board = 6, .dev_id = 4}, 0,
              "-1001|is_interface_copper: non-copper interface dev_id (0x4)|is_interface_copper: interface is not "
              "copper dev_id: 0x4"),
-        {"device 3 of type 2", {.board = 6, .cached_type = 2}, 3, "0 ex_switch_phy_copper_set_crossover_mode 3 1"},
+        {"device 3 of type 2", {.board = 6, .cached_type = 2, .multiport = true}, 3, "0 multiport 3"},
         {"device 3 of type 0, whatever is fitted", {.board = 6, .backhaul_3 = 9}, 3, "0 phy 2090300.mdio:00"},
         {"the cached type is device 3's alone", {.board = 6, .cached_type = 2}, 2, "0 phy 2090300.mdio:00"},
-        Case("dev_id 3 with a multiport switch", {.board = 6, .dev_id = 3, .multiport = true}, 2,
-             "0 ex_switch_phy_copper_set_crossover_mode 4 1"),
+        Case("dev_id 3 with a multiport switch", {.board = 6, .dev_id = 3, .multiport = true}, 2, "0 multiport 4"),
         {"board 5 ends where its registers are not", {.board = 5}, 0, "-38"},
         {"MBO, type 7 on device 3", {.board = 9, .cached_type = 7}, 3, "0 bcm_port_mdix_set 0 20 3"},
         {"MBO, type 6 on device 3: registers", {.board = 9, .cached_type = 6}, 3, "0 bcm_port_phy_get 0 0 2 16"},
@@ -260,18 +253,20 @@ TEST(Dispatch, Registers)
     });
 }
 
-TEST(Dispatch, AFailingExternalSwitchIsLoggedOnlyForTheInterface)
+TEST(Dispatch, AFailingExternalSwitchIsLoggedForTheInterface)
 {
-    for (const auto &[setting, phy_dev, outcome] :
-         {std::tuple{Setting{.dev_id = 3, .multiport = true}, 0u,
-                     "-1001|ddal_phy_set_autoneg: ex_switch_phy_set_autoneg failed for interface 0x0[eth1]"},
-          std::tuple{Setting{.backhaul_3 = 2}, 3u, "-1001"}}) {
-        ctl("multiport fail ex_switch_phy_set_autoneg -1001");
-        EXPECT_EQ(outcome_of(setting, [&] { return ddal_phy_set_autoneg(phy_dev, 0, 1); }), outcome);
-        ctl("multiport fail ex_switch_phy_set_autoneg -22");
-        EXPECT_EQ(outcome_of(setting, [&] { return ddal_phy_set_autoneg(phy_dev, 0, 1); }), "-22");
-        ctl("multiport heal ex_switch_phy_set_autoneg");
-    }
+    const std::string busy =
+        "-1001|ex_switch_phy_set_autoneg: can't wait for register 24 of MDIO device 0x1c: Connection timed out";
+    const Case kCases[] = {
+        Case("dev_id 3", {.dev_id = 3, .multiport = true}, 0,
+             busy + "|ddal_phy_set_autoneg: ex_switch_phy_set_autoneg failed for interface 0x0[eth1]"),
+        {"device 3", {.backhaul_3 = 2, .multiport = true}, 3, busy},
+    };
+    ctl("multiport jam phy on");
+    check(kCases, [](uint32_t phy_dev) { return ddal_phy_set_autoneg(phy_dev, 0, 1); });
+    ctl("multiport jam phy off");
+    EXPECT_EQ(outcome_of(kCases[0].setting, [] { return ddal_phy_set_speed(0, 0, 42); }),
+              "-22|ex_switch_phy_set_speed: wrong speed value");
 }
 
 TEST(Association, ReportsPortsAndNames)

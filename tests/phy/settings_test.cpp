@@ -1,4 +1,5 @@
 // Settings and state of network interfaces through ethtool and interface flags: device 1 of board type 8 is "eth0".
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <ddal/phy.h>
@@ -127,10 +128,10 @@ TEST_F(Settings, StatusOfASwitchPortNeedsAnInterfaceThatIsUp)
     const KeptFile number("/sys/class/net/eth1/dev_id");
     put_file("/sys/class/net/eth1/dev_id", "3\n");
     ddal_phy_copper_status status{9, 9, 9};
-    ctl("multiport calls");
+    ctl("multiport log");
     EXPECT_EQ(ddal_phy_copper_get_status(0, &status), 0);
     EXPECT_EQ(status.speed, 1000u);
-    EXPECT_EQ(ctl("multiport calls"), "ex_switch_phy_copper_get_status 4\n");
+    EXPECT_THAT(ctl("multiport log"), testing::StartsWith("phy 4 "));
 }
 
 TEST_F(Settings, SurviveEveryFailure)

@@ -36,29 +36,25 @@ void add_rate(Report &report, const std::string &name, const Rate &rate)
     report.add(name + "-burst", uint64_t{rate.burst}, std::to_string(rate.burst) + " kbit");
 }
 
-// The PHY devices that each port of the switch serves.
-std::map<uint32_t, std::string> ports_in_use()
+ddal_eth_switch_port_stats stats_of(uint32_t port)
 {
-    std::map<uint32_t, std::string> ports;
-    for (uint32_t device = 0; device < kPhyDevices; device++) {
-        ddal_phy_association place = {};
-        if (DDAL(ddal_phy_get_association)(device, &place) != 0 || place.switch_port < 0)
-            continue;
-        std::string &devices = ports[static_cast<uint32_t>(place.switch_port)];
-        devices += (devices.empty() ? "" : ", ") + std::to_string(device);
-    }
-    return ports;
+    if (only_multiport())
+        return multiport_stats(port);
+    ddal_eth_switch_port_stats stats = {};
+    require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &stats));
+    return stats;
 }
 
 void ports(const Arguments &, Report &report)
 {
+    if (only_multiport())
+        return multiport_ports(report);
     const auto in_use = ports_in_use();
     if (in_use.empty())
         throw Failure(-ENODEV, kNothingThere, "no PHY device of this board is behind a switch; see ddalctl phy list");
     for (const auto &[port, devices] : in_use) {
-        ddal_eth_switch_port_stats stats = {};
+        const ddal_eth_switch_port_stats stats = stats_of(port);
         ddal_phy_copper_status status = {};
-        require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &stats));
         const auto device = static_cast<uint32_t>(devices[0] - '0');
         const bool told = DDAL(ddal_phy_copper_get_status)(device, &status) == 0;
         Report &row = report.row("ports");
@@ -77,6 +73,8 @@ void ports(const Arguments &, Report &report)
 void show(const Arguments &arguments, Report &report)
 {
     const uint32_t port = arguments.number("PORT");
+    if (only_multiport())
+        return multiport_show(port, report);
     Rate egress = {};
     Rate ingress = {};
     require_switch(DDAL(ddal_eth_switch_get_port_egress_shaping)(kSwitch, port, &egress.limit, &egress.burst));
@@ -95,14 +93,12 @@ void show(const Arguments &arguments, Report &report)
 void watch_counters(uint32_t port, uint32_t seconds, Report &report)
 {
     const StopOnSignal stop;
-    ddal_eth_switch_port_stats last = {};
-    require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &last));
+    ddal_eth_switch_port_stats last = stats_of(port);
     for (uint32_t n = 0; n < seconds; n++) {
         sleep(1);
         if (StopOnSignal::stopped())
             return;
-        ddal_eth_switch_port_stats now = {};
-        require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &now));
+        const ddal_eth_switch_port_stats now = stats_of(port);
         const struct {
             const char *name;
             uint64_t rate;
@@ -129,8 +125,9 @@ void counters(const Arguments &arguments, Report &report)
     const uint32_t port = arguments.number("PORT");
     if (arguments.given("--watch"))
         return watch_counters(port, arguments.number_or("--count", UINT32_MAX), report);
-    ddal_eth_switch_port_stats stats = {};
-    require_switch(DDAL(ddal_eth_switch_get_port_stats)(kSwitch, port, &stats));
+    if (only_multiport())
+        return multiport_counters(port, report);
+    const ddal_eth_switch_port_stats stats = stats_of(port);
     const struct {
         const char *name;
         uint64_t value;
@@ -230,6 +227,19 @@ std::vector<Command> port_commands()
 
 } // namespace
 
+std::map<uint32_t, std::string> ports_in_use()
+{
+    std::map<uint32_t, std::string> ports;
+    for (uint32_t device = 0; device < kPhyDevices; device++) {
+        ddal_phy_association place = {};
+        if (DDAL(ddal_phy_get_association)(device, &place) != 0 || place.switch_port < 0)
+            continue;
+        std::string &devices = ports[static_cast<uint32_t>(place.switch_port)];
+        devices += (devices.empty() ? "" : ", ") + std::to_string(device);
+    }
+    return ports;
+}
+
 void require_switch(int result)
 {
     const Failure failure = failure_of(result);
@@ -249,7 +259,8 @@ void require_switch(int result)
 Family switch_family()
 {
     std::vector<Command> commands = port_commands();
-    for (const auto &of_part : {switch_qos_commands, switch_vlan_commands, switch_rule_commands})
+    for (const auto &of_part :
+         {switch_multiport_commands, switch_qos_commands, switch_vlan_commands, switch_rule_commands})
         for (const Command &command : of_part())
             commands.push_back(command);
     return {"switch", "Ethernet switch behind the backhaul ports", commands};

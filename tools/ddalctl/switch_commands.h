@@ -6,17 +6,23 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "ddalctl/command.h"
 #include "ddalctl/failure.h"
+#include "ddalctl/report.h"
 
 namespace ddalctl {
 
-inline constexpr uint32_t kSwitch = DDAL_ETH_SWITCH_BROADCOM; // the only switch of a board
+inline constexpr uint32_t kSwitch =
+    DDAL_ETH_SWITCH_BROADCOM; // of board type 9; other boards may have the multiport switch
 inline const Argument kPort = {"PORT", Kind::number,
                                "port of the switch; \"ddalctl switch ports\" lists the ports in use", false, 255};
+
+// Returns the PHY devices that each port of the switch serves.
+std::map<uint32_t, std::string> ports_in_use();
 
 // Throws a Failure that names the next step, unless the result is 0.
 void require_switch(int result);
@@ -43,6 +49,15 @@ using Mac = std::array<uint8_t, 6>;
 Mac mac_of(const std::string &text);
 std::string mac_text(const uint8_t (&mac)[6]);
 
+// The external multiport switch: reports whether the board has it and no other, and serves the commands of a port on
+// it.
+bool only_multiport();
+ddal_eth_switch_port_stats multiport_stats(uint32_t port);
+void multiport_ports(Report &report);
+void multiport_show(uint32_t port, Report &report);
+void multiport_counters(uint32_t port, Report &report);
+
+std::vector<Command> switch_multiport_commands();
 std::vector<Command> switch_qos_commands();
 std::vector<Command> switch_rule_commands();
 std::vector<Command> switch_vlan_commands();

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "daemon/models/interfaces.h"
-#include "daemon/models/multiport.h"
 #include "daemon/models/switch.h"
 
 namespace vboard {
@@ -30,8 +29,7 @@ void serve_interface(Board &board, uint32_t number, const Bytes &payload, const 
 void serve_switch(Board &board, const Bytes &payload, const Answer &answer)
 {
     auto *chip = board.find<Switch>();
-    auto *multiport = board.find<Multiport>();
-    if (payload.size() < kSwitchCallName || (payload.size() - kSwitchCallName) % sizeof(int64_t) != 0) {
+    if (!chip || payload.size() < kSwitchCallName || (payload.size() - kSwitchCallName) % sizeof(int64_t) != 0) {
         answer.fail(ENXIO);
         return;
     }
@@ -40,12 +38,7 @@ void serve_switch(Board &board, const Bytes &payload, const Answer &answer)
     if (!in.empty())
         memcpy(in.data(), payload.data() + kSwitchCallName, in.size() * sizeof(int64_t));
     const std::string call(name, strnlen(name, kSwitchCallName));
-    const bool external = call.rfind("ex_switch_", 0) == 0 || call.rfind("is_BH3_", 0) == 0;
-    if (external ? !multiport : !chip) {
-        answer.fail(ENXIO);
-        return;
-    }
-    const SwitchWords out = external ? multiport->call(call, in) : chip->call(call, in);
+    const SwitchWords out = chip->call(call, in);
     answer.reply(0, {reinterpret_cast<const uint8_t *>(out.data()), out.size() * sizeof(int64_t)});
 }
 

@@ -15,7 +15,7 @@ enum class Op : uint32_t {
     kHold = 7,        // keeps the board alive until the connection ends
     kNotifyRead = 8,  // text of a notifying attribute; flags: the socket's serial; offset all ones: read position
     kNotifySeek = 11, // sets the read position
-    kInterface = 9,   // an ethtool or interface-flag request
+    kInterface = 9,   // an ethtool, MII or interface-flag request
     kSwitch = 10,     // a call of the switch's client library
     kRefused = 12,    // a line for the daemon's log; request: the errno, payload: name of the refused call
 };

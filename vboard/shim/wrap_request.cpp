@@ -23,21 +23,31 @@ long interface_request(uint32_t request, ifreq *argument)
 {
     constexpr uint32_t kListOfInterfaces = 0x8912; // has another record, and no model answers it
     constexpr uint32_t kEthtool = 0x8946;
+    constexpr uint32_t kReadMii = 0x8948;
+    constexpr uint32_t kWriteMii = 0x8949;
     if (request == kListOfInterfaces)
         return -EOPNOTSUPP;
     if (!argument)
         return -EFAULT;
     InterfaceRequest body{};
     copy_text(body.name, sizeof body.name, argument->ifr_name);
-    body.flags = static_cast<uint16_t>(argument->ifr_flags);
-    size_t record = 0;
+    const bool mii = request == kReadMii || request == kWriteMii;
+    char *record = nullptr;
+    size_t size = 0;
+    if (mii) { // in the place of the flags: address, register and two values
+        record = reinterpret_cast<char *>(&argument->ifr_ifru);
+        size = 8;
+    } else {
+        body.flags = static_cast<uint16_t>(argument->ifr_flags);
+    }
     if (request == kEthtool && argument->ifr_data) {
         // ETHTOOL_GSET and ETHTOOL_SSET carry 44 bytes, the other requests that the models know carry 8.
-        const auto command = *reinterpret_cast<const uint32_t *>(argument->ifr_data);
-        record = command == 1 || command == 2 ? 44 : 8;
-        for (size_t i = 0; i < record; ++i)
-            body.record[i] = static_cast<uint8_t>(argument->ifr_data[i]);
+        record = argument->ifr_data;
+        const auto command = *reinterpret_cast<const uint32_t *>(record);
+        size = command == 1 || command == 2 ? 44 : 8;
     }
+    for (size_t i = 0; i < size; ++i)
+        body.record[i] = static_cast<uint8_t>(record[i]);
     Exchange message{};
     message.op = static_cast<uint32_t>(Op::kInterface);
     message.request = request;
@@ -48,9 +58,10 @@ long interface_request(uint32_t request, ifreq *argument)
     const long result = exchange(message);
     if (result < 0)
         return result;
-    argument->ifr_flags = static_cast<short>(body.flags);
-    for (size_t i = 0; i < record; ++i)
-        argument->ifr_data[i] = static_cast<char>(body.record[i]);
+    if (!mii)
+        argument->ifr_flags = static_cast<short>(body.flags);
+    for (size_t i = 0; i < size; ++i)
+        record[i] = static_cast<char>(body.record[i]);
     return 0;
 }
 

@@ -7,6 +7,7 @@
 
 #include "daemon/board.h"
 #include "daemon/models/links.h"
+#include "daemon/models/multiport.h"
 
 namespace vboard {
 
@@ -96,6 +97,11 @@ int Interfaces::request(uint32_t number, InterfaceRequest &request)
         tell(*interface);
         return 0;
     case SIOCETHTOOL: return ethtool(*interface, request.record);
+    case SIOCGMIIREG:
+    case SIOCSMIIREG: {
+        auto *const multiport = board().find<Multiport>();
+        return multiport ? multiport->request(request.name, number, request) : -EOPNOTSUPP;
+    }
     default: return -EOPNOTSUPP;
     }
 }

@@ -4,6 +4,7 @@
 #include "daemon/log.h"
 #include "daemon/models/interfaces.h"
 #include "daemon/models/link_bus.h"
+#include "daemon/models/multiport.h"
 #include "daemon/models/phy.h"
 #include "daemon/models/switch.h"
 
@@ -51,7 +52,10 @@ void Links::plug(const Target &target, bool partner)
             throw ControlError("this board has no Broadcom switch");
         chip->plug(static_cast<uint32_t>(number_of(target.name)), partner);
     } else if (target.kind == "multiport") {
-        publish(LinkKind::kMarvell, static_cast<uint32_t>(number_of(target.name)), partner ? "routable" : "no-carrier");
+        const auto port = static_cast<uint32_t>(number_of(target.name));
+        if (auto *multiport = board().find<Multiport>())
+            multiport->plug(port, partner);
+        publish(LinkKind::kMarvell, port, partner ? "routable" : "no-carrier");
     } else {
         auto *interfaces = board().find<Interfaces>();
         if (!interfaces || !interfaces->plug(target.name, partner))

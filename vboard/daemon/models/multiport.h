@@ -1,27 +1,33 @@
-// The external multiport switch of board type 8: remembers what is set and answers it back.
+// The external multiport switch on the board: its nodes, the interface that owns its bus, its commands.
 #pragma once
 
-#include <map>
 #include <string>
 
-#include "daemon/models/switch.h"
+#include "daemon/model.h"
+#include "daemon/models/multiport_chip.h"
+#include "page/protocol.h"
 
 namespace vboard {
 
 class Multiport : public Model {
 public:
-    using Model::Model;
+    explicit Multiport(Board &board);
+    int read(const Node &node, uint64_t offset, std::span<uint8_t> out) override;
+    int write(const Node &node, uint64_t offset, std::span<const uint8_t> in) override;
 
-    // One call of the switch's driver, by name: the port, then values. The first word of the answer is the result.
-    SwitchWords call(const std::string &name, const SwitchWords &in);
+    // An MII request to an interface. 0 or -errno.
+    int request(const std::string &interface, uint32_t number, InterfaceRequest &request);
+    // The cable of a port.
+    void plug(uint32_t port, bool partner);
 
     static ControlTable commands();
 
 private:
+    std::string show() const;
+
     bool fitted_ = true;
-    std::map<std::pair<std::string, int64_t>, SwitchWords> values_; // setting and port
-    std::map<std::string, int> failures_;
-    std::string calls_;
+    std::string owner_ = "eth3";
+    MultiportChip chip_;
 };
 
 } // namespace vboard
