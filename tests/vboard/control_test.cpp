@@ -95,8 +95,9 @@ TEST(Control, IsHelpedCompletedAndDocumentedFromOneTable)
     EXPECT_EQ(completions("ctl frame st"), "start stop\n");
     EXPECT_EQ(completions("ctl sfp set 2 t"), "temperature tx\n");
     EXPECT_EQ(completions("ctl fpga get 0x10 x"), "\n");
-    EXPECT_NE(content_of(DOCUMENTS "/virtual-board.md").find(vboard_says("--control-reference")), std::string::npos)
-        << "the list of commands differs from that of vboard --control-reference";
+    for (const char *reference : {"--control-reference", "--fence-reference"})
+        EXPECT_NE(content_of(DOCUMENTS "/virtual-board.md").find(vboard_says(reference)), std::string::npos)
+            << "a table differs from that of vboard " << reference;
 }
 
 TEST(Control, ShowsWhetherALinkIsUp)

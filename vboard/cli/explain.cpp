@@ -64,4 +64,12 @@ std::string explanation(const std::string &obstacle, bool as_json)
     return out.str();
 }
 
+std::string fence_reference()
+{
+    std::string text = "| Of this machine | With the fence | With the preload library alone |\n|---|---|---|\n";
+    for (const Row &row : kRows)
+        text += std::string("| ") + row.thing + " | " + row.fence + " | " + row.alone + " |\n";
+    return text;
+}
+
 } // namespace vboard

@@ -170,6 +170,12 @@ void add_documents(CLI::App &app)
                               throw CLI::Success();
                           })
         ->group("");
+    app.add_flag_callback("--fence-reference",
+                          [] {
+                              std::cout << vboard::fence_reference();
+                              throw CLI::Success();
+                          })
+        ->group("");
     app.add_option_function<std::string>("--complete",
                                          [](const std::string &words) {
                                              std::cout << vboard::control_completion(words);
