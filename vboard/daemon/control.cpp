@@ -276,6 +276,9 @@ int64_t Given::within(const std::string &name, int64_t least, int64_t most) cons
 
 std::string suggestion(const std::string &word, const Words &candidates)
 {
+    constexpr size_t kLongestName = 64; // the comparison takes time with the square of the length
+    if (word.size() > kLongestName)
+        return {};
     const std::string *closest = nullptr;
     size_t least = std::min<size_t>(3, word.size());
     for (const std::string &candidate : candidates) {
