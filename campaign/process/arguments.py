@@ -213,6 +213,8 @@ OPERATIONS = [
     (r"ddal_phy_copper_.*master_slave.*", {"phy_dev": "3"}),
     (r"ddal_phy_event_register_linux_interface", {"ifname": '"eth1"'}),
     (r"ddal_phy_event_register_(broadcom|marvell)_switch", {"port": "20"}),
+    (r"ddal_phy_event_register_marvell_switch", { # the others also connect to the bus
+        "setup": "CALL(ddal_phy_event_unregister)(CALL(ddal_phy_event_register_broadcom_switch)(18));"}),
     (r"ddal_phy_event_register_.*", {"finish": "CALL(ddal_phy_event_unregister)(static_cast<int>(made));"}),
     (r"ddal_phy_event_(retrieve|unregister)", {
         "setup": "int fd = CALL(ddal_phy_event_register_broadcom_switch)(20);"}),
