@@ -9,6 +9,7 @@
 #include <sys/uio.h>
 #include <sys/un.h>
 
+#include "daemon/peer.h"
 #include "page/protocol.h"
 
 namespace vboard {
@@ -36,6 +37,8 @@ Client::Client(const std::filesystem::path &directory) : directory_(directory.em
     socket_ = UniqueFd{socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
     if (connect(socket_.get(), reinterpret_cast<sockaddr *>(&name), sizeof name) != 0)
         throw ClientError("no board is running in " + directory_.string() + "; start it with \"vboard run --board\"");
+    if (!is_trusted_local_peer(socket_.get()))
+        throw ClientError("the board in " + directory_.string() + " belongs to another user");
     const UniqueFd fd{open((directory_ / ".vboard/page").c_str(), O_RDWR | O_CLOEXEC)};
     void *at = mmap(nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
     if (at == MAP_FAILED)

@@ -56,6 +56,20 @@ uint64_t socket_inode(int fd)
     return starts_with(target, "socket:") ? inode : 0;
 }
 
+// Another user of the machine may have put a socket in place of the daemon's.
+bool is_of_trusted_user(int fd)
+{
+#ifdef SYS_geteuid32
+    const auto own = static_cast<uid_t>(syscall(SYS_geteuid32));
+#else
+    const auto own = static_cast<uid_t>(syscall(SYS_geteuid));
+#endif
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    return syscall(SYS_getsockopt, fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0 &&
+           (peer.uid == 0 || peer.uid == own);
+}
+
 int connect_to_daemon()
 {
     sockaddr_un address{};
@@ -65,7 +79,7 @@ int connect_to_daemon()
     const int fd = static_cast<int>(syscall(SYS_socket, AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (fd < 0)
         return -1;
-    if (syscall(SYS_connect, fd, &address, sizeof address) != 0) {
+    if (syscall(SYS_connect, fd, &address, sizeof address) != 0 || !is_of_trusted_user(fd)) {
         syscall(SYS_close, fd);
         return -1;
     }
