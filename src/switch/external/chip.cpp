@@ -45,6 +45,11 @@ int check_phy_port(const char *caller, uint32_t port)
     return 0;
 }
 
+bool Chip::is_known()
+{
+    return recognised != 0;
+}
+
 int Chip::open(bool loud)
 {
     Place place{};

@@ -22,6 +22,9 @@ class Chip {
 public:
     explicit Chip(const char *caller) : caller_(caller) {}
 
+    // Reports whether this process has recognised the switch.
+    static bool is_known();
+
     // Locks the switch, and recognises it at the first use of the process. Returns -ENOSYS when this board is not known
     // to have the switch and it does not answer; that is logged only if `loud`.
     int open(bool loud);

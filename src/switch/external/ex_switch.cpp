@@ -71,7 +71,7 @@ int change_control(const char *caller, uint32_t port, uint16_t bits, uint16_t se
 
 DDAL_WEAK int is_BH3_type_multiport_switch()
 {
-    return Chip{__func__}.open(false) == 0 ? 0 : -1;
+    return Chip::is_known() || Chip{__func__}.open(false) == 0 ? 0 : -1;
 }
 
 DDAL_WEAK int ex_switch_phy_set_autoneg(uint32_t port, uint32_t state)
