@@ -357,24 +357,34 @@ TEST(Multiport, SurvivesEveryFailure)
     const struct {
         const char *name;
         std::function<long()> call;
+        bool everywhere = false; // also where each access takes five of the bus
     } cases[] = {
-        {"ex_switch_phy_get_speed", [&] { return ex_switch_phy_get_speed(kPort, &value); }},
+        {"ex_switch_phy_get_speed", [&] { return ex_switch_phy_get_speed(kPort, &value); }, true},
         {"ex_switch_phy_set_duplex_mode", [] { return ex_switch_phy_set_duplex_mode(kPort, 1); }},
         {"ex_switch_phy_copper_set_config_advert",
          [] { return ex_switch_phy_copper_set_config_advert(kPort, 10, 1, 1); }},
-        {"ddal_ext_multiport_set_port_vlan_map", [] { return ddal_ext_multiport_set_port_vlan_map(0, 0x60); }},
+        {"ex_switch_phy_set_copper_loopback", // at 100 Mb/s: uses two pages
+         [] {
+             const int off = ex_switch_phy_set_copper_loopback(kPort, 0);
+             return off != 0 ? off : ex_switch_phy_set_copper_loopback(kPort, 1);
+         }},
+        {"ddal_ext_multiport_set_port_vlan_map", [] { return ddal_ext_multiport_set_port_vlan_map(0, 0x60); }, true},
     };
+    in_child([] { return std::to_string(ex_switch_phy_set_speed(kPort, 100) + ex_switch_phy_set_autoneg(kPort, 0)); });
     for (const int way : {1, 2}) {
         place(way, way == 1 ? 2 : 0);
         for (const auto &each : cases) {
+            if (way == 1 && !each.everywhere)
+                continue;
             const std::string op = std::string("3 ") + each.name + ": ";
             const auto no_lock = fails(-1001, {op + "can't lock /run/ddal-multiport.lock: %m"});
+            const auto unlock = changes_nothing();
             const auto any_access = fails(-1001, {op + "can't *"});
             EXPECT_EQ(in_child([&]() -> std::string {
                           each.call(); // recognises the switch
                           Sweep(each.name, each.call)
                               .when("open:/run/*", no_lock)
-                              .when("flock/ENOLCK", in_turn({no_lock, changes_nothing()}))
+                              .when("flock/ENOLCK", in_turn({no_lock, unlock, no_lock, unlock, no_lock, unlock}))
                               .when("flock/EINTR", changes_nothing())
                               .when("pread/EINTR", changes_nothing())
                               .when("pwrite/EINTR", changes_nothing())
@@ -395,6 +405,10 @@ TEST(Multiport, SurvivesEveryFailure)
                 << each.name << " by way " << way;
         }
     }
+    in_child([] {
+        return std::to_string(ex_switch_phy_set_copper_loopback(kPort, 0) + ex_switch_phy_set_speed(kPort, 1000) +
+                              ex_switch_phy_set_autoneg(kPort, 1));
+    });
     ctl("multiport strap 2");
 }
 

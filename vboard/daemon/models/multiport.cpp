@@ -1,6 +1,7 @@
 #include "daemon/models/multiport.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <linux/mii.h>
 #include <linux/sockios.h>
@@ -15,7 +16,7 @@ namespace {
 uint32_t address_of(const Node &node)
 {
     const std::string path = node.path;
-    return static_cast<uint32_t>(std::stoul(path.substr(path.rfind(':') + 1), nullptr, 16));
+    return static_cast<uint32_t>(strtoul(path.c_str() + path.rfind(':') + 1, nullptr, 16));
 }
 
 bool is_register(uint64_t offset, size_t length)

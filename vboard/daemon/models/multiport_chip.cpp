@@ -229,7 +229,7 @@ void MultiportChip::device_write(uint32_t device, uint32_t reg, uint16_t value)
 void MultiportChip::note(const char *what, uint32_t port, uint32_t reg, uint16_t page, uint16_t value)
 {
     char line[64];
-    snprintf(line, sizeof line, "phy %u %s %u.%u = 0x%04x\n", port, what, reg == 22 ? 0u : page, reg, value);
+    snprintf(line, sizeof line, "phy %u %s %u.%u = 0x%04x", port, what, reg == 22 ? 0u : page, reg, value);
     keep_line(log_, line);
 }
 
