@@ -63,6 +63,7 @@ def undoes(operations, before, arguments):
 OPERATIONS = [
     # --- core ---
     (r"ddal_strerror", {"code": "-1001"}),
+    (r"ddal_ext_set_log_handler", {"handler": "nullptr", "user": "nullptr"}),
     (r"ddal_common_write_.*", {"prepare": 'put("/flash/config/campaign", "before");'}),
     (r"ddal_common_read_file", {"path": '"/etc/version"', "n": "256"}),
     (r"ddal_(kvb_)?common_read_string.*", {"path": '"/etc/version"'}),

@@ -125,7 +125,7 @@ class Caller:
             body = f"{call};\n        return 0;"
         elif self.result.endswith("*"):
             self.before.append("void *made = nullptr;")
-            body = f"made = {call};\n        return made != nullptr;"
+            body = f"made = const_cast<void *>(static_cast<const void *>({call}));\n        return made != nullptr;"
         elif any("made" in line for line in self.finish):
             self.before.append("long made = -1;")
             body = f"return made = {call};"

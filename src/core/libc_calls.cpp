@@ -23,10 +23,13 @@
 #include <unistd.h>
 
 #include "core/foreign_call.h"
+#include "core/last_failure.h"
 
 using ddal::core::CancellationHold;
 using ddal::core::ForeignCall;
 using ddal::core::kStandardStreams;
+using ddal::core::note_access;
+using ddal::core::note_access_below;
 using ddal::core::StandardNumbers;
 
 namespace {
@@ -117,6 +120,33 @@ auto opened(Open open)
     return after_signals(open);
 }
 
+template <typename Open>
+auto opened(const char *path, Open open, int directory = AT_FDCWD)
+{
+    const auto made = opened(open);
+    if (failed(made)) [[unlikely]]
+        directory == AT_FDCWD ? note_access(path) : note_access_below(directory, path);
+    return made;
+}
+
+// Passes the number of transferred bytes, elements or lines through.
+template <typename Count>
+Count transferred(FILE *stream, Count count)
+{
+    if (ferror(stream)) [[unlikely]]
+        note_access(stream);
+    return count;
+}
+
+// Passes the result of an access through.
+template <typename Result>
+Result accessed(int fd, Result result)
+{
+    if (result < 0) [[unlikely]]
+        note_access(fd);
+    return result;
+}
+
 bool takes_mode(int flags)
 {
     return flags & O_CREAT || (flags & O_TMPFILE) == O_TMPFILE;
@@ -136,7 +166,7 @@ int __wrap_open64(const char *path, int flags, ...)
     va_start(arguments, flags);
     const unsigned mode = takes_mode(flags) ? va_arg(arguments, unsigned) : 0;
     va_end(arguments);
-    return opened([=] { return lifted(__real_open64(path, flags, mode)); });
+    return opened(path, [=] { return lifted(__real_open64(path, flags, mode)); });
 }
 
 int __real_openat64(int directory, const char *path, int flags, ...);
@@ -146,7 +176,8 @@ int __wrap_openat64(int directory, const char *path, int flags, ...)
     va_start(arguments, flags);
     const unsigned mode = takes_mode(flags) ? va_arg(arguments, unsigned) : 0;
     va_end(arguments);
-    return opened([=] { return lifted(__real_openat64(directory, path, flags, mode)); });
+    return opened(
+        path, [=] { return lifted(__real_openat64(directory, path, flags, mode)); }, directory);
 }
 
 int __real_socket(int domain, int type, int protocol);
@@ -182,25 +213,41 @@ int __wrap_pipe2(int ends[2], int flags)
 FILE *__real_fopen64(const char *path, const char *mode);
 FILE *__wrap_fopen64(const char *path, const char *mode)
 {
-    return opened([=] { return lifted(__real_fopen64(path, mode), mode); });
+    return opened(path, [=] { return lifted(__real_fopen64(path, mode), mode); });
 }
 
 FILE *__real_setmntent(const char *path, const char *mode);
 FILE *__wrap_setmntent(const char *path, const char *mode)
 {
-    return opened([=] { return lifted(__real_setmntent(path, mode), mode); });
+    return opened(path, [=] { return lifted(__real_setmntent(path, mode), mode); });
 }
 
 DIR *__real_opendir(const char *path);
 DIR *__wrap_opendir(const char *path)
 {
-    return opened([=] {
+    return opened(path, [=] {
         DIR *const directory = __real_opendir(path);
         return lifted(directory, directory ? dirfd(directory) : -1, fdopendir, closedir);
     });
 }
 
 // Functions that only work, or wait, on what they are given
+
+#define DDAL_ACCESS(result, name, parameters, arguments)                                                               \
+    result __real_##name parameters;                                                                                   \
+    result __wrap_##name parameters                                                                                    \
+    {                                                                                                                  \
+        const CancellationHold hold;                                                                                   \
+        return accessed(fd, __real_##name arguments);                                                                  \
+    }
+
+#define DDAL_TRANSFER(result, name, parameters, arguments)                                                             \
+    result __real_##name parameters;                                                                                   \
+    result __wrap_##name parameters                                                                                    \
+    {                                                                                                                  \
+        const CancellationHold hold;                                                                                   \
+        return transferred(stream, __real_##name arguments);                                                           \
+    }
 
 #define DDAL_HELD(result, name, parameters, arguments)                                                                 \
     result __real_##name parameters;                                                                                   \
@@ -227,20 +274,30 @@ int __wrap_fcntl64(int fd, int command, ...)
     return __real_fcntl64(fd, command, argument);
 }
 
+int __real_ioctl(int fd, unsigned long request, ...);
+int __wrap_ioctl(int fd, unsigned long request, ...)
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void *const argument = va_arg(arguments, void *); // the C library reads one as well, given or not
+    va_end(arguments);
+    return accessed(fd, __real_ioctl(fd, request, argument));
+}
+
 DDAL_HELD(int, connect, (int fd, const sockaddr *to, socklen_t size), (fd, to, size))
 DDAL_HELD(int, eventfd_read, (int fd, eventfd_t *count), (fd, count))
 DDAL_HELD(int, eventfd_write, (int fd, eventfd_t count), (fd, count))
-DDAL_HELD(int, fdatasync, (int fd), (fd))
-DDAL_HELD(int, fsync, (int fd), (fd))
+DDAL_ACCESS(int, fdatasync, (int fd), (fd))
+DDAL_ACCESS(int, fsync, (int fd), (fd))
 DDAL_HELD(int, poll, (pollfd * fds, nfds_t count, int limit), (fds, count, limit))
-DDAL_HELD(ssize_t, pread64, (int fd, void *data, size_t size, off64_t at), (fd, data, size, at))
-DDAL_HELD(ssize_t, pwrite64, (int fd, const void *data, size_t size, off64_t at), (fd, data, size, at))
-DDAL_HELD(ssize_t, read, (int fd, void *data, size_t size), (fd, data, size))
+DDAL_ACCESS(ssize_t, pread64, (int fd, void *data, size_t size, off64_t at), (fd, data, size, at))
+DDAL_ACCESS(ssize_t, pwrite64, (int fd, const void *data, size_t size, off64_t at), (fd, data, size, at))
+DDAL_ACCESS(ssize_t, read, (int fd, void *data, size_t size), (fd, data, size))
 DDAL_HELD(ssize_t, recv, (int fd, void *data, size_t size, int flags), (fd, data, size, flags))
 DDAL_HELD(ssize_t, send, (int fd, const void *data, size_t size, int flags), (fd, data, size, flags))
 DDAL_HELD(ssize_t, splice, (int from, off64_t *from_at, int to, off64_t *to_at, size_t size, unsigned flags),
           (from, from_at, to, to_at, size, flags))
-DDAL_HELD(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size))
+DDAL_ACCESS(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size))
 
 DDAL_HELD(int, nanosleep, (const timespec *time, timespec *left), (time, left))
 DDAL_HELD(int, pthread_cond_timedwait, (pthread_cond_t * condition, pthread_mutex_t *mutex, const timespec *limit),
@@ -257,16 +314,16 @@ DDAL_HELD(int, endmntent, (FILE * table), (table))
 DDAL_HELD(int, fclose, (FILE * stream), (stream))
 DDAL_HELD(int, fflush, (FILE * stream), (stream))
 DDAL_HELD(int, fgetc, (FILE * stream), (stream))
-DDAL_HELD(char *, fgets, (char *text, int size, FILE *stream), (text, size, stream))
+DDAL_TRANSFER(char *, fgets, (char *text, int size, FILE *stream), (text, size, stream))
 DDAL_HELD(int, fputc, (int character, FILE *stream), (character, stream))
 DDAL_HELD(int, fputs, (const char *text, FILE *stream), (text, stream))
-DDAL_HELD(size_t, fread, (void *data, size_t size, size_t count, FILE *stream), (data, size, count, stream))
+DDAL_TRANSFER(size_t, fread, (void *data, size_t size, size_t count, FILE *stream), (data, size, count, stream))
 DDAL_HELD(int, fseeko64, (FILE * stream, off64_t offset, int whence), (stream, offset, whence))
 DDAL_HELD(off64_t, ftello64, (FILE * stream), (stream))
-DDAL_HELD(size_t, fwrite, (const void *data, size_t size, size_t count, FILE *stream), (data, size, count, stream))
+DDAL_TRANSFER(size_t, fwrite, (const void *data, size_t size, size_t count, FILE *stream), (data, size, count, stream))
 DDAL_HELD(ssize_t, __getdelim, (char **line, size_t *capacity, int end, FILE *stream), (line, capacity, end, stream))
 DDAL_HELD(int, getc, (FILE * stream), (stream))
-DDAL_HELD(ssize_t, getline, (char **line, size_t *capacity, FILE *stream), (line, capacity, stream))
+DDAL_TRANSFER(ssize_t, getline, (char **line, size_t *capacity, FILE *stream), (line, capacity, stream))
 DDAL_HELD(mntent *, getmntent_r, (FILE * table, mntent *entry, char *text, int size), (table, entry, text, size))
 DDAL_HELD(int, setvbuf, (FILE * stream, char *buffer, int mode, size_t size), (stream, buffer, mode, size))
 DDAL_HELD(int, vfprintf, (FILE * stream, const char *format, va_list arguments), (stream, format, arguments))
@@ -324,7 +381,7 @@ void __wrap_syslog(int priority, const char *format, ...)
 int __real___open64_2(const char *path, int flags);
 int __wrap___open64_2(const char *path, int flags)
 {
-    return opened([=] { return lifted(__real___open64_2(path, flags)); });
+    return opened(path, [=] { return lifted(__real___open64_2(path, flags)); });
 }
 
 DDAL_HELD(int, __vfprintf_chk, (FILE * stream, int checks, const char *format, va_list arguments),

@@ -1,5 +1,7 @@
+#include <ddal/ext.h>
 #include <ddal/log.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -9,11 +11,51 @@
 #include <syslog.h>
 
 #include "core/log.h"
+#include "core/mutex_lock.h"
 #include "core/sigpipe_guard.h"
 
 namespace {
 
 constexpr int kReaderLimit = 1000; // ms
+constexpr size_t kLineSize = 1024; // of the handler's lines
+
+// The application's log handler. Lines are written without a lock: a child that is forked in the middle of a change
+// must not wait for the thread that makes it.
+class Handler {
+public:
+    void set(ddal_ext_log_handler call, void *user)
+    {
+        const ddal::core::MutexLock lock{mutex_};
+        changes_.fetch_add(1, std::memory_order_acq_rel);
+        call_.store(call, std::memory_order_relaxed);
+        user_.store(user, std::memory_order_relaxed);
+        changes_.fetch_add(1, std::memory_order_release);
+    }
+
+    // Returns false without a handler, and in a child whose parent was changing it.
+    bool get(ddal_ext_log_handler *call, void **user) const
+    {
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            const unsigned before = changes_.load(std::memory_order_acquire);
+            *call = call_.load(std::memory_order_acquire);
+            *user = user_.load(std::memory_order_acquire);
+            if (before % 2 == 0 && changes_.load(std::memory_order_acquire) == before)
+                return *call != nullptr;
+            sched_yield();
+        }
+        return false;
+    }
+
+private:
+    static constexpr int kAttempts = 1000;
+
+    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    std::atomic<unsigned> changes_{0}; // odd during a change
+    std::atomic<ddal_ext_log_handler> call_{nullptr};
+    std::atomic<void *> user_{nullptr};
+};
+
+constinit Handler handler;
 
 const char *prefix_of(int priority)
 {
@@ -31,6 +73,18 @@ int64_t monotonic_ms()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+[[gnu::format(printf, 2, 0)]] bool handled(int priority, const char *format, va_list arguments)
+{
+    ddal_ext_log_handler call = nullptr;
+    void *user = nullptr;
+    if (!handler.get(&call, &user))
+        return false;
+    char line[kLineSize];
+    if (vsnprintf(line, sizeof line, format, arguments) >= 0)
+        call(user, priority, line);
+    return true;
 }
 
 [[gnu::format(printf, 2, 0)]] void write_line(const char *prefix, const char *format, va_list arguments)
@@ -73,7 +127,12 @@ int __ddal_log(int priority, const char *format, ...)
     const int saved_errno = errno;
     va_list arguments;
     va_start(arguments, format);
-    write_line(prefix_of(priority), format, arguments);
+    if (!handled(priority, format, arguments)) {
+        va_end(arguments);
+        errno = saved_errno;
+        va_start(arguments, format);
+        write_line(prefix_of(priority), format, arguments);
+    }
     va_end(arguments);
 
     // Writing may have changed errno. "%m" must read the same value in both places.
@@ -83,5 +142,11 @@ int __ddal_log(int priority, const char *format, ...)
     va_end(arguments);
 
     errno = saved_errno;
+    return 0;
+}
+
+int ddal_ext_set_log_handler(ddal_ext_log_handler call, void *user)
+{
+    handler.set(call, user);
     return 0;
 }

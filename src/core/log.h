@@ -8,6 +8,8 @@
 #include <ddal/error.h>
 #include <ddal/log.h>
 
+#include "core/last_failure.h"
+
 namespace ddal::core {
 
 // Waits for at most 1 s until a pipe or terminal accepts a text. Returns false after that, because its reader has
@@ -29,9 +31,9 @@ inline int minus_errno(int when_zero = -EIO)
                                  static_cast<unsigned>(__LINE__) __VA_OPT__(, ) __VA_ARGS__))
 #define log_line(priority, format, ...) log_line_as(priority, __func__, format __VA_OPT__(, ) __VA_ARGS__)
 
-// Logs at error priority and yields `code`.
+// Logs at error priority and yields `code`, which ddal_ext_last_failure remembers.
 #define log_error_as(caller, code, format, ...)                                                                        \
-    (log_line_as(LOG_ERR, caller, format __VA_OPT__(, ) __VA_ARGS__), (code))
+    (log_line_as(LOG_ERR, caller, format __VA_OPT__(, ) __VA_ARGS__), ddal::core::noted((caller), (code)))
 #define log_error(code, format, ...) log_error_as(__func__, code, format __VA_OPT__(, ) __VA_ARGS__)
 
 // Logs at error priority and yields -errno.
@@ -47,8 +49,10 @@ inline int minus_errno(int when_zero = -EIO)
 #define log_failure_as(caller, result, format, ...)                                                                    \
     __extension__({                                                                                                    \
         const auto log_failure_code = (result);                                                                        \
-        if (log_failure_code != 0)                                                                                     \
+        if (log_failure_code != 0) {                                                                                   \
             log_line_as(LOG_ERR, caller, format __VA_OPT__(, ) __VA_ARGS__);                                           \
+            ddal::core::noted((caller), log_failure_code);                                                             \
+        }                                                                                                              \
         log_failure_code;                                                                                              \
     })
 #define log_failure(result, format, ...) log_failure_as(__func__, result, format __VA_OPT__(, ) __VA_ARGS__)

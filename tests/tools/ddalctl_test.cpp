@@ -1,7 +1,7 @@
 // ddalctl on a board: its output, its exit status, its JSON document.
 #include <csignal>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "support/board.h"
 #include "support/board_file.h"
@@ -121,6 +121,19 @@ TEST(Ddalctl, ReportsItsResultsWhenInterrupted)
     }
 }
 
+TEST(Ddalctl, TellsTheNextStepAndTheLogOnRequest)
+{
+    ASSERT_EQ(ddalctl("ffs mount 1 ext4").status, 0);
+    const Finished again = ddalctl("ffs mount 1 ext4");
+    EXPECT_THAT(again.err, testing::HasSubstr("cannot mount a file system"));
+    EXPECT_THAT(again.err, testing::HasSubstr("Device or resource busy (-16, EBUSY)"));
+    EXPECT_THAT(again.err, testing::HasSubstr("ddalctl ffs remount"));
+    const Finished hooks = ddalctl("--json --verbose atboot run");
+    EXPECT_TRUE(document_of(hooks).is_object());
+    EXPECT_THAT(hooks.err, testing::ContainsRegex("[0-9:.]{15} info +ddal_atboot_run:[0-9]+- Running"));
+    EXPECT_EQ(ddalctl("--json atboot run").err, "");
+}
+
 TEST(Ddalctl, ReportsHowAnOperationFailed)
 {
     struct {
@@ -130,17 +143,20 @@ TEST(Ddalctl, ReportsHowAnOperationFailed)
         int code;
         const char *name;
         const char *log;
+        const char *path; // NULL: none was accessed
     } const cases[] = {
-        {"pread:/dev/fpga_usr errno=EIO", "fpga read 0", 1, -EIO, "EIO", "fpga read failed: Input/output error"},
-        {"pread:/dev/fpga_usr short=0", "fpga version", 1, -1001, "DDAL_ERR_FAILURE", "unexpected len"},
-        {"open:/dev/cpld-usr errno=ENODEV", "cpld read 0", 3, -ENODEV, "ENODEV", "can't open device cpld"},
-        {"open:/dev/dfe errno=EACCES", "dfe read 0 1", 1, -EACCES, "EACCES", "can't open device dfe"},
-        {"open:/dev/mem errno=EPERM", "mem read 0x1000", 1, -EPERM, "EPERM", "error open /dev/mem"},
-        {"open:/dev/fpga_frame errno=EACCES", "fpga read 0", 1, -EACCES, "EACCES", ""},
-        {"open:/dev/fpga_frame errno=ENOENT", "fpga read 0", 3, -ENODEV, "ENODEV", ""},
-        {"*:nothing errno=EIO", "fpga read 2", 1, -EFAULT, "EFAULT", "not aligned"},
-        {"*:nothing errno=EIO", "devicetree mac eth2", 3, -ENODEV, "ENODEV", "not supported interface"},
-        {"*:nothing errno=EIO", "sysinfo get 99 99", 3, -ENOENT, "ENOENT", ""},
+        {"pread:/dev/fpga_usr errno=EIO", "fpga read 0", 1, -EIO, "EIO", "fpga read failed: Input/output error",
+         "/dev/fpga_usr"},
+        {"pread:/dev/fpga_usr short=0", "fpga version", 1, -1001, "DDAL_ERR_FAILURE", "unexpected len", nullptr},
+        {"open:/dev/cpld-usr errno=ENODEV", "cpld read 0", 3, -ENODEV, "ENODEV", "can't open device cpld",
+         "/dev/cpld-usr"},
+        {"open:/dev/dfe errno=EACCES", "dfe read 0 1", 1, -EACCES, "EACCES", "can't open device dfe", "/dev/dfe"},
+        {"open:/dev/mem errno=EPERM", "mem read 0x1000", 1, -EPERM, "EPERM", "error open /dev/mem", "/dev/mem"},
+        {"open:/dev/fpga_frame errno=EACCES", "fpga read 0", 1, -EACCES, "EACCES", "", "/dev/fpga_frame"},
+        {"open:/dev/fpga_frame errno=ENOENT", "fpga read 0", 3, -ENODEV, "ENODEV", "", "/dev/fpga_frame"},
+        {"*:nothing errno=EIO", "fpga read 2", 1, -EFAULT, "EFAULT", "not aligned", nullptr},
+        {"*:nothing errno=EIO", "devicetree mac eth2", 3, -ENODEV, "ENODEV", "not supported interface", nullptr},
+        {"*:nothing errno=EIO", "sysinfo get 99 99", 3, -ENOENT, "ENOENT", "", nullptr},
     };
     for (const auto &row : cases) {
         const Fault fault(row.fault);
@@ -149,8 +165,10 @@ TEST(Ddalctl, ReportsHowAnOperationFailed)
         const Json error = document_of(run).at("error");
         EXPECT_EQ(error.at("code"), row.code) << row.command;
         EXPECT_EQ(error.at("name"), row.name) << row.command;
-        EXPECT_NE(error.at("text"), "") << row.command;
-        EXPECT_NE(run.err.find(row.log), std::string::npos) << row.command << ": " << run.err;
+        EXPECT_NE(error.at("message"), "") << row.command;
+        EXPECT_NE(error.at("log").dump().find(row.log), std::string::npos) << row.command << ": " << error;
+        EXPECT_EQ(error.at("path"), row.path ? Json(row.path) : Json(nullptr)) << row.command;
+        EXPECT_EQ(run.err, "") << row.command;
     }
 }
 

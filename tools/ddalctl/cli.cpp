@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ddalctl/completion.h"
+#include "ddalctl/evidence.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/manual.h"
@@ -21,6 +22,7 @@ namespace {
 // The parser's result: the command and the values of its arguments.
 struct Invocation {
     bool json = false;
+    bool verbose = false;
     bool manual = false;
     bool version = false;
     std::string completion;
@@ -75,6 +77,8 @@ void define(CLI::App &root, Invocation &invocation)
     root.fallthrough();
     root.require_subcommand(0, 1);
     root.add_flag("--json", invocation.json, "print one JSON document, also for a failure");
+    root.add_flag("--verbose", invocation.verbose,
+                  "print the log lines of the library on standard error, with their times");
     root.add_flag("--version", invocation.version, "print the version of this program");
     root.add_flag("--man", invocation.manual)->group("");
     root.add_option("--completion", invocation.completion)->group("");
@@ -124,6 +128,8 @@ WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
 
 int run_command(const Invocation &invocation)
 {
+    if (invocation.verbose)
+        show_lines();
     Report report(invocation.json);
     invocation.command->run(invocation.arguments, report);
     report.print(stdout);
@@ -166,10 +172,10 @@ int run(int argc, char **argv)
         return kDone;
     } catch (const CLI::ParseError &error) {
         const WrongUse failure = refusal(error, argc, argv);
-        print_failure(failure, invocation.name, asks_for_json(argc, argv));
+        print_failure(failure, invocation.name, invocation.command, asks_for_json(argc, argv));
         return failure.status();
     } catch (const Failure &failure) {
-        print_failure(failure, invocation.name, asks_for_json(argc, argv));
+        print_failure(failure, invocation.name, invocation.command, asks_for_json(argc, argv));
         return failure.status();
     }
 }

@@ -40,9 +40,23 @@ std::string text_of_code(int code)
     case DDAL_ERR_USER_NOT_SUPPORTED: return "not one of the service accounts";
     default: break;
     }
-    char text[128] = "";
-    DDAL(ddal_strerror)(code, text, sizeof text);
-    return text;
+    return library_text(code);
+}
+
+// "function:line- text", without its place.
+std::string text_of_line(const std::string &line)
+{
+    const size_t end = line.find("- ");
+    return end == std::string::npos ? line : line.substr(end + 2);
+}
+
+std::string cause_of(int code, const Evidence &evidence)
+{
+    if (code != DDAL_ERR_FAILURE && code != DDAL_ERR_SYSTEM)
+        return text_of_code(code);
+    if (evidence.error != 0)
+        return strerror(evidence.error);
+    return evidence.lines.empty() ? "the library gives no cause" : text_of_line(evidence.lines.back());
 }
 
 ExitStatus status_of_code(int code)
@@ -66,7 +80,9 @@ WrongUse::WrongUse(const std::string &text) : Failure(-EINVAL, kWrongUse, text) 
 
 Failure failure_of(int result)
 {
-    return {result, status_of_code(result), text_of_code(result)};
+    Failure failure(result, status_of_code(result), cause_of(result, evidence()));
+    failure.is_cause_ = true;
+    return failure;
 }
 
 void require(int result, int success)

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "ddalctl/evidence.h"
+
 namespace ddalctl {
 
 enum ExitStatus {
@@ -18,17 +20,27 @@ std::string name_of_code(int code);
 
 class Failure : public std::runtime_error {
 public:
-    Failure(int code, ExitStatus status, const std::string &text)
-        : std::runtime_error(text), code_(code), status_(status)
+    // `text` says what failed. Takes the evidence of the library with it, or the path that the command accessed itself.
+    Failure(int code, ExitStatus status, const std::string &text, const char *path = nullptr)
+        : std::runtime_error(text), code_(code), status_(status), evidence_(ddalctl::evidence())
     {
+        if (path)
+            evidence_.path = path;
     }
 
     int code() const { return code_; }
     ExitStatus status() const { return status_; }
+    const Evidence &evidence() const { return evidence_; }
+    // Whether the text is only a cause: the command is what failed.
+    bool is_cause() const { return is_cause_; }
 
 private:
+    friend Failure failure_of(int result);
+
     int code_;
     ExitStatus status_;
+    Evidence evidence_;
+    bool is_cause_ = false;
 };
 
 class WrongUse : public Failure {
@@ -36,7 +48,8 @@ public:
     explicit WrongUse(const std::string &text);
 };
 
-// The Failure for a result of the library, with the library's text.
+// The Failure for a result of the library. Its text is the cause: that of the code or, where the code tells none, that
+// of the access that failed or of the log.
 Failure failure_of(int result);
 
 // Throws failure_of(result) unless the result is the operation's success value.

@@ -7,6 +7,9 @@
 #include <string>
 #include <unistd.h>
 
+#include <ddal/error.h>
+
+#include "ddalctl/evidence.h"
 #include "ddalctl/failure.h"
 #include "platform/frame_driver.h"
 
@@ -27,10 +30,11 @@ void require_board()
     const int error = errno;
     if (error == ENOENT || error == ENXIO || error == ENODEV)
         throw Failure(-ENODEV, kNothingThere,
-                      "this machine is not a board (it has no " + std::string(ddal::platform::kFrameNode) +
-                          "); run ddalctl on a virtual board: vboard run --type mbo -- ddalctl ...");
+                      std::string("this machine is not a board (it has no ") + ddal::platform::kFrameNode + ")",
+                      ddal::platform::kFrameNode);
     throw Failure(-error, kOperationFailed,
-                  std::string("cannot open ") + ddal::platform::kFrameNode + ": " + strerror(error));
+                  std::string("cannot open ") + ddal::platform::kFrameNode + ": " + strerror(error),
+                  ddal::platform::kFrameNode);
 }
 
 void *load()
@@ -40,18 +44,33 @@ void *load()
     void *library = dlopen(kLibrary, RTLD_NOW);
     if (!library)
         throw Failure(-ENOENT, kNothingThere, std::string("cannot load the library: ") + dlerror());
+    collect_evidence(library);
     return library;
 }
 
-} // namespace
-
-void *library_symbol(const char *name)
+void *found(const char *name)
 {
     static void *const library = load();
     void *symbol = dlsym(library, name);
     if (!symbol)
         throw Failure(-ENOSYS, kOperationFailed, std::string("the installed library does not export ") + name);
     return symbol;
+}
+
+} // namespace
+
+void *library_symbol(const char *name)
+{
+    void *symbol = found(name);
+    begin_evidence(name);
+    return symbol;
+}
+
+std::string library_text(int code)
+{
+    char text[128] = "";
+    reinterpret_cast<decltype(&ddal_strerror)>(found("ddal_strerror"))(code, text, sizeof text);
+    return text;
 }
 
 } // namespace ddalctl

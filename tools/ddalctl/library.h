@@ -1,11 +1,16 @@
 // Loads the library at the first call of an operation, so that help, manual and completion work without a board.
 #pragma once
 
+#include <string>
+
 namespace ddalctl {
 
-// Returns the address of an exported operation. Throws Failure when the machine is not a board, the library is not
-// installed, or the library does not export the operation.
+// Returns the address of an exported operation, whose evidence begins here. Throws Failure when the machine is not a
+// board, the library is not installed, or the library does not export the operation.
 void *library_symbol(const char *name);
+
+// The library's text for a result code.
+std::string library_text(int code);
 
 } // namespace ddalctl
 

@@ -39,7 +39,7 @@ int open_device(const std::string &name)
         throw Failure(result, kOperationFailed,
                       "cannot follow link " + name +
                           ": the device is not on this board (see ddalctl phy list), or the system's message bus does "
-                          "not answer; the log on standard error names the cause");
+                          "not answer");
     require_phy(result);
     return fd;
 }

@@ -202,6 +202,8 @@ void write(const Arguments &arguments, Report &)
 
 void require_phy(int result)
 {
+    if (result == 0)
+        return;
     const Failure failure = failure_of(result);
     if (result == -ENOSYS)
         throw Failure(result, failure.status(),
@@ -209,9 +211,8 @@ void require_phy(int result)
     if (result == -ENODEV)
         throw Failure(result, failure.status(), "no such PHY device on this board; see ddalctl phy list");
     if (result == DDAL_ERR_FAILURE)
-        throw Failure(result, failure.status(),
-                      "the PHY, its driver or its switch refused; the log on standard error names the step");
-    require(result);
+        throw Failure(result, failure.status(), "the PHY, its driver or its switch refused");
+    throw failure;
 }
 
 Family phy_family()

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <sys/mman.h>
 #include <unistd.h>
 
 namespace ddalctl {
@@ -68,41 +67,14 @@ void on_signal(int signal)
     raise(signal);
 }
 
-void copy_errors(int from)
-{
-    char block[4096];
-    ssize_t n;
-    lseek(from, 0, SEEK_SET);
-    while ((n = read(from, block, sizeof block)) > 0) {
-        if (write(STDERR_FILENO, block, static_cast<size_t>(n)) < 0)
-            return;
-    }
-}
-
 } // namespace
 
-Progress::Progress(bool silent) : silent_(silent), terminal_(!silent && isatty(STDOUT_FILENO) == 1)
-{
-    if (!terminal_ || isatty(STDERR_FILENO) != 1)
-        return;
-    captured_ = memfd_create("log", MFD_CLOEXEC);
-    saved_errors_ = dup(STDERR_FILENO);
-    if (captured_ >= 0 && saved_errors_ >= 0)
-        dup2(captured_, STDERR_FILENO);
-}
+Progress::Progress(bool silent) : silent_(silent), terminal_(!silent && isatty(STDOUT_FILENO) == 1) {}
 
 Progress::~Progress()
 {
     if (terminal_)
         say("\n");
-    if (captured_ >= 0 && saved_errors_ >= 0) {
-        fflush(stderr);
-        dup2(saved_errors_, STDERR_FILENO);
-        if (log_wanted_)
-            copy_errors(captured_);
-    }
-    close(captured_);
-    close(saved_errors_);
 }
 
 void Progress::report(void *progress, ddal_ext_rfcard_phase phase, uint32_t done, uint32_t total)

@@ -23,9 +23,6 @@ public:
 
     uint32_t programmed() const { return programmed_; }
 
-    // Drops the log lines that were held back behind the bar, after a success.
-    void drop_log() { log_wanted_ = false; }
-
 private:
     void update(ddal_ext_rfcard_phase phase, uint32_t done, uint32_t total);
     void show_bar(uint32_t done, uint32_t total, const std::string &left);
@@ -34,9 +31,6 @@ private:
 
     bool silent_;
     bool terminal_;
-    int saved_errors_ = -1; // standard error, while log lines are held back to keep the bar intact
-    int captured_ = -1;
-    bool log_wanted_ = true;
     ddal_ext_rfcard_phase phase_ = DDAL_EXT_RFCARD_ENTER;
     struct timespec phase_start_ = {};
     uint32_t shown_tenth_ = 0;

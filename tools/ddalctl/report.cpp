@@ -1,9 +1,12 @@
 #include "ddalctl/report.h"
 
 #include <algorithm>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "ddalctl/command.h"
 #include "ddalctl/failure.h"
+#include "ddalctl/hint.h"
 
 namespace ddalctl {
 
@@ -144,19 +147,70 @@ void Report::print_table(FILE *out, const Entry &table)
     }
 }
 
-void print_failure(const Failure &failure, const std::string &command, bool json)
+namespace {
+
+// What failed, in the words of the command's help: "cannot mount a file system at its place below /ffs".
+std::string message_of(const Failure &failure, const Command *command)
 {
-    const std::string name = name_of_code(failure.code());
-    if (json) {
-        const Json error = {{"code", failure.code()}, {"name", name}, {"text", failure.what()}};
-        Document::print(stdout, Json{{"error", error}});
-        return;
-    }
+    if (!failure.is_cause() || !command)
+        return failure.what();
+    const std::string summary = command->summary;
+    return "cannot " + summary.substr(0, summary.find_first_of(",;("));
+}
+
+// The cause behind a message that the command gave itself.
+std::string reason_of(const Failure &failure)
+{
+    if (failure.is_cause())
+        return failure.what();
+    return failure.evidence().error != 0 ? strerror(failure.evidence().error) : "";
+}
+
+Json text_or_null(const std::string &text)
+{
+    return text.empty() ? Json(nullptr) : Json(text);
+}
+
+void print_failure_text(const Failure &failure, const std::string &name, const Command *command,
+                        const std::string &hint)
+{
+    const std::string code = name_of_code(failure.code());
+    const std::string reason = reason_of(failure);
+    std::string line = name + ": " + message_of(failure, command);
+    if (!reason.empty())
+        line += ": " + reason;
     if (failure.status() == kOperationFailed)
-        fprintf(stderr, "%s: %s (%d%s%s)\n", command.c_str(), failure.what(), failure.code(), name.empty() ? "" : ", ",
-                name.c_str());
-    else
-        fprintf(stderr, "%s: %s\n", command.c_str(), failure.what());
+        line += " (" + std::to_string(failure.code()) + (code.empty() ? "" : ", " + code) + ")";
+    fprintf(stderr, "%s\n", line.c_str());
+    if (failure.status() == kWrongUse)
+        return;
+    const Evidence &evidence = failure.evidence();
+    if (!evidence.path.empty())
+        fprintf(stderr, "  path: %s\n", evidence.path.c_str());
+    for (const std::string &logged : evidence.lines)
+        fprintf(stderr, "  log:  %s\n", logged.c_str());
+    if (!hint.empty())
+        fprintf(stderr, "  next: %s\n", hint.c_str());
+}
+
+} // namespace
+
+void print_failure(const Failure &failure, const std::string &name, const Command *command, bool json)
+{
+    const std::string words = name.substr(std::min(name.size(), strlen("ddalctl ")));
+    const std::string hint = hint_for(words, failure);
+    if (!json)
+        return print_failure_text(failure, name, command, hint);
+    const Evidence &evidence = failure.evidence();
+    const Json error = {{"code", failure.code()},
+                        {"name", text_or_null(name_of_code(failure.code()))},
+                        {"message", message_of(failure, command)},
+                        {"reason", text_or_null(reason_of(failure))},
+                        {"operation", text_or_null(evidence.operation)},
+                        {"path", text_or_null(evidence.path)},
+                        {"log", evidence.lines},
+                        {"hint", text_or_null(hint)}};
+    Document::print(stdout, Json{{"error", error}});
 }
 
 void print_help(const std::string &text, bool json)

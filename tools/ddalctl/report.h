@@ -63,8 +63,12 @@ private:
     friend struct Document;
 };
 
-// Prints {"error": {"code": ..., "name": ..., "text": ...}}, or a line on standard error.
-void print_failure(const Failure &failure, const std::string &command, bool json);
+struct Command;
+
+// Prints the failure of a command ("ddalctl ffs mount"; its row is NULL if none was found) on standard error: what
+// failed and why in the first line, then path, log lines and the next step. As a document:
+// {"error": {"code", "name", "message", "reason", "operation", "path", "log", "hint"}}, where a text may be null.
+void print_failure(const Failure &failure, const std::string &name, const Command *command, bool json);
 
 // Prints {"help": ...}, or the text itself.
 void print_help(const std::string &text, bool json);

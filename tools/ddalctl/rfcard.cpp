@@ -84,6 +84,11 @@ void require_upgrade(int result, uint32_t status)
         throw Failure(DDAL_ERR_FAILURE, kOperationFailed, text_of_status(status));
 }
 
+int verbosity(const Arguments &arguments)
+{
+    return arguments.given("--log-bytes") ? 2 : 0; // values above 1 log the bytes
+}
+
 void upgrade(const Arguments &arguments, Report &report)
 {
     uint32_t status = BSL_STATUS_NOT_REQUIRED;
@@ -92,12 +97,10 @@ void upgrade(const Arguments &arguments, Report &report)
     {
         const HoldWhileWriting hold;
         Progress progress(report.json());
-        result = DDAL(ddal_ext_rfcard_upgrade)(
-            arguments.text("IMAGE").c_str(), static_cast<int>(arguments.number_or("--all", 0)),
-            static_cast<int>(arguments.number_or("--verbose", 0)), Progress::report, &progress, &status);
+        result = DDAL(ddal_ext_rfcard_upgrade)(arguments.text("IMAGE").c_str(),
+                                               static_cast<int>(arguments.number_or("--all", 0)), verbosity(arguments),
+                                               Progress::report, &progress, &status);
         programmed = progress.programmed();
-        if (result == 0 && status <= BSL_STATUS_SUCCESSFUL)
-            progress.drop_log();
     }
     require_upgrade(result, status);
     if (!application_ready())
@@ -114,8 +117,7 @@ void verify(const Arguments &arguments, Report &report)
     {
         const HoldWhileWriting hold;
         Progress progress(report.json());
-        require_card(DDAL(ddal_ext_rfcard_verify)(arguments.text("IMAGE").c_str(),
-                                                  static_cast<int>(arguments.number_or("--verbose", 0)),
+        require_card(DDAL(ddal_ext_rfcard_verify)(arguments.text("IMAGE").c_str(), verbosity(arguments),
                                                   Progress::report, &progress, &identical));
     }
     if (identical == 0)
@@ -158,7 +160,7 @@ void reset(const Arguments &, Report &report)
 Family rfcard_family()
 {
     const Argument image = {"IMAGE", Kind::text, "firmware image in TI-TXT format"};
-    const Argument verbose = {"--verbose", Kind::number, "values above 1 log every byte of the link to the system log"};
+    const Argument link_log = {"--log-bytes", Kind::flag, "log every byte of the link to the system log"};
     return {"rfcard",
             "firmware and application of the RF card's microcontroller",
             {
@@ -167,9 +169,9 @@ Family rfcard_family()
                  {image,
                   {"--all", Kind::number, "1: always load the image and rewrite the loader; 2: rewrite the loader",
                    true, 2},
-                  verbose},
+                  link_log},
                  upgrade},
-                {"verify", "compare the card's flash with an image; restarts the card", {image, verbose}, verify},
+                {"verify", "compare the card's flash with an image; restarts the card", {image, link_log}, verify},
                 {"version", "show the versions of loader and application; restarts the card", {}, version},
                 {"message",
                  "send a message to the card's application",

@@ -176,8 +176,7 @@ void run_in_shell(FILE *out, const std::string &command)
                       "the diagnostic shell of the switch is not running on this board (TCP port 5342)");
     if (result != 0)
         throw Failure(result, kOperationFailed,
-                      "the command, or the session with the switch's shell, ended with " + std::to_string(result) +
-                          "; the system log reports a broken session");
+                      "the command, or the session with the switch's shell, ended with " + std::to_string(result));
 }
 
 void shell(const Arguments &arguments, Report &report)
@@ -242,6 +241,8 @@ std::map<uint32_t, std::string> ports_in_use()
 
 void require_switch(int result)
 {
+    if (result == 0)
+        return;
     const Failure failure = failure_of(result);
     if (result == -ENOSYS)
         throw Failure(
@@ -251,9 +252,8 @@ void require_switch(int result)
     if (result == -EOPNOTSUPP)
         throw Failure(result, failure.status(), "S-VLANs are numbered from 1 to 20");
     if (result == DDAL_ERR_FAILURE)
-        throw Failure(result, failure.status(),
-                      "the switch does not answer or refused; the log on standard error has the reason");
-    require(result);
+        throw Failure(result, failure.status(), "the switch does not answer or refused");
+    throw failure;
 }
 
 Family switch_family()

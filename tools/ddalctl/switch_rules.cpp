@@ -254,7 +254,7 @@ std::vector<Command> switch_rule_commands()
         {"untunnel", "remove a tunnel", {kPort, peer}, untunnel},
         {"loopback", "switch the loopback of a port on or off", {kPort, state}, loopback},
         {"filter", "send a port's frames to one address to another port", {kPort, peer, mac}, filter},
-        {"unfilter", "remove such a filter", {kPort, peer, mac}, unfilter},
+        {"unfilter", "remove a multicast filter", {kPort, peer, mac}, unfilter},
         {"translation", "show whether translations to an S-VLAN are enabled on a port", {kPort, svlan}, translation},
         {"set-translation", "switch a port's translations on or off", {kPort, svlan, state}, set_translation},
         {"ethertype-svlan",

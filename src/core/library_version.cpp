@@ -1,0 +1,6 @@
+#include <ddal/ext.h>
+
+const char *ddal_ext_version(void)
+{
+    return DDAL_VERSION;
+}
