@@ -111,33 +111,33 @@ struct ddal_ext_multiport_status {
 /* Counters of a port, all of one moment but the last three. 216 bytes. Except for octets they have 32 bits in the
  * switch, and the last two 16. */
 struct ddal_ext_multiport_counters {
-    uint64_t in_good_octets;
-    uint64_t in_bad_octets;
-    uint64_t in_unicasts;
-    uint64_t in_broadcasts;
-    uint64_t in_multicasts;
-    uint64_t in_pauses;
-    uint64_t in_undersized;
-    uint64_t in_fragments;
-    uint64_t in_oversized;
-    uint64_t in_jabbers;
-    uint64_t in_rx_errors;
-    uint64_t in_fcs_errors;
-    uint64_t out_octets;
-    uint64_t out_unicasts;
-    uint64_t out_broadcasts;
-    uint64_t out_multicasts;
-    uint64_t out_pauses;
-    uint64_t out_fcs_errors;
-    uint64_t deferred;
-    uint64_t excessive; /* frames given up after 16 collisions */
-    uint64_t single;    /* frames sent after one collision */
-    uint64_t multiple;  /* frames sent after several */
-    uint64_t collisions;
-    uint64_t late;
-    uint64_t in_discards; /* good frames without room */
-    uint64_t in_filtered;
-    uint64_t out_filtered;
+    uint64_t in_good_octets; /* octets of good frames received */
+    uint64_t in_bad_octets;  /* octets of bad frames received */
+    uint64_t in_unicasts;    /* good unicast frames received */
+    uint64_t in_broadcasts;  /* good broadcast frames received */
+    uint64_t in_multicasts;  /* good multicast frames received */
+    uint64_t in_pauses;      /* PAUSE frames received */
+    uint64_t in_undersized;  /* frames received with fewer than 64 octets and a good FCS */
+    uint64_t in_fragments;   /* frames received with fewer than 64 octets and a bad FCS */
+    uint64_t in_oversized;   /* frames received that are too long, with a good FCS */
+    uint64_t in_jabbers;     /* frames received that are too long, with a bad FCS */
+    uint64_t in_rx_errors;   /* frames received with an error signal of the PHY */
+    uint64_t in_fcs_errors;  /* frames received with a bad FCS */
+    uint64_t out_octets;     /* octets sent */
+    uint64_t out_unicasts;   /* unicast frames sent */
+    uint64_t out_broadcasts; /* broadcast frames sent */
+    uint64_t out_multicasts; /* multicast frames sent */
+    uint64_t out_pauses;     /* PAUSE frames sent */
+    uint64_t out_fcs_errors; /* frames sent with a bad FCS */
+    uint64_t deferred;       /* frames sent late because the medium was busy */
+    uint64_t excessive;      /* frames given up after 16 collisions */
+    uint64_t single;         /* frames sent after one collision */
+    uint64_t multiple;       /* frames sent after several */
+    uint64_t collisions;     /* collisions */
+    uint64_t late;           /* collisions after 512 bit times */
+    uint64_t in_discards;    /* good frames without room */
+    uint64_t in_filtered;    /* good frames received that no port took */
+    uint64_t out_filtered;   /* frames that the rules of this port kept from it */
 };
 
 /*

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ddal/ext.h>
+#include <ddal/diagnosis.h>
 #include <unistd.h>
 
 namespace ddal::core {

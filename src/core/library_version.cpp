@@ -1,4 +1,4 @@
-#include <ddal/ext.h>
+#include <ddal/diagnosis.h>
 
 const char *ddal_ext_version(void)
 {

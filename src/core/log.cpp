@@ -1,4 +1,4 @@
-#include <ddal/ext.h>
+#include <ddal/diagnosis.h>
 #include <ddal/log.h>
 
 #include <atomic>

@@ -1,7 +1,6 @@
 // The log, the system information, start-up and the operations that this board lacks, on a board.
 #include <ddal/atboot.h>
-#include <ddal/dfe.h>
-#include <ddal/ext.h>
+#include <ddal/diagnosis.h>
 #include <ddal/fpga.h>
 #include <ddal/log.h>
 #include <ddal/product.h>

@@ -40,7 +40,7 @@ TEST(DdalctlSfp, ShowsAModuleWithItsAlarms)
 TEST(DdalctlSfp, FollowsLinesAndMeasurements)
 {
     ctl("sfp plug 1 describe temperature=40");
-    const Json events = ddalctl_json("sfp watch 1 --count 4 --interval 10").at("events");
+    const std::vector<Json> events = events_of(ddalctl("--json sfp watch 1 --count 4 --interval 10"));
     ASSERT_EQ(events.size(), 4u);
     EXPECT_EQ(events[0].at("present"), true);
     EXPECT_EQ(events[3].at("temperature"), 40.0);

@@ -99,7 +99,7 @@ TEST(Ddalctl, KeepsTheDocumentValidForEveryProperty)
 TEST(Ddalctl, FollowsTheFrame)
 {
     const uint64_t before = ddalctl_json("frame show").at("bcn");
-    const Json watched = ddalctl_json("frame watch --count 25");
+    const Json watched = events_of(ddalctl("--json frame watch --count 25")).back();
     EXPECT_EQ(watched.at("frames"), 25);
     const Json after = ddalctl_json("frame show");
     EXPECT_GE(after.at("bcn").get<uint64_t>(), before + 24 + watched.at("missed").get<uint64_t>());
@@ -110,15 +110,22 @@ TEST(Ddalctl, FollowsTheFrame)
     EXPECT_LT((reached - wanted + 4096) % 4096, 100u); // a busy machine wakes the program late
 }
 
-// Ctrl-C ends a watch, which still reports its results.
-TEST(Ddalctl, ReportsItsResultsWhenInterrupted)
+// What ends a watch leaves whole lines, and the totals.
+TEST(Ddalctl, PrintsEachEventAsItHappens)
 {
-    for (const char *line : {"--json frame watch", "--json power-meter watch"}) {
-        const auto words = words_of(std::string(DDALCTL_PROGRAM) + " " + line);
-        const Finished run = run_and_signal(words, 500ms, SIGINT);
-        EXPECT_EQ(run.status, 0) << line << run.err;
-        EXPECT_TRUE(document_of(run).is_object()) << line;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto run = [signal](const std::string &line) {
+            return run_and_signal(words_of(std::string(DDALCTL_PROGRAM) + " --json " + line), 1500ms, signal);
+        };
+        const Finished frames = run("frame watch");
+        EXPECT_EQ(frames.status, 0) << frames.err;
+        EXPECT_EQ(events_of(frames).front().at("event"), "frames");
+        EXPECT_EQ(events_of(frames).back().at("event"), "end");
+        const std::vector<Json> records = events_of(run("power-meter watch"));
+        ASSERT_FALSE(records.empty());
+        EXPECT_EQ(records.back().at("event"), "record");
     }
+    EXPECT_EQ(run_program({DDALCTL_PROGRAM, "events", "--only", ""}).status, 2);
 }
 
 TEST(Ddalctl, TellsTheNextStepAndTheLogOnRequest)
@@ -156,6 +163,7 @@ TEST(Ddalctl, ReportsHowAnOperationFailed)
         {"open:/dev/fpga_frame errno=ENOENT", "fpga read 0", 3, -ENODEV, "ENODEV", "", "/dev/fpga_frame"},
         {"*:nothing errno=EIO", "fpga read 2", 1, -EFAULT, "EFAULT", "not aligned", nullptr},
         {"*:nothing errno=EIO", "devicetree mac eth2", 3, -ENODEV, "ENODEV", "not supported interface", nullptr},
+        {"*:nothing errno=EIO", "mem read 0x180000000", 1, -EFAULT, "EFAULT", "", nullptr},
         {"*:nothing errno=EIO", "sysinfo get 99 99", 3, -ENOENT, "ENOENT", "", nullptr},
     };
     for (const auto &row : cases) {

@@ -85,8 +85,8 @@ static int by_new_mount(void)
 
 static off_t size_of_file(void)
 {
-    struct stat info;
-    return syscall(SYS_newfstatat, AT_FDCWD, kFile, &info, 0) == 0 ? info.st_size : 0;
+    struct statx info;
+    return syscall(SYS_statx, AT_FDCWD, kFile, 0, STATX_SIZE, &info) == 0 ? (long)info.stx_size : 0;
 }
 
 static int by_account_lock(void)

@@ -80,13 +80,13 @@ void watch(const Arguments &arguments, Report &report)
     const uint32_t changes = arguments.number_or("--count", UINT32_MAX);
     const StopOnSignal stop;
     AlarmChannel channel(alarm_named(arguments.text("ALARM")));
-    report.line(channel.state());
-    for (uint32_t n = 0; n < changes && next_event(channel); n++) {
-        const std::string state = channel.take();
-        report.line(state);
-        if (report.json())
-            report.row("changes").add("state", state);
-    }
+    report.lasts("end");
+    const auto print_state = [&](const std::string &state) {
+        report.event("alarm", state, [&](Report &event) { event.add("state", state); });
+    };
+    print_state(channel.state());
+    for (uint32_t n = 0; n < changes && next_event(channel); n++)
+        print_state(channel.take());
 }
 
 void mask(const Arguments &, Report &report)

@@ -27,6 +27,7 @@ void show(const Arguments &, Report &report)
 
 void wait_pps(const Arguments &arguments, Report &report)
 {
+    report.lasts("pps");
     const uint32_t milliseconds = arguments.number_or("--timeout", 0);
     const timespec timeout = {static_cast<time_t>(milliseconds / 1000),
                               static_cast<long>(milliseconds % 1000) * 1'000'000};
@@ -34,7 +35,7 @@ void wait_pps(const Arguments &arguments, Report &report)
     require(
         DDAL(ddal_clk_event_wait_until)(DDAL_CLK_EVENT_PPS, arguments.given("--timeout") ? &timeout : nullptr, &event));
     report.add("sequence", event.sequence);
-    report.add("time", time_text({static_cast<time_t>(event.sec), static_cast<long>(event.nsec)}));
+    report.add("pulse", time_text({static_cast<time_t>(event.sec), static_cast<long>(event.nsec)}));
 }
 
 void jitter_cleaner(const Arguments &, Report &report)

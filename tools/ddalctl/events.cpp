@@ -59,6 +59,8 @@ Sources open_chosen(const std::string &list)
     std::istringstream words(list);
     for (std::string word; std::getline(words, word, ',');)
         sources.push_back(open_named(word));
+    if (sources.empty())
+        throw WrongUse("--only: name at least one of " + names_of_kinds());
     return sources;
 }
 
@@ -103,6 +105,7 @@ void watch(const Arguments &arguments, Report &report)
     const uint32_t wanted = arguments.number_or("--count", UINT32_MAX);
     const StopOnSignal stop;
     const Sources sources = arguments.given("--only") ? open_chosen(arguments.text("--only")) : open_all(report);
+    report.lasts("end");
     for (const auto &source : sources)
         report.line(source->name() + ": waiting");
 
@@ -111,14 +114,8 @@ void watch(const Arguments &arguments, Report &report)
         if (!source)
             break;
         const std::string event = source->take();
-        const std::string time = time_of_day();
-        report.line(time + "  " + source->name() + ": " + event);
-        if (!report.json())
-            continue;
-        Report &row = report.row("events");
-        row.add("time", time);
-        row.add("source", source->name());
-        row.add("event", event);
+        report.event(source->name(), time_of_day() + "  " + source->name() + ": " + event,
+                     [&](Report &values) { values.add("text", event); });
     }
 }
 

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <syslog.h>
 
-#include <ddal/ext.h>
+#include <ddal/diagnosis.h>
 
 namespace ddalctl {
 

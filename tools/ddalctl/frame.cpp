@@ -49,9 +49,18 @@ struct Count {
 
     void add(uint32_t sfn)
     {
+        if (seen > 0 && sfn == last)
+            return; // a second wake-up in one frame
         if (seen++ > 0)
             missed += (sfn - last + kSfnCount - 1) % kSfnCount;
         last = sfn;
+    }
+
+    void report(Report &to) const
+    {
+        to.add("frames", seen);
+        to.add("missed", missed);
+        to.add("sfn", last);
     }
 };
 
@@ -66,6 +75,7 @@ void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t frames = arguments.number_or("--count", UINT32_MAX);
     const StopOnSignal stop;
+    report.lasts("end");
     Count count;
     timespec start = {};
     while (count.seen < frames && !StopOnSignal::stopped()) {
@@ -78,18 +88,19 @@ void watch(const Arguments &arguments, Report &report)
             clock_gettime(CLOCK_MONOTONIC, &start);
         count.add(sfn);
         if (count.seen % kFramesPerLine == 0)
-            report.line("sfn " + std::to_string(sfn) + "  frames " + std::to_string(count.seen) + "  missed " +
-                        std::to_string(count.missed));
+            report.event("frames",
+                         "sfn " + std::to_string(sfn) + "  frames " + std::to_string(count.seen) + "  missed " +
+                             std::to_string(count.missed),
+                         [&](Report &values) { count.report(values); });
     }
     const double seconds = count.seen > 0 ? seconds_since(start) : 0;
-    report.add("frames", count.seen);
-    report.add("missed", count.missed);
-    report.add("sfn", count.last);
+    count.report(report);
     report.add("milliseconds", static_cast<uint64_t>(seconds * 1e3));
 }
 
 void wait(const Arguments &arguments, Report &report)
 {
+    report.lasts("frame");
     uint32_t sfn = arguments.number_or("SFN", 0);
     timespec start = {};
     require(arguments.given("SFN") ? DDAL(ddal_sfn_wait_for)(&sfn, &start) : DDAL(ddal_sfn_wait_next)(&sfn, &start, 0));

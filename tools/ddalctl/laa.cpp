@@ -102,11 +102,10 @@ private:
 void follow(EventSource &&source, const Arguments &arguments, Report &report)
 {
     const uint32_t events = arguments.number_or("--count", UINT32_MAX);
+    report.lasts("end");
     for (uint32_t n = 0; n < events && next_event(source); n++) {
         const std::string event = source.take();
-        report.line(event);
-        if (report.json())
-            report.row("events").add("event", event);
+        report.event(source.name(), event, [&](Report &values) { values.add("text", event); });
     }
 }
 

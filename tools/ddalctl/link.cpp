@@ -203,6 +203,7 @@ void wait(const Arguments &arguments, Report &report)
 {
     check_link_name(arguments);
     const bool up = wanted_state(arguments);
+    report.lasts("link");
     wait_until(arguments.text("LINK"), up, arguments);
     report.add("link", state_name(up));
 }

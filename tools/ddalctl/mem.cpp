@@ -2,6 +2,8 @@
 #include <ddal/mem.h>
 
 #include <cerrno>
+#include <csetjmp>
+#include <csignal>
 
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
@@ -14,10 +16,28 @@ namespace {
 
 constexpr uint64_t kLastByte = INT64_MAX; // the highest offset in /dev/mem
 
+sigjmp_buf bus_error;
+
+// Accesses memory. Throws Failure where nothing answers, which the processor reports by SIGBUS.
+template <typename Access>
+void guarded(uint64_t address, Access access)
+{
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) { siglongjmp(bus_error, 1); };
+    sigaction(SIGBUS, &action, &before);
+    const bool answers = sigsetjmp(bus_error, 1) == 0;
+    if (answers)
+        access();
+    sigaction(SIGBUS, &before, nullptr);
+    if (!answers)
+        throw Failure(-EFAULT, kOperationFailed, "nothing answers at " + hex(address, 8));
+}
+
 // A mapping of physical memory, for the time of a command.
 class Window {
 public:
-    Window(uint64_t address, uint32_t size) : size_(size)
+    Window(uint64_t address, uint32_t size) : address_(address), size_(size)
     {
         errno = 0;
         memory_ = static_cast<volatile uint8_t *>(DDAL(ddal_mem_map_addr)(address, size));
@@ -32,22 +52,29 @@ public:
     uint32_t load(uint32_t offset, uint32_t width) const
     {
         volatile uint8_t *place = memory_ + offset;
-        switch (width) {
-        case 8: return *place;
-        case 16: return *reinterpret_cast<volatile uint16_t *>(place);
-        default: return *reinterpret_cast<volatile uint32_t *>(place);
-        }
+        volatile uint32_t value = 0;
+        guarded(address_ + offset, [&] {
+            switch (width) {
+            case 8: value = *place; break;
+            case 16: value = *reinterpret_cast<volatile uint16_t *>(place); break;
+            default: value = *reinterpret_cast<volatile uint32_t *>(place); break;
+            }
+        });
+        return value;
     }
     void store(uint32_t width, uint32_t value) const
     {
-        switch (width) {
-        case 8: *memory_ = static_cast<uint8_t>(value); break;
-        case 16: *reinterpret_cast<volatile uint16_t *>(memory_) = static_cast<uint16_t>(value); break;
-        default: *reinterpret_cast<volatile uint32_t *>(memory_) = value; break;
-        }
+        guarded(address_, [&] {
+            switch (width) {
+            case 8: *memory_ = static_cast<uint8_t>(value); break;
+            case 16: *reinterpret_cast<volatile uint16_t *>(memory_) = static_cast<uint16_t>(value); break;
+            default: *reinterpret_cast<volatile uint32_t *>(memory_) = value; break;
+            }
+        });
     }
 
 private:
+    uint64_t address_;
     volatile uint8_t *memory_ = nullptr;
     uint32_t size_;
 };

@@ -212,7 +212,7 @@ void require_phy(int result)
         throw Failure(result, failure.status(), "no such PHY device on this board; see ddalctl phy list");
     if (result == DDAL_ERR_FAILURE)
         throw Failure(result, failure.status(), "the PHY, its driver or its switch refused");
-    throw failure;
+    throw failure_of(result);
 }
 
 Family phy_family()

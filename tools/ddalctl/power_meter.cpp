@@ -61,18 +61,17 @@ void watch(const Arguments &arguments, Report &report)
     const uint32_t records = arguments.number_or("--count", UINT32_MAX);
     const StopOnSignal stop;
     const Channel channel;
+    report.lasts("end");
     for (uint32_t n = 0; n < records && channel.wait(); n++) {
         uint32_t words[kRecordWords];
         channel.read(words);
         std::string line;
         for (const uint32_t word : words)
             line += (line.empty() ? "" : " ") + hex(word, 8);
-        report.line(line);
-        if (!report.json())
-            continue;
-        Report &row = report.row("records");
-        for (int i = 0; i < kRecordWords; i++)
-            row.add("w" + std::to_string(i), words[i]);
+        report.event("record", line, [&](Report &values) {
+            for (int i = 0; i < kRecordWords; i++)
+                values.add("w" + std::to_string(i), words[i]);
+        });
     }
 }
 

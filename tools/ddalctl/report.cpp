@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "ddalctl/command.h"
@@ -11,6 +12,23 @@
 namespace ddalctl {
 
 using Json = nlohmann::ordered_json;
+
+namespace {
+
+// RFC 3339, with nanoseconds.
+std::string time_text_now()
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm parts{};
+    gmtime_r(&now.tv_sec, &parts);
+    char text[48];
+    const size_t n = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+    snprintf(text + n, sizeof text - n, ".%09ldZ", now.tv_nsec);
+    return text;
+}
+
+} // namespace
 
 // The JSON form of a report.
 struct Document {
@@ -35,10 +53,20 @@ struct Document {
         return std::visit([](const auto &held) { return Json(held); }, value);
     }
 
-    static void print(FILE *out, const Json &document)
+    static constexpr int kOneLine = -1;
+
+    static void print(FILE *out, const Json &document, int indent = 2)
     {
         // Texts come from the board: replace bytes that are not UTF-8, so that the document stays valid.
-        fprintf(out, "%s\n", document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+        fprintf(out, "%s\n", document.dump(indent, ' ', false, Json::error_handler_t::replace).c_str());
+        fflush(out);
+    }
+
+    static void print_event(const std::string &name, const Report &values)
+    {
+        Json event = {{"time", time_text_now()}, {"event", name}};
+        event.update(of(values));
+        print(stdout, event, kOneLine);
     }
 };
 
@@ -91,9 +119,21 @@ void Report::line(const std::string &text) const
     fflush(stdout);
 }
 
+void Report::event(const std::string &name, const std::string &text, const std::function<void(Report &)> &fill) const
+{
+    if (!json_)
+        return line(text);
+    Report values(true);
+    fill(values);
+    Document::print_event(name, values);
+}
+
 void Report::print(FILE *out) const
 {
-    if (json_)
+    if (json_ && !last_event_.empty()) {
+        if (!entries_.empty())
+            Document::print_event(last_event_, *this);
+    } else if (json_)
         Document::print(out, Document::of(*this));
     else
         print_text(out);
@@ -210,7 +250,7 @@ void print_failure(const Failure &failure, const std::string &name, const Comman
                         {"path", text_or_null(evidence.path)},
                         {"log", evidence.lines},
                         {"hint", text_or_null(hint)}};
-    Document::print(stdout, Json{{"error", error}});
+    Document::print(stdout, Json{{"error", error}}, Document::kOneLine);
 }
 
 void print_help(const std::string &text, bool json)

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <variant>
@@ -37,8 +38,14 @@ public:
     // Adds a row to the table `name`.
     Report &row(const std::string &name);
 
-    // Prints an event of a running command at once, for people only.
+    // Prints a line of a running command at once, for people only.
     void line(const std::string &text) const;
+
+    // Makes the document one of JSON Lines: an object a line with "time" and "event". The values that are added to this
+    // report become the last one, an event of this name.
+    void lasts(const std::string &last_event) { last_event_ = last_event; }
+    // Prints an event at once: a line for people, or an object with the values that `fill` adds.
+    void event(const std::string &name, const std::string &text, const std::function<void(Report &)> &fill) const;
 
     // Prints a single value alone, several values with their names, rows as a table.
     void print(FILE *out) const;
@@ -58,6 +65,7 @@ private:
     static void print_table(FILE *out, const Entry &table);
 
     bool json_;
+    std::string last_event_; // empty: the document is one object
     std::vector<Entry> entries_;
 
     friend struct Document;

@@ -111,25 +111,19 @@ public:
 
     bool full() const { return count_ >= most_; }
 
-    Report &add(const std::string &text)
+    void add(const std::string &event, const std::string &text, const std::function<void(Report &)> &fill)
     {
         const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_).count();
         char stamp[32];
         snprintf(stamp, sizeof stamp, "%8.3f  ", static_cast<double>(elapsed) / 1000);
-        report_.line(stamp + text);
+        report_.event(event, stamp + text, fill);
         count_++;
-        if (!report_.json())
-            return ignored_;
-        Report &row = report_.row("events");
-        row.add("milliseconds", static_cast<uint64_t>(elapsed));
-        return row;
     }
 
 private:
     uint32_t most_;
     uint32_t count_ = 0;
     Report &report_;
-    Report ignored_{false};
     Clock::time_point start_ = Clock::now();
 };
 
@@ -139,8 +133,8 @@ void log_lines(Lines &lines, Log &log)
         uint32_t value = 0;
         if (!lines.changed(i, value))
             continue;
-        Report &row = log.add(std::string(kSfpLines[i].name) + (value ? " yes" : " no"));
-        row.add_flag(kSfpLines[i].name, value != 0);
+        log.add("line", std::string(kSfpLines[i].name) + (value ? " yes" : " no"),
+                [&](Report &values) { values.add_flag(kSfpLines[i].name, value != 0); });
     }
 }
 
@@ -164,9 +158,10 @@ void log_measurements(uint32_t cage, Log &log)
         else if (*one.warning != '-')
             text += std::string(" warning ") + one.warning;
     }
-    Report &row = log.add(text);
-    for (const SfpMeasurement &one : measured)
-        row.add(one.name, one.value, "");
+    log.add("measurement", text, [&](Report &values) {
+        for (const SfpMeasurement &one : measured)
+            values.add(one.name, one.value, "");
+    });
 }
 
 } // namespace
@@ -218,6 +213,7 @@ std::vector<SfpMeasurement> sfp_measure(uint32_t cage)
 void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report &report)
 {
     const StopOnSignal stop;
+    report.lasts("end");
     Lines lines(cage);
     Log log(most_lines, report);
     Clock::time_point next = Clock::now();

@@ -54,18 +54,17 @@ void watch(const Arguments &arguments, Report &report)
     const uint32_t reports = arguments.number_or("--count", UINT32_MAX);
     const StopOnSignal stop;
     SlowMeasurement measurement(arguments.number_or("--period", kLongestPeriod));
+    report.lasts("end");
     for (uint32_t n = 0; n < reports; n++) {
         uint8_t bytes[kReportSize] = {};
         if (!measurement.wait(bytes))
             break;
         const std::string first = digits_of(bytes);
         const std::string second = digits_of(bytes + kBlockSize);
-        report.line(first + " " + second);
-        if (!report.json())
-            continue;
-        Report &row = report.row("reports");
-        row.add("first", first);
-        row.add("second", second);
+        report.event("report", first + " " + second, [&](Report &values) {
+            values.add("first", first);
+            values.add("second", second);
+        });
     }
 }
 

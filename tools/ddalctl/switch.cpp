@@ -93,6 +93,7 @@ void show(const Arguments &arguments, Report &report)
 void watch_counters(uint32_t port, uint32_t seconds, Report &report)
 {
     const StopOnSignal stop;
+    report.lasts("end");
     ddal_eth_switch_port_stats last = stats_of(port);
     for (uint32_t n = 0; n < seconds; n++) {
         sleep(1);
@@ -111,12 +112,10 @@ void watch_counters(uint32_t port, uint32_t seconds, Report &report)
         std::string line;
         for (const auto &each : rates)
             line += std::string(line.empty() ? "" : "  ") + each.name + " " + std::to_string(each.rate) + "/s";
-        report.line(line);
-        if (!report.json())
-            continue;
-        Report &row = report.row("rates");
-        for (const auto &each : rates)
-            row.add(each.name, each.rate);
+        report.event("rates", line, [&](Report &values) {
+            for (const auto &each : rates)
+                values.add(each.name, each.rate);
+        });
     }
 }
 
@@ -253,7 +252,7 @@ void require_switch(int result)
         throw Failure(result, failure.status(), "S-VLANs are numbered from 1 to 20");
     if (result == DDAL_ERR_FAILURE)
         throw Failure(result, failure.status(), "the switch does not answer or refused");
-    throw failure;
+    throw failure_of(result);
 }
 
 Family switch_family()

@@ -146,7 +146,7 @@ const IoctlForm *Board::ioctl_form(const Node &node, uint32_t request) const
 
 fs::path Board::file(const std::string &board_path) const
 {
-    const fs::path of_node = node_place(directory_, kNodeFiles, board_path);
+    fs::path of_node = node_place(directory_, kNodeFiles, board_path);
     if (fs::is_regular_file(of_node))
         return of_node;
     for (const char *folded : {"/bin/", "/sbin/", "/lib/"})

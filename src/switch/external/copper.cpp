@@ -2,7 +2,9 @@
 #include <ddal/ex_switch.h>
 #include <ddal/phy.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "core/log.h"
 #include "core/sleep.h"
@@ -160,11 +162,10 @@ DDAL_WEAK int ex_switch_phy_copper_get_crossover_mode(uint32_t port, uint16_t *m
     uint16_t control = 0;
     if (const int rc = read_copper(__func__, port, kCopperControl, &control))
         return rc;
-    for (uint16_t i = 0; i < std::size(kCrossoverBits); i++) {
-        if (kCrossoverBits[i] == (control & kCrossover)) {
-            *mode = i;
-            return 0;
-        }
+    const auto *const bits = std::find(std::begin(kCrossoverBits), std::end(kCrossoverBits), control & kCrossover);
+    if (bits != std::end(kCrossoverBits)) {
+        *mode = static_cast<uint16_t>(bits - kCrossoverBits);
+        return 0;
     }
     return log_error(DDAL_ERR_FAILURE, "Unknown value returned\n");
 }
