@@ -354,6 +354,7 @@ TEST(Multiport, SurvivesEveryFailure)
 {
     const KeptFile store(kStore);
     uint32_t value = 0;
+    ddal_ext_multiport_counters counters{};
     const struct {
         const char *name;
         std::function<long()> call;
@@ -368,6 +369,7 @@ TEST(Multiport, SurvivesEveryFailure)
              const int off = ex_switch_phy_set_copper_loopback(kPort, 0);
              return off != 0 ? off : ex_switch_phy_set_copper_loopback(kPort, 1);
          }},
+        {"ddal_ext_multiport_get_port_counters", [&] { return ddal_ext_multiport_get_port_counters(0, &counters); }},
         {"ddal_ext_multiport_set_port_vlan_map", [] { return ddal_ext_multiport_set_port_vlan_map(0, 0x60); }, true},
     };
     in_child([] { return std::to_string(ex_switch_phy_set_speed(kPort, 100) + ex_switch_phy_set_autoneg(kPort, 0)); });
