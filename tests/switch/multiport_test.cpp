@@ -263,9 +263,9 @@ TEST(Multiport, WrongArgumentsAreRefusedWithoutAnAccess)
         const char *line;
     } cases[] = {
         {[&] { return ex_switch_phy_get_autoneg(2, &value); }, -EINVAL,
-         "3 ex_switch_phy_get_autoneg: port 2 of the multiport switch has no PHY"},
+         "3 ex_switch_phy_get_autoneg: port 2 of the multiport switch is without a PHY"},
         {[] { return ex_switch_phy_copper_reset(5); }, -EINVAL,
-         "3 ex_switch_phy_copper_reset: port 5 of the multiport switch has no PHY"},
+         "3 ex_switch_phy_copper_reset: port 5 of the multiport switch is without a PHY"},
         {[] { return ex_switch_phy_get_speed(3, nullptr); }, -1001, "3 ex_switch_phy_get_speed: speed is NULL"},
         {[] { return ex_switch_phy_set_speed(3, 2500); }, -EINVAL, "3 ex_switch_phy_set_speed: wrong speed value"},
         {[] { return ex_switch_phy_set_duplex_mode(3, 2); }, -EINVAL,
@@ -278,9 +278,9 @@ TEST(Multiport, WrongArgumentsAreRefusedWithoutAnAccess)
          "3 ex_switch_phy_set_copper_loopback: wrong state value"},
         {[] { return ex_switch_phy_copper_power(3, 2); }, -EINVAL, "3 ex_switch_phy_copper_power: wrong state value"},
         {[&] { return ddal_ext_multiport_get_port_vlan_map(7, &value); }, -EINVAL,
-         "3 ddal_ext_multiport_get_port_vlan_map: the multiport switch has no port 7"},
+         "3 ddal_ext_multiport_get_port_vlan_map: port 7 is not on the multiport switch"},
         {[] { return ddal_ext_multiport_set_port_vlan_map(0, 0x80); }, -EINVAL,
-         "3 ddal_ext_multiport_set_port_vlan_map: the multiport switch has no such ports: 0x80"},
+         "3 ddal_ext_multiport_set_port_vlan_map: ports 0x80 are not all on the multiport switch"},
     };
     for (const auto &each : cases) {
         Fault access("open:/run/*");

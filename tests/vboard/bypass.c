@@ -210,7 +210,7 @@ static const struct {
     {"raw-socket", by_raw_socket},
 };
 
-/* Is the machine that the ways lead to: offers what has no file in the test's tree, and waits. */
+/* Plays the machine that the ways lead to: offers what is not a file in the test's tree, and waits. */
 static int be_machine(const char *ready)
 {
     struct sockaddr_in name = {.sin_family = AF_INET, .sin_addr.s_addr = htonl(INADDR_LOOPBACK)};

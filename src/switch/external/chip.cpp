@@ -41,7 +41,7 @@ uint16_t command_of(uint16_t command, uint32_t device, uint32_t reg)
 int check_phy_port(const char *caller, uint32_t port)
 {
     if (port < kFirstPhy || port > kLastPhy)
-        return log_error_as(caller, -EINVAL, "port %u of the multiport switch has no PHY\n", port);
+        return log_error_as(caller, -EINVAL, "port %u of the multiport switch is without a PHY\n", port);
     return 0;
 }
 

@@ -45,7 +45,7 @@ template <typename Work>
 int with_port(const char *caller, uint32_t port, Work work)
 {
     if (port >= kPorts)
-        return log_error_as(caller, -EINVAL, "the multiport switch has no port %u\n", port);
+        return log_error_as(caller, -EINVAL, "port %u is not on the multiport switch\n", port);
     Chip chip{caller};
     const int rc = chip.open(true);
     return rc != 0 ? rc : work(chip, kPort0 + port);
@@ -145,7 +145,7 @@ int ddal_ext_multiport_get_port_vlan_map(uint32_t port, uint32_t *ports)
 int ddal_ext_multiport_set_port_vlan_map(uint32_t port, uint32_t ports)
 {
     if (ports & ~uint32_t{kPortVlanPorts})
-        return log_error(-EINVAL, "the multiport switch has no such ports: 0x%x\n", ports);
+        return log_error(-EINVAL, "ports 0x%x are not all on the multiport switch\n", ports);
     return with_port(__func__, port, [&](Chip &chip, uint32_t device) {
         uint16_t map = 0;
         const int rc = chip.read(device, kPortVlanMap, &map);
