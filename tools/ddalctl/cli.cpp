@@ -31,13 +31,25 @@ struct Invocation {
     Arguments arguments;
 };
 
-constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX"}; // by Kind; a flag has no value
+constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX", "", "TEXT"}; // by Kind; a flag has no value
 
 void add_argument(CLI::App &app, const Argument &argument, Invocation &invocation)
 {
     if (argument.kind == Kind::flag) {
         app.add_flag_callback(
             argument.name, [&argument, &invocation] { invocation.arguments.set(argument, ""); }, argument.help);
+        return;
+    }
+    if (argument.kind == Kind::words) {
+        app.add_option_function<std::vector<std::string>>(
+               argument.name,
+               [&argument, &invocation](const std::vector<std::string> &values) {
+                   for (const std::string &value : values)
+                       invocation.arguments.set(argument, value);
+               },
+               argument.help)
+            ->type_name("TEXT")
+            ->required(!argument.optional);
         return;
     }
     CLI::Option *option = app.add_option_function<std::string>(
@@ -135,7 +147,7 @@ int run_command(const Invocation &invocation)
     report.print(stdout);
     if (fflush(stdout) != 0)
         throw Failure(-EIO, kOperationFailed, "cannot write the output");
-    return kDone;
+    return report.status();
 }
 
 int run_parsed(const Invocation &invocation)

@@ -45,6 +45,8 @@ void Arguments::set(const Argument &argument, const std::string &value)
         numbers_[argument.name] = parse_number(argument, value);
         return;
     }
+    if (argument.kind == Kind::words)
+        words_[argument.name].push_back(value);
     if (argument.kind == Kind::bytes)
         check_bytes(argument, value);
     texts_[argument.name] = value;
@@ -57,6 +59,13 @@ uint64_t Arguments::start64(const std::string &name, uint64_t length, uint64_t l
         throw WrongUse(name + ": " + std::to_string(length) + " bytes from " + hex(first, 1) + " leave the range " +
                        hex(0, 1) + " to " + hex(last, 1));
     return first;
+}
+
+const std::vector<std::string> &Arguments::words(const std::string &name) const
+{
+    static const std::vector<std::string> none;
+    const auto given = words_.find(name);
+    return given != words_.end() ? given->second : none;
 }
 
 std::vector<uint8_t> Arguments::bytes(const std::string &name) const

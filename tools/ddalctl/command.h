@@ -22,6 +22,7 @@ enum class Kind {
     text,
     bytes, // pairs of hexadecimal digits
     flag,  // an option without a value
+    words, // any number of texts
 };
 
 struct Argument {
@@ -52,6 +53,7 @@ public:
     {
         return static_cast<uint32_t>(start64(name, length, last));
     }
+    const std::vector<std::string> &words(const std::string &name) const;
     const std::string &text(const std::string &name) const { return texts_.at(name); }
     std::vector<uint8_t> bytes(const std::string &name) const;
     // The number of the given word. Throws WrongUse with the list of words if it is not one of them.
@@ -63,6 +65,7 @@ public:
 private:
     std::map<std::string, uint64_t> numbers_;
     std::map<std::string, std::string> texts_;
+    std::map<std::string, std::vector<std::string>> words_;
 };
 
 struct Command {

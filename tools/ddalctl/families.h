@@ -17,6 +17,7 @@ Family cma_family();
 Family cpld_family();
 Family devicetree_family();
 Family dfe_family();
+Family doctor_family();
 Family events_family();
 Family ffs_family();
 Family fpga_family();

@@ -47,6 +47,10 @@ public:
     // Prints an event at once: a line for people, or an object with the values that `fill` adds.
     void event(const std::string &name, const std::string &text, const std::function<void(Report &)> &fill) const;
 
+    // Sets the exit status of a command that ran and found what it looks for: 0 unless set.
+    void set_status(int status) { status_ = status; }
+    int status() const { return status_; }
+
     // Prints a single value alone, several values with their names, rows as a table.
     void print(FILE *out) const;
 
@@ -65,6 +69,7 @@ private:
     static void print_table(FILE *out, const Entry &table);
 
     bool json_;
+    int status_ = 0;
     std::string last_event_; // empty: the document is one object
     std::vector<Entry> entries_;
 
