@@ -15,6 +15,7 @@
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -162,15 +163,22 @@ TEST(Access, MovesThePartsOfAVectorInOrder)
     EXPECT_EQ(lseek(fd.get(), 0, SEEK_CUR), kOffset + 4);
 }
 
-TEST(Access, FindsNoFileUnderTheNameOfANode)
+TEST(Access, FindsTheBoardsFilesByRawCalls)
 {
-    for (const char *node : {kModel, kAttribute, kChannel, kNotify, kSignal}) {
-        const std::string name = std::string(board().page().root) + node;
-        for (const int flags : {O_RDONLY, O_WRONLY, O_RDWR | O_CREAT | O_TRUNC}) {
-            EXPECT_EQ(syscall(SYS_openat, AT_FDCWD, name.c_str(), flags, 0), -1) << node;
-            EXPECT_EQ(errno, ENXIO) << node;
-        }
-    }
+    const std::string root = board().page().root;
+    const bool fenced = board().page().fenced != 0;
+    for (const char *node : {kModel, kAttribute, kChannel, kNotify, kSignal})
+        for (const std::string &name : fenced ? std::vector{root + node, std::string(node)} : std::vector{root + node})
+            for (const int flags : {O_RDONLY, O_WRONLY, O_RDWR | O_CREAT | O_TRUNC}) {
+                EXPECT_EQ(syscall(SYS_openat, AT_FDCWD, name.c_str(), flags, 0), -1) << name;
+                EXPECT_EQ(errno, ENXIO) << name;
+            }
+    // Without the fence a raw open of a file's name reaches the machine.
+    const std::string version = fenced ? "/etc/version" : root + "/etc/version";
+    const UniqueFd file{static_cast<int>(syscall(SYS_openat, AT_FDCWD, version.c_str(), O_RDONLY, 0))};
+    char text[4] = {};
+    EXPECT_EQ(read(file.get(), text, sizeof text), 4);
+    EXPECT_EQ(std::string(text, 4), "R4.2");
 }
 
 // What the preload library opens in place of a node looks like the node.

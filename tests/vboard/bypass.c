@@ -95,9 +95,10 @@ static int by_account_lock(void)
     return 0;
 }
 
+/* inside the fence a static program changes the board's /etc */
 static int by_host_id(void)
 {
-    return sethostid(0x1234) == 0;
+    return sethostid(0x1234) == 0 && syscall(SYS_access, "/etc/bypass", F_OK) == 0;
 }
 
 static int by_login_record(void)
@@ -169,6 +170,15 @@ static int by_raw_setting(void)
     return syscall(SYS_openat, AT_FDCWD, "/proc/sys/kernel/core_pattern", O_WRONLY) >= 0;
 }
 
+/* the board's /etc lies over the machine's; the standard input is a copy */
+static int by_raw_file(void)
+{
+    char text[7] = "";
+    syscall(SYS_fchmod, STDIN_FILENO, 0777);
+    return syscall(SYS_openat, AT_FDCWD, "/etc/bypass", O_RDONLY) >= 0 ||
+           pread(STDIN_FILENO, text, sizeof text, 0) != sizeof text || memcmp(text, "machine", sizeof text) != 0;
+}
+
 /* descriptor 9 is the machine's /srv */
 static int by_raw_folder(void)
 {
@@ -206,6 +216,7 @@ static const struct {
     {"raw-node", by_raw_node},
     {"raw-clock", by_raw_clock},
     {"raw-setting", by_raw_setting},
+    {"raw-file", by_raw_file},
     {"raw-folder", by_raw_folder},
     {"raw-socket", by_raw_socket},
 };

@@ -173,7 +173,7 @@ TEST(Host, IsFenced)
 const std::string kByLibc = "link mode owner times attribute flags new-mount account-lock host-id login-record "
                             "shared-memory word system-v";
 const std::string kBesideLibc =
-    "tcp signal raw-open raw-name raw-mount raw-node raw-clock raw-setting raw-folder raw-socket";
+    "tcp signal raw-open raw-name raw-mount raw-node raw-clock raw-setting raw-file raw-folder raw-socket";
 
 std::string each(const std::string &ways, const std::string &end)
 {
@@ -189,8 +189,9 @@ std::string bypass(const std::string &start)
 {
     const std::string program = std::string(DDAL_BUILD_DIR) + "/tests/vboard/bypass";
     return run(ON_OVERLAY " 'cd /tmp; " + program + " --machine ready & until [ -s ready ]; do sleep 0.05; done; " +
-               "read port process <ready; " + start + " " + program + " $port $process " + program + "_static' " +
-               DDAL_BUILD_DIR + " " + fs::path(VBOARD_PROGRAM).parent_path().parent_path().string())
+               "read port process <ready; " + start + " " + program + " $port $process " + program +
+               "_static </etc/bypass' " + DDAL_BUILD_DIR + " " +
+               fs::path(VBOARD_PROGRAM).parent_path().parent_path().string())
         .output;
 }
 

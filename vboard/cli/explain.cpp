@@ -14,13 +14,13 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {"files, by path", "read-only mounts", "preload library"},
+    {"files, by path", "read-only mounts, below the board's files", "preload library"},
     {"files, through a descriptor that is read-only", "read-only mounts; descriptors opened anew inside",
      "preload library"},
     {"mounts", "no privilege to mount", "preload library"},
     {"disks and other devices", "not in /dev", "preload library"},
     {"settings in /proc and /sys", "read-only mounts", "preload library"},
-    {"sockets of services, by path", "/run is empty", "preload library"},
+    {"sockets of services, by path", "/run is the board's", "preload library"},
     {"TCP ports, abstract sockets, interfaces", "network namespace",
      "preload library for names and interfaces; nothing for TCP ports"},
     {"host name", "host name namespace", "preload library"},

@@ -3,6 +3,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <iostream>
+#include <iterator>
+#include <sstream>
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -137,12 +139,26 @@ pid_t start_apart(const Body &body)
     return 0;
 }
 
-FencePlan plan_of(const Words &writable, const RunOptions &options)
+// `directory`: empty without a board.
+FencePlan plan_of(const fs::path &directory, const RunOptions &options)
 {
-    FencePlan plan{writable, {own_prefix()}, options.real_net};
-    plan.writable.insert(plan.writable.begin(), "/tmp");
+    FencePlan plan;
+    plan.real_net = options.real_net;
+    plan.writable = {"/tmp"};
+    Words needed{own_prefix(), fs::current_path(), options.runtime};
+    needed.insert(needed.end(), options.preload.begin(), options.preload.end());
+    std::istringstream words(options.emulator);
+    needed.insert(needed.end(), std::istream_iterator<std::string>(words), {});
     if (!options.program.empty())
-        plan.needed.push_back(find_program(options.program[0]));
+        needed.push_back(find_program(options.program[0]));
+    for (const std::string &path : needed)
+        if (std::error_code gone; fs::exists(path, gone))
+            plan.needed.push_back(fs::weakly_canonical(path, gone));
+    if (directory.empty())
+        return plan;
+    plan.root = directory / "root";
+    const Words places = writable_places(directory, options);
+    plan.writable.insert(plan.writable.end(), places.begin(), places.end());
     return plan;
 }
 
@@ -150,7 +166,7 @@ FencePlan plan_of(const Words &writable, const RunOptions &options)
 pid_t start_board(const fs::path &directory, const RunOptions &options)
 {
     if (options.fence != FenceWish::kNone) {
-        const FencePlan plan = plan_of(writable_places(directory, options), options);
+        const FencePlan plan = plan_of(directory, options);
         try {
             return start_daemon(directory, true, options, [&](const Body &body) { return start_fence(plan, body); });
         } catch (const FenceError &error) {
@@ -212,6 +228,17 @@ Words emulator_of(const Page &page)
     return words;
 }
 
+// Throws for a program of this machine that lies below a folder of the board.
+void check_visible(const fs::path &program, pid_t inside)
+{
+    std::error_code unknown;
+    const fs::path whole = fs::absolute(program);
+    if (fs::exists(whole, unknown) &&
+        !fs::exists("/proc/" + std::to_string(inside) + "/root" + whole.string(), unknown))
+        throw ClientError("the board's files hide " + whole.string() +
+                          "; let this program start the board, or move it to a folder that the board does not have");
+}
+
 int run_program(Client &board, const RunOptions &options, bool ends_with_board)
 {
     const std::string path = find_program(options.program[0]);
@@ -230,6 +257,8 @@ int run_program(Client &board, const RunOptions &options, bool ends_with_board)
         environment[0] = page.runtime_preload;
     const pid_t daemon = board.daemon();
     const bool fenced = is_fenced(daemon);
+    if (fenced)
+        check_visible(path, daemon);
     const Starter start = [&](const Body &body) {
         return fenced ? start_inside(daemon, fs::current_path(), page.network[0] != '\0', body) : start_child(body);
     };

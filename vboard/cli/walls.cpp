@@ -8,17 +8,18 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "cli/fence_root.h"
+#include "cli/mounts.h"
 #include "cli/network.h"
-#include "core/unique_fd.h"
 
 namespace vboard {
 
 namespace fs = std::filesystem;
-using ddal::core::UniqueFd;
 
 namespace {
 
@@ -30,89 +31,9 @@ constexpr unsigned kKept[] = {CAP_CHOWN,  CAP_DAC_OVERRIDE, CAP_FOWNER,         
                               CAP_SETGID, CAP_SETUID,       CAP_NET_BIND_SERVICE, CAP_IPC_LOCK, CAP_SYS_NICE};
 constexpr unsigned kKeptForNetwork[] = {CAP_NET_ADMIN, CAP_NET_RAW};
 
-constexpr const char *kDevices[] = {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom", "/dev/tty"};
-constexpr struct {
-    const char *path;
-    const char *target;
-} kDeviceLinks[] = {
-    {"/dev/fd", "/proc/self/fd"},       {"/dev/stdin", "/proc/self/fd/0"}, {"/dev/stdout", "/proc/self/fd/1"},
-    {"/dev/stderr", "/proc/self/fd/2"}, {"/dev/ptmx", "pts/ptmx"},
-};
-
 // Parts of /proc that change the machine. Root of the machine may write there in every namespace.
 constexpr const char *kMachineInProc[] = {"/proc/sys", "/proc/sysrq-trigger", "/proc/irq",  "/proc/bus",
                                           "/proc/fs",  "/proc/acpi",          "/proc/scsi", "/proc/mtrr"};
-
-void check(long result, const std::string &what)
-{
-    if (result < 0)
-        throw FenceError(what + ": " + std::strerror(errno));
-}
-
-UniqueFd copy_of(const std::string &place)
-{
-    return UniqueFd{open_tree(AT_FDCWD, place.c_str(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE)};
-}
-
-void put(const UniqueFd &copy, const std::string &place)
-{
-    check(move_mount(copy.get(), "", AT_FDCWD, place.c_str(), MOVE_MOUNT_F_EMPTY_PATH), "move_mount " + place);
-}
-
-void make_read_only(int directory, const char *path, unsigned flags)
-{
-    mount_attr attributes{};
-    attributes.attr_set = MOUNT_ATTR_RDONLY;
-    check(mount_setattr(directory, path, AT_RECURSIVE | flags, &attributes, sizeof attributes), "mount_setattr");
-}
-
-bool is_below(const std::string &path, const std::string &folder)
-{
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-struct Place {
-    std::string path;
-    UniqueFd copy;
-};
-
-std::vector<Place> copies_of(const std::vector<std::string> &paths)
-{
-    std::vector<Place> places;
-    for (const std::string &path : paths) {
-        places.push_back({path, copy_of(path)});
-        check(places.back().copy.get(), "open_tree " + path);
-    }
-    return places;
-}
-
-// A read-only mount does not protect what is behind a device node.
-void replace_devices()
-{
-    const std::vector<Place> devices = copies_of({std::begin(kDevices), std::end(kDevices)});
-    check(mount("vboard", "/dev", "tmpfs", MS_NOSUID | MS_NOEXEC, "mode=755"), "mount /dev");
-    for (const Place &device : devices) {
-        static_cast<void>(UniqueFd{open(device.path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666)});
-        put(device.copy, device.path);
-    }
-    for (const auto &link : kDeviceLinks)
-        check(symlink(link.target, link.path), link.path);
-    check(mkdir("/dev/shm", 0777) | chmod("/dev/shm", 01777), "/dev/shm");
-    check(mkdir("/dev/pts", 0755), "/dev/pts");
-    check(mount("vboard", "/dev/pts", "devpts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=0666,mode=0620"),
-          "mount /dev/pts");
-}
-
-// A program can connect to a socket on a read-only mount.
-void hide_sockets(const FencePlan &plan)
-{
-    for (const std::vector<std::string> &paths : {plan.needed, plan.writable})
-        for (const std::string &path : paths)
-            if (is_below(path, "/run"))
-                return;
-    if (fs::is_directory("/run"))
-        check(mount("vboard", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=755"), "mount /run");
-}
 
 void write_once(const char *path, const std::string &text)
 {
@@ -121,11 +42,32 @@ void write_once(const char *path, const std::string &text)
     check(write(file.get(), text.data(), text.size()), path);
 }
 
-// Replaces a descriptor by one of the same file in this mount namespace.
+// The content of a file that this mount namespace does not show.
+UniqueFd content_of(int number)
+{
+    const UniqueFd copy{open("/tmp", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600)};
+    off_t at = 0;
+    while (copy && sendfile(copy.get(), number, &at, 1 << 30) > 0)
+        ;
+    return UniqueFd{copy ? open(("/proc/self/fd/" + std::to_string(copy.get())).c_str(), O_RDONLY | O_CLOEXEC) : -1};
+}
+
+// The same file or folder in this mount namespace.
+UniqueFd opened_here(int number, const struct stat &before, int flags)
+{
+    struct stat after;
+    std::error_code gone;
+    const fs::path path = fs::read_symlink("/proc/self/fd/" + std::to_string(number), gone);
+    UniqueFd fresh{gone ? -1 : open(path.c_str(), flags | O_CLOEXEC)};
+    if (fresh && fstat(fresh.get(), &after) == 0 && before.st_ino == after.st_ino && before.st_dev == after.st_dev)
+        return fresh;
+    return S_ISREG(before.st_mode) ? content_of(number) : UniqueFd{};
+}
+
+// Replaces a descriptor by one of this mount namespace. Closes it, or leads it to /dev/null, if there is none.
 void reopen(int number)
 {
     struct stat before;
-    struct stat after;
     const int flags = fcntl(number, F_GETFL);
     if (flags < 0 || fstat(number, &before) != 0)
         return;
@@ -133,17 +75,15 @@ void reopen(int number)
     const bool is_read = S_ISREG(before.st_mode) && (flags & O_ACCMODE) == O_RDONLY && before.st_nlink > 0;
     if (!is_folder && !is_read)
         return; // the user of this machine has opened it for writing
-    std::error_code gone;
-    const fs::path path = fs::read_symlink("/proc/self/fd/" + std::to_string(number), gone);
-    const UniqueFd fresh{gone ? -1 : open(path.c_str(), flags | O_CLOEXEC)};
-    if (!fresh || fstat(fresh.get(), &after) != 0 || before.st_ino != after.st_ino || before.st_dev != after.st_dev) {
-        if (number > STDERR_FILENO)
-            close(number);
-        return;
-    }
-    if (is_read)
+    UniqueFd fresh = opened_here(number, before, flags);
+    if (fresh && is_read)
         lseek(fresh.get(), lseek(number, 0, SEEK_CUR), SEEK_SET);
-    dup3(fresh.get(), number, fcntl(number, F_GETFD) & FD_CLOEXEC ? O_CLOEXEC : 0);
+    if (!fresh && number <= STDERR_FILENO)
+        fresh = UniqueFd{open("/dev/null", O_RDONLY | O_CLOEXEC)};
+    if (fresh)
+        dup3(fresh.get(), number, fcntl(number, F_GETFD) & FD_CLOEXEC ? O_CLOEXEC : 0);
+    else
+        close(number);
 }
 
 } // namespace
@@ -165,15 +105,10 @@ void enter_namespaces(bool real_net)
 void arrange_files(const FencePlan &plan)
 {
     check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "mount /");
-    const std::vector<Place> writable = copies_of(plan.writable);
-    make_read_only(AT_FDCWD, "/", 0);
-    replace_devices();
-    hide_sockets(plan);
-    for (const Place &place : writable) {
-        std::error_code there;
-        fs::create_directories(place.path, there);
-        put(place.copy, place.path);
-    }
+    std::error_code gone;
+    const fs::path folder = fs::current_path(gone);
+    replace_root(plan);
+    fs::current_path(folder, gone);
 }
 
 void arrange_processes()
@@ -183,7 +118,7 @@ void arrange_processes()
         const UniqueFd copy = copy_of(path);
         if (!copy)
             continue; // this kernel was built without it
-        make_read_only(copy.get(), "", AT_EMPTY_PATH);
+        make_read_only(copy.get(), "", AT_RECURSIVE | AT_EMPTY_PATH);
         put(copy, path);
     }
 }
