@@ -160,14 +160,14 @@ std::optional<Problem> examine_file(const Need &need, const std::string &path)
 {
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
-        const Problem problem = missing(path);
+        Problem problem = missing(path);
         if (need.kind == NeedKind::optional || (need.kind == NeedKind::made && is_folder(folder_of(path))))
             return std::nullopt;
         return problem;
     }
-    if (const auto problem = kind_problem(need, path, status))
+    if (auto problem = kind_problem(need, path, status))
         return problem;
-    if (const auto problem = mode_problem(need, path, status))
+    if (auto problem = mode_problem(need, path, status))
         return problem;
     return content_problem(need, path);
 }
