@@ -4,6 +4,7 @@
 #include <ddal/sfn.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -139,6 +140,16 @@ void advance(Timestamp &time, uint32_t sec, uint32_t nsec)
     return clock_gettime(clockid, ts) == 0 ? 0 : -errno;
 }
 
+// Tells a person at a terminal how a program runs on another machine. Neither a pipe nor the system log gets this line.
+void point_to_virtual_board()
+{
+    const int reason = errno;
+    if (!isatty(fileno(stderr)) || !ddal::core::takes_text(stderr))
+        return;
+    errno = reason;
+    fprintf(stderr, "%s: %m; run the program on a virtual board: vboard run --type mbo -- PROGRAM\n", kFrameNode);
+}
+
 } // namespace
 
 namespace ddal::platform {
@@ -154,6 +165,7 @@ namespace ddal::platform {
     core::UniqueFd fd{open(kFrameNode, O_RDONLY | O_CLOEXEC)};
     if (!fd) {
         log_line(LOG_ERR, "driver open failed: %m\n");
+        point_to_virtual_board();
         abort();
     }
 

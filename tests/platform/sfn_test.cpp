@@ -1,6 +1,8 @@
 // Frame numbers and waits with the board's frame driver running.
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <pty.h>
 #include <thread>
 #include <unistd.h>
 
@@ -115,14 +117,43 @@ TEST(Sfn, WaitsSurviveEveryFailure)
         .run();
 }
 
-// Loading the library without a frame driver ends the process.
+// Loading the library without a frame driver ends the process. Only a terminal gets a line beside the log's.
 TEST(Sfn, ConstructorAborts)
 {
-    for (const char *rule : {"open:/dev/fpga_frame errno=ENODEV", "mmap:/dev/fpga_frame errno=ENODEV"}) {
-        const Fault fault(rule);
-        const pid_t pid = start_child([] { return execl("/proc/self/exe", "sfn", "--gtest_filter=nothing", nullptr); });
-        EXPECT_EQ(wait_for_child(pid), -SIGABRT) << rule;
+    const std::string hint =
+        "/dev/fpga_frame: No such device; run the program on a virtual board: vboard run --type mbo -- PROGRAM\r\n";
+    const struct {
+        const char *failure;
+        bool terminal;
+        std::string logged;
+        std::string added;
+    } rows[] = {
+        {"open", false, "driver open failed: No such device\n", ""},
+        {"open", true, "driver open failed: No such device\r\n", hint},
+        {"mmap", true, "driver mmap failed: No such device\r\n", ""},
+    };
+    for (const auto &row : rows) {
+        const Fault fault(std::string(row.failure) + ":/dev/fpga_frame errno=ENODEV");
+        int ends[2];
+        if (row.terminal)
+            ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr), 0);
+        else
+            ASSERT_EQ(pipe(ends), 0);
+        const pid_t pid = start_child([&] {
+            dup2(ends[1], STDERR_FILENO);
+            return execl("/proc/self/exe", "sfn", "--gtest_filter=nothing", nullptr);
+        });
+        close(ends[1]);
+        std::string said;
+        char part[256];
+        for (ssize_t n = 0; (n = read(ends[0], part, sizeof part)) > 0;) // ends with EIO on a terminal
+            said.append(part, static_cast<size_t>(n));
+        close(ends[0]);
+        EXPECT_EQ(wait_for_child(pid), -SIGABRT) << row.failure;
         EXPECT_EQ(fault.fired(), 1u);
+        const std::string function = "[DDAL_ERROR] ddal_sfn_map_fpga_frame_shm:";
+        EXPECT_EQ(said.substr(0, function.size()), function);
+        EXPECT_EQ(said.substr(std::min(said.find("- "), said.size())), "- " + row.logged + row.added);
     }
 }
 
