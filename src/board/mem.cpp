@@ -6,16 +6,17 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "board/memory_driver.h"
 #include "core/log.h"
 #include "core/mapping.h"
 #include "core/unique_fd.h"
 
+using ddal::board::kMemoryNode;
 using ddal::core::Mapping;
 using ddal::core::UniqueFd;
 
 namespace {
 
-constexpr const char *kMemoryNode = "/dev/mem";
 constexpr size_t kSocLength = 0x2360000;
 
 std::atomic<void *> g_soc{nullptr};

@@ -36,7 +36,7 @@ const AlarmKind &alarm_named(const std::string &name)
         if (name == alarm.name)
             return alarm;
     }
-    throw WrongUse("ALARM: give rp3 or refab");
+    throw WrongUse("ALARM: \"" + name + "\" is not one of rp3, refab");
 }
 
 class AlarmChannel : public EventSource {
@@ -44,16 +44,27 @@ public:
     explicit AlarmChannel(const AlarmKind &kind) : kind_(kind)
     {
         require(kind.open(&fd_));
-        state(); // the state before the first wait is not an event
+        text(); // the state before the first wait is not an event
     }
     ~AlarmChannel() override { kind_.close(fd_); }
 
     std::string name() const override { return std::string("alarm ") + kind_.name; }
     int descriptor() const override { return fd_; }
     short condition() const override { return POLLPRI; }
-    std::string take() override { return state(); }
+    Event take() override
+    {
+        const std::string state = text();
+        return {state, [state](Report &event) { add_state(event, state); }};
+    }
 
-    std::string state() const
+    // Adds the number that the attribute holds.
+    static void add_state(Report &report, const std::string &text)
+    {
+        const bool is_number = !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == text.npos;
+        report.add("state", is_number ? Report::Value(uint64_t{std::stoul(text)}) : Report::Value(text), text);
+    }
+
+    std::string text() const
     {
         char text[64];
         const ssize_t n = pread(fd_, text, sizeof text, 0);
@@ -72,21 +83,21 @@ private:
 
 void show(const Arguments &arguments, Report &report)
 {
-    report.add("state", AlarmChannel(alarm_named(arguments.text("ALARM"))).state());
+    AlarmChannel::add_state(report, AlarmChannel(alarm_named(arguments.text("ALARM"))).text());
 }
 
 void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t changes = arguments.number_or("--count", UINT32_MAX);
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     AlarmChannel channel(alarm_named(arguments.text("ALARM")));
     report.lasts("end");
-    const auto print_state = [&](const std::string &state) {
-        report.event("alarm", state, [&](Report &event) { event.add("state", state); });
-    };
-    print_state(channel.state());
-    for (uint32_t n = 0; n < changes && next_event(channel); n++)
-        print_state(channel.take());
+    const auto print = [&](const Event &event) { report.event("alarm", event.text, event.fill); };
+    print(channel.take());
+    uint32_t seen = 0;
+    for (; seen < changes && next_event(channel); seen++)
+        print(channel.take());
+    stop.require_all(arguments, seen, "changes");
 }
 
 void mask(const Arguments &, Report &report)
@@ -125,7 +136,7 @@ Family alarm_family()
                  show},
                 {"watch",
                  "print each change of an alarm, until interrupted (disables the rp3 alarm at the end)",
-                 {alarm, {"--count", Kind::number, "stop after COUNT changes", true, UINT32_MAX, 1}},
+                 {alarm, {"--count", Kind::number, "stop after COUNT changes", true, UINT32_MAX, 1}, kTimeout},
                  watch},
                 {"mask", "show the RP3 alarm mask", {}, mask},
                 {"set-mask", "set the RP3 alarm mask", {{"MASK", Kind::number, "new mask; 0 disables"}}, set_mask},

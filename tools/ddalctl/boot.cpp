@@ -2,6 +2,8 @@
 #include <ddal/boot.h>
 #include <ddal/ffs.h>
 
+#include <cstring>
+
 #include "ddalctl/confirm.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
@@ -15,6 +17,7 @@ namespace {
 constexpr Choice kPartitions[] = {{"1", DDAL_FFS_1}, {"2", DDAL_FFS_2}, {"53", DDAL_FFS_1}, {"54", DDAL_FFS_2}};
 constexpr Choice kStates[] = {{"off", 0}, {"on", 1}};
 constexpr size_t kVersionSize = 128;
+constexpr size_t kLongestPath = 127; // bytes
 
 template <typename Getter>
 void add_number(Report &report, const char *name, Getter getter)
@@ -79,8 +82,13 @@ void switch_to(const Arguments &arguments, Report &)
 
 void update(const Arguments &arguments, Report &)
 {
-    confirm(arguments, "Replace the boot loader by " + arguments.text("FILE"));
-    require(DDAL(ddal_boot_update_uboot)(arguments.text("FILE").c_str()));
+    const std::string &file = arguments.text("FILE");
+    const size_t length = file.size() + (file.starts_with("/ffs") ? 0 : strlen("/ffs"));
+    if (file.empty() || length > kLongestPath)
+        throw WrongUse("FILE: a path of " + std::to_string(length) + " bytes with /ffs is outside 5 to " +
+                       std::to_string(kLongestPath));
+    confirm(arguments, "Replace the boot loader by " + file);
+    require(DDAL(ddal_boot_update_uboot)(file.c_str()));
 }
 
 void set(const Arguments &arguments, Report &)

@@ -15,14 +15,16 @@ namespace ddalctl {
 
 namespace {
 
+constexpr uint64_t kShortestWait = 10; // ms; the library waits no less
+
 void show(const Arguments &, Report &report)
 {
     timespec monotonic = {};
     timespec real = {};
     require(DDAL(ddal_clock_gettime)(CLOCK_MONOTONIC, &monotonic));
     require(DDAL(ddal_clock_gettime)(CLOCK_REALTIME, &real));
-    report.add("monotonic", time_text(monotonic));
-    report.add("realtime", time_text(real));
+    add_time(report, "monotonic", monotonic);
+    add_time(report, "realtime", real);
 }
 
 void wait_pps(const Arguments &arguments, Report &report)
@@ -35,7 +37,7 @@ void wait_pps(const Arguments &arguments, Report &report)
     require(
         DDAL(ddal_clk_event_wait_until)(DDAL_CLK_EVENT_PPS, arguments.given("--timeout") ? &timeout : nullptr, &event));
     report.add("sequence", event.sequence);
-    report.add("pulse", time_text({static_cast<time_t>(event.sec), static_cast<long>(event.nsec)}));
+    add_time(report, "pulse", {static_cast<time_t>(event.sec), static_cast<long>(event.nsec)});
 }
 
 void jitter_cleaner(const Arguments &, Report &report)
@@ -69,7 +71,7 @@ Family clock_family()
                 {"show", "show the monotonic time and the real time of the radio frame", {}, show},
                 {"wait-pps",
                  "wait for the next pulse per second",
-                 {{"--timeout", Kind::number, "maximum wait in milliseconds"}},
+                 {{kTimeout.name, Kind::number, kTimeout.help, true, kLongestWait, kShortestWait}},
                  wait_pps},
                 {"jitter-cleaner", "show the status of the jitter cleaner", {}, jitter_cleaner},
                 {"jitter-cleaner-write",

@@ -2,6 +2,7 @@
 #include <ddal/cma.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <semaphore.h>
@@ -25,7 +26,8 @@ void regions(const Arguments &, Report &report)
 {
     std::ifstream list(ddal::dsp::kCmaRegionList);
     if (!list)
-        throw failure_of(-ENOENT);
+        throw Failure(-errno, errno == ENOENT ? kNothingThere : kOperationFailed, strerror(errno),
+                      ddal::dsp::kCmaRegionList);
     std::string line;
     std::getline(list, line); // the header
     while (std::getline(list, line)) {
@@ -46,8 +48,6 @@ void regions(const Arguments &, Report &report)
 // The word at a physical address, in this process.
 volatile uint32_t *word_at(uint32_t physical)
 {
-    if (physical % kWord != 0)
-        throw WrongUse("ADDRESS is not a multiple of 4");
     uint32_t address = 0;
     require(DDAL(ddal_cma_phy_to_virt)(physical, &address));
     return reinterpret_cast<volatile uint32_t *>(uintptr_t{address});
@@ -60,12 +60,11 @@ void init(const Arguments &, Report &)
 
 void alloc(const Arguments &arguments, Report &report)
 {
-    const std::string &memory = arguments.text("MEMORY");
-    if (memory != "msm" && memory != "ddr")
-        throw WrongUse("MEMORY: give msm or ddr");
+    constexpr Choice kMemories[] = {{"msm", DDAL_CMA_MSM}, {"ddr", DDAL_CMA_DDR}};
+    const uint32_t memory = arguments.choice("MEMORY", kMemories);
     require(DDAL(ddal_cma_process_init)());
     uint32_t address = 0;
-    require(DDAL(ddal_cma_alloc)(memory == "msm" ? DDAL_CMA_MSM : DDAL_CMA_DDR, arguments.number("SIZE"), &address));
+    require(DDAL(ddal_cma_alloc)(memory, arguments.number("SIZE"), &address));
     uint32_t physical = 0;
     require(DDAL(ddal_cma_virt_to_phy)(address, &physical));
     report.add_hex("physical", physical);
@@ -97,15 +96,17 @@ void write(const Arguments &arguments, Report &)
 }
 
 // Reads the state of a section without creating it.
-std::string state_of(const char *semaphore_name)
+void add_state(Report &row, const char *semaphore_name)
 {
     sem_t *const semaphore = sem_open(semaphore_name, 0);
+    if (semaphore == SEM_FAILED && errno != ENOENT)
+        throw Failure(-errno, kOperationFailed, std::string(semaphore_name) + ": " + strerror(errno), semaphore_name);
     if (semaphore == SEM_FAILED)
-        return errno == ENOENT ? "not used yet" : "not accessible";
+        return row.add("state", nullptr, "not used yet");
     int value = 0;
     sem_getvalue(semaphore, &value);
     sem_close(semaphore);
-    return value > 0 ? "free" : "locked";
+    row.add("state", value > 0 ? "free" : "locked");
 }
 
 void sections(const Arguments &, Report &report)
@@ -113,7 +114,7 @@ void sections(const Arguments &, Report &report)
     for (const char *name : ddal::dsp::kSections) {
         Report &row = report.row("sections");
         row.add("semaphore", name);
-        row.add("state", state_of(name));
+        add_state(row, name);
     }
 }
 
@@ -121,7 +122,8 @@ void sections(const Arguments &, Report &report)
 
 Family cma_family()
 {
-    const Argument address = {"ADDRESS", Kind::number, "physical address inside a region, a multiple of 4"};
+    const Argument address = {
+        "ADDRESS", Kind::number, "physical address inside a region, a multiple of 4", false, UINT32_MAX, 0, kWord};
     return {"cma",
             "contiguous memory for the DMA engines",
             {
@@ -129,7 +131,7 @@ Family cma_family()
                 {"init", "initialise the driver's allocator", {}, init},
                 {"alloc",
                  "allocate memory, which is never freed, and show its physical address",
-                 {{"MEMORY", Kind::text, "msm or ddr"}, {"SIZE", Kind::number, "bytes"}},
+                 {{"MEMORY", Kind::text, "msm or ddr"}, {"SIZE", Kind::number, "bytes", false, UINT32_MAX, 1}},
                  alloc},
                 {"read",
                  "read one word, or several in a row",

@@ -10,9 +10,12 @@ namespace ddalctl {
 
 namespace {
 
+// "0 to 4294967292 in steps of 4"
 std::string range_of(const Argument &argument)
 {
-    return std::to_string(argument.min) + " to " + std::to_string(argument.max);
+    const std::string range =
+        std::to_string(argument.min) + " to " + std::to_string(argument.max - argument.max % argument.step);
+    return argument.step == 1 ? range : range + " in steps of " + std::to_string(argument.step);
 }
 
 uint64_t parse_number(const Argument &argument, const std::string &text)
@@ -26,7 +29,7 @@ uint64_t parse_number(const Argument &argument, const std::string &text)
 
     errno = 0;
     const unsigned long long value = strtoull(digits.c_str(), nullptr, hexadecimal ? 16 : 10);
-    if (errno == ERANGE || value > argument.max || value < argument.min)
+    if (errno == ERANGE || value > argument.max || value < argument.min || value % argument.step != 0)
         throw WrongUse(std::string(argument.name) + ": " + text + " is outside " + range_of(argument));
     return value;
 }
@@ -66,6 +69,11 @@ const std::vector<std::string> &Arguments::words(const std::string &name) const
     static const std::vector<std::string> none;
     const auto given = words_.find(name);
     return given != words_.end() ? given->second : none;
+}
+
+uint32_t Arguments::number_as(const Argument &row) const
+{
+    return static_cast<uint32_t>(parse_number(row, std::to_string(numbers_.at(row.name))));
 }
 
 std::vector<uint8_t> Arguments::bytes(const std::string &name) const

@@ -32,9 +32,15 @@ struct Argument {
     bool optional = false; // an option is always optional
     uint64_t max = UINT32_MAX;
     uint64_t min = 0;
+    uint64_t step = 1; // a number is a multiple of it
 
     bool is_option() const { return name[0] == '-'; }
 };
+
+// How long a command waits or watches.
+inline constexpr uint64_t kLongestWait = 86'400'000; // ms
+inline constexpr Argument kTimeout = {"--timeout", Kind::number, "give up after this many milliseconds",
+                                      true,        kLongestWait, 1};
 
 // The values that the user gave, by the names of the arguments.
 class Arguments {
@@ -55,6 +61,8 @@ public:
     }
     const std::vector<std::string> &words(const std::string &name) const;
     const std::string &text(const std::string &name) const { return texts_.at(name); }
+    // The number `name`, checked against a narrower row for the same argument. Throws WrongUse.
+    uint32_t number_as(const Argument &row) const;
     std::vector<uint8_t> bytes(const std::string &name) const;
     // The number of the given word. Throws WrongUse with the list of words if it is not one of them.
     uint32_t choice(const std::string &name, std::span<const Choice> choices) const;

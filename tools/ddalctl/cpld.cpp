@@ -27,7 +27,8 @@ void write(const Arguments &arguments, Report &)
 
 Family cpld_family()
 {
-    const Argument address = {"ADDRESS", Kind::number, "byte offset of the register, a multiple of 4"};
+    const Argument address = {
+        "ADDRESS", Kind::number, "byte offset of the register, a multiple of 4", false, UINT32_MAX, 0, 4};
     return {
         "cpld",
         "registers of the CPLD",

@@ -1,6 +1,7 @@
 // ddalctl devicetree: the data that manufacturing wrote about the board.
 #include <ddal/devicetree.h>
 
+#include <cstring>
 #include <string>
 
 #include "ddalctl/failure.h"
@@ -37,6 +38,11 @@ void get(const Arguments &arguments, Report &report)
 
 void mac(const Arguments &arguments, Report &report)
 {
+    const std::string &name = arguments.text("INTERFACE");
+    const std::string digits = name.starts_with("virt") ? name.substr(strlen("virt")) : "";
+    const bool is_virtual = !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
+    if (!is_virtual && (name.size() != 4 || !name.starts_with("eth") || name[3] < '0' || name[3] > '3'))
+        throw WrongUse("INTERFACE: \"" + name + "\" is not one of eth0, eth1, eth2, eth3, virt and a number");
     report.add("mac", mac_address(arguments.text("INTERFACE")));
 }
 

@@ -39,7 +39,8 @@ void masked_write(const Arguments &arguments, Report &)
     const std::vector<uint8_t> mask = arguments.bytes("MASK");
     const std::vector<uint8_t> bytes = arguments.bytes("BYTES");
     if (mask.size() != bytes.size())
-        throw WrongUse("MASK and BYTES must be of the same length");
+        throw WrongUse("MASK and BYTES: " + std::to_string(mask.size()) + " and " + std::to_string(bytes.size()) +
+                       " bytes; give equally many");
     const uint32_t address = arguments.start("ADDRESS", bytes.size());
     require(DDAL(ddal_dfe_masked_write)(DDAL_DFE_CHIP_ID0, address, bytes.data(), mask.data(), bytes.size()));
 }
@@ -55,7 +56,7 @@ Family dfe_family()
             {
                 {"read",
                  "read a block",
-                 {address, {"LENGTH", Kind::number, "number of bytes", false, kLongestBlock}},
+                 {address, {"LENGTH", Kind::number, "number of bytes", false, kLongestBlock, 1}},
                  read},
                 {"write", "write a block", {address, bytes}, write},
                 {"masked-write",

@@ -2,11 +2,20 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace ddalctl {
+
+class Report;
+
+// An event as a line for people, and the values of its document.
+struct Event {
+    std::string text;
+    std::function<void(Report &)> fill;
+};
 
 // One open channel; the destructor closes it.
 class EventSource {
@@ -19,8 +28,10 @@ public:
     virtual std::string name() const = 0; // "prescan 0"
     virtual int descriptor() const = 0;
     virtual short condition() const = 0; // POLLIN or POLLPRI
-    // Takes the pending event and returns its text. Throws Failure when the channel has ended.
-    virtual std::string take() = 0;
+    // The name without the index of the channel, "prescan".
+    virtual std::string kind() const { return name(); }
+    // Takes the pending event. Throws Failure when the channel has ended.
+    virtual Event take() = 0;
 
     // A poll has reported an event that is not taken yet. Some drivers report each event to one poll only.
     bool reported = false;

@@ -103,20 +103,21 @@ std::string time_of_day()
 void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t wanted = arguments.number_or("--count", UINT32_MAX);
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     const Sources sources = arguments.given("--only") ? open_chosen(arguments.text("--only")) : open_all(report);
     report.lasts("end");
     for (const auto &source : sources)
         report.line(source->name() + ": waiting");
 
-    for (uint32_t n = 0; n < wanted; n++) {
+    uint32_t seen = 0;
+    for (; seen < wanted; seen++) {
         EventSource *source = next_event(sources);
         if (!source)
             break;
-        const std::string event = source->take();
-        report.event(source->name(), time_of_day() + "  " + source->name() + ": " + event,
-                     [&](Report &values) { values.add("text", event); });
+        const Event event = source->take();
+        report.event(source->kind(), time_of_day() + "  " + source->name() + ": " + event.text, event.fill);
     }
+    stop.require_all(arguments, seen, "events");
 }
 
 } // namespace
@@ -131,7 +132,8 @@ Family events_family()
                 {"",
                  "print events as they happen, until interrupted",
                  {{"--only", Kind::text, only_help.c_str()},
-                  {"--count", Kind::number, "stop after COUNT events", true, UINT32_MAX, 1}},
+                  {"--count", Kind::number, "stop after COUNT events", true, UINT32_MAX, 1},
+                  kTimeout},
                  watch},
             }};
 }

@@ -50,13 +50,25 @@ std::string text_of_line(const std::string &line)
     return end == std::string::npos ? line : line.substr(end + 2);
 }
 
+} // namespace
+
+std::string text_without_access(int code, const Evidence &evidence)
+{
+    if (code < 0 && strerrorname_np(-code))
+        return strerror(-code);
+    return evidence.lines.empty() ? "" : text_of_line(evidence.lines.back());
+}
+
+namespace {
+
 std::string cause_of(int code, const Evidence &evidence)
 {
     if (code != DDAL_ERR_FAILURE && code != DDAL_ERR_SYSTEM)
         return text_of_code(code);
     if (evidence.error != 0)
         return strerror(evidence.error);
-    return evidence.lines.empty() ? "the library gives no cause" : text_of_line(evidence.lines.back());
+    const std::string text = text_without_access(code, evidence);
+    return text.empty() ? "the library gives no cause" : text;
 }
 
 ExitStatus status_of_code(int code)

@@ -48,6 +48,9 @@ public:
     explicit WrongUse(const std::string &text);
 };
 
+// The cause where no access has failed: the text of an errno, or the last line of the log. Empty: neither tells it.
+std::string text_without_access(int code, const Evidence &evidence);
+
 // The Failure for a result of the library. Its text is the cause: that of the code or, where the code tells none, that
 // of the access that failed or of the log.
 Failure failure_of(int result);

@@ -14,15 +14,16 @@ namespace {
 constexpr Choice kFileSystems[] = {{"1", DDAL_FFS_1}, {"2", DDAL_FFS_2}, {"53", DDAL_FFS_1}, {"54", DDAL_FFS_2}};
 constexpr Choice kTypes[] = {{"ext4", DDAL_FFS_TYPE_EXT4}, {"luks", DDAL_FFS_TYPE_LUKS_EXT4}};
 constexpr Choice kLogical[] = {{"own", DDAL_FFS_OWN}, {"other", DDAL_FFS_OTHER}};
-constexpr const char *kMountStates[] = {"not mounted", "read-only", "read-write"};
 
 constexpr size_t kTypeSize = 17;
 
-std::string mount_state(uint32_t id)
+void add_mount_state(Report &report, uint32_t id)
 {
+    constexpr const char *kStates[] = {"not mounted", "read-only", "read-write"};
     uint32_t state = 0;
     require(DDAL(ddal_ffs_is_mounted)(id, &state));
-    return kMountStates[state];
+    report.add("mounted", state != 0, kStates[state]);
+    report.add_to_document("writable", state == 2);
 }
 
 // Reports a partition without a file system as missing, so that the list continues.
@@ -41,14 +42,15 @@ void show(const Arguments &, Report &report)
         Report &row = report.row("file-systems");
         row.add("id", id);
         add_type(row, id);
-        row.add("mounted", mount_state(id));
+        add_mount_state(row, id);
     }
 }
 
 void type(const Arguments &arguments, Report &report)
 {
+    const uint32_t id = arguments.choice("FS", kFileSystems);
     char text[kTypeSize] = "";
-    require(DDAL(ddal_ffs_get_fstype)(arguments.choice("FS", kFileSystems), text));
+    require(DDAL(ddal_ffs_get_fstype)(id, text));
     report.add("type", text);
 }
 
@@ -60,17 +62,20 @@ uint32_t flags_of(const Arguments &arguments)
 void mount(const Arguments &arguments, Report &)
 {
     const uint32_t id = arguments.choice("FS", kFileSystems);
-    require(DDAL(ddal_ffs_mount)(id, arguments.choice("TYPE", kTypes), flags_of(arguments)));
+    const uint32_t as = arguments.choice("TYPE", kTypes);
+    require(DDAL(ddal_ffs_mount)(id, as, flags_of(arguments)));
 }
 
 void remount(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_ffs_remount)(arguments.choice("FS", kFileSystems), flags_of(arguments)));
+    const uint32_t id = arguments.choice("FS", kFileSystems);
+    require(DDAL(ddal_ffs_remount)(id, flags_of(arguments)));
 }
 
 void umount(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_ffs_umount)(arguments.choice("FS", kFileSystems)));
+    const uint32_t id = arguments.choice("FS", kFileSystems);
+    require(DDAL(ddal_ffs_umount)(id));
 }
 
 std::string loss_of(uint32_t id)
@@ -96,8 +101,9 @@ void clean(const Arguments &arguments, Report &)
 
 void physical(const Arguments &arguments, Report &report)
 {
+    const uint32_t which = arguments.choice("WHICH", kLogical);
     uint32_t id = 0;
-    require(DDAL(ddal_ffs_get_physical_by_logical)(arguments.choice("WHICH", kLogical), &id));
+    require(DDAL(ddal_ffs_get_physical_by_logical)(which, &id));
     report.add("id", id);
 }
 

@@ -55,7 +55,8 @@ void version(const Arguments &, Report &report)
 
 Family fpga_family()
 {
-    const Argument address = {"ADDRESS", Kind::number, "byte offset of the register, a multiple of 4"};
+    const Argument address = {
+        "ADDRESS", Kind::number, "byte offset of the register, a multiple of 4", false, UINT32_MAX, 0, kWord};
     const Argument value = {"VALUE", Kind::number, "32-bit value"};
     return {"fpga",
             "registers of the main FPGA",

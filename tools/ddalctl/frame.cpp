@@ -12,6 +12,7 @@
 #include "ddalctl/library.h"
 #include "ddalctl/report.h"
 #include "ddalctl/time_text.h"
+#include "platform/frame_driver.h"
 
 namespace ddalctl {
 
@@ -38,7 +39,7 @@ void show(const Arguments &, Report &report)
     report.add("sfn", bcn % kSfnCount);
     report.add("offset", static_cast<uint64_t>(offset),
                fixed(offset / kOffsetUnitsPerMicrosecond, 1) + " us into the frame");
-    report.add("start", time_text(start));
+    add_time(report, "start", start);
 }
 
 // Counts the frames seen and the frames missed.
@@ -74,7 +75,7 @@ double seconds_since(const timespec &start)
 void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t frames = arguments.number_or("--count", UINT32_MAX);
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     report.lasts("end");
     Count count;
     timespec start = {};
@@ -93,6 +94,7 @@ void watch(const Arguments &arguments, Report &report)
                              std::to_string(count.missed),
                          [&](Report &values) { count.report(values); });
     }
+    stop.require_all(arguments, count.seen, "frames");
     const double seconds = count.seen > 0 ? seconds_since(start) : 0;
     count.report(report);
     report.add("milliseconds", static_cast<uint64_t>(seconds * 1e3));
@@ -100,12 +102,19 @@ void watch(const Arguments &arguments, Report &report)
 
 void wait(const Arguments &arguments, Report &report)
 {
+    const StopOnSignal stop(arguments);
     report.lasts("frame");
     uint32_t sfn = arguments.number_or("SFN", 0);
     timespec start = {};
-    require(arguments.given("SFN") ? DDAL(ddal_sfn_wait_for)(&sfn, &start) : DDAL(ddal_sfn_wait_next)(&sfn, &start, 0));
+    const int result =
+        arguments.given("SFN") ? DDAL(ddal_sfn_wait_for)(&sfn, &start) : DDAL(ddal_sfn_wait_next)(&sfn, &start, 0);
+    if (result == -EINTR && stop.timed_out())
+        throw Failure(-ETIMEDOUT, kOperationFailed,
+                      "no such frame in " + std::to_string(arguments.number(kTimeout.name)) + " ms",
+                      ddal::platform::kFrameNode);
+    require(result);
     report.add("sfn", sfn);
-    report.add("start", time_text(start));
+    add_time(report, "start", start);
 }
 
 } // namespace
@@ -118,11 +127,11 @@ Family frame_family()
                 {"show", "show frame count, frame number and time within the frame", {}, show},
                 {"watch",
                  "follow the frames, one line a second, until interrupted",
-                 {{"--count", Kind::number, "stop after COUNT frames", true, UINT32_MAX, 1}},
+                 {{"--count", Kind::number, "stop after COUNT frames", true, UINT32_MAX, 1}, kTimeout},
                  watch},
                 {"wait",
                  "wait for the next frame, or for a given one",
-                 {{"SFN", Kind::number, "frame number to wait for, 0 to 4095", true, kSfnCount - 1}},
+                 {{"SFN", Kind::number, "frame number to wait for, 0 to 4095", true, kSfnCount - 1}, kTimeout},
                  wait},
             }};
 }

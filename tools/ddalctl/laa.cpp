@@ -1,6 +1,8 @@
 // ddalctl laa: the channels of licensed-assisted access.
 #include <ddal/rf_fpga.h>
 
+#include <iterator>
+#include <optional>
 #include <poll.h>
 #include <string>
 
@@ -23,14 +25,17 @@ public:
     std::string name() const override { return "laa"; }
     int descriptor() const override { return fd_; }
     short condition() const override { return POLLIN; }
-    std::string take() override
+    Event take() override
     {
         ddal_rf_fpga_laa_record record = {};
         require(DDAL(ddal_rf_fpga_laa_wait)(fd_, &record));
         std::string text;
         for (const uint32_t word : record.word)
             text += (text.empty() ? "" : " ") + hex(word, 8);
-        return text;
+        return {text, [record](Report &event) {
+                    event.add_to_document("words",
+                                          std::vector<uint64_t>(std::begin(record.word), std::end(record.word)));
+                }};
     }
 
 private:
@@ -45,11 +50,15 @@ public:
     std::string name() const override { return "prescan " + std::to_string(channel_->index); }
     int descriptor() const override { return channel_->fd; }
     short condition() const override { return POLLIN; }
-    std::string take() override
+    std::string kind() const override { return "prescan"; }
+    Event take() override
     {
         uint8_t frame_index = 0;
         require(DDAL(ddal_rf_fpga_laa_prescan_wait)(channel_, &frame_index));
-        return "frame index " + std::to_string(frame_index);
+        return {"frame index " + std::to_string(frame_index), [index = channel_->index, frame_index](Report &event) {
+                    event.add("index", uint64_t{index});
+                    event.add("frame-index", uint64_t{frame_index});
+                }};
     }
 
 private:
@@ -58,82 +67,88 @@ private:
 
 class DfsChannel : public EventSource {
 public:
-    explicit DfsChannel(uint32_t index) : name_("dfs " + std::to_string(index))
-    {
-        require(DDAL(ddal_rf_fpga_laa_dfs_open)(index, &channel_));
-    }
+    explicit DfsChannel(uint32_t index) : index_(index) { require(DDAL(ddal_rf_fpga_laa_dfs_open)(index, &channel_)); }
     ~DfsChannel() override { DDAL(ddal_rf_fpga_laa_dfs_close)(&channel_); }
 
-    std::string name() const override { return name_; }
+    std::string name() const override { return "dfs " + std::to_string(index_); }
     int descriptor() const override { return channel_->fd; }
     short condition() const override { return POLLIN; }
-    std::string take() override
+    std::string kind() const override { return "dfs"; }
+    Event take() override
     {
         require(DDAL(ddal_rf_fpga_laa_dfs_wait)(channel_));
-        return hex(channel_->event, 8);
+        return {hex(channel_->event, 8), [index = index_, word = channel_->event](Report &event) {
+                    event.add("index", uint64_t{index});
+                    event.add("word", uint64_t{word});
+                }};
     }
 
 private:
-    std::string name_;
+    uint32_t index_;
     ddal_rf_fpga_laa_dfs *channel_ = nullptr;
 };
 
 class SasChannel : public EventSource {
 public:
-    SasChannel() : name_("sas any") { require(DDAL(ddal_rf_fpga_laa_sas_open_any_rtwp)(&channel_)); }
-    explicit SasChannel(uint32_t index) : name_("sas " + std::to_string(index))
-    {
-        require(DDAL(ddal_rf_fpga_laa_sas_open)(index, &channel_));
-    }
+    SasChannel() { require(DDAL(ddal_rf_fpga_laa_sas_open_any_rtwp)(&channel_)); }
+    explicit SasChannel(uint32_t index) : index_(index) { require(DDAL(ddal_rf_fpga_laa_sas_open)(index, &channel_)); }
     ~SasChannel() override { DDAL(ddal_rf_fpga_laa_sas_close)(&channel_); }
 
-    std::string name() const override { return name_; }
+    std::string name() const override { return "sas " + (index_ ? std::to_string(*index_) : std::string("any")); }
     int descriptor() const override { return channel_->fd; }
     short condition() const override { return POLLPRI; }
+    std::string kind() const override { return "sas"; }
     // The poll consumes the event; there is nothing to read.
-    std::string take() override { return "signalled"; }
+    Event take() override
+    {
+        return {"signalled", [index = index_](Report &event) {
+                    event.add_to_document("index", index ? Report::Value(uint64_t{*index}) : Report::Value(nullptr));
+                }};
+    }
 
 private:
-    std::string name_;
+    std::optional<uint32_t> index_; // none: any received power
     ddal_rf_fpga_laa_sas *channel_ = nullptr;
 };
 
 // Prints the events of a channel until --count or a signal ends it.
-void follow(EventSource &&source, const Arguments &arguments, Report &report)
+void follow(EventSource &&source, const Arguments &arguments, const StopOnSignal &stop, Report &report)
 {
     const uint32_t events = arguments.number_or("--count", UINT32_MAX);
     report.lasts("end");
-    for (uint32_t n = 0; n < events && next_event(source); n++) {
-        const std::string event = source.take();
-        report.event(source.name(), event, [&](Report &values) { values.add("text", event); });
+    uint32_t seen = 0;
+    for (; seen < events && next_event(source); seen++) {
+        const Event event = source.take();
+        report.event(source.kind(), event.text, event.fill);
     }
+    stop.require_all(arguments, seen, "events");
 }
 
 void records(const Arguments &arguments, Report &report)
 {
-    const StopOnSignal stop;
-    follow(RecordStream(), arguments, report);
+    const StopOnSignal stop(arguments);
+    follow(RecordStream(), arguments, stop, report);
 }
 
 void prescan(const Arguments &arguments, Report &report)
 {
-    const StopOnSignal stop;
-    follow(PrescanChannel(arguments.number("INDEX")), arguments, report);
+    const StopOnSignal stop(arguments);
+    follow(PrescanChannel(arguments.number("INDEX")), arguments, stop, report);
 }
 
 void dfs(const Arguments &arguments, Report &report)
 {
-    const StopOnSignal stop;
-    follow(DfsChannel(arguments.number("INDEX")), arguments, report);
+    const StopOnSignal stop(arguments);
+    follow(DfsChannel(arguments.number("INDEX")), arguments, stop, report);
 }
 
 void sas(const Arguments &arguments, Report &report)
 {
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     if (arguments.given("INDEX"))
-        follow(SasChannel(arguments.number("INDEX")), arguments, report);
+        follow(SasChannel(arguments.number("INDEX")), arguments, stop, report);
     else
-        follow(SasChannel(), arguments, report);
+        follow(SasChannel(), arguments, stop, report);
 }
 
 } // namespace
@@ -158,17 +173,18 @@ Family laa_family()
 {
     const Argument index = {"INDEX", Kind::number, "index of the channel"};
     const Argument count = {"--count", Kind::number, "stop after COUNT events", true, UINT32_MAX, 1};
-    return {"laa",
-            "channels of licensed-assisted access",
-            {
-                {"records", "print the records as they arrive, until interrupted", {count}, records},
-                {"prescan", "print pre-scan events as they arrive, until interrupted", {index, count}, prescan},
-                {"dfs", "print DFS events as they arrive, until interrupted", {index, count}, dfs},
-                {"sas",
-                 "print SAS events as they arrive, until interrupted; without INDEX those of any received power",
-                 {{"INDEX", Kind::number, "index of the channel", true}, count},
-                 sas},
-            }};
+    return {
+        "laa",
+        "channels of licensed-assisted access",
+        {
+            {"records", "print the records as they arrive, until interrupted", {count, kTimeout}, records},
+            {"prescan", "print pre-scan events as they arrive, until interrupted", {index, count, kTimeout}, prescan},
+            {"dfs", "print DFS events as they arrive, until interrupted", {index, count, kTimeout}, dfs},
+            {"sas",
+             "print SAS events as they arrive, until interrupted; without INDEX those of any received power",
+             {{"INDEX", Kind::number, "index of the channel", true}, count, kTimeout},
+             sas},
+        }};
 }
 
 } // namespace ddalctl

@@ -25,19 +25,20 @@ constexpr Choice kColours[] = {
     {"blinking-green", DDAL_LED_BLINKING_GREEN},
     {"blinking-red", DDAL_LED_BLINKING_RED},
     {"blinking-yellow", DDAL_LED_BLINKING_YELLOW},
-    {"disabled", DDAL_LED_DISABLED},
-    {"enabled", DDAL_LED_ENABLED},
 };
+
+// Of the board-wide mode, which is not a lamp.
+constexpr Choice kModes[] = {{"disabled", DDAL_LED_DISABLED}, {"enabled", DDAL_LED_ENABLED}};
 
 constexpr Choice kStates[] = {{"off", 0}, {"on", 1}};
 
 std::string colour_name(uint32_t colour)
 {
-    for (const Choice &row : kColours) {
-        if (row.value == colour)
-            return row.word;
-    }
-    return std::to_string(colour);
+    for (const std::span<const Choice> words : {std::span<const Choice>(kColours), std::span<const Choice>(kModes)})
+        for (const Choice &row : words)
+            if (row.value == colour)
+                return row.word;
+    return "colour " + std::to_string(colour);
 }
 
 std::string colour_of(uint32_t led)
@@ -61,7 +62,10 @@ void get(const Arguments &arguments, Report &report)
 void set(const Arguments &arguments, Report &)
 {
     const uint32_t led = arguments.choice("LED", kLedNames);
-    require(DDAL(ddal_led_set)(led, arguments.choice("COLOUR", kColours)));
+    const bool is_mode = led == DDAL_LED_GLOBAL_STATE;
+    const uint32_t colour =
+        arguments.choice("COLOUR", is_mode ? std::span<const Choice>(kModes) : std::span<const Choice>(kColours));
+    require(DDAL(ddal_led_set)(led, colour));
 }
 
 void global(const Arguments &arguments, Report &)
@@ -84,7 +88,8 @@ Family led_family()
                  "set one LED; restore the old colour if the LED does not take the new one",
                  {led,
                   {"COLOUR", Kind::text,
-                   "off, green, red, yellow, blinking-green, blinking-red, blinking-yellow, disabled or enabled"}},
+                   "off, green, red, yellow, blinking-green, blinking-red or blinking-yellow; of global: disabled or "
+                   "enabled"}},
                  set},
                 {"global",
                  "switch all LEDs of the board and of its PHYs on or off",

@@ -24,7 +24,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kLinkEvent = 0;
-constexpr uint64_t kLongestWait = 86'400'000; // ms
 
 const char *state_name(bool up)
 {
@@ -94,24 +93,25 @@ private:
 
 class LinkSource : public EventSource {
 public:
-    explicit LinkSource(uint32_t device)
-        : name_("link " + std::to_string(device)), link_(std::to_string(device)), was_up_(link_.is_up())
-    {
-    }
+    explicit LinkSource(uint32_t device) : device_(device), link_(std::to_string(device)), was_up_(link_.is_up()) {}
 
-    std::string name() const override { return name_; }
+    std::string name() const override { return "link " + std::to_string(device_); }
     int descriptor() const override { return link_.fd(); }
     short condition() const override { return POLLIN; }
-    std::string take() override
+    std::string kind() const override { return "link"; }
+    Event take() override
     {
         const bool up = link_.is_up();
-        std::string text = std::string(up == was_up_ ? "changed, now " : "") + state_name(up);
+        const std::string text = std::string(up == was_up_ ? "changed, now " : "") + state_name(up);
         was_up_ = up;
-        return text;
+        return {text, [device = device_, up](Report &event) {
+                    event.add("device", uint64_t{device});
+                    event.add("link", state_name(up));
+                }};
     }
 
 private:
-    std::string name_;
+    uint32_t device_;
     OpenLink link_;
     bool was_up_; // a link can change twice between two readings
 };
@@ -171,6 +171,18 @@ std::unique_ptr<Failure> add_state(Report &row, uint32_t device)
     }
 }
 
+void add_place(Report &row, const ddal_phy_association &place)
+{
+    if (place.ifname[0])
+        row.add("interface", place.ifname);
+    else
+        row.add_missing("interface");
+    if (place.switch_port >= 0)
+        row.add("switch-port", static_cast<uint64_t>(place.switch_port));
+    else
+        row.add_missing("switch-port");
+}
+
 void show_all(Report &report)
 {
     std::unique_ptr<Failure> reason;
@@ -181,7 +193,7 @@ void show_all(Report &report)
             continue; // not on this board
         Report &row = report.row("links");
         row.add("device", device);
-        row.add("at", place.ifname[0] ? std::string(place.ifname) : "switch port " + std::to_string(place.switch_port));
+        add_place(row, place);
         auto failure = add_state(row, device);
         told = told || !failure;
         if (failure)
@@ -234,7 +246,6 @@ Family link_family()
 {
     const Argument link = {"LINK", Kind::text, "PHY device, 0 to 4, or a network interface such as eth0"};
     const Argument state = {"STATE", Kind::text, "up or down"};
-    const Argument timeout = {"--timeout", Kind::number, "give up after this many milliseconds", true, kLongestWait, 1};
     return {"link",
             "links of the backhaul ports (ddalctl events --only link:3 follows one)",
             {
@@ -244,11 +255,11 @@ Family link_family()
                  show},
                 {"wait",
                  "wait until a link is up or down; without --timeout for at most 24 hours",
-                 {link, state, timeout},
+                 {link, state, kTimeout},
                  wait},
                 {"set",
                  "switch the port of a PHY device off or on; with --timeout, wait until its link follows",
-                 {kPhyDevice, state, timeout},
+                 {kPhyDevice, state, kTimeout},
                  set},
             }};
 }

@@ -5,6 +5,7 @@
 #include <csetjmp>
 #include <csignal>
 
+#include "board/memory_driver.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
@@ -31,7 +32,7 @@ void guarded(uint64_t address, Access access)
         access();
     sigaction(SIGBUS, &before, nullptr);
     if (!answers)
-        throw Failure(-EFAULT, kOperationFailed, "nothing answers at " + hex(address, 8));
+        throw Failure(-EFAULT, kOperationFailed, "nothing answers at " + hex(address, 8), ddal::board::kMemoryNode);
 }
 
 // A mapping of physical memory, for the time of a command.
@@ -85,7 +86,8 @@ uint32_t width_of(const Arguments &arguments)
     if (width != 8 && width != 16 && width != 32)
         throw WrongUse("--width: give 8, 16 or 32 bits");
     if (arguments.number64("ADDRESS") % (width / 8) != 0)
-        throw WrongUse("ADDRESS is not a multiple of the width");
+        throw WrongUse("ADDRESS: " + hex(arguments.number64("ADDRESS"), 1) + " is not a multiple of " +
+                       std::to_string(width / 8) + ", the bytes of the width");
     return width;
 }
 

@@ -16,6 +16,7 @@ namespace ddalctl {
 namespace {
 
 constexpr size_t kExplanationSize = 4096;
+constexpr Choice kUsers[] = {{"toor4qrx", 0}, {"serviceuser", 1}};
 
 // Joins the lines of the tool's explanation.
 std::string one_line(std::string text)
@@ -29,6 +30,7 @@ std::string one_line(std::string text)
 void set(const Arguments &arguments, Report &report)
 {
     const std::string &user = arguments.text("USER");
+    arguments.choice("USER", kUsers);
     auto *const set_password = DDAL(ddal_auth_set_user_password); // report a missing board before the prompt
     Secret password;
     password.read("New password of " + user);
@@ -44,6 +46,7 @@ void set(const Arguments &arguments, Report &report)
 void reset(const Arguments &arguments, Report &)
 {
     const std::string &user = arguments.text("USER");
+    arguments.choice("USER", kUsers);
     confirm(arguments, "Reset the password of " + user + " to the factory password");
     const OutputAside aside;
     require(DDAL(ddal_auth_reset_user_password)(user.c_str()));

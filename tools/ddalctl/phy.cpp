@@ -1,6 +1,7 @@
 // ddalctl phy: the PHYs of the backhaul ports.
 #include <ddal/error.h>
 #include <ddal/phy.h>
+#include <ddal/unit.h>
 
 #include <cerrno>
 #include <string>
@@ -87,6 +88,8 @@ void add_setting(Report &report, const PhySetting &setting, uint32_t value)
 {
     if (setting.is_number)
         report.add(setting.name, uint64_t{value});
+    else if (setting.is_switch)
+        report.add(setting.name, value != 0, word_of(setting, value));
     else
         report.add(setting.name, word_of(setting, value));
 }
@@ -183,18 +186,25 @@ void restart(const Arguments &arguments, Report &)
     require_phy(DDAL(ddal_phy_copper_restart_autoneg)(arguments.number("DEVICE")));
 }
 
+uint32_t page_of(const Arguments &arguments)
+{
+    if (arguments.given("--page") && DDAL(ddal_unit_get_board)() == DDAL_BOARD_TYPE_MBO)
+        throw WrongUse("--page: the MBO board has no page but the one that the PHY has selected");
+    return arguments.number_or("--page", DDAL_PHY_PAGE_STANDARD);
+}
+
 void read(const Arguments &arguments, Report &report)
 {
     uint16_t value = 0;
-    require_phy(DDAL(ddal_phy_read)(arguments.number("DEVICE"), arguments.number("REGISTER"),
-                                    arguments.number_or("--page", DDAL_PHY_PAGE_STANDARD), &value));
+    const uint32_t page = page_of(arguments);
+    require_phy(DDAL(ddal_phy_read)(arguments.number("DEVICE"), arguments.number("REGISTER"), page, &value));
     report.add_hex("value", value, 4);
 }
 
 void write(const Arguments &arguments, Report &)
 {
-    require_phy(DDAL(ddal_phy_write)(arguments.number("DEVICE"), arguments.number("REGISTER"),
-                                     arguments.number_or("--page", DDAL_PHY_PAGE_STANDARD),
+    const uint32_t page = page_of(arguments);
+    require_phy(DDAL(ddal_phy_write)(arguments.number("DEVICE"), arguments.number("REGISTER"), page,
                                      static_cast<uint16_t>(arguments.number("VALUE"))));
 }
 

@@ -61,14 +61,15 @@ int set_loopback(uint32_t device, uint32_t state)
 // The lambdas look up the library's operations at the call, so that a table can name them without a board.
 constexpr PhySetting kSettings[] = {
     {"autoneg", kOnOff, [](uint32_t device, uint32_t *value) { return DDAL(ddal_phy_get_autoneg)(device, 0, value); },
-     [](uint32_t device, uint32_t value) { return DDAL(ddal_phy_set_autoneg)(device, 0, value); }},
+     [](uint32_t device, uint32_t value) { return DDAL(ddal_phy_set_autoneg)(device, 0, value); }, false, true},
     {"speed", kSpeeds, [](uint32_t device, uint32_t *value) { return DDAL(ddal_phy_get_speed)(device, 0, value); },
      [](uint32_t device, uint32_t value) { return DDAL(ddal_phy_set_speed)(device, 0, value); }, true},
     {"duplex", kDuplexes,
      [](uint32_t device, uint32_t *value) { return DDAL(ddal_phy_get_duplex_mode)(device, 0, value); },
      [](uint32_t device, uint32_t value) { return DDAL(ddal_phy_set_duplex_mode)(device, 0, value); }},
     {"loopback", kOnOff,
-     [](uint32_t device, uint32_t *value) { return DDAL(ddal_phy_get_loopback_state)(device, value); }, set_loopback},
+     [](uint32_t device, uint32_t *value) { return DDAL(ddal_phy_get_loopback_state)(device, value); }, set_loopback,
+     false, true},
     {"crossover", kCrossovers,
      [](uint32_t device, uint32_t *value) {
          return widened(DDAL(ddal_phy_copper_get_crossover_mode_configuration), device, value);
@@ -83,7 +84,7 @@ constexpr PhySetting kSettings[] = {
     // The role that the partners agreed on. Reading it also clears a bit of register 6.
     {"negotiated-role", kRoles,
      [](uint32_t device, uint32_t *value) { return widened(DDAL(ddal_phy_copper_get_master_slave), device, value); },
-     nullptr, false, false},
+     nullptr, false, false, false},
 };
 
 } // namespace
@@ -116,7 +117,7 @@ std::string word_of(const PhySetting &setting, uint32_t value)
         if (row.value == value)
             return row.word;
     }
-    return std::to_string(value);
+    return "code " + std::to_string(value);
 }
 
 } // namespace ddalctl

@@ -15,6 +15,7 @@ struct PhySetting {
     int (*get)(uint32_t device, uint32_t *value);
     int (*set)(uint32_t device, uint32_t value); // null: read-only
     bool is_number = false;                      // each word is its value in decimal
+    bool is_switch = false;                      // off or on
     bool is_passive = true;                      // reading does not change the PHY
 };
 

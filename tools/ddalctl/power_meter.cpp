@@ -1,8 +1,10 @@
 // ddalctl power-meter: the FPGA's RF power meter.
 #include <ddal/fpga.h>
 
+#include <iterator>
 #include <poll.h>
 #include <string>
+#include <vector>
 
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
@@ -59,20 +61,21 @@ private:
 void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t records = arguments.number_or("--count", UINT32_MAX);
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     const Channel channel;
     report.lasts("end");
-    for (uint32_t n = 0; n < records && channel.wait(); n++) {
+    uint32_t seen = 0;
+    for (; seen < records && channel.wait(); seen++) {
         uint32_t words[kRecordWords];
         channel.read(words);
         std::string line;
         for (const uint32_t word : words)
             line += (line.empty() ? "" : " ") + hex(word, 8);
         report.event("record", line, [&](Report &values) {
-            for (int i = 0; i < kRecordWords; i++)
-                values.add("w" + std::to_string(i), words[i]);
+            values.add_to_document("words", std::vector<uint64_t>(std::begin(words), std::end(words)));
         });
     }
+    stop.require_all(arguments, seen, "records");
 }
 
 } // namespace
@@ -90,7 +93,7 @@ Family power_meter_family()
                 {"set-range", "set the accumulator range", {{"RANGE", Kind::number, "accumulator range"}}, set_range},
                 {"watch",
                  "print the measurement records as they arrive, until interrupted",
-                 {{"--count", Kind::number, "stop after COUNT records", true, UINT32_MAX, 1}},
+                 {{"--count", Kind::number, "stop after COUNT records", true, UINT32_MAX, 1}, kTimeout},
                  watch},
             }};
 }

@@ -87,7 +87,7 @@ void Report::add_hex(const std::string &name, uint64_t value, int digits)
     add(name, value, hex(value, digits));
 }
 
-void Report::repeat(const std::string &name, uint64_t value)
+void Report::add_to_document(const std::string &name, const Value &value)
 {
     entries_.push_back({name, value, "", true, {}, false});
 }
@@ -166,6 +166,8 @@ void Report::print_table(FILE *out, const Entry &table)
         std::vector<std::string> names;
         std::vector<std::string> cells;
         for (const Entry &entry : row->entries_) {
+            if (entry.hidden)
+                continue;
             names.push_back(entry.name);
             cells.push_back(entry.text);
         }
@@ -203,7 +205,11 @@ std::string reason_of(const Failure &failure)
 {
     if (failure.is_cause())
         return failure.what();
-    return failure.evidence().error != 0 ? strerror(failure.evidence().error) : "";
+    if (failure.status() == kWrongUse)
+        return "";
+    if (failure.evidence().error != 0)
+        return strerror(failure.evidence().error);
+    return text_without_access(failure.code(), failure.evidence());
 }
 
 Json text_or_null(const std::string &text)
@@ -217,7 +223,7 @@ void print_failure_text(const Failure &failure, const std::string &name, const C
     const std::string code = name_of_code(failure.code());
     const std::string reason = reason_of(failure);
     std::string line = name + ": " + message_of(failure, command);
-    if (!reason.empty())
+    if (!reason.empty() && !line.ends_with(reason))
         line += ": " + reason;
     if (failure.status() == kOperationFailed)
         line += " (" + std::to_string(failure.code()) + (code.empty() ? "" : ", " + code) + ")";

@@ -15,7 +15,8 @@ class Failure;
 
 class Report {
 public:
-    using Value = std::variant<std::nullptr_t, bool, uint64_t, int64_t, double, std::string>;
+    using Value = std::variant<std::nullptr_t, bool, uint64_t, int64_t, double, std::string, std::vector<uint64_t>,
+                               std::vector<std::string>>;
 
     explicit Report(bool json) : json_(json) {}
 
@@ -30,8 +31,10 @@ public:
     void add_flag(const std::string &name, bool value) { add(name, value, value ? "yes" : "no"); }
     void add_missing(const std::string &name) { add(name, nullptr, "-"); }
 
+    // Adds a value to the document only, because the text for people has it in another form.
+    void add_to_document(const std::string &name, const Value &value);
     // Adds a value to the document only, because the user gave it.
-    void repeat(const std::string &name, uint64_t value);
+    void repeat(const std::string &name, uint64_t value) { add_to_document(name, value); }
 
     // Adds a table, which may stay empty.
     void table(const std::string &name);

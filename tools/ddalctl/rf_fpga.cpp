@@ -30,10 +30,23 @@ uint32_t device_of(const Arguments &arguments)
     return arguments.number_or("--device", 0);
 }
 
-// Where `count` registers of the device begin: device 0 has registers of 4 bytes, the others of 1.
+// Where `count` registers of the device begin: device 0 has registers of 4 bytes, the others of 1, one at a time.
 uint32_t registers_at(const Arguments &arguments, uint32_t count)
 {
-    return arguments.start("ADDRESS", uint64_t{count} * (device_of(arguments) == 0 ? 4 : 1));
+    if (device_of(arguments) == 0) {
+        arguments.number_as({"ADDRESS", Kind::number, "", false, UINT32_MAX, 0, 4});
+        return arguments.start("ADDRESS", uint64_t{count} * 4);
+    }
+    if (count != 1)
+        throw WrongUse("COUNT: " + std::to_string(count) + " is outside 1 to 1 of devices 1 to 3");
+    return arguments.start("ADDRESS", 1);
+}
+
+// A number whose greatest value depends on the width of the device's registers.
+uint32_t within_register(const Arguments &arguments, const char *name, uint32_t max_of_narrow)
+{
+    const uint32_t max = device_of(arguments) == 0 ? UINT32_MAX : max_of_narrow;
+    return arguments.number_as({name, Kind::number, "", false, max});
 }
 
 // An open device, open for the time of a command.
@@ -71,27 +84,30 @@ void read(const Arguments &arguments, Report &report)
 void write(const Arguments &arguments, Report &)
 {
     const uint32_t address = registers_at(arguments, 1);
-    const uint32_t value = arguments.number("VALUE");
+    const uint32_t value = within_register(arguments, "VALUE", UINT8_MAX);
     require_count(DDAL(ddal_rf_fpga_write)(address, 1, &value, device_of(arguments)), 1);
 }
 
 void masked_write(const Arguments &arguments, Report &)
 {
     const uint32_t address = registers_at(arguments, 1);
-    require(DDAL(ddal_rf_fpga_masked_write)(address, arguments.number("MASK"), arguments.number("VALUE"),
-                                            device_of(arguments)));
+    const uint32_t mask = within_register(arguments, "MASK", UINT8_MAX);
+    const uint32_t value = within_register(arguments, "VALUE", UINT8_MAX);
+    require(DDAL(ddal_rf_fpga_masked_write)(address, mask, value, device_of(arguments)));
 }
 
 void set_bit(const Arguments &arguments, Report &)
 {
     const uint32_t address = registers_at(arguments, 1);
-    require(DDAL(ddal_rf_fpga_bit_set)(address, arguments.number("BIT"), device_of(arguments)));
+    const uint32_t bit = within_register(arguments, "BIT", 7);
+    require(DDAL(ddal_rf_fpga_bit_set)(address, bit, device_of(arguments)));
 }
 
 void clear_bit(const Arguments &arguments, Report &)
 {
     const uint32_t address = registers_at(arguments, 1);
-    require(DDAL(ddal_rf_fpga_bit_reset)(address, arguments.number("BIT"), device_of(arguments)));
+    const uint32_t bit = within_register(arguments, "BIT", 7);
+    require(DDAL(ddal_rf_fpga_bit_reset)(address, bit, device_of(arguments)));
 }
 
 void version(const Arguments &, Report &report)
@@ -129,7 +145,8 @@ void masked_write_block(const Arguments &arguments, Report &)
     const std::vector<uint8_t> clear = arguments.bytes("CLEAR");
     const std::vector<uint8_t> set = arguments.bytes("SET");
     if (clear.size() != set.size())
-        throw WrongUse("CLEAR and SET must be of the same length");
+        throw WrongUse("CLEAR and SET: " + std::to_string(clear.size()) + " and " + std::to_string(set.size()) +
+                       " bytes; give equally many");
     const auto length = static_cast<uint32_t>(clear.size());
     const uint32_t address = arguments.start("ADDRESS", length);
     const Device device(device_of(arguments));

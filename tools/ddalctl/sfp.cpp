@@ -57,10 +57,13 @@ void add_compliance(Report &report, uint32_t cage)
     uint32_t count = 0;
     require(DDAL(ddal_sfp_compliance_code_get)(cage, codes));
     require(DDAL(ddal_sfp_interpret_compliance_codes)(codes, bits, 64, &count));
-    std::string names;
-    for (uint32_t i = 0; i < count; i++)
-        names += (names.empty() ? "" : ", ") + sfp_compliance_name(bits[i]);
-    report.add("compliance", names, names.empty() ? "-" : names);
+    std::vector<std::string> names;
+    std::string text;
+    for (uint32_t i = 0; i < count; i++) {
+        names.push_back(sfp_compliance_name(bits[i]));
+        text += (text.empty() ? "" : ", ") + names.back();
+    }
+    report.add("compliance", names, text.empty() ? "-" : text);
 }
 
 void add_bit_rate(Report &report, uint32_t cage)
@@ -88,11 +91,20 @@ void add_identity(Report &report, uint32_t cage)
     report.add("wavelength", uint64_t{wavelength}, std::to_string(wavelength) + " nm");
 }
 
+// An alarm or a warning: "high", "low" or none.
+void add_flag(Report &row, const char *name, const char *flag)
+{
+    if (flag)
+        row.add(name, flag);
+    else
+        row.add_missing(name);
+}
+
 void add_diagnostics(Report &report, uint32_t cage)
 {
     const SfpCalibration calibration = sfp_calibration(cage);
     if (calibration == SfpCalibration::none) {
-        report.add("diagnostics-interface", "none");
+        report.add("diagnostics-interface", nullptr, "none");
         return;
     }
     const uint32_t revision = number_of(DDAL(ddal_sfp_sff_8472_compliance_code_get), cage);
@@ -104,8 +116,8 @@ void add_diagnostics(Report &report, uint32_t cage)
         row.add("quantity", measured.name);
         row.add("value", measured.value, measured.value_text());
         row.add("unit", measured.unit, measured.unit_text());
-        row.add("alarm", measured.alarm);
-        row.add("warning", measured.warning);
+        add_flag(row, "alarm", measured.alarm);
+        add_flag(row, "warning", measured.warning);
     }
 }
 
@@ -160,7 +172,9 @@ void read(const Arguments &arguments, Report &report)
             digits += (digits.empty() ? "" : " ") + hex(bytes[i], 2).substr(2);
         Report &row = report.row("bytes");
         row.add("offset", offset + at);
-        row.add("bytes", digits);
+        std::string plain = digits;
+        std::erase(plain, ' ');
+        row.add("bytes", plain, digits);
     }
 }
 
@@ -185,7 +199,7 @@ void set(const Arguments &arguments, Report &)
 void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t cage = arguments.choice("CAGE", kSfpCageNames);
-    sfp_watch(cage, arguments.number_or("--interval", 1000), arguments.number_or("--count", UINT32_MAX), report);
+    sfp_watch(cage, arguments.number_or("--interval", 1000), arguments, report);
 }
 
 } // namespace
@@ -201,7 +215,8 @@ Family sfp_family()
                  "follow status lines and diagnostics, until interrupted",
                  {cage,
                   {"--interval", Kind::number, "milliseconds between measurements (1000)", true, 3'600'000, 10},
-                  {"--count", Kind::number, "stop after COUNT lines", true, UINT32_MAX, 1}},
+                  {"--count", Kind::number, "stop after COUNT lines", true, UINT32_MAX, 1},
+                  kTimeout},
                  watch},
                 {"status", "show the control and status lines", {cage}, status},
                 {"set",

@@ -6,6 +6,7 @@
 #include "ddalctl/event_source.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/library.h"
+#include "ddalctl/report.h"
 
 namespace ddalctl {
 
@@ -55,7 +56,11 @@ public:
     std::string name() const override { return line_.name; }
     int descriptor() const override { return open_.fd(); }
     short condition() const override { return POLLPRI; }
-    std::string take() override { return open_.read() ? line_.when_set : line_.when_clear; }
+    Event take() override
+    {
+        const bool value = open_.read();
+        return {value ? line_.when_set : line_.when_clear, [value](Report &event) { event.add_flag("value", value); }};
+    }
 
 private:
     const Line &line_;

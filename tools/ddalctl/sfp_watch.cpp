@@ -46,7 +46,7 @@ const char *flag_name(uint16_t flags, const Quantity &quantity)
 {
     if (flags & quantity.high)
         return "high";
-    return flags & quantity.low ? "low" : "-";
+    return flags & quantity.low ? "low" : nullptr;
 }
 
 // Converts a float to the double with the same seven decimal digits: 3.237, not 3.2369999885559082.
@@ -110,6 +110,7 @@ public:
     Log(uint32_t most, Report &report) : most_(most), report_(report) {}
 
     bool full() const { return count_ >= most_; }
+    uint32_t count() const { return count_; }
 
     void add(const std::string &event, const std::string &text, const std::function<void(Report &)> &fill)
     {
@@ -153,9 +154,9 @@ void log_measurements(uint32_t cage, Log &log)
     std::string text;
     for (const SfpMeasurement &one : measured) {
         text += (text.empty() ? "" : "  ") + std::string(one.name) + " " + one.value_text() + " " + one.unit;
-        if (*one.alarm != '-')
+        if (one.alarm)
             text += std::string(" ALARM ") + one.alarm;
-        else if (*one.warning != '-')
+        else if (one.warning)
             text += std::string(" warning ") + one.warning;
     }
     log.add("measurement", text, [&](Report &values) {
@@ -210,12 +211,12 @@ std::vector<SfpMeasurement> sfp_measure(uint32_t cage)
     return measured;
 }
 
-void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report &report)
+void sfp_watch(uint32_t cage, uint32_t interval_ms, const Arguments &arguments, Report &report)
 {
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     report.lasts("end");
     Lines lines(cage);
-    Log log(most_lines, report);
+    Log log(arguments.number_or("--count", UINT32_MAX), report);
     Clock::time_point next = Clock::now();
     while (!log.full() && !StopOnSignal::stopped()) {
         log_lines(lines, log);
@@ -227,6 +228,7 @@ void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report 
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
         lines.wait(left > 0 ? static_cast<int>(left) + 1 : 0);
     }
+    stop.require_all(arguments, log.count(), "lines");
 }
 
 } // namespace ddalctl

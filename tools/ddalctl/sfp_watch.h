@@ -8,6 +8,7 @@
 #include <ddal/sfp.h>
 
 #include "ddalctl/command.h"
+#include "ddalctl/interrupt.h"
 
 namespace ddalctl {
 
@@ -32,7 +33,7 @@ struct SfpMeasurement {
     const char *name;
     const char *unit;
     double value;
-    const char *alarm; // "high", "low" or "-"
+    const char *alarm; // "high" or "low"; NULL: none
     const char *warning;
 
     std::string value_text() const;
@@ -42,6 +43,6 @@ struct SfpMeasurement {
 std::vector<SfpMeasurement> sfp_measure(uint32_t cage);
 
 // Reports each change of a status line as it happens, and the measurements at every interval.
-void sfp_watch(uint32_t cage, uint32_t interval_ms, uint32_t most_lines, Report &report);
+void sfp_watch(uint32_t cage, uint32_t interval_ms, const Arguments &arguments, Report &report);
 
 } // namespace ddalctl

@@ -52,10 +52,11 @@ std::string digits_of(const uint8_t *bytes)
 void watch(const Arguments &arguments, Report &report)
 {
     const uint32_t reports = arguments.number_or("--count", UINT32_MAX);
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
     SlowMeasurement measurement(arguments.number_or("--period", kLongestPeriod));
     report.lasts("end");
-    for (uint32_t n = 0; n < reports; n++) {
+    uint32_t seen = 0;
+    for (; seen < reports; seen++) {
         uint8_t bytes[kReportSize] = {};
         if (!measurement.wait(bytes))
             break;
@@ -66,6 +67,7 @@ void watch(const Arguments &arguments, Report &report)
             values.add("second", second);
         });
     }
+    stop.require_all(arguments, seen, "reports");
 }
 
 void set_period(const Arguments &arguments, Report &)
@@ -83,12 +85,14 @@ Family slow_measurement_family()
                 {"watch",
                  "print the two blocks of each report as it arrives, until interrupted",
                  {{"--period", Kind::number, "ms, 100 to 1000 in steps of 100 (default 1000)", true, kLongestPeriod,
-                   kShortestPeriod},
-                  {"--count", Kind::number, "stop after COUNT reports", true, UINT32_MAX, 1}},
+                   kShortestPeriod, kShortestPeriod},
+                  {"--count", Kind::number, "stop after COUNT reports", true, UINT32_MAX, 1},
+                  kTimeout},
                  watch},
                 {"set-period",
                  "set the period for all readers of the report",
-                 {{"PERIOD", Kind::number, "ms, 100 to 1000 in steps of 100", false, kLongestPeriod, kShortestPeriod}},
+                 {{"PERIOD", Kind::number, "ms, 100 to 1000 in steps of 100", false, kLongestPeriod, kShortestPeriod,
+                   kShortestPeriod}},
                  set_period},
             }};
 }

@@ -17,11 +17,15 @@ namespace ddalctl {
 namespace {
 
 constexpr Choice kKeyActions[] = {{"reset", 0}};
+constexpr Choice kUsers[] = {{"toor4qrx", 0}, {"serviceuser", 1}};
+constexpr Choice kOptions[] = {{"ClientAliveInterval", 0}, {"ClientAliveCountMax", 1}};
+constexpr Argument kValues[] = {{"VALUE", Kind::number, "", false, 65535}, {"VALUE", Kind::number, "", false, 255, 1}};
 
 void set(const Arguments &arguments, Report &)
 {
+    const uint32_t value = arguments.number_as(kValues[arguments.choice("NAME", kOptions)]);
     const OutputAside aside;
-    require(DDAL(ddal_sshd_set_parameter)(arguments.text("NAME").c_str(), arguments.text("VALUE").c_str(),
+    require(DDAL(ddal_sshd_set_parameter)(arguments.text("NAME").c_str(), std::to_string(value).c_str(),
                                           arguments.given("--persist") ? DDAL_SSHD_PERSIST : 0));
 }
 
@@ -44,6 +48,7 @@ void restart(const Arguments &, Report &)
 void keys(const Arguments &arguments, Report &)
 {
     arguments.choice("ACTION", kKeyActions);
+    arguments.choice("USER", kUsers);
     const std::string &user = arguments.text("USER");
     confirm(arguments, "Replace the authorized keys of " + user + " by those of the factory");
     require(DDAL(ddal_auth_reset_user_ssh_keys)(user.c_str()));
@@ -59,7 +64,7 @@ Family ssh_family()
                 {"set",
                  "set an option; the daemon applies it at its next restart",
                  {{"NAME", Kind::text, "ClientAliveInterval (0 to 65535 s) or ClientAliveCountMax (1 to 255)"},
-                  {"VALUE", Kind::text, "the new value"},
+                  {"VALUE", Kind::number, "the new value"},
                   {"--persist", Kind::flag, "keep the option after a restart of the board"}},
                  set},
                 {"banner",

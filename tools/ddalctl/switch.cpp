@@ -23,6 +23,7 @@ namespace ddalctl {
 namespace {
 
 constexpr uint32_t kDroppingQueues = 6;
+constexpr uint32_t kPortWithoutClock = 17;
 
 struct Rate {
     uint32_t limit;
@@ -55,12 +56,15 @@ void ports(const Arguments &, Report &report)
     for (const auto &[port, devices] : in_use) {
         const ddal_eth_switch_port_stats stats = stats_of(port);
         ddal_phy_copper_status status = {};
-        const auto device = static_cast<uint32_t>(devices[0] - '0');
+        const auto device = static_cast<uint32_t>(devices[0]);
         const bool told = DDAL(ddal_phy_copper_get_status)(device, &status) == 0;
         Report &row = report.row("ports");
         row.add("port", port);
-        row.add("phy-device", devices);
-        row.add("link", !told ? "-" : status.link ? "up" : "down");
+        add_numbers(row, "phy-devices", devices);
+        if (told)
+            row.add("link", status.link ? "up" : "down");
+        else
+            row.add_missing("link");
         if (told && status.link)
             row.add("speed", uint64_t{status.speed}, std::to_string(status.speed) + " Mb/s");
         else
@@ -90,13 +94,15 @@ void show(const Arguments &arguments, Report &report)
 }
 
 // Reports the counts of a port in each second.
-void watch_counters(uint32_t port, uint32_t seconds, Report &report)
+void watch_counters(uint32_t port, const Arguments &arguments, Report &report)
 {
-    const StopOnSignal stop;
+    const StopOnSignal stop(arguments);
+    const uint32_t seconds = arguments.number_or("--count", UINT32_MAX);
     report.lasts("end");
     ddal_eth_switch_port_stats last = stats_of(port);
     for (uint32_t n = 0; n < seconds; n++) {
         sleep(1);
+        stop.require_all(arguments, n, "seconds");
         if (StopOnSignal::stopped())
             return;
         const ddal_eth_switch_port_stats now = stats_of(port);
@@ -123,7 +129,10 @@ void counters(const Arguments &arguments, Report &report)
 {
     const uint32_t port = arguments.number("PORT");
     if (arguments.given("--watch"))
-        return watch_counters(port, arguments.number_or("--count", UINT32_MAX), report);
+        return watch_counters(port, arguments, report);
+    for (const char *name : {"--count", kTimeout.name})
+        if (arguments.given(name))
+            throw WrongUse(std::string(name) + " requires --watch");
     if (only_multiport())
         return multiport_counters(port, report);
     const ddal_eth_switch_port_stats stats = stats_of(port);
@@ -163,6 +172,8 @@ void limit(const Arguments &arguments, Report &)
 
 void synce(const Arguments &arguments, Report &)
 {
+    if (arguments.number("PORT") == kPortWithoutClock)
+        throw WrongUse("PORT: 17 is outside 10 to 16 and 18 to 21");
     require_switch(DDAL(ddal_eth_switch_set_synce_source)(kSwitch, arguments.number("PORT")));
 }
 
@@ -207,14 +218,15 @@ std::vector<Command> port_commands()
          "show the counters of a port and the drops of its queues, or the counts of each second",
          {kPort,
           {"--watch", Kind::flag, "show the counts of each second, until interrupted"},
-          {"--count", Kind::number, "stop after COUNT seconds", true, UINT32_MAX, 1}},
+          {"--count", Kind::number, "stop after COUNT seconds", true, UINT32_MAX, 1},
+          kTimeout},
          counters},
         {"clear-drops", "reset the drop counters of a port's queues", {kPort}, clear_drops},
         {"shape", "limit the rate that a port sends", {kPort, limit_argument, burst}, shape},
         {"limit", "limit the rate that a port receives", {kPort, limit_argument, burst}, limit},
         {"synce",
          "select the port (10 to 21, except 17) that supplies the clock of synchronous Ethernet",
-         {kPort},
+         {{"PORT", Kind::number, "10 to 16, or 18 to 21", false, 21, 10}},
          synce},
         {"shell",
          "run one command in the switch's diagnostic shell",
@@ -225,15 +237,22 @@ std::vector<Command> port_commands()
 
 } // namespace
 
-std::map<uint32_t, std::string> ports_in_use()
+void add_numbers(Report &report, const std::string &name, const std::vector<uint64_t> &numbers)
 {
-    std::map<uint32_t, std::string> ports;
+    std::string text;
+    for (const uint64_t number : numbers)
+        text += (text.empty() ? "" : ", ") + std::to_string(number);
+    report.add(name, numbers, text.empty() ? "-" : text);
+}
+
+std::map<uint32_t, std::vector<uint64_t>> ports_in_use()
+{
+    std::map<uint32_t, std::vector<uint64_t>> ports;
     for (uint32_t device = 0; device < kPhyDevices; device++) {
         ddal_phy_association place = {};
         if (DDAL(ddal_phy_get_association)(device, &place) != 0 || place.switch_port < 0)
             continue;
-        std::string &devices = ports[static_cast<uint32_t>(place.switch_port)];
-        devices += (devices.empty() ? "" : ", ") + std::to_string(device);
+        ports[static_cast<uint32_t>(place.switch_port)].push_back(device);
     }
     return ports;
 }
@@ -248,8 +267,6 @@ void require_switch(int result)
             result, failure.status(),
             "not available: this board has no Broadcom switch (only board type 9 has one; see ddalctl board), "
             "or its switch does not support it");
-    if (result == -EOPNOTSUPP)
-        throw Failure(result, failure.status(), "S-VLANs are numbered from 1 to 20");
     if (result == DDAL_ERR_FAILURE)
         throw Failure(result, failure.status(), "the switch does not answer or refused");
     throw failure_of(result);

@@ -21,8 +21,14 @@ inline constexpr uint32_t kSwitch =
 inline const Argument kPort = {"PORT", Kind::number,
                                "port of the switch; \"ddalctl switch ports\" lists the ports in use", false, 255};
 
+inline constexpr Argument kSvlan = {"SVLAN", Kind::number, "S-VLAN, 1 to 20", false, 20, 1};
+inline constexpr Argument kOptionalSvlan = {"SVLAN", Kind::number, kSvlan.help, true, 20, 1};
+
 // Returns the PHY devices that each port of the switch serves.
-std::map<uint32_t, std::string> ports_in_use();
+std::map<uint32_t, std::vector<uint64_t>> ports_in_use();
+
+// Adds a list of numbers, "0, 2" for people.
+void add_numbers(Report &report, const std::string &name, const std::vector<uint64_t> &numbers);
 
 // Throws a Failure that names the next step, unless the result is 0.
 void require_switch(int result);

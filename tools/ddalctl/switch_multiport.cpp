@@ -24,22 +24,19 @@ using Counters = ddal_ext_multiport_counters;
 void require_multiport(int result)
 {
     const Failure failure = failure_of(result);
-    if (result == -EINVAL)
-        throw Failure(result, failure.status(), "ports of the multiport switch are numbered from 0 to 6");
     if (result == -ENOSYS)
         throw Failure(result, kNothingThere, "this board has no external multiport switch");
     if (result != 0)
-        throw Failure(result, failure.status(),
-                      "the multiport switch does not answer; the log on standard error has the reason");
+        throw Failure(result, failure.status(), "the multiport switch does not answer");
 }
 
-std::string port_list(uint32_t ports)
+std::vector<uint64_t> port_list(uint32_t ports)
 {
-    std::string text;
+    std::vector<uint64_t> list;
     for (uint32_t port = 0; port < kPorts; port++)
         if (ports >> port & 1)
-            text += (text.empty() ? "" : ",") + std::to_string(port);
-    return text.empty() ? "none" : text;
+            list.push_back(port);
+    return list;
 }
 
 void add_link(const Status &status, Report &row)
@@ -51,8 +48,15 @@ void add_link(const Status &status, Report &row)
         row.add_missing("speed");
 }
 
+void check_port(uint32_t port)
+{
+    if (port >= kPorts)
+        throw WrongUse("PORT: " + std::to_string(port) + " is outside 0 to 6 of the multiport switch");
+}
+
 Status status_of(uint32_t port)
 {
+    check_port(port);
     Status status = {};
     require_multiport(DDAL(ddal_ext_multiport_get_port_status)(port, &status));
     return status;
@@ -60,6 +64,7 @@ Status status_of(uint32_t port)
 
 Counters counters_of(uint32_t port)
 {
+    check_port(port);
     Counters counters = {};
     require_multiport(DDAL(ddal_ext_multiport_get_port_counters)(port, &counters));
     return counters;
@@ -67,14 +72,12 @@ Counters counters_of(uint32_t port)
 
 void set_ports(const Arguments &arguments, Report &)
 {
-    const Argument number = {"PORTS", Kind::number, ""};
+    const Argument number = {"PORTS", Kind::number, "", false, kPorts - 1};
     uint32_t ports = 0;
     std::istringstream words(arguments.text("PORTS") == "none" ? "" : arguments.text("PORTS"));
     for (std::string word; std::getline(words, word, ',');) {
         Arguments parsed;
         parsed.set(number, word);
-        if (parsed.number("PORTS") >= kPorts)
-            throw WrongUse("PORTS: ports of the multiport switch are numbered from 0 to 6");
         ports |= 1u << parsed.number("PORTS");
     }
     require_multiport(DDAL(ddal_ext_multiport_set_port_vlan_map)(arguments.number("PORT"), ports));
@@ -111,7 +114,7 @@ void multiport_ports(Report &report)
         const auto found = devices.find(port);
         Report &row = report.row("ports");
         row.add("port", uint64_t{port});
-        row.add("phy-device", found == devices.end() ? "-" : found->second);
+        add_numbers(row, "phy-devices", found == devices.end() ? std::vector<uint64_t>() : found->second);
         add_link(status_of(port), row);
         row.add("rx-packets", stats.rx_packets);
         row.add("tx-packets", stats.tx_packets);
@@ -130,7 +133,7 @@ void multiport_show(uint32_t port, Report &report)
         report.add_missing("duplex");
     report.add("pause", status.pause != 0, status.pause ? "on" : "off");
     report.add("state", kStates[status.state % std::size(kStates)]);
-    report.add("sends-to", uint64_t{ports}, port_list(ports));
+    add_numbers(report, "sends-to", port_list(ports));
 }
 
 void multiport_counters(uint32_t port, Report &report)
@@ -170,7 +173,8 @@ std::vector<Command> switch_multiport_commands()
     return {
         {"set-ports",
          "set the ports that a port of the external multiport switch may send to",
-         {kPort, {"PORTS", Kind::text, "numbers from 0 to 6, separated by commas, or \"none\""}},
+         {{"PORT", Kind::number, "0 to 6", false, kPorts - 1},
+          {"PORTS", Kind::text, "numbers from 0 to 6, separated by commas, or \"none\""}},
          set_ports},
     };
 }

@@ -108,7 +108,7 @@ void default_queue(const Arguments &arguments, Report &)
 
 void set_weights(const Arguments &arguments, Report &)
 {
-    const Argument weight = {"WEIGHTS", Kind::number, ""};
+    const Argument weight = {"WEIGHTS", Kind::number, "", false, INT32_MAX};
     uint32_t quanta[kQueues] = {};
     uint32_t given = 0;
     std::istringstream words(arguments.text("WEIGHTS"));

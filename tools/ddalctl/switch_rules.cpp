@@ -35,13 +35,32 @@ std::string hex_type(uint32_t type)
     return text;
 }
 
+std::vector<uint64_t> numbers_in(const uint32_t (&set)[8])
+{
+    std::vector<uint64_t> ports;
+    for (uint32_t port = 0; port < kPorts; port++)
+        if (set[port / 32] >> port % 32 & 1)
+            ports.push_back(port);
+    return ports;
+}
+
 std::string ports_in(const uint32_t (&set)[8])
 {
     std::string text;
-    for (uint32_t port = 0; port < kPorts; port++)
-        if (set[port / 32] >> port % 32 & 1)
-            text += (text.empty() ? "" : ", ") + std::to_string(port);
+    for (const uint64_t port : numbers_in(set))
+        text += (text.empty() ? "" : ", ") + std::to_string(port);
     return text;
+}
+
+// A field of a rule that may be absent.
+Report::Value field(uint32_t value)
+{
+    return value == DDAL_EXT_SWITCH_NONE ? Report::Value(nullptr) : Report::Value(uint64_t{value});
+}
+
+Report::Value mac_of_rule(const Rule &rule)
+{
+    return rule.has_mac ? Report::Value(mac_text(rule.mac)) : Report::Value(nullptr);
 }
 
 // Lists the allowed ports where most are blocked, else the blocked ones.
@@ -96,6 +115,21 @@ std::string actions_of(const Rule &rule)
     return text;
 }
 
+// The fields behind the words of a rule.
+void repeat_fields(Report &row, const Rule &rule)
+{
+    row.add_to_document("in-port", field(rule.in_port));
+    row.add_to_document("in-ports", numbers_in(rule.in_ports));
+    row.add_to_document("tagged", rule.tagged == DDAL_EXT_SWITCH_NONE ? Report::Value(nullptr) : rule.tagged != 0);
+    row.add_to_document("ethertype", field(rule.ethertype));
+    row.add_to_document("mac", mac_of_rule(rule));
+    row.add_to_document("to-port", field(rule.to_port));
+    row.add_to_document("to-queue", field(rule.queue));
+    row.add_to_document("keeps-pcp", rule.keeps_pcp != 0);
+    row.add_to_document("drops", rule.drops != 0);
+    row.add_to_document("blocked-ports", numbers_in(rule.blocked));
+}
+
 void rules(const Arguments &arguments, Report &report)
 {
     report.table("rules");
@@ -107,15 +141,21 @@ void rules(const Arguments &arguments, Report &report)
         row.add("group", uint64_t{rule.group});
         row.add("entry", uint64_t{rule.entry});
         row.add("frames", frames_of(rule));
-        row.add("actions", actions.empty() ? "-" : actions);
+        row.add("actions", actions.empty() ? Report::Value(nullptr) : actions, actions.empty() ? "-" : actions);
+        repeat_fields(row, rule);
     }
 }
 
-void add_way(Report &report, const std::string &ports, const std::string &frames)
+// Ports that exchange frames, "14 <-> 18" for people. One way only: from the first to the second.
+Report &add_way(Report &report, const std::vector<uint64_t> &ports, const char *between, const std::string &frames)
 {
+    std::string text;
+    for (const uint64_t port : ports)
+        text += (text.empty() ? "" : between) + std::to_string(port);
     Report &row = report.row("forwarding");
-    row.add("ports", ports);
+    row.add("ports", ports, text);
     row.add("frames", frames);
+    return row;
 }
 
 // Returns whether another rule redirects the same frames back, so that both fit one line.
@@ -139,8 +179,11 @@ void add_redirections(const std::vector<Rule> &all, Report &report)
         const std::string frames = rule.has_mac                             ? "to " + mac_text(rule.mac)
                                    : rule.ethertype != DDAL_EXT_SWITCH_NONE ? "of type " + hex_type(rule.ethertype)
                                                                             : "all";
-        add_way(report, std::to_string(rule.in_port) + (both_ways ? " <-> " : " -> ") + std::to_string(rule.to_port),
-                frames);
+        Report &row = add_way(report, {rule.in_port, rule.to_port}, both_ways ? " <-> " : " -> ", frames);
+        row.add_to_document("both-ways", both_ways);
+        row.add_to_document("ethertype", field(rule.ethertype));
+        row.add_to_document("mac", mac_of_rule(rule));
+        row.add_to_document("svlan", nullptr);
     }
 }
 
@@ -148,15 +191,22 @@ void forwarding(const Arguments &, Report &report)
 {
     report.table("forwarding");
     add_redirections(rules_of_switch(), report);
-    std::string members[kSvlans + 1];
+    std::vector<uint64_t> members[kSvlans + 1];
     for (uint32_t port = 1; port < kPortsWithRules; port++)
         for (const uint16_t svlan : switch_list<uint16_t>([port](uint16_t *list, uint32_t *size) {
                  return DDAL(ddal_eth_switch_get_svlans)(kSwitch, port, list, size);
              }))
-            members[svlan] += (members[svlan].empty() ? "" : " - ") + std::to_string(port);
-    for (uint32_t svlan = 1; svlan <= kSvlans; svlan++)
-        if (!members[svlan].empty())
-            add_way(report, members[svlan], "of S-VLAN " + std::to_string(svlan));
+            if (svlan <= kSvlans)
+                members[svlan].push_back(port);
+    for (uint32_t svlan = 1; svlan <= kSvlans; svlan++) {
+        if (members[svlan].empty())
+            continue;
+        Report &row = add_way(report, members[svlan], " - ", "of S-VLAN " + std::to_string(svlan));
+        row.add_to_document("both-ways", true);
+        row.add_to_document("ethertype", nullptr);
+        row.add_to_document("mac", nullptr);
+        row.add_to_document("svlan", uint64_t{svlan});
+    }
 }
 
 void tunnel(const Arguments &arguments, Report &)
@@ -206,11 +256,15 @@ void set_translation(const Arguments &arguments, Report &)
 
 void translation(const Arguments &arguments, Report &report)
 {
-    constexpr const char *kStates[] = {"none", "on", "off"};
+    constexpr uint32_t kNone = 0;
+    constexpr uint32_t kEnabled = 1;
     uint32_t status = 0;
     require_switch(DDAL(ddal_eth_switch_get_vlan_translation_status_on_svlan)(kSwitch, arguments.number("PORT"),
                                                                               arguments.number("SVLAN"), &status));
-    report.add("translation", kStates[status % 3]);
+    if (status == kNone)
+        report.add("translation", nullptr, "none");
+    else
+        report.add("translation", status == kEnabled, status == kEnabled ? "on" : "off");
 }
 
 void ethertype_svlan(const Arguments &arguments, Report &)
@@ -224,9 +278,10 @@ void ethertype_svlan(const Arguments &arguments, Report &)
 
 void learning(const Arguments &arguments, Report &report)
 {
-    if (arguments.given("MODE"))
-        return require_switch(
-            DDAL(ddal_eth_switch_set_vlan_learning_mode)(kSwitch, arguments.choice("MODE", kLearning)));
+    if (arguments.given("MODE")) {
+        const uint32_t wanted = arguments.choice("MODE", kLearning);
+        return require_switch(DDAL(ddal_eth_switch_set_vlan_learning_mode)(kSwitch, wanted));
+    }
     uint32_t mode = 0;
     require_switch(DDAL(ddal_eth_switch_get_vlan_learning_mode)(kSwitch, &mode));
     report.add("learning", kLearning[mode != 0].word);
@@ -236,10 +291,10 @@ void learning(const Arguments &arguments, Report &report)
 
 std::vector<Command> switch_rule_commands()
 {
-    const Argument peer = {"PEER", Kind::number, "the other port", false, 255};
+    const Argument peer = {"PEER", Kind::number, "the other port, 0 to 49", false, kPortsWithRules - 1};
+    const Argument port = {"PORT", Kind::number, "port of the switch, 0 to 49", false, kPortsWithRules - 1};
     const Argument mac = {"MAC", Kind::text, "such as 01:00:5e:00:00:01"};
     const Argument type = {"TYPE", Kind::number, "ethertype, 0x600 to 0xffff", false, 0xFFFF, 0x600};
-    const Argument svlan = {"SVLAN", Kind::number, "S-VLAN, 1 to 20"};
     const Argument state = {"STATE", Kind::text, "on or off"};
     return {
         {"rules",
@@ -249,17 +304,17 @@ std::vector<Command> switch_rule_commands()
         {"forwarding", "list the ports that exchange frames: by rules first, then by S-VLANs", {}, forwarding},
         {"tunnel",
          "tunnel all frames, or those of one ethertype, between two ports",
-         {kPort, peer, {"TYPE", Kind::number, type.help, true, type.max, type.min}},
+         {port, peer, {"TYPE", Kind::number, type.help, true, type.max, type.min}},
          tunnel},
-        {"untunnel", "remove a tunnel", {kPort, peer}, untunnel},
-        {"loopback", "switch the loopback of a port on or off", {kPort, state}, loopback},
-        {"filter", "send a port's frames to one address to another port", {kPort, peer, mac}, filter},
-        {"unfilter", "remove a multicast filter", {kPort, peer, mac}, unfilter},
-        {"translation", "show whether translations to an S-VLAN are enabled on a port", {kPort, svlan}, translation},
-        {"set-translation", "switch a port's translations on or off", {kPort, svlan, state}, set_translation},
+        {"untunnel", "remove a tunnel", {port, peer}, untunnel},
+        {"loopback", "switch the loopback of a port on or off", {port, state}, loopback},
+        {"filter", "send a port's frames to one address to another port", {port, peer, mac}, filter},
+        {"unfilter", "remove a multicast filter", {port, peer, mac}, unfilter},
+        {"translation", "show whether translations to an S-VLAN are enabled on a port", {kPort, kSvlan}, translation},
+        {"set-translation", "switch a port's translations on or off", {kPort, kSvlan, state}, set_translation},
         {"ethertype-svlan",
          "set the S-VLAN of received frames of one type without a tag; without SVLAN, remove it",
-         {kPort, type, {"SVLAN", Kind::number, svlan.help, true}},
+         {kPort, type, kOptionalSvlan},
          ethertype_svlan},
         {"learning",
          "show or set whether VLANs share learned addresses",

@@ -159,22 +159,21 @@ std::string mac_text(const uint8_t (&mac)[6])
 
 std::vector<Command> switch_vlan_commands()
 {
-    const Argument svlan = {"SVLAN", Kind::number, "S-VLAN, 1 to 20"};
     const Argument cvlan = {"CVLAN", Kind::number, "C-VLAN, 0 to 4095", false, kHighestVlan};
     const Argument vlan = {"VLAN", Kind::number, "0 to 4095", false, kHighestVlan};
     const Argument mac = {"MAC", Kind::text, "such as 02:00:5e:10:00:10"};
     return {
         {"vlans", "list the VLANs and translations of a port", {kPort}, vlans},
-        {"create-svlan", "create an S-VLAN", {svlan}, create_svlan},
-        {"delete-svlan", "delete an S-VLAN", {svlan}, delete_svlan},
-        {"join", "add a port to an S-VLAN, tagged", {kPort, svlan}, join},
-        {"leave", "remove a port from an S-VLAN", {kPort, svlan}, leave},
+        {"create-svlan", "create an S-VLAN", {kSvlan}, create_svlan},
+        {"delete-svlan", "delete an S-VLAN", {kSvlan}, delete_svlan},
+        {"join", "add a port to an S-VLAN, tagged", {kPort, kSvlan}, join},
+        {"leave", "remove a port from an S-VLAN", {kPort, kSvlan}, leave},
         {"default-svlan",
          "set the S-VLAN of received frames without a tag; without SVLAN, remove it",
-         {kPort, {"SVLAN", Kind::number, svlan.help, true}},
+         {kPort, kOptionalSvlan},
          default_svlan},
-        {"translate", "translate a C-VLAN of a port into an S-VLAN", {kPort, cvlan, svlan}, translate},
-        {"untranslate", "remove a translation", {kPort, cvlan, svlan}, untranslate},
+        {"translate", "translate a C-VLAN of a port into an S-VLAN", {kPort, cvlan, kSvlan}, translate},
+        {"untranslate", "remove a translation", {kPort, cvlan, kSvlan}, untranslate},
         {"addresses", "list the addresses of a port", {kPort}, addresses},
         {"add-address", "add a static address to a port", {kPort, mac, vlan}, add_address},
         {"remove-address", "remove a static address from a port", {kPort, mac, vlan}, remove_address},

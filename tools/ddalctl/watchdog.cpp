@@ -2,6 +2,8 @@
 #include <ddal/system.h>
 #include <ddal/watchdog.h>
 
+#include <cerrno>
+
 #include "ddalctl/confirm.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
@@ -26,7 +28,7 @@ void reboot(const Arguments &arguments, Report &)
     confirm(arguments, "Reboot the unit");
     const int result = DDAL(ddal_watchdog_reboot)();
     if (result == -1) // not a result code: the program to run is missing
-        throw Failure(result, kNothingThere, "/sbin/reboot does not exist; nothing was started");
+        throw Failure(-ENOENT, kNothingThere, "/sbin/reboot does not exist; nothing was started", "/sbin/reboot");
     require(result);
 }
 
