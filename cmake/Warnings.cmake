@@ -5,3 +5,8 @@ list(TRANSFORM DDAL_WARNINGS REPLACE "^-Wnon-virtual-dtor$" "$<$<COMPILE_LANGUAG
 if(DDAL_WERROR)
     list(APPEND DDAL_WARNINGS -Werror)
 endif()
+# Clang checks which mutex guards what (src/core/thread_safety.h).
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    set(DDAL_LOCK_WARNINGS -Wthread-safety -Werror=thread-safety)
+    list(APPEND DDAL_WARNINGS ${DDAL_LOCK_WARNINGS})
+endif()

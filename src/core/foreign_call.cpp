@@ -14,9 +14,9 @@ namespace {
 
 // Several threads may be in foreign calls at the same time. The first one occupies the numbers, the last one frees
 // them.
-pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-unsigned users;
-bool occupied[kStandardStreams];
+Mutex mutex;
+unsigned users DDAL_GUARDED_BY(mutex);
+bool occupied[kStandardStreams] DDAL_GUARDED_BY(mutex);
 
 bool is_open(int number)
 {
@@ -28,7 +28,7 @@ bool all_open()
     return is_open(STDIN_FILENO) && is_open(STDOUT_FILENO) && is_open(STDERR_FILENO);
 }
 
-void occupy()
+void occupy() DDAL_REQUIRES(mutex)
 {
     while (!all_open()) {
         // An O_PATH descriptor can neither read nor write, and every process has a root directory.
@@ -44,7 +44,7 @@ void occupy()
 }
 
 // Frees the numbers that the library still occupies. A descriptor that the application has put there stays.
-void vacate()
+void vacate() DDAL_REQUIRES(mutex)
 {
     for (int number = 0; number < kStandardStreams; ++number) {
         if (!std::exchange(occupied[number], false))
@@ -55,21 +55,21 @@ void vacate()
     }
 }
 
-void before_fork()
+void before_fork() DDAL_ACQUIRE(mutex)
 {
-    pthread_mutex_lock(&mutex);
+    mutex.lock();
 }
 
-void in_parent()
+void in_parent() DDAL_RELEASE(mutex)
 {
-    pthread_mutex_unlock(&mutex);
+    mutex.unlock();
 }
 
-void in_child() // fork does not copy the other threads and their calls
+void in_child() DDAL_RELEASE(mutex) // fork does not copy the other threads and their calls
 {
     users = 0;
     vacate();
-    pthread_mutex_unlock(&mutex);
+    mutex.unlock();
 }
 
 [[gnu::constructor]] void watch_forks()

@@ -49,7 +49,7 @@ public:
 private:
     static constexpr int kAttempts = 1000;
 
-    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    ddal::core::Mutex mutex_;          // one change at a time
     std::atomic<unsigned> changes_{0}; // odd during a change
     std::atomic<ddal_ext_log_handler> call_{nullptr};
     std::atomic<void *> user_{nullptr};

@@ -9,6 +9,7 @@
 
 #include "core/copy.h"
 #include "core/log.h"
+#include "core/mutex_lock.h"
 #include "core/process.h"
 #include "core/sigpipe_guard.h"
 #include "core/stream.h"
@@ -113,14 +114,13 @@ struct Feeder {
     unsigned flags;
     FILE *to_child = nullptr; // stays so where there is no program
     int result = 0;
-    pthread_mutex_t gate = PTHREAD_MUTEX_INITIALIZER; // held by the caller until the program runs
+    Mutex gate; // held by the caller until the program runs
 };
 
 void *feed_and_close(void *argument)
 {
     Feeder &feeder = *static_cast<Feeder *>(argument);
-    pthread_mutex_lock(&feeder.gate);
-    pthread_mutex_unlock(&feeder.gate);
+    static_cast<void>(MutexLock(feeder.gate));
     if (!feeder.to_child)
         return nullptr;
 
@@ -195,14 +195,18 @@ int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out
     // it.
     Feeder feeder = {.in = in, .flags = flags};
     pthread_t thread;
-    pthread_mutex_lock(&feeder.gate);
-    const int thread_error = start_feeder(&thread, &feeder);
-    if (thread_error != 0)
-        return -thread_error;
     pid_t pid = -1;
     FILE *from_child = nullptr;
-    const int started = ddal_common_spawn(&pid, &feeder.to_child, &from_child, STDERR_FILENO, path, argv);
-    pthread_mutex_unlock(&feeder.gate);
+    int started = 0;
+    int thread_error = 0;
+    {
+        const MutexLock lock(feeder.gate);
+        thread_error = start_feeder(&thread, &feeder);
+        if (thread_error == 0)
+            started = ddal_common_spawn(&pid, &feeder.to_child, &from_child, STDERR_FILENO, path, argv);
+    }
+    if (thread_error != 0)
+        return -thread_error;
 
     int status = 0;
     const int copied = started < 0 ? 0 : ddal_common_copy_stream(from_child, out);

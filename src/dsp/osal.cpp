@@ -28,6 +28,7 @@ sem_t *cppi_semaphore;
 sem_t *qmss_semaphore;
 sem_t *sa_semaphore;
 
+// The drivers lock these with one call and unlock them with another one. They guard nothing of the library.
 pthread_mutex_t pa_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_mutex_t qmss_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_mutex_t sa_mutex = PTHREAD_MUTEX_INITIALIZER;

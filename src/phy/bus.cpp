@@ -9,6 +9,7 @@
 #include "phy/link_event.h"
 #include "phy/threads.h"
 
+using ddal::core::Mutex;
 using ddal::core::MutexLock;
 
 namespace ddal::phy {
@@ -16,15 +17,15 @@ namespace ddal::phy {
 namespace {
 
 // One at a time, because two would count each other's descriptors as taken.
-pthread_mutex_t connecting = PTHREAD_MUTEX_INITIALIZER;
-bool has_connected; // GLib's threads run since then
+Mutex connecting;
+bool has_connected DDAL_GUARDED_BY(connecting); // GLib's threads run since then
 
 // Stays while the bus lasts, even without a registration: with each connection that GLib ends, it can lose some blocks
-// of memory. The registry lock guards it.
-GDBusConnection *kept;
+// of memory.
+GDBusConnection *kept DDAL_GUARDED_BY(registry_mutex);
 
-// Releases the kept connection. The caller holds the registry lock.
-void drop_bus()
+// Releases the kept connection.
+void drop_bus() DDAL_REQUIRES(registry_mutex)
 {
     const UniqueObject<GDBusConnection> dropped{std::exchange(kept, nullptr)};
 }
@@ -51,6 +52,7 @@ UniqueObject<GDBusConnection> bus_in_use()
 }
 
 UniqueObject<GDBusConnection> connect_bus(const char *caller, const Gio *gio, const char *object_path)
+    DDAL_REQUIRES(connecting)
 {
     if (!has_connected && !threads_are_free()) {
         log_line_as(LOG_ERR, caller, "error creating dbus proxy for object path %s: %m\n", object_path);

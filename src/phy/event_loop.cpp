@@ -11,9 +11,12 @@
 #include "phy/link_event.h"
 #include "phy/threads.h"
 
+using ddal::core::Mutex;
 using ddal::core::MutexLock;
 
 namespace ddal::phy {
+
+Mutex registry_mutex;
 
 namespace {
 
@@ -23,17 +26,16 @@ constexpr time_t kStartLimit = 1; // seconds
 // that another thread held at the fork stays locked in the child.
 std::atomic<pid_t> owner{0};
 
-pthread_mutex_t load_mutex = PTHREAD_MUTEX_INITIALIZER;
+Mutex load_mutex;
 pthread_once_t once = PTHREAD_ONCE_INIT;
-const Gio *gio;
+std::atomic<const Gio *> gio{nullptr}; // load_mutex excludes a second loading
 GMainLoop *main_loop;
 
-pthread_mutex_t registry_mutex = PTHREAD_MUTEX_INITIALIZER;
-GHashTable *registry;
+GHashTable *registry DDAL_GUARDED_BY(registry_mutex);
 
-pthread_mutex_t start_mutex = PTHREAD_MUTEX_INITIALIZER;
+Mutex start_mutex;
 pthread_cond_t start_condition;
-bool started;
+bool started DDAL_GUARDED_BY(start_mutex);
 
 void set_registry(GHashTable *table)
 {
@@ -58,22 +60,23 @@ int wait_for_start()
     limit.tv_sec += kStartLimit;
     int rc = 0;
     while (!started && rc == 0)
-        rc = pthread_cond_timedwait(&start_condition, &start_mutex, &limit);
+        rc = pthread_cond_timedwait(&start_condition, start_mutex.native(), &limit);
     return rc;
 }
 
 } // namespace
 
-RegistryLock::RegistryLock() : is_ours_(!links_are_of_another_process())
+// Locks nothing where event_registry answers null.
+RegistryLock::RegistryLock() DDAL_UNCHECKED_LOCKING : is_ours_(!links_are_of_another_process())
 {
     if (is_ours_)
-        error_ = pthread_mutex_lock(&registry_mutex);
+        error_ = registry_mutex.lock();
 }
 
-RegistryLock::~RegistryLock()
+RegistryLock::~RegistryLock() DDAL_UNCHECKED_LOCKING
 {
     if (is_ours_ && error_ == 0)
-        pthread_mutex_unlock(&registry_mutex);
+        registry_mutex.unlock();
 }
 
 const Gio *loaded_gio()
@@ -101,8 +104,9 @@ bool links_are_of_another_process()
 
 void initialize_phy_events()
 {
-    UniqueHashTable table{gio->hash_table_new_full(nullptr, nullptr, nullptr, release_registration)};
-    main_loop = gio->main_loop_new(nullptr, FALSE);
+    const Gio *const library = loaded_gio();
+    UniqueHashTable table{library->hash_table_new_full(nullptr, nullptr, nullptr, release_registration)};
+    main_loop = library->main_loop_new(nullptr, FALSE);
     if (!main_loop) {
         log_line(LOG_ERR, "GMainLoop initialization failed\n");
         return;
@@ -128,8 +132,9 @@ void initialize_phy_events()
 
 void *event_loop_thread(void *)
 {
-    gio->idle_add(event_loop_initialized_callback, nullptr);
-    gio->main_loop_run(main_loop);
+    const Gio *const library = loaded_gio();
+    library->idle_add(event_loop_initialized_callback, nullptr);
+    library->main_loop_run(main_loop);
     log_line(LOG_ERR, "event main loop stopped!\n");
     return nullptr;
 }
@@ -162,7 +167,8 @@ const Gio *running_event_loop()
     if (!load_once())
         return nullptr;
     pthread_once(&once, initialize_phy_events);
-    return main_loop && gio->main_loop_is_running(main_loop) ? gio : nullptr;
+    const Gio *const library = loaded_gio();
+    return main_loop && library->main_loop_is_running(main_loop) ? library : nullptr;
 }
 
 } // namespace ddal::phy

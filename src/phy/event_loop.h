@@ -1,6 +1,7 @@
 // The thread that receives link events from D-Bus, started with the first descriptor.
 #pragma once
 
+#include "core/mutex_lock.h"
 #include "phy/gio.h"
 
 namespace ddal::phy {
@@ -19,15 +20,17 @@ const Gio *running_event_loop();
 // Returns the library that the loop uses; it must have been loaded.
 const Gio *loaded_gio();
 
+extern core::Mutex registry_mutex;
+
 // Returns the loop's registry, which maps a descriptor to its registration. Null before the first registration, after a
-// failed start and in a process that does not own the links. Valid while the caller holds the registry's lock.
-GHashTable *event_registry();
+// failed start and in a process that does not own the links.
+GHashTable *event_registry() DDAL_REQUIRES(registry_mutex);
 
 // Holds the registry's lock in the process that owns the links.
-class RegistryLock {
+class DDAL_SCOPED_CAPABILITY RegistryLock {
 public:
-    RegistryLock();
-    ~RegistryLock();
+    RegistryLock() DDAL_ACQUIRE(registry_mutex);
+    ~RegistryLock() DDAL_RELEASE();
     RegistryLock(const RegistryLock &) = delete;
     RegistryLock &operator=(const RegistryLock &) = delete;
 

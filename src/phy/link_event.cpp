@@ -22,6 +22,7 @@
 
 using ddal::core::CancellationHold;
 using ddal::core::ForeignCall;
+using ddal::core::Mutex;
 using ddal::core::MutexLock;
 using ddal::core::UniqueFd;
 
@@ -45,10 +46,10 @@ struct Registration {
 
 // Disconnecting does not wait for a handler that is running on the event thread, and the number of its descriptor may
 // soon belong to another file. GLib reports the end of a handler's last use.
-pthread_mutex_t disconnecting = PTHREAD_MUTEX_INITIALIZER; // one disconnection at a time
-pthread_mutex_t gone_mutex = PTHREAD_MUTEX_INITIALIZER;
+Mutex disconnecting; // one disconnection at a time
+Mutex gone_mutex;
 pthread_cond_t gone_condition = PTHREAD_COND_INITIALIZER; // never destroyed: that would wait for its waiters at exit
-int gone_fd = -1;
+int gone_fd DDAL_GUARDED_BY(gone_mutex) = -1;
 
 // A handler's actions precede the close of its descriptor. GLib's locks ensure that; this variable shows it to the
 // compiler and to thread checkers.
@@ -69,7 +70,7 @@ Registration::~Registration()
     gio->signal_handler_disconnect(proxy.get(), handler);
     const MutexLock lock(gone_mutex);
     while (gone_fd != fd)
-        pthread_cond_wait(&gone_condition, &gone_mutex);
+        pthread_cond_wait(&gone_condition, gone_mutex.native());
     gone_fd = -1;
     handled.load(std::memory_order_acquire);
 }
@@ -88,9 +89,8 @@ void notify_entry(void *key, void *, void *)
     notify(GPOINTER_TO_INT(key));
 }
 
-// Does nothing if the registration has ended: its descriptor number may already belong to another file. The caller
-// holds the registry lock.
-void notify_if_registered(GDBusProxy *proxy, int fd)
+// Does nothing if the registration has ended: its descriptor number may already belong to another file.
+void notify_if_registered(GDBusProxy *proxy, int fd) DDAL_REQUIRES(registry_mutex)
 {
     const auto *const record =
         static_cast<const Registration *>(loaded_gio()->hash_table_lookup(event_registry(), GINT_TO_POINTER(fd)));

@@ -9,7 +9,7 @@ namespace ddal::phy {
 
 namespace {
 
-pthread_mutex_t counting = PTHREAD_MUTEX_INITIALIZER; // held until both threads exist at the same time
+core::Mutex counting; // held until both threads exist at the same time
 
 void *wait_for_the_count(void *)
 {

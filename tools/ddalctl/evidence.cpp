@@ -5,10 +5,11 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <iterator>
-#include <mutex>
 #include <syslog.h>
 
 #include <ddal/diagnosis.h>
+
+#include "core/mutex_lock.h"
 
 namespace ddalctl {
 
@@ -22,11 +23,11 @@ struct Line {
 };
 
 struct Collected {
-    std::mutex mutex;
-    std::string operation;
-    std::vector<Line> lines;
-    bool is_shown = false;
-    bool continues = false; // the last line has no end yet
+    ddal::core::Mutex mutex;
+    std::string operation DDAL_GUARDED_BY(mutex);
+    std::vector<Line> lines DDAL_GUARDED_BY(mutex);
+    bool is_shown DDAL_GUARDED_BY(mutex) = false;
+    bool continues DDAL_GUARDED_BY(mutex) = false; // the last line has no end yet
     decltype(&ddal_ext_last_failure) last_failure = nullptr;
 };
 
@@ -61,7 +62,7 @@ bool is_serious(const Line &line)
 void take_line(void *, int priority, const char *line)
 {
     Collected &all = collected();
-    const std::lock_guard lock(all.mutex);
+    const ddal::core::MutexLock lock(all.mutex);
     std::string text = line;
     const bool ends = text.ends_with('\n');
     if (ends)
@@ -90,7 +91,7 @@ void collect_evidence(void *library)
 void begin_evidence(const char *operation)
 {
     Collected &all = collected();
-    const std::lock_guard lock(all.mutex);
+    const ddal::core::MutexLock lock(all.mutex);
     all.operation = operation;
     all.lines.clear();
     all.continues = false;
@@ -101,7 +102,7 @@ void begin_evidence(const char *operation)
 Evidence evidence()
 {
     Collected &all = collected();
-    const std::lock_guard lock(all.mutex);
+    const ddal::core::MutexLock lock(all.mutex);
     ddal_ext_failure last{};
     if (all.last_failure)
         all.last_failure(&last);
@@ -115,7 +116,9 @@ Evidence evidence()
 
 void show_lines()
 {
-    collected().is_shown = true;
+    Collected &all = collected();
+    const ddal::core::MutexLock lock(all.mutex);
+    all.is_shown = true;
 }
 
 } // namespace ddalctl

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <mutex>
 #include <string>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -14,6 +13,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "core/mutex_lock.h"
 #include "page/protocol.h"
 
 namespace vboard::client_library {
@@ -23,9 +23,9 @@ namespace {
 constexpr int kUnavailable = -16;
 constexpr int kOutOfTheWay = 968; // descriptors from here on do not belong to the program
 
-std::mutex one_at_a_time;
-int connection = -1;
-pid_t owner = -1;
+ddal::core::Mutex one_at_a_time;
+int connection DDAL_GUARDED_BY(one_at_a_time) = -1;
+pid_t owner DDAL_GUARDED_BY(one_at_a_time) = -1;
 
 int connect_to_board()
 {
@@ -49,7 +49,7 @@ int connect_to_board()
     return kept;
 }
 
-bool exchange(const std::string &payload, std::vector<int64_t> *out)
+bool exchange(const std::string &payload, std::vector<int64_t> *out) DDAL_REQUIRES(one_at_a_time)
 {
     RequestHeader request{};
     request.op = Op::kSwitch;
@@ -79,7 +79,7 @@ bool exchange(const std::string &payload, std::vector<int64_t> *out)
 Answer call(const char *name, const std::vector<int64_t> &in)
 {
     const int saved_errno = errno;
-    const std::lock_guard lock(one_at_a_time);
+    const ddal::core::MutexLock lock(one_at_a_time);
     std::string payload(kSwitchCallName, '\0');
     payload.replace(0, strlen(name), name);
     payload.append(reinterpret_cast<const char *>(in.data()), in.size() * sizeof(int64_t));
