@@ -110,8 +110,10 @@ int feed(FILE *in, unsigned flags, FILE *to_child)
 // The thread that feeds a program. It is made first and waits for the program: a program that was started before the
 // thread failed would act on an empty input.
 struct Feeder {
-    FILE *in;
-    unsigned flags;
+    Feeder(FILE *input, unsigned options) : in(input), flags(options) {}
+
+    FILE *const in;
+    const unsigned flags;
     FILE *to_child = nullptr; // stays so where there is no program
     int result = 0;
     Mutex gate; // held by the caller until the program runs
@@ -193,7 +195,7 @@ int _ddal_common_shell_command_read_write_fp(FILE *in, unsigned flags, FILE *out
 
     // A child may write much before it has read all of its input. One thread for both directions would deadlock with
     // it.
-    Feeder feeder = {.in = in, .flags = flags};
+    Feeder feeder(in, flags);
     pthread_t thread;
     pid_t pid = -1;
     FILE *from_child = nullptr;
