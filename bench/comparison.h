@@ -5,9 +5,12 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#include "bench/row.h"
 
 namespace bench {
 
@@ -15,6 +18,8 @@ namespace bench {
 // slower.
 class Comparison : public benchmark::ConsoleReporter {
 public:
+    Comparison() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run> &runs) override
     {
         ConsoleReporter::ReportRuns(runs);
@@ -28,13 +33,17 @@ public:
         }
     }
 
-    void print_ratio(const std::string &name, const std::string &peer) const
+    // Prints both times, and the row of the table: `what` beside `beside`.
+    void print_ratio(const std::string &name, const std::string &peer, const char *what, const char *beside,
+                     double at_most = kNoLimit) const
     {
         const auto own = best_.find(name);
         const auto other = best_.find(peer);
-        if (own != best_.end() && other != best_.end()) // a filter may leave one out
-            printf("%s: %.1f ns, %.2f times %s (%.1f ns), %+.1f ns\n", name.c_str(), own->second,
-                   own->second / other->second, peer.c_str(), other->second, own->second - other->second);
+        if (own == best_.end() || other == best_.end()) // a filter may leave one out
+            return;
+        printf("%s: %.1f ns, %.2f times %s (%.1f ns), %+.1f ns\n", name.c_str(), own->second,
+               own->second / other->second, peer.c_str(), other->second, own->second - other->second);
+        print_row(what, beside, own->second / other->second, at_most);
     }
 
 private:

@@ -96,7 +96,7 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     bench::Comparison results;
     benchmark::RunSpecifiedBenchmarks(&results);
-    results.print_ratio("cell_by_library", "cell_by_hand");
-    results.print_ratio("run_by_library", "run_by_hand");
+    results.print_ratio("cell_by_library", "cell_by_hand", "a cell of a property file", "open, read and close");
+    results.print_ratio("run_by_library", "run_by_hand", "a program run and waited for", "fork, execv and waitpid");
     return 0;
 }

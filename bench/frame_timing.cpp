@@ -73,9 +73,11 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     bench::Comparison results;
     benchmark::RunSpecifiedBenchmarks(&results);
-    results.print_ratio("sfn_get_bcn", "counter_read");
-    results.print_ratio("ddal_clock_gettime_monotonic", "counter_read");
-    results.print_ratio("ddal_clock_gettime_monotonic", "clock_gettime_monotonic");
+    results.print_ratio("sfn_get_bcn", "counter_read", "ddal_sfn_get_bcn within a frame", "a read of the counter", 1.5);
+    results.print_ratio("ddal_clock_gettime_monotonic", "counter_read", "ddal_clock_gettime within a frame",
+                        "a read of the counter", 1.5);
+    results.print_ratio("ddal_clock_gettime_monotonic", "clock_gettime_monotonic", "ddal_clock_gettime within a frame",
+                        "clock_gettime");
     printf("system calls in %d calls of each: %ld\n", kCountedCalls, bench::count_system_calls(many_calls));
     return 0;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench/link_bus.h"
+#include "bench/row.h"
 
 namespace {
 
@@ -157,6 +158,11 @@ void compare(const bench::LinkBus &bus, unsigned ports)
            "hand, in "
            "one thread, %.1f us and %.1f us\n",
            ports, by_library.median_us, by_library.late_us, by_hand.median_us, by_hand.late_us);
+    const std::string under_way = std::to_string(ports) + " under way";
+    bench::print_row(("a link event, " + under_way).c_str(), "a client with one thread",
+                     by_hand.per_second / by_library.per_second, 1 / 0.8);
+    bench::print_row(("its median latency, " + under_way).c_str(), "a client with one thread",
+                     by_library.median_us / by_hand.median_us, 1.3);
 }
 
 } // namespace

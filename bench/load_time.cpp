@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bench/link_bus.h"
+#include "bench/row.h"
 
 namespace {
 
@@ -68,6 +69,10 @@ int main()
         const double time = median_us(kind.times);
         printf("a process %s: %.0f us, %.2f times one without, %+.0f us (median of %d)\n", kind.name, time,
                time / without, time - without, kRounds);
+        if (&kind != kinds)
+            bench::print_row((std::string("a process ") + kind.name).c_str(), "one without", time / without);
     }
+    bench::print_row("a first link event, loading included", "3 ms",
+                     (median_us(kinds[3].times) - median_us(kinds[1].times)) / 3000, 1);
     return 0;
 }

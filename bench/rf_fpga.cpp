@@ -88,9 +88,11 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     bench::Comparison results;
     benchmark::RunSpecifiedBenchmarks(&results);
-    results.print_ratio("read_256_words_by_library", "one_pread");
-    results.print_ratio("read_256_words_by_library", "open_pread_close");
-    results.print_ratio("masked_write_4k_by_library", "masked_write_4k_by_hand");
+    results.print_ratio("read_256_words_by_library", "one_pread", "256 words of an RF FPGA", "one pread");
+    results.print_ratio("read_256_words_by_library", "open_pread_close", "256 words of an RF FPGA",
+                        "open, pread and close");
+    results.print_ratio("masked_write_4k_by_library", "masked_write_4k_by_hand", "a masked write of 4 KiB",
+                        "pread and pwrite of 4 KiB", 1.2);
     printf("system calls in one read: %ld\n",
            bench::count_system_calls([] { ddal_rf_fpga_read(0, kWords, words, 0); }));
     ddal_rf_fpga_close(device);

@@ -105,8 +105,9 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     bench::Comparison results;
     benchmark::RunSpecifiedBenchmarks(&results);
-    results.print_ratio("memory_by_library", "memory_by_hand");
-    results.print_ratio("diagnostics_by_library", "diagnostics_by_hand");
+    results.print_ratio("memory_by_library", "memory_by_hand", "a module's memory", "open, pread and close");
+    results.print_ratio("diagnostics_by_library", "diagnostics_by_hand", "all diagnostics of a module",
+                        "the same files by hand");
     print_calls("one memory read", bench::count_system_calls([] {
                     uint8_t bytes[kIdentity];
                     ddal_sfp_memory_read(DDAL_SFP_1, DDAL_SFP_MEMORY_ID, 0, bytes, sizeof bytes);
