@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <pty.h>
 #include <thread>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include "support/board.h"
 #include "support/in_child.h"
 #include "support/log_watch.h"
+#include "support/program.h"
 #include "support/sweep.h"
 
 using namespace testing_board;
@@ -124,36 +124,22 @@ TEST(Sfn, ConstructorAborts)
         "/dev/fpga_frame: No such device; run the program on a virtual board: vboard run --type mbo -- PROGRAM\r\n";
     const struct {
         const char *failure;
-        bool terminal;
-        std::string logged;
-        std::string added;
+        Finished (*run)(const std::vector<std::string> &words);
+        std::string said;
     } rows[] = {
-        {"open", false, "driver open failed: No such device\n", ""},
-        {"open", true, "driver open failed: No such device\r\n", hint},
-        {"mmap", true, "driver mmap failed: No such device\r\n", ""},
+        {"open", run_program, "driver open failed: No such device\n"},
+        {"open", run_on_terminal, "driver open failed: No such device\r\n" + hint},
+        {"mmap", run_on_terminal, "driver mmap failed: No such device\r\n"},
     };
     for (const auto &row : rows) {
         const Fault fault(std::string(row.failure) + ":/dev/fpga_frame errno=ENODEV");
-        int ends[2];
-        if (row.terminal)
-            ASSERT_EQ(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr), 0);
-        else
-            ASSERT_EQ(pipe(ends), 0);
-        const pid_t pid = start_child([&] {
-            dup2(ends[1], STDERR_FILENO);
-            return execl("/proc/self/exe", "sfn", "--gtest_filter=nothing", nullptr);
-        });
-        close(ends[1]);
-        std::string said;
-        char part[256];
-        for (ssize_t n = 0; (n = read(ends[0], part, sizeof part)) > 0;) // ends with EIO on a terminal
-            said.append(part, static_cast<size_t>(n));
-        close(ends[0]);
-        EXPECT_EQ(wait_for_child(pid), -SIGABRT) << row.failure;
+        const Finished run = row.run({"/proc/self/exe", "--gtest_filter=nothing"});
+        EXPECT_EQ(run.status, 128 + SIGABRT) << row.failure;
         EXPECT_EQ(fault.fired(), 1u);
+        const std::string said = run.err + run.out;
         const std::string function = "[DDAL_ERROR] ddal_sfn_map_fpga_frame_shm:";
         EXPECT_EQ(said.substr(0, function.size()), function);
-        EXPECT_EQ(said.substr(std::min(said.find("- "), said.size())), "- " + row.logged + row.added);
+        EXPECT_EQ(said.substr(std::min(said.find("- "), said.size())), "- " + row.said);
     }
 }
 

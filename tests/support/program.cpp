@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
+#include <pty.h>
 #include <spawn.h>
 #include <sstream>
 #include <stdexcept>
@@ -86,6 +87,23 @@ Finished run_program(const std::vector<std::string> &words)
     const Stream err = temporary_stream();
     const int status = wait_for(start(words, out.get(), err.get()));
     return {status, content_of(out.get()), content_of(err.get())};
+}
+
+Finished run_on_terminal(const std::vector<std::string> &words)
+{
+    int screen = -1;
+    int line = -1;
+    if (openpty(&screen, &line, nullptr, nullptr, nullptr) != 0)
+        throw std::runtime_error("no terminal");
+    Stream terminal(fdopen(line, "w"), fclose);
+    const pid_t pid = start(words, terminal.get(), terminal.get());
+    terminal.reset();
+    std::string shown;
+    char part[512];
+    for (ssize_t n = 0; (n = read(screen, part, sizeof part)) > 0;) // ends with EIO
+        shown.append(part, static_cast<size_t>(n));
+    close(screen);
+    return {wait_for(pid), shown, ""};
 }
 
 Finished run_and_signal(const std::vector<std::string> &words, std::chrono::milliseconds after, int signal)

@@ -17,7 +17,10 @@ struct Finished {
 // Runs words[0], an absolute path, with the environment of this process and an empty standard input.
 Finished run_program(const std::vector<std::string> &words);
 
-// Does the same and sends the program a signal after a while.
+// Does the same with a terminal as standard output and standard error. `out` holds what the terminal showed.
+Finished run_on_terminal(const std::vector<std::string> &words);
+
+// Does the same as run_program and sends the program a signal after a while.
 Finished run_and_signal(const std::vector<std::string> &words, std::chrono::milliseconds after, int signal);
 
 // Runs a shell line and calls `answer` for each line of its output as it arrives. Returns the exit status.

@@ -25,7 +25,7 @@ constexpr Defect kDefects[] = {
     {"mbo", "ctl frame stop", "/dev/fpga_frame", "wrong content", "stands still"},
     {"mbo", "ctl frame invalid", "/dev/fpga_frame", "wrong content", "not valid"},
     {"mbo", "mv /dev/pps /dev/x", "/dev/pps/fpga-pps", "missing", "folder /dev/pps"},
-    {"mbo", "chmod 444 /dev/emtimer", "/dev/emtimer", "wrong mode", "0444, which lacks rw"},
+    {"mbo", "chmod 444 /dev/emtimer", "/dev/emtimer", "wrong mode", "its mode 0444 lacks w"},
     {"mbo", "echo > " CPLD "jcstat", CPLD "jcstat", "wrong content", "decimal"},
     {"mbo", "printf '\\0\\0\\0\\11' > " TREE "board-identity/board-type", TREE "board-identity/board-type", "wrong content", "holds 9"},
     {"mbo", "rm " TREE "board-identity/board-type", TREE "board-identity/board-type", "missing", ""},

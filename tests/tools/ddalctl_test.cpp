@@ -305,3 +305,14 @@ TEST(Ddalctl, RefusesNumbersAndRangesThatLeaveTheSpace)
         }
     }
 }
+
+TEST(Ddalctl, ColoursTheDoctorsPageOnATerminalOnly)
+{
+    const std::string coloured = "dfe\r\n  \033[32mok     \033[0m  /dev/dfe\r\nboard type 9, 1 needs: no problem\r\n";
+    const std::vector<std::string> words{DDALCTL_PROGRAM, "doctor", "dfe"};
+    EXPECT_EQ(run_on_terminal(words).out, coloured);
+    EXPECT_EQ(run_program(words).out, "dfe\n  ok       /dev/dfe\nboard type 9, 1 needs: no problem\n");
+    setenv("NO_COLOR", "1", 1);
+    EXPECT_EQ(run_on_terminal(words).out.find('\033'), std::string::npos);
+    unsetenv("NO_COLOR");
+}

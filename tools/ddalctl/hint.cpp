@@ -46,7 +46,8 @@ std::string general_hint(int code, const std::string &path)
     case -ENXIO:
         if (path == ddal::platform::kFrameNode)
             return "run ddalctl on a virtual board: vboard run --type mbo -- ddalctl ...";
-        return path.empty() ? "" : "this board or its kernel lacks " + path + "; the bring-up guide tells who makes it";
+        return path.empty() ? ""
+                            : "this board or its kernel lacks " + path + "; ddalctl doctor tells what else is missing";
     case -EMFILE:
     case -ENFILE: return "raise the limit of open files: ulimit -n";
     case -ENOSPC: return "free space on the file system of " + (path.empty() ? "the file" : path);

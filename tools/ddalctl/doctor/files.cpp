@@ -79,31 +79,32 @@ Problem missing(const std::string &path)
     return {path, kMissing, "as is its folder " + nearest};
 }
 
-// The bits of the mode that the user of this process gets. Root gets the owner's: an attribute without a bit refuses
-// root as well, and a program without one does not start.
-mode_t bits_for(const struct stat &status, int access)
+std::string letters_of(int access)
 {
-    const auto wanted = static_cast<mode_t>(access);
-    if (geteuid() == 0 || status.st_uid == geteuid())
-        return wanted << 6;
-    return status.st_gid == getegid() ? wanted << 3 : wanted;
+    return std::string(access & R_OK ? "r" : "") + (access & W_OK ? "w" : "") + (access & X_OK ? "x" : "");
+}
+
+// The kinds of access that the mode refuses to the owner. The system lets root through, but an attribute without the
+// bit refuses root as well, and a program without it does not start.
+int refused_to_owner(const Need &need, const struct stat &status)
+{
+    return need.access & ~static_cast<int>(status.st_mode >> 6);
 }
 
 std::optional<Problem> mode_problem(const Need &need, const std::string &path, const struct stat &status)
 {
-    const mode_t wanted = bits_for(status, need.access);
-    const bool refused = (status.st_mode & wanted) != wanted;
-    if (!refused && access(path.c_str(), need.access) == 0)
-        return std::nullopt;
     char mode[8];
     snprintf(mode, sizeof mode, "%04o", status.st_mode & 07777u);
-    const std::string kinds =
-        std::string(need.access & R_OK ? "r" : "") + (need.access & W_OK ? "w" : "") + (need.access & X_OK ? "x" : "");
-    if (!refused)
-        return Problem{path, kWrongMode, strerror(errno), "mount its file system so that it allows " + kinds};
-    const bool owner = geteuid() == 0 || status.st_uid == geteuid();
-    return Problem{path, kWrongMode, "has the mode " + std::string(mode) + ", which lacks " + kinds,
-                   owner ? "chmod u+" + kinds + " " + path : "run as root, or give this user access to it"};
+    const int refused = refused_to_owner(need, status);
+    if (refused != 0)
+        return Problem{path, kWrongMode, std::string("its mode ") + mode + " lacks " + letters_of(refused),
+                       "chmod u+" + letters_of(refused) + " " + path};
+    if (access(path.c_str(), need.access) == 0)
+        return std::nullopt;
+    if (errno == EACCES)
+        return Problem{path, kWrongMode, std::string("its mode ") + mode + " refuses this user", "run as root"};
+    return Problem{path, kWrongMode, strerror(errno),
+                   "mount its file system so that it allows " + letters_of(need.access)};
 }
 
 std::optional<Problem> kind_problem(const Need &need, const std::string &path, const struct stat &status)
