@@ -211,7 +211,7 @@ TEST(Ddalctl, RefusesWrongUseBeforeItAccessesTheBoard)
                              "frame watch --count",
                              "sysinfo set 0 1 2",
                              "devicetree get nosuch",
-                             "--completion zsh",
+                             "--completion csh",
                              "fpga read 0 --nosuch"}) {
         const Finished run = ddalctl(std::string(line) + " --json");
         EXPECT_EQ(run.status, 2) << line;

@@ -30,6 +30,14 @@ constexpr AlarmKind kAlarms[] = {
      [](int fd) { return DDAL(ddal_refab_alarm_event_close)(fd); }},
 };
 
+std::vector<std::string> names_of_alarms(const std::vector<std::string> &)
+{
+    std::vector<std::string> names;
+    for (const AlarmKind &alarm : kAlarms)
+        names.emplace_back(alarm.name);
+    return names;
+}
+
 const AlarmKind &alarm_named(const std::string &name)
 {
     for (const AlarmKind &alarm : kAlarms) {
@@ -126,7 +134,7 @@ std::vector<EventKind> alarm_events()
 
 Family alarm_family()
 {
-    const Argument alarm = {"ALARM", Kind::text, "rp3 or refab"};
+    const Argument alarm = text_of("ALARM", "rp3 or refab", names_of_alarms);
     return {"alarm",
             "the RP3 link alarm and the reference alarm",
             {

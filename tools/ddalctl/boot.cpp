@@ -16,6 +16,7 @@ namespace {
 
 constexpr Choice kPartitions[] = {{"1", DDAL_FFS_1}, {"2", DDAL_FFS_2}, {"53", DDAL_FFS_1}, {"54", DDAL_FFS_2}};
 constexpr Choice kStates[] = {{"off", 0}, {"on", 1}};
+constexpr Choice kSettings[] = {{"netboot", 0}, {"uart", 1}, {"lmt", 2}};
 constexpr size_t kVersionSize = 128;
 constexpr size_t kLongestPath = 127; // bytes
 
@@ -93,7 +94,6 @@ void update(const Arguments &arguments, Report &)
 
 void set(const Arguments &arguments, Report &)
 {
-    constexpr Choice kSettings[] = {{"netboot", 0}, {"uart", 1}, {"lmt", 2}};
     const uint32_t setting = arguments.choice("SETTING", kSettings);
     const uint32_t on = arguments.choice("STATE", kStates);
     if (setting == 0)
@@ -125,15 +125,15 @@ Family boot_family()
                 {"active", "show the partition that the next reset boots", {}, active},
                 {"switch",
                  "select the Linux installation to boot",
-                 {{"PARTITION", Kind::text, "1 or 2, or the physical id: 53 or 54"}, kYes},
+                 {one_of<kPartitions>("PARTITION", "1 or 2, or the physical id: 53 or 54"), kYes},
                  switch_to},
                 {"update",
                  "install a boot-loader image",
-                 {{"FILE", Kind::text, "path of the image; /ffs is added unless the path begins with it"}, kYes},
+                 {file("FILE", "path of the image; /ffs is added unless the path begins with it"), kYes},
                  update},
                 {"set",
                  "change a setting; lmt alone survives a restart",
-                 {{"SETTING", Kind::text, "netboot, uart or lmt"}, {"STATE", Kind::text, "on or off"}},
+                 {one_of<kSettings>("SETTING", "netboot, uart or lmt"), one_of<kStates>("STATE", "on or off")},
                  set},
                 {"isolate", "isolate CPUs from the scheduler", {{"MASK", Kind::number, "mask of CPUs"}}, isolate},
                 {"reset-count",

@@ -8,10 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "command_line/completion.h"
+#include "command_line/suggestion.h"
 #include "ddalctl/completion.h"
 #include "ddalctl/evidence.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
+#include "ddalctl/help.h"
 #include "ddalctl/manual.h"
 #include "ddalctl/report.h"
 
@@ -23,15 +26,13 @@ namespace {
 struct Invocation {
     bool json = false;
     bool verbose = false;
-    bool manual = false;
     bool version = false;
     std::string completion;
+    std::string documents; // the folder to write them to
     std::string name = "ddalctl";
     const Command *command = nullptr;
     Arguments arguments;
 };
-
-constexpr const char *kTypeNames[] = {"NUMBER", "TEXT", "HEX", "", "TEXT"}; // by Kind; a flag has no value
 
 void add_argument(CLI::App &app, const Argument &argument, Invocation &invocation)
 {
@@ -56,7 +57,7 @@ void add_argument(CLI::App &app, const Argument &argument, Invocation &invocatio
         argument.name,
         [&argument, &invocation](const std::string &value) { invocation.arguments.set(argument, value); },
         argument.help);
-    option->type_name(kTypeNames[static_cast<int>(argument.kind)]);
+    option->type_name(value_name(argument));
     option->required(!argument.optional && !argument.is_option());
 }
 
@@ -92,13 +93,14 @@ void define(CLI::App &root, Invocation &invocation)
     root.add_flag("--verbose", invocation.verbose,
                   "print the log lines of the library on standard error, with their times");
     root.add_flag("--version", invocation.version, "print the version of this program");
-    root.add_flag("--man", invocation.manual)->group("");
-    root.add_option("--completion", invocation.completion)->group("");
+    root.add_option("--completion", invocation.completion, "print the completion script of bash, zsh or fish")
+        ->type_name("SHELL");
+    root.add_option("--documents", invocation.documents)->group("");
     root.footer("Exit status: 0 success, 1 the operation failed, 2 wrong use,\n"
                 "3 the board, device, property or item does not exist.\n"
                 "Numbers are decimal, or hexadecimal after 0x.");
-    for (const Family &family : families())
-        add_family(root, family, invocation);
+    for (const Family *family : families_and_help())
+        add_family(root, *family, invocation);
 }
 
 // A command line that cannot be parsed still gets its answer in the requested form.
@@ -119,11 +121,11 @@ WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
     std::vector<std::string> words;
     std::copy_if(argv + 1, argv + argc, std::back_inserter(words),
                  [](const std::string &word) { return !word.starts_with("-"); });
-    const std::vector<Family> &all = families();
-    const auto family = std::find_if(all.begin(), all.end(),
-                                     [&](const Family &each) { return !words.empty() && words[0] == each.name; });
-    if (family == all.end())
-        return WrongUse((words.empty() ? error.what() : "no command \"" + words[0] + "\"") + "; see ddalctl --help");
+    const Family *family = words.empty() ? nullptr : family_named(words[0]);
+    if (!family)
+        return WrongUse(
+            (words.empty() ? error.what() : "no command \"" + words[0] + "\"" + family_suggestion(words[0])) +
+            "; see ddalctl --help");
 
     const std::string help = std::string("; see ddalctl ") + family->name;
     if (is_verb_of(*family, ""))
@@ -132,9 +134,13 @@ WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
     if (is_verb_of(*family, verb))
         return WrongUse(error.what() + help + " " + verb + " --help");
     std::string verbs;
-    for (const Command &command : family->commands)
+    std::vector<std::string> names;
+    for (const Command &command : family->commands) {
         verbs += (verbs.empty() ? "" : ", ") + std::string(command.verb);
-    const std::string what = verb.empty() ? " requires a command" : " has no command \"" + verb + "\"";
+        names.emplace_back(command.verb);
+    }
+    const std::string what = verb.empty() ? " requires a command"
+                                          : " has no command \"" + verb + "\"" + command_line::suggestion(verb, names);
     return WrongUse(family->name + what + "; give one of " + verbs + help + " --help");
 }
 
@@ -152,12 +158,15 @@ int run_command(const Invocation &invocation)
 
 int run_parsed(const Invocation &invocation)
 {
-    if (invocation.manual) {
-        fputs(manual_page().c_str(), stdout);
+    if (!invocation.documents.empty()) {
+        write_documents(invocation.documents);
         return kDone;
     }
     if (!invocation.completion.empty()) {
-        fputs(completion_script(invocation.completion).c_str(), stdout);
+        const std::string script = command_line::completion_script(invocation.completion, "ddalctl");
+        if (script.empty())
+            throw WrongUse("--completion: \"" + invocation.completion + "\" is not one of bash, zsh, fish");
+        fputs(script.c_str(), stdout);
         return kDone;
     }
     if (invocation.version) {
@@ -173,6 +182,10 @@ int run_parsed(const Invocation &invocation)
 
 int run(int argc, char **argv)
 {
+    if (argc > 1 && std::string(argv[1]) == command_line::kCompletionOption) {
+        fputs(completions({argv + 2, argv + argc}).c_str(), stdout);
+        return kDone;
+    }
     Invocation invocation;
     CLI::App root("Inspect and control a radio board through libddal.");
     define(root, invocation);

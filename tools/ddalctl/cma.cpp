@@ -21,6 +21,7 @@ namespace ddalctl {
 namespace {
 
 constexpr uint32_t kWord = sizeof(uint32_t);
+constexpr Choice kMemories[] = {{"msm", DDAL_CMA_MSM}, {"ddr", DDAL_CMA_DDR}};
 
 void regions(const Arguments &, Report &report)
 {
@@ -60,7 +61,6 @@ void init(const Arguments &, Report &)
 
 void alloc(const Arguments &arguments, Report &report)
 {
-    constexpr Choice kMemories[] = {{"msm", DDAL_CMA_MSM}, {"ddr", DDAL_CMA_DDR}};
     const uint32_t memory = arguments.choice("MEMORY", kMemories);
     require(DDAL(ddal_cma_process_init)());
     uint32_t address = 0;
@@ -131,7 +131,7 @@ Family cma_family()
                 {"init", "initialise the driver's allocator", {}, init},
                 {"alloc",
                  "allocate memory, which is never freed, and show its physical address",
-                 {{"MEMORY", Kind::text, "msm or ddr"}, {"SIZE", Kind::number, "bytes", false, UINT32_MAX, 1}},
+                 {one_of<kMemories>("MEMORY", "msm or ddr"), {"SIZE", Kind::number, "bytes", false, UINT32_MAX, 1}},
                  alloc},
                 {"read",
                  "read one word, or several in a row",

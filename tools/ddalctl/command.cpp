@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "command_line/completion.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/report.h"
 
@@ -41,6 +42,34 @@ void check_bytes(const Argument &argument, const std::string &text)
 }
 
 } // namespace
+
+std::vector<std::string> words_of(std::span<const Choice> choices)
+{
+    std::vector<std::string> words;
+    for (const Choice &choice : choices)
+        words.emplace_back(choice.word);
+    return words;
+}
+
+Argument text_of(const char *name, const char *help, Values values, bool optional)
+{
+    return {name, Kind::text, help, optional, UINT32_MAX, 0, 1, values};
+}
+
+Argument file(const char *name, const char *help)
+{
+    return text_of(name, help,
+                   [](const std::vector<std::string> &) -> std::vector<std::string> { return {command_line::kFiles}; });
+}
+
+std::vector<std::string> in_list(const std::vector<std::string> &words, const std::vector<std::string> &elements)
+{
+    const std::string begun = words.back().substr(0, words.back().rfind(',') + 1); // npos + 1 is 0
+    std::vector<std::string> lists;
+    for (const std::string &element : elements)
+        lists.push_back(begun + element);
+    return lists;
+}
 
 void Arguments::set(const Argument &argument, const std::string &value)
 {

@@ -25,6 +25,10 @@ enum class Kind {
     words, // any number of texts
 };
 
+// The words that an argument takes, for completion. `words` are the words of the arguments before it, and last the word
+// to complete.
+using Values = std::vector<std::string> (*)(const std::vector<std::string> &words);
+
 struct Argument {
     const char *name; // "ADDRESS"; an option's begins with "--"
     Kind kind;
@@ -32,7 +36,8 @@ struct Argument {
     bool optional = false; // an option is always optional
     uint64_t max = UINT32_MAX;
     uint64_t min = 0;
-    uint64_t step = 1; // a number is a multiple of it
+    uint64_t step = 1;       // a number is a multiple of it
+    Values values = nullptr; // null: a number in a small range, or anything
 
     bool is_option() const { return name[0] == '-'; }
 };
@@ -41,6 +46,19 @@ struct Argument {
 inline constexpr uint64_t kLongestWait = 86'400'000; // ms
 inline constexpr Argument kTimeout = {"--timeout", Kind::number, "give up after this many milliseconds",
                                       true,        kLongestWait, 1};
+// A text argument that is one of `choices`, the name of a file, or of one of the words of `values`.
+std::vector<std::string> words_of(std::span<const Choice> choices);
+Argument text_of(const char *name, const char *help, Values values, bool optional = false);
+template <const auto &choices>
+Argument one_of(const char *name, const char *help, bool optional = false)
+{
+    return text_of(
+        name, help, [](const std::vector<std::string> &) { return words_of(choices); }, optional);
+}
+Argument file(const char *name, const char *help);
+
+// Returns the words that may stand for the last of `words`, with the words before it that a comma separates.
+std::vector<std::string> in_list(const std::vector<std::string> &words, const std::vector<std::string> &elements);
 
 // The values that the user gave, by the names of the arguments.
 class Arguments {

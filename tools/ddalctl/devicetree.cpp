@@ -56,6 +56,16 @@ void commit(const Arguments &, Report &)
     require(DDAL(ddal_devicetree_write_to_flash)());
 }
 
+std::vector<std::string> names_of_properties(const std::vector<std::string> &)
+{
+    std::vector<std::string> names;
+    for (const IdentityText &row : identity_texts())
+        names.emplace_back(row.name);
+    for (const IdentityNumber &row : identity_numbers())
+        names.emplace_back(row.name);
+    return names;
+}
+
 } // namespace
 
 Family devicetree_family()
@@ -64,7 +74,10 @@ Family devicetree_family()
             "data that manufacturing wrote about the board",
             {
                 {"show", "show all properties", {}, show},
-                {"get", "show one property", {{"NAME", Kind::text, "name as shown by \"devicetree show\""}}, get},
+                {"get",
+                 "show one property",
+                 {text_of("NAME", "name as shown by \"devicetree show\"", names_of_properties)},
+                 get},
                 {"mac",
                  "show the MAC address of a network interface",
                  {{"INTERFACE", Kind::text, "eth0, eth1, eth3, on some boards eth2, or virt and a number"}},

@@ -301,6 +301,14 @@ void run_doctor(const Arguments &arguments, Report &report)
         add_rows(report, each);
 }
 
+std::vector<std::string> families_to_name(const std::vector<std::string> &)
+{
+    std::set<std::string> families;
+    for (const Need &need : needs())
+        families.insert(need.family);
+    return {families.begin(), families.end()};
+}
+
 } // namespace
 
 Family doctor_family()
@@ -309,7 +317,8 @@ Family doctor_family()
             "what the library needs from this board, and what is missing",
             {{"",
               "check nodes, attributes, properties, files, programs and services; change nothing",
-              {{"FAMILY", Kind::words, "only these families (as the guide for a real board names them)", true},
+              {{"FAMILY", Kind::words, "only these families (as the guide for a real board names them)", true,
+                UINT32_MAX, 0, 1, families_to_name},
                {"--all", Kind::flag, "list what is there as well"}},
               run_doctor}}};
 }

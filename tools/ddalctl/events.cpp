@@ -120,6 +120,14 @@ void watch(const Arguments &arguments, Report &report)
     stop.require_all(arguments, seen, "events");
 }
 
+std::vector<std::string> lists_of_kinds(const std::vector<std::string> &words)
+{
+    std::vector<std::string> names;
+    for (const EventKind &kind : all_kinds())
+        names.emplace_back(kind.name);
+    return in_list(words, names);
+}
+
 } // namespace
 
 Family events_family()
@@ -131,7 +139,7 @@ Family events_family()
             {
                 {"",
                  "print events as they happen, until interrupted",
-                 {{"--only", Kind::text, only_help.c_str()},
+                 {text_of("--only", only_help.c_str(), lists_of_kinds),
                   {"--count", Kind::number, "stop after COUNT events", true, UINT32_MAX, 1},
                   kTimeout},
                  watch},

@@ -111,8 +111,8 @@ void physical(const Arguments &arguments, Report &report)
 
 Family ffs_family()
 {
-    const Argument fs = {"FS", Kind::text, "1 or 2, or the physical id: 53 or 54"};
-    const Argument type_word = {"TYPE", Kind::text, "ext4 or luks (ext4 in an encrypted container)"};
+    const Argument fs = one_of<kFileSystems>("FS", "1 or 2, or the physical id: 53 or 54");
+    const Argument type_word = one_of<kTypes>("TYPE", "ext4 or luks (ext4 in an encrypted container)");
     const Argument writable = {"--write", Kind::flag, "read-write instead of read-only"};
     return {"ffs",
             "flash file systems",
@@ -129,7 +129,7 @@ Family ffs_family()
                  clean},
                 {"physical",
                  "show the physical id of the file system of the running Linux, or of the other Linux",
-                 {{"WHICH", Kind::text, "own or other"}},
+                 {one_of<kLogical>("WHICH", "own or other")},
                  physical},
             }};
 }

@@ -74,11 +74,17 @@ void global(const Arguments &arguments, Report &)
     require(DDAL(ddal_led_set_global_state)(state, arguments.given("--persist")));
 }
 
+// The words for the LED before them: LED COLOUR.
+std::vector<std::string> colours_of_led(const std::vector<std::string> &words)
+{
+    return words[0] == "global" ? words_of(kModes) : words_of(kColours);
+}
+
 } // namespace
 
 Family led_family()
 {
-    const Argument led = {"LED", Kind::text, "status, backhaul, rf or global (the board-wide mode)"};
+    const Argument led = one_of<kLedNames>("LED", "status, backhaul, rf or global (the board-wide mode)");
     return {"led",
             "front-panel LEDs",
             {
@@ -86,14 +92,14 @@ Family led_family()
                 {"get", "show one LED", {led}, get},
                 {"set",
                  "set one LED; restore the old colour if the LED does not take the new one",
-                 {led,
-                  {"COLOUR", Kind::text,
-                   "off, green, red, yellow, blinking-green, blinking-red or blinking-yellow; of global: disabled or "
-                   "enabled"}},
+                 {led, text_of("COLOUR",
+                               "off, green, red, yellow, blinking-green, blinking-red or blinking-yellow; of global: "
+                               "disabled or enabled",
+                               colours_of_led)},
                  set},
                 {"global",
                  "switch all LEDs of the board and of its PHYs on or off",
-                 {{"STATE", Kind::text, "on or off"}, {"--persist", Kind::flag, "keep the state after a restart"}},
+                 {one_of<kStates>("STATE", "on or off"), {"--persist", Kind::flag, "keep the state after a restart"}},
                  global},
             }};
 }

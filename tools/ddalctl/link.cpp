@@ -132,9 +132,22 @@ bool wait_for(const OpenLink &link, bool up, Clock::time_point end)
     return false;
 }
 
+std::vector<std::string> links_to_name(const std::vector<std::string> &)
+{
+    std::vector<std::string> names;
+    for (uint32_t device = 0; device < kPhyDevices; device++)
+        names.push_back(std::to_string(device));
+    struct if_nameindex *const interfaces = if_nameindex();
+    for (const struct if_nameindex *each = interfaces; each && each->if_name; each++)
+        names.emplace_back(each->if_name);
+    if_freenameindex(interfaces);
+    return names;
+}
+
+constexpr Choice kStates[] = {{"down", 0}, {"up", 1}};
+
 bool wanted_state(const Arguments &arguments)
 {
-    constexpr Choice kStates[] = {{"down", 0}, {"up", 1}};
     return arguments.choice("STATE", kStates) != 0;
 }
 
@@ -244,14 +257,14 @@ std::vector<EventKind> link_events()
 
 Family link_family()
 {
-    const Argument link = {"LINK", Kind::text, "PHY device, 0 to 4, or a network interface such as eth0"};
-    const Argument state = {"STATE", Kind::text, "up or down"};
+    const Argument link = text_of("LINK", "PHY device, 0 to 4, or a network interface such as eth0", links_to_name);
+    const Argument state = one_of<kStates>("STATE", "up or down");
     return {"link",
             "links of the backhaul ports (ddalctl events --only link:3 follows one)",
             {
                 {"show",
                  "show whether a link is up; without LINK show all links",
-                 {{link.name, link.kind, link.help, true}},
+                 {{link.name, link.kind, link.help, true, link.max, link.min, link.step, link.values}},
                  show},
                 {"wait",
                  "wait until a link is up or down; without --timeout for at most 24 hours",

@@ -121,12 +121,18 @@ void write(const Arguments &arguments, Report &)
     window.store(width, value);
 }
 
+std::vector<std::string> widths(const std::vector<std::string> &)
+{
+    return {"8", "16", "32"};
+}
+
 } // namespace
 
 Family mem_family()
 {
     const Argument address = {"ADDRESS", Kind::number, "physical address, a multiple of the width", false, UINT64_MAX};
-    const Argument width = {"--width", Kind::number, "width of one access in bits: 8, 16 or 32 (default)"};
+    const Argument width = {"--width", Kind::number, "width of one access in bits: 8, 16 or 32 (default)", true, 32, 8,
+                            8,         widths};
     return {"mem",
             "physical memory",
             {

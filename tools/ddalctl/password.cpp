@@ -66,7 +66,7 @@ void login_delay(const Arguments &arguments, Report &)
 
 Family password_family()
 {
-    const Argument user = {"USER", Kind::text, "toor4qrx or serviceuser"};
+    const Argument user = one_of<kUsers>("USER", "toor4qrx or serviceuser");
     return {"password",
             "passwords of the service accounts",
             {

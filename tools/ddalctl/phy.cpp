@@ -18,6 +18,7 @@ namespace ddalctl {
 namespace {
 
 constexpr Choice kOnOff[] = {{"off", 0}, {"on", 1}};
+constexpr Choice kPauses[] = {{"off", 0}, {"symmetric", 1}, {"asymmetric", 2}};
 constexpr uint32_t kHighestRegister = 31;
 constexpr uint32_t kHighestPage = 0xFFFF;
 
@@ -163,7 +164,6 @@ void advertise(const Arguments &arguments, Report &)
 
 void advertise_pause(const Arguments &arguments, Report &)
 {
-    constexpr Choice kPauses[] = {{"off", 0}, {"symmetric", 1}, {"asymmetric", 2}};
     const uint32_t pause = arguments.choice("PAUSE", kPauses);
     require_phy(
         DDAL(ddal_phy_copper_set_config_advert_pause_frames)(arguments.number("DEVICE"), pause == 1, pause == 2));
@@ -208,6 +208,32 @@ void write(const Arguments &arguments, Report &)
                                      static_cast<uint16_t>(arguments.number("VALUE"))));
 }
 
+std::vector<std::string> names_of_settings(const std::vector<std::string> &)
+{
+    std::vector<std::string> names;
+    for (const PhySetting &setting : phy_settings())
+        names.emplace_back(setting.name);
+    return names;
+}
+
+// The words for the setting before them: DEVICE SETTING VALUE.
+std::vector<std::string> values_of_setting(const std::vector<std::string> &words)
+{
+    for (const PhySetting &setting : phy_settings()) {
+        if (words.size() > 1 && words[1] == setting.name && setting.set)
+            return words_of(setting.values);
+    }
+    return {};
+}
+
+std::vector<std::string> names_of_modes(const std::vector<std::string> &)
+{
+    std::vector<std::string> names;
+    for (const AdvertisedMode &mode : kAdvertisedModes)
+        names.emplace_back(mode.name);
+    return names;
+}
+
 } // namespace
 
 void require_phy(int result)
@@ -228,11 +254,11 @@ void require_phy(int result)
 Family phy_family()
 {
     static const std::string setting_help = names_of_phy_settings();
-    const Argument setting = {"SETTING", Kind::text, setting_help.c_str()};
+    const Argument setting = text_of("SETTING", setting_help.c_str(), names_of_settings);
     const Argument reg = {"REGISTER", Kind::number, "register, 0 to 31", false, kHighestRegister};
     const Argument page = {"--page", Kind::number, "page of the PHY (default 0); not on the MBO board", true,
                            kHighestPage};
-    const Argument state = {"STATE", Kind::text, "on or off"};
+    const Argument state = one_of<kOnOff>("STATE", "on or off");
     return {
         "phy",
         "PHYs of the backhaul ports",
@@ -242,18 +268,18 @@ Family phy_family()
             {"get", "show one setting", {kPhyDevice, setting}, get},
             {"set",
              "change one setting",
-             {kPhyDevice,
-              setting,
-              {"VALUE", Kind::text, "a word or number of that setting; a wrong one prints the list"}},
+             {kPhyDevice, setting,
+              text_of("VALUE", "a word or number of that setting; a wrong one prints the list", values_of_setting)},
              set},
             {"advertised", "show the modes that the PHY offers its partner", {kPhyDevice}, advertised},
             {"advertise",
              "offer the partner a mode, or withdraw the offer",
-             {kPhyDevice, {"MODE", Kind::text, "10-half, 10-full, 100-half, 100-full, 1000-half or 1000-full"}, state},
+             {kPhyDevice,
+              text_of("MODE", "10-half, 10-full, 100-half, 100-full, 1000-half or 1000-full", names_of_modes), state},
              advertise},
             {"advertise-pause",
              "offer the partner pause frames, or withdraw the offer",
-             {kPhyDevice, {"PAUSE", Kind::text, "off, symmetric or asymmetric"}},
+             {kPhyDevice, one_of<kPauses>("PAUSE", "off, symmetric or asymmetric")},
              advertise_pause},
             {"power", "power the PHY up, or its network interface and then the PHY down", {kPhyDevice, state}, power},
             {"reset", "reset the PHY", {kPhyDevice}, reset},

@@ -159,7 +159,7 @@ void reset(const Arguments &, Report &report)
 
 Family rfcard_family()
 {
-    const Argument image = {"IMAGE", Kind::text, "firmware image in TI-TXT format"};
+    const Argument image = file("IMAGE", "firmware image in TI-TXT format");
     const Argument link_log = {"--log-bytes", Kind::flag, "log every byte of the link to the system log"};
     return {"rfcard",
             "firmware and application of the RF card's microcontroller",

@@ -202,11 +202,17 @@ void watch(const Arguments &arguments, Report &report)
     sfp_watch(cage, arguments.number_or("--interval", 1000), arguments, report);
 }
 
+// The words for the control before them: CAGE CONTROL VALUE.
+std::vector<std::string> values_of_control(const std::vector<std::string> &words)
+{
+    return words.size() > 1 && words[1] == kControls[0].word ? words_of(kOnOff) : words_of(kLowHigh);
+}
+
 } // namespace
 
 Family sfp_family()
 {
-    const Argument cage = {"CAGE", Kind::text, "1 or 2"};
+    const Argument cage = one_of<kSfpCageNames>("CAGE", "1 or 2");
     return {"sfp",
             "modules in the SFP cages",
             {
@@ -221,14 +227,13 @@ Family sfp_family()
                 {"status", "show the control and status lines", {cage}, status},
                 {"set",
                  "drive a control line",
-                 {cage,
-                  {"CONTROL", Kind::text, "tx-disable or rate-select"},
-                  {"VALUE", Kind::text, "on or off; low or high"}},
+                 {cage, one_of<kControls>("CONTROL", "tx-disable or rate-select"),
+                  text_of("VALUE", "on or off; low or high", values_of_control)},
                  set},
                 {"read",
                  "read a memory of the module",
                  {cage,
-                  {"MEMORY", Kind::text, "id (A0h) or diag (A2h)"},
+                  one_of<kMemories>("MEMORY", "id (A0h) or diag (A2h)"),
                   {"OFFSET", Kind::number, "first byte", true, kMemorySize - 1},
                   {"LENGTH", Kind::number, "number of bytes", true, kMemorySize, 1}},
                  read},

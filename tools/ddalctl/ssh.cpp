@@ -63,7 +63,7 @@ Family ssh_family()
             {
                 {"set",
                  "set an option; the daemon applies it at its next restart",
-                 {{"NAME", Kind::text, "ClientAliveInterval (0 to 65535 s) or ClientAliveCountMax (1 to 255)"},
+                 {one_of<kOptions>("NAME", "ClientAliveInterval (0 to 65535 s) or ClientAliveCountMax (1 to 255)"),
                   {"VALUE", Kind::number, "the new value"},
                   {"--persist", Kind::flag, "keep the option after a restart of the board"}},
                  set},
@@ -74,7 +74,7 @@ Family ssh_family()
                 {"restart", "restart the daemon", {}, restart},
                 {"keys",
                  "restore the factory's authorized keys of an account",
-                 {{"ACTION", Kind::text, "reset"}, {"USER", Kind::text, "toor4qrx or serviceuser"}, kYes},
+                 {one_of<kKeyActions>("ACTION", "reset"), one_of<kUsers>("USER", "toor4qrx or serviceuser"), kYes},
                  keys},
             }};
 }

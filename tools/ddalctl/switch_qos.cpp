@@ -127,12 +127,15 @@ void set_weights(const Arguments &arguments, Report &)
 
 std::vector<Command> switch_qos_commands()
 {
-    const Argument priority = {"PRIORITY", Kind::text, "dscp or pcp"};
+    const Argument priority = one_of<kModes>("PRIORITY", "dscp or pcp");
     const Argument queue = {"QUEUE", Kind::number, "queue, 0 to 7", false, kQueues - 1};
     return {
         {"qos", "show the mapping mode of a port and the weights of its queues", {kPort}, qos},
         {"map", "show the queue of each priority", {kPort, priority}, map},
-        {"set-qos", "switch the DSCP lookup of a port on or off", {kPort, {"STATE", Kind::text, "on or off"}}, set_qos},
+        {"set-qos",
+         "switch the DSCP lookup of a port on or off",
+         {kPort, one_of<kOnOff>("STATE", "on or off")},
+         set_qos},
         {"set-mapping", "set the mapping mode of a port", {kPort, priority}, set_mapping},
         {"map-dscp",
          "send frames of a DSCP to a queue; sets the mapping mode to dscp",

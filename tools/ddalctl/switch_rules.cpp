@@ -295,7 +295,7 @@ std::vector<Command> switch_rule_commands()
     const Argument port = {"PORT", Kind::number, "port of the switch, 0 to 49", false, kPortsWithRules - 1};
     const Argument mac = {"MAC", Kind::text, "such as 01:00:5e:00:00:01"};
     const Argument type = {"TYPE", Kind::number, "ethertype, 0x600 to 0xffff", false, 0xFFFF, 0x600};
-    const Argument state = {"STATE", Kind::text, "on or off"};
+    const Argument state = one_of<kOnOff>("STATE", "on or off");
     return {
         {"rules",
          "list the field rules of the switch",
@@ -318,7 +318,7 @@ std::vector<Command> switch_rule_commands()
          ethertype_svlan},
         {"learning",
          "show or set whether VLANs share learned addresses",
-         {{"MODE", Kind::text, "shared or independent", true}},
+         {one_of<kLearning>("MODE", "shared or independent", true)},
          learning},
     };
 }

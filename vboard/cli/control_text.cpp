@@ -1,9 +1,14 @@
 #include "cli/control_text.h"
 
 #include <algorithm>
-#include <sstream>
+
+#include "command_line/roff.h"
+#include "daemon/faults.h"
 
 namespace vboard {
+
+using command_line::Candidates;
+using command_line::roff;
 
 namespace {
 
@@ -27,6 +32,19 @@ std::string lines_of(const ControlFamily &family, const std::string &indent)
     return lines;
 }
 
+// The words for a value of this name.
+void add_values(Candidates &candidates, const ControlFamily &family, const std::string &name)
+{
+    if (name == "FOLDER")
+        candidates.push_back({command_line::kFiles, ""});
+    if (name == "CALL:PATH")
+        for (const std::string &call : fault_calls())
+            candidates.push_back({call + ":", ""});
+    if (name == "KEY=VALUE" && std::string(family.name) == "fault")
+        for (const char *option : kFaultOptions)
+            candidates.push_back({std::string(option) + "=", ""});
+}
+
 std::string overview()
 {
     std::string text = "Usage: vboard ctl [--board DIR] MODEL COMMAND...\n\n"
@@ -39,14 +57,6 @@ std::string overview()
 }
 
 } // namespace
-
-std::string roff(const std::string &text)
-{
-    std::string escaped;
-    for (const char c : text)
-        escaped += c == '\\' ? std::string("\\e") : c == '-' ? std::string("\\-") : std::string(1, c);
-    return escaped;
-}
 
 std::string control_help(const Words &words)
 {
@@ -64,23 +74,24 @@ std::string control_help(const Words &words)
     return "vboard ctl " + words[0] + ": " + family->summary + "\n\n" + lines_of(*family, "  ");
 }
 
-std::string control_completion(const std::string &words)
+Candidates control_candidates(const Words &words)
 {
-    Words said;
-    std::istringstream in(words);
-    for (std::string word; in >> word;)
-        said.push_back(word);
+    Candidates candidates;
     const auto families = control_families();
-    std::string list;
-    if (said.empty()) {
+    if (words.empty()) {
         for (const ControlFamily &family : families)
-            list += std::string(family.name) + "\n";
-    } else if (const ControlFamily *family = find_family(families, said[0])) {
-        said.erase(said.begin());
-        for (const std::string &word : next_words(*family, said))
-            list += word + "\n";
+            candidates.push_back({family.name, family.summary});
+        return candidates;
     }
-    return list;
+    const ControlFamily *family = find_family(families, words[0]);
+    if (!family)
+        return {};
+    const NextWords next = next_words(*family, {words.begin() + 1, words.end()});
+    for (const std::string &word : next.literal)
+        candidates.push_back({word, ""});
+    for (const std::string &name : next.values)
+        add_values(candidates, *family, name);
+    return candidates;
 }
 
 std::string control_manual()

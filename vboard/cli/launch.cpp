@@ -284,6 +284,19 @@ fs::path descriptions()
     return own_prefix() / "share/vboard/boards";
 }
 
+std::map<std::string, std::string> board_types()
+{
+    std::map<std::string, std::string> types;
+    for (const auto &entry : fs::directory_iterator(descriptions())) {
+        if (entry.path().extension() != ".conf")
+            continue;
+        const BoardFile description = read_board_file(entry.path());
+        if (description.number != 0) // 0: a part that descriptions include
+            types[entry.path().stem().string()] = description.name;
+    }
+    return types;
+}
+
 std::string obstacle_to_fence(const RunOptions &options)
 {
     if (options.fence == FenceWish::kNone)

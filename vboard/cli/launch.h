@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,6 +37,9 @@ struct RunOptions {
 
 // The folder of board descriptions, relative to the path of this program.
 std::filesystem::path descriptions();
+
+// The types of board and their names.
+std::map<std::string, std::string> board_types();
 
 // Tells why no fence can be had for these options; empty where one can.
 std::string obstacle_to_fence(const RunOptions &options);

@@ -5,13 +5,14 @@
 #include <chrono>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <thread>
 
+#include "cli/completion.h"
 #include "cli/control_text.h"
 #include "cli/explain.h"
 #include "cli/launch.h"
 #include "cli/manual.h"
+#include "command_line/completion.h"
 #include "daemon/board_file.h"
 
 namespace {
@@ -142,28 +143,44 @@ void add_trace(CLI::App &app)
 void add_types(CLI::App &app)
 {
     app.add_subcommand("types", "List the types of board")->callback([] {
-        std::map<std::string, std::string> types;
-        for (const auto &entry : fs::directory_iterator(vboard::descriptions())) {
-            if (entry.path().extension() != ".conf")
-                continue;
-            const vboard::BoardFile description = vboard::read_board_file(entry.path());
-            if (description.number != 0) // 0: a part that descriptions include
-                types[entry.path().stem().string()] = description.name;
-        }
-        for (const auto &[type, name] : types)
+        for (const auto &[type, name] : vboard::board_types())
             std::cout << type << "\t" << name << "\n";
     });
 }
 
-// For packages, completion and documents: hidden from --help.
+void write_documents(const CLI::App &app, const fs::path &folder)
+{
+    const auto write = [&folder](const std::string &name, const std::string &text) {
+        std::ofstream file(folder / name);
+        file << text << std::flush;
+        if (!file)
+            throw std::runtime_error("cannot write " + (folder / name).string());
+    };
+    write("vboard.1", vboard::manual_page(app));
+    for (const char *shell : {"bash", "zsh", "fish"})
+        write(std::string("vboard.") + shell, command_line::completion_script(shell, "vboard"));
+}
+
+// For packages and documents: hidden from --help.
 void add_documents(CLI::App &app)
 {
-    const auto print = [&app](std::string (*document)(const CLI::App &)) {
-        std::cout << document(app);
-        throw CLI::Success();
-    };
-    app.add_flag_callback("--man", [print] { print(vboard::manual_page); })->group("");
-    app.add_flag_callback("--bash-completion", [print] { print(vboard::bash_completion); })->group("");
+    app.add_option_function<std::string>("--documents",
+                                         [&app](const std::string &folder) {
+                                             write_documents(app, folder);
+                                             throw CLI::Success();
+                                         })
+        ->group("");
+    app.add_option_function<std::string>(
+           "--completion",
+           [](const std::string &shell) {
+               const std::string script = command_line::completion_script(shell, "vboard");
+               if (script.empty())
+                   throw CLI::ValidationError("--completion", "\"" + shell + "\" is not one of bash, zsh, fish");
+               std::cout << script;
+               throw CLI::Success();
+           },
+           "Print the completion script of bash, zsh or fish")
+        ->type_name("SHELL");
     app.add_flag_callback("--control-reference",
                           [] {
                               std::cout << vboard::control_reference();
@@ -175,12 +192,6 @@ void add_documents(CLI::App &app)
                               std::cout << vboard::fence_reference();
                               throw CLI::Success();
                           })
-        ->group("");
-    app.add_option_function<std::string>("--complete",
-                                         [](const std::string &words) {
-                                             std::cout << vboard::control_completion(words);
-                                             throw CLI::Success();
-                                         })
         ->group("");
 }
 
@@ -199,6 +210,10 @@ int main(int argc, char **argv)
     add_types(app);
     add_documents(app);
     try {
+        if (argc > 1 && std::string(argv[1]) == command_line::kCompletionOption) {
+            std::cout << vboard::completions(app, {argv + 2, argv + argc});
+            return 0;
+        }
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? 0 : 2;

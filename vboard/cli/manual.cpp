@@ -1,13 +1,16 @@
 #include "cli/manual.h"
 
 #include "cli/control_text.h"
+#include "command_line/roff.h"
 
 namespace vboard {
+
+using command_line::roff;
 
 namespace {
 
 constexpr const char *kOpening =
-    R"(.TH VBOARD 1
+    R"(.TH VBOARD 1 "" "libddal " "Radio board"
 .SH NAME
 vboard \- virtual radio board to run applications without the hardware
 .SH SYNOPSIS
@@ -112,38 +115,6 @@ std::string manual_page(const CLI::App &app)
             page += ".TP\n" + form_of(*option) + "\n" + roff(option->get_description()) + "\n";
     }
     return page + kControl + control_manual() + kClosing;
-}
-
-std::string bash_completion(const CLI::App &app)
-{
-    std::string names;
-    std::string rows;
-    for (const CLI::App *command : commands_of(app)) {
-        names += command->get_name() + " ";
-        std::string words;
-        for (const CLI::Option *option : options_of(*command))
-            words += "--" + option->get_lnames().front() + " ";
-        if (command->get_name() == "ctl")
-            words += "$(${COMP_WORDS[0]} --complete \"${said[*]}\") ";
-        rows += "    " + command->get_name() + ") words=\"" + words + "--help\" ;;\n";
-    }
-    return "_vboard()\n{\n"
-           "    local at said=() words=\"" +
-           names +
-           "--help --version\"\n"
-           "    # What follows \"--\" is a command of its own.\n"
-           "    for ((at = 1; at < COMP_CWORD; ++at)); do\n"
-           "        [ \"${COMP_WORDS[at]}\" != -- ] || { _command_offset $((at + 1)); return; }\n"
-           "        case ${COMP_WORDS[at-1]}:${COMP_WORDS[at]} in --board:*|*:-*) ;; *) said+=(\"${COMP_WORDS[at]}\") "
-           ";; esac\n"
-           "    done\n"
-           "    said=(\"${said[@]:1}\")\n"
-           "    [ \"$COMP_CWORD\" = 1 ] || case ${COMP_WORDS[1]} in\n" +
-           rows +
-           "    *) words=\"\" ;;\n"
-           "    esac\n"
-           "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"
-           "}\ncomplete -o default -F _vboard vboard\n";
 }
 
 } // namespace vboard

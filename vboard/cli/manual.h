@@ -1,4 +1,4 @@
-// What the command line says of itself beyond --help, made from the command line's own description.
+// The manual page, made from the description of the command line.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,6 +7,5 @@
 namespace vboard {
 
 std::string manual_page(const CLI::App &app);
-std::string bash_completion(const CLI::App &app);
 
 } // namespace vboard

@@ -167,25 +167,6 @@ std::string listed(const std::set<std::string> &words)
     return list;
 }
 
-// Counts the characters to add, remove, change or swap with the next one.
-size_t distance(const std::string &a, const std::string &b)
-{
-    std::vector<std::vector<size_t>> steps(a.size() + 1, std::vector<size_t>(b.size() + 1));
-    for (size_t i = 0; i <= a.size(); ++i) {
-        for (size_t j = 0; j <= b.size(); ++j) {
-            if (i == 0 || j == 0) {
-                steps[i][j] = i + j;
-                continue;
-            }
-            steps[i][j] = std::min(
-                {steps[i - 1][j] + 1, steps[i][j - 1] + 1, steps[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
-                steps[i][j] = std::min(steps[i][j], steps[i - 2][j - 2] + 1);
-        }
-    }
-    return steps[a.size()][b.size()];
-}
-
 // Throws the fault, as seen by the rows that match most of the words.
 [[noreturn]] void refuse(const ControlFamily &family, const std::vector<std::vector<Token>> &rows, const Words &words)
 {
@@ -274,23 +255,6 @@ int64_t Given::within(const std::string &name, int64_t least, int64_t most) cons
     return *value;
 }
 
-std::string suggestion(const std::string &word, const Words &candidates)
-{
-    constexpr size_t kLongestName = 64; // the comparison takes time with the square of the length
-    if (word.size() > kLongestName)
-        return {};
-    const std::string *closest = nullptr;
-    size_t least = std::min<size_t>(3, word.size());
-    for (const std::string &candidate : candidates) {
-        const size_t steps = candidate.starts_with(word) && word.size() > 1 ? 0 : distance(word, candidate);
-        if (steps < least) {
-            least = steps;
-            closest = &candidate;
-        }
-    }
-    return closest ? "; did you mean \"" + *closest + "\"?" : "";
-}
-
 const ControlFamily *find_family(const std::vector<ControlFamily> &families, const std::string &name)
 {
     const auto found = std::find_if(families.begin(), families.end(),
@@ -310,22 +274,24 @@ std::string run_control(const ControlFamily &family, Controlled &controlled, con
     refuse(family, rows, words);
 }
 
-Words next_words(const ControlFamily &family, const Words &words)
+NextWords next_words(const ControlFamily &family, const Words &words)
 {
-    Words next;
+    std::set<std::string> literal;
+    std::set<std::string> values;
     for (const ControlCommand &command : family.commands()) {
         const std::vector<Token> tokens = tokens_of(command.form);
-        if (words.size() >= tokens.size())
-            continue;
         const Match found = match(tokens, words);
         if (found.reached != words.size())
             continue;
-        const Words &choices = tokens[words.size()].choices;
-        next.insert(next.end(), choices.begin(), choices.end());
+        const bool repeats = !tokens.empty() && tokens.back().rest;
+        if (words.size() >= tokens.size() && !repeats)
+            continue;
+        const Token &token = words.size() < tokens.size() ? tokens[words.size()] : tokens.back();
+        literal.insert(token.choices.begin(), token.choices.end());
+        if (!token.name.empty())
+            values.insert(token.name);
     }
-    std::sort(next.begin(), next.end());
-    next.erase(std::unique(next.begin(), next.end()), next.end());
-    return next;
+    return {{literal.begin(), literal.end()}, {values.begin(), values.end()}};
 }
 
 } // namespace vboard

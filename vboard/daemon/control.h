@@ -12,8 +12,11 @@
 #include <utility>
 #include <vector>
 
+#include "command_line/suggestion.h"
+
 namespace vboard {
 
+using command_line::suggestion;
 using Words = std::vector<std::string>;
 
 // A wrong control command; the text goes to the user who typed it.
@@ -124,10 +127,11 @@ const ControlFamily *find_family(const std::vector<ControlFamily> &families, con
 // Runs the command of the words. Throws ControlError.
 std::string run_control(const ControlFamily &family, Controlled &controlled, const Words &words);
 
-// Returns the literal words that may follow.
-Words next_words(const ControlFamily &family, const Words &words);
-
-// Returns "; did you mean "stop"?", or nothing when no candidate is close.
-std::string suggestion(const std::string &word, const Words &candidates);
+// Returns the literal words that may follow, and the names of the values, such as ADDRESS.
+struct NextWords {
+    Words literal;
+    Words values;
+};
+NextWords next_words(const ControlFamily &family, const Words &words);
 
 } // namespace vboard

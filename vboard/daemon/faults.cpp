@@ -83,10 +83,8 @@ void set_option(FaultRule &rule, const std::string &option)
 
 void check_call(const std::string &call)
 {
-    Words known(std::begin(kOtherCalls), std::end(kOtherCalls));
+    Words known = fault_calls();
     known.insert(known.end(), {"*", ""});
-    for (const CallFailures &row : kCallFailures)
-        known.emplace_back(row.call);
     if (std::find(known.begin(), known.end(), call) == known.end())
         throw ControlError("no call \"" + call + "\"" + suggestion(call, known) +
                            "; a rule names the family: pread stands for pread64 too");
@@ -188,6 +186,14 @@ ControlTable fault_commands()
                     clear(board.page(), i);
             }},
     };
+}
+
+Words fault_calls()
+{
+    Words calls(std::begin(kOtherCalls), std::end(kOtherCalls));
+    for (const CallFailures &row : kCallFailures)
+        calls.emplace_back(row.call);
+    return calls;
 }
 
 } // namespace vboard

@@ -8,4 +8,8 @@ namespace vboard {
 // The commands of `vboard ctl fault`, for a Board.
 ControlTable fault_commands();
 
+// The calls and the options of a rule.
+Words fault_calls();
+inline constexpr const char *kFaultOptions[] = {"nth", "count", "errno", "short", "delay", "pid"};
+
 } // namespace vboard
