@@ -20,8 +20,8 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "checks"))
 from count_results import collect  # noqa: E402
 
-# Campaigns start programs of this machine's build; the two checks use its compiler and its users.
-NOT_CASES = ("setup.", "campaign.", "check.installed", "check.host_as_user")
+# Campaigns start programs of this machine's build; the checks use its compiler, its users and its Python.
+NOT_CASES = ("setup.", "campaign.", "check.installed", "check.host_as_user", "check.python_")
 MOST_MISSING = 0.03
 
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Builds the program of a document and runs its commands unchanged, against an installation.
+"""Builds the programs of a document and runs its commands unchanged, against an installation.
 
 usage: guide.py INSTALLED DOCUMENT...
 
-A block of C or CMake below a line "`name`:" is that file. The lines of a block of sh are run in one folder for the whole
+A block of C, CMake or Python below a line "`name`:" is that file. The lines of a block of sh are run in one folder for the whole
 document; the lines of a block of text below it must be in the output, in their order.
 """
 import os
@@ -13,7 +13,7 @@ import subprocess
 import sys
 import tempfile
 
-BLOCK = re.compile(r"(?:^`([\w.]+)`:\n\n)?^```(c|cmake|sh|text)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+BLOCK = re.compile(r"(?:^`([\w.]+)`:\n\n)?^```(c|cmake|python|sh|text)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 def environment(installed):
@@ -21,10 +21,11 @@ def environment(installed):
         return str(next(pathlib.Path(installed).glob(pattern)).parent)
 
     return os.environ | {
-        "PATH": f"{folder_of('bin/vboard')}:{os.environ['PATH']}",
+        "PATH": f"{folder_of('bin/vboard')}:/usr/bin:{os.environ['PATH']}",
         "PKG_CONFIG_PATH": folder_of("**/ddal.pc"),
         "LD_LIBRARY_PATH": folder_of("**/libddal.so"),
         "CMAKE_PREFIX_PATH": str(installed),
+        "PYTHONPATH": folder_of("**/ddal-*.dist-info"),
     }
 
 
