@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
 #include <system_error>
 
 #include "daemon/board_file.h"
@@ -18,6 +21,8 @@ using ddal::core::UniqueFd;
 namespace {
 
 constexpr const char *kFolder = "/tmp";
+constexpr const char *kMemory = "/dev/shm";
+constexpr uint64_t kRoom = 256 << 20; // bytes, for logs at their limits and what programs write
 constexpr const char *kNameStart = "vboard-";
 constexpr const char *kOwner = ".vboard/owner";
 
@@ -44,11 +49,22 @@ bool is_ours(const fs::path &folder)
     return lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid();
 }
 
+// A board has about 400 files and folders. Memory is the fastest place to make and remove them.
+const char *folder_for_temporary_board()
+{
+    struct statfs info;
+    const bool is_fit = statfs(kMemory, &info) == 0 && info.f_type == TMPFS_MAGIC &&
+                        !(static_cast<unsigned long>(info.f_flags) & ST_NOEXEC) &&
+                        uint64_t{info.f_bavail} * static_cast<uint64_t>(info.f_bsize) >= kRoom &&
+                        access(kMemory, W_OK) == 0;
+    return is_fit ? kMemory : kFolder;
+}
+
 // Removes temporary boards whose `vboard run` has gone without doing it.
-void remove_abandoned()
+void remove_abandoned(const char *folder)
 {
     std::error_code ignored;
-    for (const auto &entry : fs::directory_iterator(kFolder, ignored)) {
+    for (const auto &entry : fs::directory_iterator(folder, ignored)) {
         if (!entry.path().filename().string().starts_with(kNameStart) || !is_ours(entry.path()))
             continue;
         const UniqueFd owner{open((entry.path() / kOwner).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW)};
@@ -63,7 +79,8 @@ BoardDirectory::BoardDirectory(const RunOptions &options) : BoardDirectory()
 {
     // What is thrown from here on meets the destructor.
     if (options.board.empty()) {
-        remove_abandoned();
+        remove_abandoned(kFolder);
+        remove_abandoned(kMemory);
         make(options);
         return;
     }
@@ -97,7 +114,7 @@ void BoardDirectory::open_existing(const RunOptions &options)
 
 void BoardDirectory::make(const RunOptions &options)
 {
-    std::string name = std::string(kFolder) + "/" + kNameStart + "XXXXXX";
+    std::string name = std::string(options.keep ? kFolder : folder_for_temporary_board()) + "/" + kNameStart + "XXXXXX";
     if (!mkdtemp(name.data()))
         throw std::system_error(errno, std::generic_category(), name);
     path_ = name;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "daemon/models/interfaces.h"
+#include "daemon/models/links.h"
 #include "daemon/models/switch.h"
 
 namespace vboard {
@@ -42,12 +43,23 @@ void serve_switch(Board &board, const Bytes &payload, const Answer &answer)
     answer.reply(0, {reinterpret_cast<const uint8_t *>(out.data()), out.size() * sizeof(int64_t)});
 }
 
+void serve_bus(Board &board, const Answer &answer)
+{
+    auto *links = board.find<Links>();
+    if (links && links->provide_bus())
+        answer.reply(0, {});
+    else
+        answer.fail(ECONNREFUSED);
+}
+
 } // namespace
 
 void serve_request(Board &board, const RequestHeader &header, Bytes payload, const Answer &answer)
 {
     if (header.op == Op::kInterface)
         serve_interface(board, header.request, payload, answer);
+    else if (header.op == Op::kBus)
+        serve_bus(board, answer);
     else
         serve_switch(board, payload, answer);
 }

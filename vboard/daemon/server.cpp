@@ -314,6 +314,7 @@ void Server::handle(const std::shared_ptr<Client> &client, const RequestHeader &
         note_refusal(board_, header, payload);
         send_reply(fd, header.id, 0, {});
         return;
+    case Op::kBus:
     case Op::kInterface:
     case Op::kSwitch: serve_request(board_, header, std::move(payload), answer_for(client, header.id)); return;
     }

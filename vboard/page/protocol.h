@@ -17,6 +17,7 @@ enum class Op : uint32_t {
     kNotifySeek = 11, // sets the read position
     kInterface = 9,   // an ethtool, MII or interface-flag request
     kSwitch = 10,     // a call of the switch's client library
+    kBus = 13,        // starts the message bus, which programs seldom need
     kRefused = 12,    // a line for the daemon's log; request: the errno, payload: name of the refused call
 };
 

@@ -191,4 +191,21 @@ long exchange(Exchange &message)
     return result;
 }
 
+// A thread that connects to the bus does not keep a connection to the daemon.
+long start_bus()
+{
+    KeepErrno keep;
+    const Signals signals;
+    const int fd = connect_to_daemon();
+    if (fd < 0)
+        return -EIO;
+    RequestHeader header{};
+    header.op = Op::kBus;
+    Exchange message{};
+    message.received_fd = -1;
+    const long result = send_header(fd, header, nullptr, 0) ? receive(fd, message, header.id) : -EIO;
+    syscall(SYS_close, fd);
+    return result;
+}
+
 } // namespace vboard::shim

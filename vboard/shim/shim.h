@@ -210,6 +210,9 @@ struct Exchange {
 // it.
 long exchange(Exchange &message);
 
+// Starts the message bus if no program has needed it so far. Returns a result like `exchange`.
+long start_bus();
+
 // Converts such a result to libc's form: -1 and errno.
 inline long result_of(long value)
 {

@@ -152,13 +152,37 @@ WRAP(int, socket, int domain, int type, int protocol)
     return around.fails() ? -1 : static_cast<int>(syscall(SYS_socket, domain, type, protocol));
 }
 
+namespace {
+
+bool is_bus(const sockaddr *address)
+{
+    if (address->sa_family != AF_UNIX)
+        return false;
+    char bus[PATH_MAX];
+    copy_text(bus, sizeof bus, page()->private_dir);
+    append(bus, sizeof bus, "/bus");
+    return same(reinterpret_cast<const sockaddr_un *>(address)->sun_path, bus);
+}
+
+// The daemon starts the message bus for the first program that connects to it.
+long connect_to(int fd, const sockaddr *to, socklen_t length, bool is_translated)
+{
+    const long result = syscall(SYS_connect, fd, to, length);
+    const bool is_absent = result != 0 && (errno == ENOENT || errno == ECONNREFUSED);
+    if (!is_absent || !is_translated || !is_bus(to) || start_bus() != 0)
+        return result;
+    return syscall(SYS_connect, fd, to, length);
+}
+
+} // namespace
+
 WRAP(int, connect, int fd, const sockaddr *address, socklen_t length)
 {
     Call around("connect", "");
     if (around.fails())
         return -1;
     return static_cast<int>(at_place(address, length, false, [=](const sockaddr *to, socklen_t to_length) {
-        return syscall(SYS_connect, fd, to, to_length);
+        return connect_to(fd, to, to_length, to != address);
     }));
 }
 

@@ -1,5 +1,7 @@
 #include "daemon/models/links.h"
 
+#include <utility>
+
 #include "daemon/board.h"
 #include "daemon/log.h"
 #include "daemon/models/interfaces.h"
@@ -31,12 +33,18 @@ Links::~Links() = default;
 void Links::start()
 {
     board().add_environment("DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + board().private_path("bus").string());
+}
+
+bool Links::provide_bus()
+{
     try {
-        bus_->start();
+        if (!std::exchange(is_bus_decided_, true))
+            bus_->start();
     } catch (const std::exception &error) {
         // A board without link events is a board all the same.
         log_line(std::string("no message bus: ") + error.what());
     }
+    return bus_->is_running();
 }
 
 void Links::publish(LinkKind kind, uint32_t number, const std::string &state)
@@ -120,6 +128,7 @@ ControlTable Links::commands()
             }},
         Row{"service network|broadcom|marvell leave|return", "let a service leave the bus, or come back",
             [](Links &links, const Given &given) {
+                links.provide_bus();
                 if (given.says("leave"))
                     links.bus_->leave(kind_in(given));
                 else
@@ -127,6 +136,7 @@ ControlTable Links::commands()
             }},
         Row{"bus stop|start", "stop or start the message bus",
             [](Links &links, const Given &given) {
+                links.is_bus_decided_ = true;
                 if (given.says("stop"))
                     links.bus_->stop();
                 else if (!links.bus_->is_running())

@@ -21,6 +21,9 @@ public:
 
     static ControlTable commands();
 
+    // Starts the message bus, unless it was started or stopped before. Reports whether it runs.
+    bool provide_bus();
+
     // What a link object says from here on.
     void publish(LinkKind kind, uint32_t number, const std::string &state);
 
@@ -37,6 +40,7 @@ private:
 
     std::map<std::string, Target> targets_;
     std::unique_ptr<LinkBus> bus_;
+    bool is_bus_decided_ = false; // it was started or stopped before
 };
 
 } // namespace vboard
