@@ -33,7 +33,10 @@ constexpr size_t kVersionLength = 8;
 std::vector<uint8_t> framed(std::span<const uint8_t> payload)
 {
     const uint16_t crc = loader_crc(payload);
-    std::vector<uint8_t> bytes{0x80, static_cast<uint8_t>(payload.size()), static_cast<uint8_t>(payload.size() >> 8)};
+    const uint8_t head[] = {0x80, static_cast<uint8_t>(payload.size()), static_cast<uint8_t>(payload.size() >> 8)};
+    std::vector<uint8_t> bytes;
+    bytes.reserve(std::size(head) + payload.size() + sizeof crc);
+    bytes.insert(bytes.end(), std::begin(head), std::end(head));
     bytes.insert(bytes.end(), payload.begin(), payload.end());
     bytes.push_back(static_cast<uint8_t>(crc));
     bytes.push_back(static_cast<uint8_t>(crc >> 8));
