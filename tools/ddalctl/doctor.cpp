@@ -71,9 +71,17 @@ constexpr KindRow kKinds[] = {
     {"frame", "load the frame driver"},
 };
 
+enum class State {
+    examined,
+    not_needed,   // on this type of board
+    not_examined, // because it depends on something that is missing
+};
+
+constexpr const char *kStates[] = {"ok", "not needed", "not examined"}; // by State, without a problem
+
 struct Examined {
     const Need *need;
-    bool used; // on this board
+    State state;
     std::vector<Problem> problems;
 };
 
@@ -117,6 +125,7 @@ Circumstances circumstances_of(int type)
     const bool swapped = !board.broadcom_switch && (port & ~kIgnoredBit) == kPortsAreSwapped;
     const bool direct = board.phys && !board.broadcom_switch;
     return {
+        .known = true,
         .phys = board.phys,
         .direct_phys = direct,
         .one_bus = direct && !board.two_mdio_buses,
@@ -144,6 +153,16 @@ std::vector<Problem> problems_of(const Need &need)
     }
 }
 
+// Without the frame driver the library only repeats the frame driver's problem. An unknown board type decides nothing.
+State state_of(const Need &need, const Circumstances &circumstances, bool starts)
+{
+    if (need.kind == NeedKind::library && !starts)
+        return State::not_examined;
+    if (circumstances.*need.when)
+        return State::examined;
+    return circumstances.known ? State::not_needed : State::not_examined;
+}
+
 // `only_start` leaves all but the frame driver out.
 std::vector<Examined> examine(const std::set<std::string> &families, const Circumstances &circumstances,
                               bool only_start)
@@ -155,9 +174,9 @@ std::vector<Examined> examine(const std::set<std::string> &families, const Circu
             continue;
         if (only_start && need.kind != NeedKind::frame)
             continue;
-        // Without the frame driver the library only repeats the frame driver's problem.
-        const bool used = circumstances.*need.when && !(need.kind == NeedKind::library && !starts);
-        all.push_back({&need, used, used ? problems_of(need) : std::vector<Problem>{}});
+        all.push_back({&need, state_of(need, circumstances, starts), {}});
+        if (all.back().state == State::examined)
+            all.back().problems = problems_of(need);
         if (need.kind == NeedKind::frame)
             starts = all.back().problems.empty();
     }
@@ -208,9 +227,10 @@ public:
     {
         const Need &need = *examined.need;
         if (examined.problems.empty()) {
+            const bool ok = examined.state == State::examined;
             if (all)
-                line(need, examined.used ? "ok" : "-", {"\033[32m", "\033[0m"},
-                     std::string(need.path) + (examined.used ? "" : ": not needed on this board"));
+                line(need, ok ? "ok" : "-", {"\033[32m", "\033[0m"},
+                     need.path + (ok ? "" : std::string(": ") + kStates[static_cast<int>(examined.state)]));
             return;
         }
         const LevelRow &level = kLevels[static_cast<int>(need.level)];
@@ -245,7 +265,7 @@ void add_row(Report &report, const Examined &examined, const Problem *problem)
     row.add("kind", kKinds[static_cast<int>(need.kind)].name);
     row.add("path", problem ? problem->path : need.path);
     row.add("level", kLevels[static_cast<int>(need.level)].name);
-    row.add("state", problem ? "problem" : examined.used ? "ok" : "not needed");
+    row.add("state", problem ? "problem" : kStates[static_cast<int>(examined.state)]);
     row.add("problem", text_or_null(problem ? problem->what : ""), "");
     row.add("detail", text_or_null(problem ? problem->detail : ""), "");
     row.add("fails-without", need.effect);

@@ -47,6 +47,7 @@ enum class Level {
 // The properties of a board that decide what it needs. All but the first are false if its type cannot be read.
 struct Circumstances {
     bool always = true;
+    bool known = false; // the type of the board
     bool phys = false;
     bool direct_phys = false; // the processor reaches them itself
     bool one_bus = false;     // of direct PHYs
