@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <vector>
 
@@ -21,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include "core/unique_fd.h"
+#include "page/page.h"
 #include "support/board.h"
 
 using ddal::core::UniqueFd;
@@ -211,4 +214,37 @@ TEST(Access, ShowsTheNodeToTheProgram)
     EXPECT_EQ(open(kModel, O_RDONLY), -1) << "the node is gone";
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(rename("/dev/moved", kModel), 0);
+}
+
+// The trace and the system log get their last line from the preload library, the daemon's log from the daemon.
+TEST(Logs, EndAtTheirLimits)
+{
+    const UniqueFd node{open(kModel, O_RDWR | O_CLOEXEC)};
+    const auto refuse = [&] { EXPECT_LT(sendfile(scratch(), node.get(), nullptr, 4), 0); };
+    const struct {
+        const char *name;
+        uint64_t limit;
+        std::string end;
+        std::function<void()> write;
+    } logs[] = {
+        {"trace.jsonl", vboard::kTraceLimit, vboard::kTraceEnd, [&] { EXPECT_EQ(pread(node.get(), g_a, 2, 0), 2); }},
+        {"syslog", vboard::kSyslogLimit, vboard::kSyslogEnd, [] { syslog(LOG_INFO, "line"); }},
+        {"daemon.log", 1 << 20, "the log has reached 1048576 bytes and ends here\n", refuse},
+    };
+    for (const auto &log : logs) {
+        const auto path = board().directory() / ".vboard" / log.name;
+        log.write();
+        if (log.limit != 1 << 20) // the daemon counts what it writes
+            std::filesystem::resize_file(path, log.limit - 1);
+        for (int i = 0; i < 30'000 && std::filesystem::file_size(path) < log.limit; ++i)
+            log.write();
+        const auto size = std::filesystem::file_size(path);
+        ASSERT_GE(size, log.limit) << log.name;
+        log.write();
+        EXPECT_EQ(std::filesystem::file_size(path), size) << log.name;
+        std::ifstream file(path);
+        file.seekg(-static_cast<std::streamoff>(log.end.size()), std::ios::end);
+        EXPECT_EQ((std::string{std::istreambuf_iterator<char>(file), {}}), log.end) << log.name;
+        std::filesystem::resize_file(path, 0);
+    }
 }

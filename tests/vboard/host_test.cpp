@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <random>
 #include <sstream>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -184,15 +185,28 @@ std::string each(const std::string &ways, const std::string &end)
     return lines;
 }
 
-// Runs the ways, and then those of the static program, over an overlay of the machine's root.
-std::string bypass(const std::string &start)
+// Runs a shell line over an overlay of the machine's root.
+std::string over_overlay(const std::string &line)
 {
-    const std::string program = std::string(DDAL_BUILD_DIR) + "/tests/vboard/bypass";
-    return run(ON_OVERLAY " 'cd /tmp; " + program + " --machine ready & until [ -s ready ]; do sleep 0.05; done; " +
-               "read port process <ready; " + start + " " + program + " $port $process " + program +
-               "_static </etc/bypass' " + DDAL_BUILD_DIR + " " +
+    return run(ON_OVERLAY " 'cd /tmp; " + line + "' " DDAL_BUILD_DIR " " +
                fs::path(VBOARD_PROGRAM).parent_path().parent_path().string())
         .output;
+}
+
+// Runs the ways, and then those of the static program.
+std::string bypass(const std::string &start)
+{
+    const std::string program = DDAL_BUILD_DIR "/tests/vboard/bypass";
+    return over_overlay(program + " --machine ready & until [ -s ready ]; do sleep 0.05; done; " +
+                        "read port process <ready; " + start + " " + program + " $port $process " + program +
+                        "_static </etc/bypass");
+}
+
+// Calls what libc exports, and the kernel, at random.
+void expect_no_escape(const std::string &start)
+{
+    const std::string calls = " " DDAL_BUILD_DIR "/tests/vboard/random_calls " + std::to_string(std::random_device{}());
+    EXPECT_EQ(over_overlay(start + calls + " 1000"), "tried 1000\nchanged:\n") << start << calls;
 }
 
 TEST(Host, IsNotReachedByWaysAroundLibc)
@@ -209,9 +223,11 @@ TEST(Host, IsNotReachedByWaysAroundLibc)
     }
     const std::string all_held = held + each(kBesideLibc, "held");
     EXPECT_EQ(bypass(kVboard + " run --fence --"), all_held + all_held + "changed:\n");
+    expect_no_escape(kVboard + " run --fence --");
     const std::string user = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
     if (run(user + kVboard + " run --fence -- true").status == 0) {
         EXPECT_EQ(bypass(user + kVboard + " run --fence --"), all_held + all_held + "changed:\n");
+        expect_no_escape(user + kVboard + " run --fence --");
     }
     const std::string alone = held + each(kBesideLibc, "reached");
     EXPECT_EQ(bypass(kVboard + " run --no-fence --").substr(0, alone.size()), alone);
@@ -284,6 +300,8 @@ TEST(Board, RefusesProgramsThatItCannotIntercept)
          },
          "is setuid"},
         {"", "/bin/true", [&] { fs::resize_file(program, 45); }, "is static"},
+        {"", "/bin/true", [&] { put(program, "#! " DDAL_BUILD_DIR "/tests/vboard/static_program -x\n"); },
+         "is a script"},
         {"", "/bin/true", [&] { set_machine(program, EM_386); }, foreign},
         {other, "/bin/true", [&] { set_machine(program, EM_386); }, "has a loader"},
 #if defined(__x86_64__)
@@ -419,7 +437,10 @@ TEST(Board, LeavesNothingBehind)
         EXPECT_EQ(end_by(signal, "sleep 77 & exec sleep 77").output, std::to_string(status) + "\n") << signal;
 
     EXPECT_NE(end_by("KILL", "exec sleep 77").output.find("vboard-"), std::string::npos);
-    EXPECT_EQ(stage.play("for i in 1 2 3; do " + kVboard + " run -- true 2>/dev/null; sleep 0.3; done" + left).output,
+    EXPECT_EQ(stage
+                  .play("for i in 1 2 3; do " + kVboard + " run -- true 2>/dev/null; sleep 0.3; done" + left +
+                        "; grep -l vboardd /proc/[0-9]*/comm")
+                  .output,
               "");
 }
 

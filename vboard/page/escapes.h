@@ -27,7 +27,7 @@ constexpr Loader kLoaders[] = {
     {EM_ARM, "/lib/ld-linux-armhf.so.3", "lib/arm-linux-gnueabihf"},
 };
 
-enum class Escape { kNone, kPrivileged, kUnreadable, kStatic, kOtherLoader, kOtherProcessor };
+enum class Escape { kNone, kPrivileged, kUnreadable, kStatic, kOtherLoader, kOtherProcessor, kInterpreter };
 
 // The end of a sentence that begins with the program's name.
 constexpr const char *reason(Escape escape)
@@ -39,6 +39,7 @@ constexpr const char *reason(Escape escape)
     case Escape::kUnreadable: return "cannot be read, so that its loader is not known";
     case Escape::kStatic: return "is static or not a whole program file: no loader loads the board's preload library";
     case Escape::kOtherLoader: return "has a loader that does not find the board's preload library";
+    case Escape::kInterpreter: return "is a script whose interpreter the board's preload library cannot intercept";
     case Escape::kOtherProcessor: return "is a program of another processor: start the board with --emulator";
     }
     return "";
@@ -65,6 +66,19 @@ struct ProgramHead {
     {
         return is_elf() && length >= sizeof(Elf32_Ehdr) ? reinterpret_cast<const Elf32_Ehdr *>(bytes)->e_machine
                                                         : uint16_t{EM_NONE}; // in the same place in both classes
+    }
+    // Leaves the path from the first line of a script, and an empty text for any other file.
+    template <size_t N>
+    void copy_interpreter(char (&path)[N]) const
+    {
+        const auto is_blank = [this](size_t i) { return bytes[i] == ' ' || bytes[i] == '\t'; };
+        size_t n = 0;
+        size_t at = length > 2 && bytes[0] == '#' && bytes[1] == '!' ? 2 : length;
+        while (at < length && is_blank(at))
+            ++at;
+        while (at < length && !is_blank(at) && bytes[at] != '\n' && n + 1 < N)
+            path[n++] = bytes[at++];
+        path[n] = '\0';
     }
     // The loader's path; nullptr without one.
     const char *loader() const
@@ -122,8 +136,11 @@ inline bool has_capabilities(const char *host_path)
     return syscall(SYS_getxattr, host_path, "security.capability", value, sizeof value) > 0;
 }
 
-// A script does not escape by itself: its interpreter is checked when it is started.
-inline Escape escape_of(const char *host_path, const Page &page)
+constexpr size_t kMostInterpreterName = 256; // of which the kernel reads at most as many bytes
+constexpr int kMostInterpreters = 5;         // that the kernel starts for each other
+
+// Leaves the interpreter of a script, which does not escape by itself.
+inline Escape escape_of_file(const char *host_path, const Page &page, char (&interpreter)[kMostInterpreterName])
 {
     struct statx info;
     if (syscall(SYS_statx, AT_FDCWD, host_path, 0, STATX_MODE, &info) != 0)
@@ -133,6 +150,7 @@ inline Escape escape_of(const char *host_path, const Page &page)
     const ProgramHead head(host_path);
     if (!head.is_readable)
         return Escape::kUnreadable;
+    head.copy_interpreter(interpreter);
     if (!head.is_elf())
         return Escape::kNone;
     if (head.machine() == EM_NONE)
@@ -146,6 +164,20 @@ inline Escape escape_of(const char *host_path, const Page &page)
         if (page.loaders & 1u << i && head.machine() == kLoaders[i].machine && is_same_path(loader, kLoaders[i].path))
             return Escape::kNone;
     return Escape::kOtherLoader;
+}
+
+inline Escape escape_of(const char *host_path, const Page &page)
+{
+    char interpreter[kMostInterpreterName] = "";
+    Escape escape = escape_of_file(host_path, page, interpreter);
+    for (int i = 0; i < kMostInterpreters && escape == Escape::kNone && interpreter[0]; ++i) {
+        char name[kMostInterpreterName];
+        __builtin_memcpy(name, interpreter, sizeof name);
+        interpreter[0] = '\0';
+        if (escape_of_file(name, page, interpreter) != Escape::kNone)
+            escape = Escape::kInterpreter;
+    }
+    return escape;
 }
 
 } // namespace vboard
