@@ -38,7 +38,8 @@ TEST(DdalctlPhy, ReadsBackItsSettings)
 TEST(DdalctlPhy, ReachesRegistersAndTheAdvertisement)
 {
     EXPECT_EQ(ddalctl("phy write 3 4 0x0d41").status, 0);
-    EXPECT_EQ(ddalctl("phy read 3 4").out, "0x0d41\n");
+    EXPECT_EQ(ddalctl("phy read 3 4").out, "value     0x0d41\nregister  advertised abilities\n"
+                                           "bits      asymmetric pause, pause, 100 full, 10 full\n");
     EXPECT_EQ(ddalctl("phy advertise 3 100-full off").status, 0);
     EXPECT_EQ(ddalctl_json("phy advertised 3").at("100-full"), false);
     EXPECT_EQ(ddalctl_json("phy advertised 3").at("100-half"), false);

@@ -1,6 +1,9 @@
 // ddalctl on SFP modules, LEDs, flash file systems and the boot loader.
+#include <algorithm>
 #include <csignal>
 #include <ddal/rp3.h>
+#include <filesystem>
+#include <fstream>
 #include <semaphore.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,11 +29,23 @@ TEST(DdalctlSfp, ShowsAModuleWithItsAlarms)
     const Json temperature = module.at("diagnostics").at(0);
     EXPECT_EQ(temperature, Json::parse(R"({"quantity": "temperature", "value": -19.5, "unit": "C", "alarm": "low",
                                            "warning": "low"})"));
+    EXPECT_EQ(module.at("thresholds").at(0),
+              Json::parse(R"({"quantity": "temperature", "low-alarm": -5.0, "low-warning": 0.0, "high-warning": 70.0,
+                              "high-alarm": 75.0, "margin": -14.5, "unit": "C"})"));
 
     ctl("sfp plug 1 dump " SFP_MODULES "/dac-no-diagnostics");
     const Finished plain = ddalctl("--json sfp show 1");
     EXPECT_EQ(document_of(plain).at("diagnostics-interface"), nullptr);
     EXPECT_EQ(plain.err, ""); // missing diagnostics are not a failure
+
+    // External calibration: an alarm threshold with the bytes of the measurement equals the measurement.
+    ctl("sfp plug 1 dump " SFP_MODULES "/lx-1310nm-external");
+    const std::string raw = ddalctl_json("sfp read 1 diag 96 10").at("bytes").at(0).at("bytes");
+    for (size_t i = 0; i < 5; i++)
+        ctl("sfp poke 1 diag " + std::to_string(8 * i) + " " + raw.substr(4 * i, 4));
+    const Json external = ddalctl_json("sfp show 1");
+    for (size_t i = 0; i < 5; i++)
+        EXPECT_EQ(external.at("thresholds").at(i).at("high-alarm"), external.at("diagnostics").at(i).at("value")) << i;
 
     ctl("sfp pull 1");
     EXPECT_EQ(ddalctl("sfp show 1").status, 3);
@@ -44,6 +59,41 @@ TEST(DdalctlSfp, FollowsLinesAndMeasurements)
     ASSERT_EQ(events.size(), 4u);
     EXPECT_EQ(events[0].at("present"), true);
     EXPECT_EQ(events[3].at("temperature"), 40.0);
+}
+
+TEST(DdalctlSfp, DrawsPowerAndTemperatureOverTime)
+{
+    ctl("sfp plug 1 describe temperature=40");
+    char folder[] = "/tmp/picture-XXXXXX";
+    const std::string svg = std::string(mkdtemp(folder)) + "/watch.svg";
+    const Finished lines = ddalctl("sfp watch 1 --plot --svg " + svg + " --count 6 --interval 10");
+    EXPECT_EQ(lines.status, 0) << lines.err;
+    EXPECT_EQ(std::count(lines.out.begin(), lines.out.end(), '\n'), 6) << "not lines, though this is no terminal";
+    std::ifstream file(svg);
+    const std::string picture{std::istreambuf_iterator<char>(file), {}};
+    for (const char *part : {"<svg xmlns=", "optical power (dBm)", "temperature (\u00b0C)", "time (s)",
+                             ">tx high alarm ", ">rx low warning ", ">low alarm ", "</svg>"})
+        EXPECT_NE(picture.find(part), std::string::npos) << part;
+    EXPECT_EQ(picture.find("nan"), std::string::npos);
+    EXPECT_EQ(ddalctl("sfp watch 1 --count 4 --svg /nosuch/folder/x.svg").status, 1);
+    EXPECT_EQ(ddalctl("--json sfp watch 1 --plot").status, 2);
+
+    const std::string watch = std::string(DDALCTL_PROGRAM) + " sfp watch 1 --plot --count 5 --interval 10";
+    struct {
+        const char *environment;
+        bool draws;
+        bool coloured;
+    } const terminals[] = {
+        {"TERM=xterm", true, true}, {"TERM=xterm NO_COLOR=1", true, false}, {"TERM=dumb", false, false}};
+    constexpr const char *kOnTerminal = "import pty, sys; pty.spawn(['/bin/sh', '-c', sys.argv[1]])";
+    for (const auto &terminal : terminals) {
+        const std::string line = std::string("export ") + terminal.environment + "; exec " + watch;
+        const std::string out = run_program({"/usr/bin/python3", "-c", kOnTerminal, line}).out;
+        EXPECT_EQ(out.find("\u28c0") != std::string::npos || out.find("\u2809") != std::string::npos, terminal.draws)
+            << out;
+        EXPECT_EQ(out.find("\033[36m") != std::string::npos, terminal.coloured) << terminal.environment;
+    }
+    std::filesystem::remove_all(folder);
 }
 
 // A process that is killed while it writes to the link log leaves the log locked for all other processes.

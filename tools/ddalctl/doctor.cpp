@@ -14,6 +14,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/report.h"
+#include "ddalctl/terminal.h"
 #include "identity/boards.h"
 #include "platform/frame_driver.h"
 
@@ -217,11 +218,7 @@ std::string phrase_of(const Problem &problem)
 // The results as lines for people.
 class Page {
 public:
-    Page()
-    {
-        const char *no_colour = getenv("NO_COLOR");
-        coloured_ = isatty(STDOUT_FILENO) && !(no_colour && *no_colour);
-    }
+    Page() { coloured_ = has_colours(); }
 
     void print(const Examined &examined, bool all)
     {

@@ -10,6 +10,7 @@
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
 #include "ddalctl/phy_device.h"
+#include "ddalctl/phy_registers.h"
 #include "ddalctl/phy_settings.h"
 #include "ddalctl/report.h"
 
@@ -199,6 +200,15 @@ void read(const Arguments &arguments, Report &report)
     const uint32_t page = page_of(arguments);
     require_phy(DDAL(ddal_phy_read)(arguments.number("DEVICE"), arguments.number("REGISTER"), page, &value));
     report.add_hex("value", value, 4);
+    const std::string name = page == DDAL_PHY_PAGE_STANDARD ? phy_register_name(arguments.number("REGISTER")) : "";
+    if (name.empty())
+        return;
+    const std::vector<std::string> bits = phy_register_bits(arguments.number("REGISTER"), value);
+    std::string list;
+    for (const std::string &bit : bits)
+        list += (list.empty() ? "" : ", ") + bit;
+    report.add("register", name);
+    report.add("bits", bits, list.empty() ? "-" : list);
 }
 
 void write(const Arguments &arguments, Report &)

@@ -16,7 +16,8 @@ namespace ddalctl {
 
 namespace {
 
-constexpr int kRecordWords = 11;
+constexpr size_t kRecordWords = 11; // the fields of the first word, then the other words
+constexpr size_t kFields = 3;
 
 void show(const Arguments &, Report &report)
 {
@@ -68,11 +69,12 @@ void watch(const Arguments &arguments, Report &report)
     for (; seen < records && channel.wait(); seen++) {
         uint32_t words[kRecordWords];
         channel.read(words);
-        std::string line;
-        for (const uint32_t word : words)
-            line += (line.empty() ? "" : " ") + hex(word, 8);
+        std::string line = "fields";
+        for (size_t i = 0; i < kRecordWords; i++)
+            line += (i == kFields ? "  words " : " ") + (i < kFields ? std::to_string(words[i]) : hex(words[i], 8));
         report.event("record", line, [&](Report &values) {
-            values.add_to_document("words", std::vector<uint64_t>(std::begin(words), std::end(words)));
+            values.add_to_document("fields", std::vector<uint64_t>(words, words + kFields));
+            values.add_to_document("words", std::vector<uint64_t>(words + kFields, std::end(words)));
         });
     }
     stop.require_all(arguments, seen, "records");

@@ -10,6 +10,7 @@
 #include "ddalctl/library.h"
 #include "ddalctl/report.h"
 #include "ddalctl/sfp_names.h"
+#include "ddalctl/sfp_thresholds.h"
 #include "ddalctl/sfp_watch.h"
 
 namespace ddalctl {
@@ -100,6 +101,24 @@ void add_flag(Report &row, const char *name, const char *flag)
         row.add_missing(name);
 }
 
+void add_thresholds(Report &report, const std::vector<SfpMeasurement> &measured,
+                    const std::vector<SfpThresholds> &thresholds)
+{
+    for (size_t i = 0; i < measured.size(); i++) {
+        Report &row = report.row("thresholds");
+        row.add("quantity", measured[i].name);
+        const auto add = [&](const char *name, double value) {
+            row.add(name, value, SfpMeasurement{"", measured[i].unit, value, nullptr, nullptr}.value_text());
+        };
+        add("low-alarm", thresholds[i].low_alarm);
+        add("low-warning", thresholds[i].low_warning);
+        add("high-warning", thresholds[i].high_warning);
+        add("high-alarm", thresholds[i].high_alarm);
+        add("margin", thresholds[i].margin(measured[i].value));
+        row.add("unit", measured[i].unit);
+    }
+}
+
 void add_diagnostics(Report &report, uint32_t cage)
 {
     const SfpCalibration calibration = sfp_calibration(cage);
@@ -111,7 +130,8 @@ void add_diagnostics(Report &report, uint32_t cage)
     report.add("diagnostics-interface", "SFF-8472 revision " + sfp_revision_name(revision) + ", " +
                                             (calibration == SfpCalibration::internal ? "internally" : "externally") +
                                             " calibrated");
-    for (const SfpMeasurement &measured : sfp_measure(cage)) {
+    const std::vector<SfpMeasurement> all = sfp_measure(cage);
+    for (const SfpMeasurement &measured : all) {
         Report &row = report.row("diagnostics");
         row.add("quantity", measured.name);
         row.add("value", measured.value, measured.value_text());
@@ -119,6 +139,7 @@ void add_diagnostics(Report &report, uint32_t cage)
         add_flag(row, "alarm", measured.alarm);
         add_flag(row, "warning", measured.warning);
     }
+    add_thresholds(report, all, sfp_thresholds(cage, calibration));
 }
 
 void add_controls(Report &report, uint32_t cage)
@@ -222,6 +243,8 @@ Family sfp_family()
                  {cage,
                   {"--interval", Kind::number, "milliseconds between measurements (1000)", true, 3'600'000, 10},
                   {"--count", Kind::number, "stop after COUNT lines", true, UINT32_MAX, 1},
+                  {"--plot", Kind::flag, "draw power and temperature in the terminal; print lines elsewhere"},
+                  file("--svg", "write a picture of power and temperature, with the thresholds, at the end"),
                   kTimeout},
                  watch},
                 {"status", "show the control and status lines", {cage}, status},

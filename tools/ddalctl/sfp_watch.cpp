@@ -13,6 +13,8 @@
 #include "ddalctl/interrupt.h"
 #include "ddalctl/library.h"
 #include "ddalctl/report.h"
+#include "ddalctl/sfp_plot.h"
+#include "ddalctl/terminal.h"
 
 namespace ddalctl {
 
@@ -47,14 +49,6 @@ const char *flag_name(uint16_t flags, const Quantity &quantity)
     if (flags & quantity.high)
         return "high";
     return flags & quantity.low ? "low" : nullptr;
-}
-
-// Converts a float to the double with the same seven decimal digits: 3.237, not 3.2369999885559082.
-double plain(float value)
-{
-    char text[32];
-    snprintf(text, sizeof text, "%.7g", static_cast<double>(value));
-    return strtod(text, nullptr);
 }
 
 // The status lines of a cage, open for waiting.
@@ -107,17 +101,22 @@ static_assert(kSfpLines[0].status == DDAL_SFP_STATUS_PRESENCE);
 // Counts the lines and gives each its time since the start.
 class Log {
 public:
-    Log(uint32_t most, Report &report) : most_(most), report_(report) {}
+    Log(uint32_t most, Report &report, SfpPlot &plot) : most_(most), report_(report), plot_(plot) {}
 
     bool full() const { return count_ >= most_; }
+    SfpPlot &plot() const { return plot_; }
+    double seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
+
     uint32_t count() const { return count_; }
 
     void add(const std::string &event, const std::string &text, const std::function<void(Report &)> &fill)
     {
-        const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_).count();
         char stamp[32];
-        snprintf(stamp, sizeof stamp, "%8.3f  ", static_cast<double>(elapsed) / 1000);
-        report_.event(event, stamp + text, fill);
+        snprintf(stamp, sizeof stamp, "%8.3f  ", seconds());
+        if (plot_.draws())
+            plot_.note(stamp + text);
+        else
+            report_.event(event, stamp + text, fill);
         count_++;
     }
 
@@ -125,6 +124,7 @@ private:
     uint32_t most_;
     uint32_t count_ = 0;
     Report &report_;
+    SfpPlot &plot_;
     Clock::time_point start_ = Clock::now();
 };
 
@@ -146,6 +146,8 @@ void log_measurements(uint32_t cage, Log &log)
         if (log.full() || sfp_calibration(cage) == SfpCalibration::none)
             return;
         measured = sfp_measure(cage);
+        if (log.plot().is_wanted())
+            log.plot().add(log.seconds(), measured);
     } catch (const Failure &failure) {
         if (failure.status() != kNothingThere)
             throw;
@@ -166,6 +168,13 @@ void log_measurements(uint32_t cage, Log &log)
 }
 
 } // namespace
+
+double sfp_plain(float value)
+{
+    char text[32];
+    snprintf(text, sizeof text, "%.7g", static_cast<double>(value));
+    return strtod(text, nullptr);
+}
 
 SfpCalibration sfp_calibration(uint32_t cage)
 {
@@ -205,18 +214,22 @@ std::vector<SfpMeasurement> sfp_measure(uint32_t cage)
         require(DDAL(ddal_sfp_diagnostic_get)(cage, quantity.diag, &bits));
         float value = 0;
         memcpy(&value, &bits, sizeof value);
-        measured.push_back(
-            {quantity.name, quantity.unit, plain(value), flag_name(alarms, quantity), flag_name(warnings, quantity)});
+        measured.push_back({quantity.name, quantity.unit, sfp_plain(value), flag_name(alarms, quantity),
+                            flag_name(warnings, quantity)});
     }
     return measured;
 }
 
 void sfp_watch(uint32_t cage, uint32_t interval_ms, const Arguments &arguments, Report &report)
 {
+    if (arguments.given("--plot") && report.json())
+        throw WrongUse("--plot: give it without --json, or --svg FILE");
     const StopOnSignal stop(arguments);
     report.lasts("end");
     Lines lines(cage);
-    Log log(arguments.number_or("--count", UINT32_MAX), report);
+    SfpPlot plot(cage, arguments.given("--plot") && is_terminal(),
+                 arguments.given("--svg") ? arguments.text("--svg") : "");
+    Log log(arguments.number_or("--count", UINT32_MAX), report, plot);
     Clock::time_point next = Clock::now();
     while (!log.full() && !StopOnSignal::stopped()) {
         log_lines(lines, log);
@@ -228,6 +241,7 @@ void sfp_watch(uint32_t cage, uint32_t interval_ms, const Arguments &arguments, 
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()).count();
         lines.wait(left > 0 ? static_cast<int>(left) + 1 : 0);
     }
+    plot.write();
     stop.require_all(arguments, log.count(), "lines");
 }
 

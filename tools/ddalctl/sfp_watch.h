@@ -29,6 +29,9 @@ enum class SfpCalibration { none, internal, external };
 // Reads the module's memory, so that a module without diagnostics is not a failure.
 SfpCalibration sfp_calibration(uint32_t cage);
 
+// Converts a float to the double with the same seven decimal digits: 3.237, not 3.2369999885559082.
+double sfp_plain(float value);
+
 struct SfpMeasurement {
     const char *name;
     const char *unit;
