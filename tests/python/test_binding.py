@@ -2,6 +2,7 @@
 import ast
 import asyncio
 import contextlib
+import ctypes
 import gc
 import inspect
 import os
@@ -222,15 +223,23 @@ def test_a_thousand_operations_keep_nothing():
             with contextlib.suppress(ddal.Error):
                 ddal.fpga.read(3)
 
+    class Heap(ctypes.Structure):  # struct mallinfo2
+        _fields_ = [(name, ctypes.c_size_t) for name in "arena ordblks smblks hblks hblkhd usmblks fsmblks uordblks fordblks keepcost".split()]
+
+    libc = ctypes.CDLL(None)
+    libc.mallinfo2.restype = Heap
+
     def held():
         gc.collect()
-        return len(os.listdir("/proc/self/fd")), len(gc.get_objects()), sys.getallocatedblocks()
+        heap = libc.mallinfo2()
+        return len(os.listdir("/proc/self/fd")), len(gc.get_objects()), sys.getallocatedblocks(), heap.uordblks + heap.hblkhd
 
     run()
     before = held()
     run()
     after = held()
     assert after[0] == before[0] and after[1] - before[1] < 20 and after[2] - before[2] < 100
+    assert after[3] - before[3] < 4000  # bytes; an operation that kept something would keep 100 times as much
 
 
 def test_costs_at_most_400_ns_a_call_and_30_ms_to_import():
