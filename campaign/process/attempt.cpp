@@ -149,13 +149,6 @@ std::string Condition::text() const
     return variant ? words + "." + std::to_string(variant) : words;
 }
 
-bool is_success(Kind kind, long result)
-{
-    return kind == Kind::kCode      ? result == 0
-           : kind == Kind::kPointer ? result != 0
-                                    : kind != Kind::kResult || result >= 0;
-}
-
 Attempt::Attempt(const Condition &condition, Kind kind, Report &report)
     : condition_(condition), kind_(kind), report_(report)
 {

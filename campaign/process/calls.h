@@ -27,7 +27,8 @@ struct Caller {
     const char *apart;   // reason why the output differs from the result, or ""
     // The line that refuses a call in a child whose parent has called before, or "".
     const char *in_child;
-    int seconds; // limit of the call, in board time
+    int seconds;         // limit of the call, in board time
+    const char *threads; // who may call it at the same time, as its header says
 };
 
 extern const Caller kCallers[];

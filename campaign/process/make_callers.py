@@ -75,6 +75,7 @@ class Caller:
         row = row_of(self.name)
         self.refuses, self.apart, self.in_child = (row.get(key, "") for key in ("refuses", "apart", "in_child"))
         self.seconds = seconds_of(operation.tag("blocks"))
+        self.threads = " ".join(operation.tag("threads").split())
         self.before, self.after, self.words = [s for s in row["setup"] if s], [], []
         self.prepare = row["prepare"]
         self.finish = [s for s in row["finish"] if s]
@@ -154,7 +155,7 @@ def main():
     for header in headers:
         for operation in operations_of(pathlib.Path(header).read_text()):
             callers[operation.name] = Caller(operation)
-    rows = [f'    {{"{c.name}", {"prepare_" + c.name if c.prepare else "nullptr"}, call_{c.name}, Kind::{c.kind()}, "{c.refuses}", "{c.apart}", "{c.in_child}", {c.seconds}}},\n' for c in callers.values()]
+    rows = [f'    {{"{c.name}", {"prepare_" + c.name if c.prepare else "nullptr"}, call_{c.name}, Kind::{c.kind()}, "{c.refuses}", "{c.apart}", "{c.in_child}", {c.seconds}, "{c.threads}"}},\n' for c in callers.values()]
     includes = "".join(f"#include <ddal/{pathlib.Path(header).name}>\n" for header in headers)
     text = HEAD.replace('#include "calls.h"\n', includes + '\n#include "calls.h"\n')
     text += "".join(c.text() for c in callers.values())

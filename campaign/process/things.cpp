@@ -1,4 +1,4 @@
-// Arguments of the callers.
+// Arguments and results of the callers.
 #include "calls.h"
 
 #include <cstring>
@@ -16,7 +16,7 @@ const uint8_t kPassword[32] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0
 
 Stream stream(const char *content)
 {
-    static char room[4096];
+    static thread_local char room[4096];
     return Stream(content ? fmemopen(const_cast<char *>(content), strlen(content), "r")
                           : fmemopen(room, sizeof room, "w"));
 }
@@ -55,6 +55,13 @@ uint32_t image_size()
 void *address(uint32_t value)
 {
     return reinterpret_cast<void *>(static_cast<uintptr_t>(value));
+}
+
+bool is_success(Kind kind, long result)
+{
+    return kind == Kind::kCode      ? result == 0
+           : kind == Kind::kPointer ? result != 0
+                                    : kind != Kind::kResult || result >= 0;
 }
 
 } // namespace campaign
