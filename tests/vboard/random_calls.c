@@ -8,6 +8,7 @@
 #include <elf.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <link.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -128,7 +129,7 @@ static long argument(void)
                                     O_WRONLY | O_CREAT,
                                     O_RDWR | O_CREAT | O_TRUNC,
                                     0x40086602,
-                                    1L << 40};
+                                    LONG_MAX};
     static char buffer[1 << 16] = "machine";
     static char *arguments[] = {"sh", "-c", "echo x >/srv/word", NULL};
     static struct sockaddr_un name = {AF_UNIX, "/run/bypass"};
