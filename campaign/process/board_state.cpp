@@ -53,7 +53,9 @@ std::string raw_content(const std::string &path)
 // The name of a node is a socket. Its text lies in the file that the board keeps for it.
 std::string place_of(const std::string &root, const std::string &path)
 {
-    const std::string of_node = root.substr(0, root.rfind('/')) + "/.vboard/" + vboard::kNodeFiles + path;
+    std::string name = path.substr(1);
+    std::replace(name.begin(), name.end(), '/', vboard::kNodeSlash);
+    const std::string of_node = root.substr(0, root.rfind('/')) + "/.vboard/" + vboard::kNodeFiles + "/" + name;
     struct stat status {};
     return stat(of_node.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? of_node : root + path;
 }

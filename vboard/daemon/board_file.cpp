@@ -302,7 +302,9 @@ BoardFile read_board_file(const fs::path &path)
 
 fs::path node_place(const fs::path &directory, const char *folder, const std::string &node_path)
 {
-    return directory / ".vboard" / folder / node_path.substr(1);
+    std::string name = node_path.substr(1);
+    std::replace(name.begin(), name.end(), '/', kNodeSlash);
+    return directory / ".vboard" / folder / name;
 }
 
 void create_board(const fs::path &directory, const fs::path &description)

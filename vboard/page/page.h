@@ -21,10 +21,9 @@ enum class NodeKind : uint32_t {
     kSignal = 6,    // a device that signals events with POLLPRI; the poll that reports an event takes it
 };
 
-// The name of a node under root/ is a socket, so that a raw open fails with ENXIO (kPlain: the file itself). The file
-// of the same name below kNodeFiles holds the text of an attribute, the memory of a mapped node, and what stat reports.
-// The open descriptor of a model's node is the folder of that name below kNodeHandles: raw transfers fail, positions
-// and locks work.
+// The name of a node under root/ is a socket, so that a raw open fails with ENXIO (kPlain: the file itself). The node's
+// file in kNodeFiles holds the text of an attribute, the memory of a mapped node, and what stat reports. The open
+// descriptor of a model's node is its folder in kNodeHandles: raw transfers fail, positions and locks work.
 struct Node {
     char path[112];
     uint32_t id;
@@ -38,6 +37,7 @@ static_assert(sizeof(Node) == 144);
 
 constexpr char kNodeFiles[] = "nodes"; // below .vboard
 constexpr char kNodeHandles[] = "handles";
+constexpr char kNodeSlash = '!'; // for each slash of the node's path in a name there: a folder takes a block of a disk
 
 // Number of bytes that an ioctl carries. It is never derived from the request number.
 struct IoctlForm {

@@ -113,7 +113,12 @@ void place_of(const Node &node, const char *folder, char *out, size_t size)
     copy_text(out, size, page()->private_dir);
     append(out, size, "/");
     append(out, size, folder);
-    append(out, size, node.path);
+    append(out, size, "/");
+    char *name = out + length_of(out);
+    append(out, size, node.path + 1);
+    for (; *name; ++name)
+        if (*name == '/')
+            *name = kNodeSlash;
 }
 
 const Node *node_named(const Path &path)
