@@ -233,8 +233,8 @@ void check_visible(const fs::path &program, pid_t inside)
 {
     std::error_code unknown;
     const fs::path whole = fs::absolute(program);
-    if (fs::exists(whole, unknown) &&
-        !fs::exists("/proc/" + std::to_string(inside) + "/root" + whole.string(), unknown))
+    const fs::path there = "/proc/" + std::to_string(inside) + "/root" + whole.string();
+    if (fs::exists(whole, unknown) && !fs::exists(there, unknown) && !unknown)
         throw ClientError("the board's files hide " + whole.string() +
                           "; let this program start the board, or move it to a folder that the board does not have");
 }
