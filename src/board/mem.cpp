@@ -13,6 +13,7 @@
 
 using ddal::board::kMemoryNode;
 using ddal::core::Mapping;
+using ddal::core::note_access;
 using ddal::core::UniqueFd;
 
 namespace {
@@ -34,8 +35,10 @@ void *ddal_map_soc()
     if (!fd)
         return log_error(nullptr, "Error opening /dev/mem to map SoC registers: %m\n");
     Mapping made{kSocLength, PROT_READ, MAP_SHARED, fd.get(), 0};
-    if (!made)
+    if (!made) {
+        note_access(kMemoryNode);
         return log_error(nullptr, "Error mmaping SoC registers: %m\n");
+    }
 
     // When two first calls race, one keeps its mapping and both return it.
     if (g_soc.compare_exchange_strong(present, made.get()))
@@ -65,9 +68,11 @@ void *ddal_mem_map_addr(uint64_t physical, uint32_t size)
                        static_cast<off_t>(physical - offset)};
     else
         errno = ENOMEM;
-    if (!made)
+    if (!made) {
+        note_access(kMemoryNode);
         return log_error(nullptr, "failed to map address 0x%llx size 0x%x: %m\n",
                          static_cast<unsigned long long>(physical), size);
+    }
     return static_cast<char *>(made.release()) + offset;
 }
 

@@ -46,8 +46,10 @@ bool lock(int fd, int operation)
     while (flock(fd, operation | LOCK_NB) != 0) {
         if (errno == EINTR)
             continue;
-        if (errno != EWOULDBLOCK)
+        if (errno != EWOULDBLOCK) {
+            ddal::core::note_access(fd);
             return false;
+        }
         if (end.tv_sec == 0) {
             clock_gettime(CLOCK_MONOTONIC, &end);
             end.tv_sec += kLockSeconds;

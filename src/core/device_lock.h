@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <sys/file.h>
 
+#include "core/last_failure.h"
+
 namespace ddal::core {
 
 // Waits for the lock on construction. Releases it explicitly: a close would leave it to a child of the process that
@@ -15,6 +17,8 @@ public:
         do
             held_ = flock(fd_, LOCK_EX) == 0;
         while (!held_ && errno == EINTR);
+        if (!held_)
+            note_access(fd_);
     }
     DeviceLock(const DeviceLock &) = delete;
     DeviceLock &operator=(const DeviceLock &) = delete;

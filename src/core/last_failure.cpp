@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ddal/diagnosis.h>
 #include <unistd.h>
+#include <utility>
 
 namespace ddal::core {
 
@@ -63,6 +64,19 @@ void note_access(FILE *stream)
     errno = saved_errno;
     if (fd >= 0)
         note_access(fd);
+}
+
+void note_answer(int fd)
+{
+    const int saved_errno = std::exchange(errno, 0);
+    note_access(fd);
+    errno = saved_errno;
+}
+
+void note_answer(const char *path)
+{
+    begin(0);
+    copy_text(last.failure.path, path);
 }
 
 void note_access_below(int directory, const char *path)

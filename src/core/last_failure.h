@@ -10,6 +10,10 @@ namespace ddal::core {
 void note_access(const char *path);
 void note_access(int fd);
 void note_access(FILE *stream);
+// Remembers a device or file whose answer cannot be used: it has moved nothing, or something unexpected. No errno tells
+// it.
+void note_answer(int fd);
+void note_answer(const char *path);
 void note_access_below(int directory, const char *path);
 
 // Remembers a program that could not be run, or that failed; `error` is positive, or 0 for a program that ran.

@@ -6,11 +6,14 @@
 // written into it.
 #include "core/libc_calls.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
@@ -20,6 +23,7 @@
 #include <semaphore.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "core/foreign_call.h"
@@ -30,6 +34,7 @@ using ddal::core::ForeignCall;
 using ddal::core::kStandardStreams;
 using ddal::core::note_access;
 using ddal::core::note_access_below;
+using ddal::core::note_answer;
 using ddal::core::StandardNumbers;
 
 namespace {
@@ -147,6 +152,29 @@ Result accessed(int fd, Result result)
     return result;
 }
 
+// A device that moves nothing has refused. Reading a file from its start to its end goes through read.
+ssize_t moved(int fd, ssize_t count)
+{
+    if (count > 0) [[likely]]
+        return count;
+    count < 0 ? note_access(fd) : note_answer(fd);
+    return count;
+}
+
+// Passes the result of connecting through.
+int connected(const sockaddr *to, socklen_t size, int result)
+{
+    if (result >= 0 || errno == EINPROGRESS || to->sa_family != AF_UNIX) [[likely]]
+        return result;
+    const auto *address = reinterpret_cast<const sockaddr_un *>(to);
+    char name[sizeof address->sun_path + 1] = {};
+    memcpy(name, address->sun_path, std::min<size_t>(size - offsetof(sockaddr_un, sun_path), sizeof address->sun_path));
+    if (name[0] == '\0')
+        name[0] = '@'; // an abstract name, as ss writes it
+    note_access(name);
+    return result;
+}
+
 bool takes_mode(int flags)
 {
     return flags & O_CREAT || (flags & O_TMPFILE) == O_TMPFILE;
@@ -241,6 +269,14 @@ DIR *__wrap_opendir(const char *path)
         return accessed(fd, __real_##name arguments);                                                                  \
     }
 
+#define DDAL_MOVED(result, name, parameters, arguments)                                                                \
+    result __real_##name parameters;                                                                                   \
+    result __wrap_##name parameters                                                                                    \
+    {                                                                                                                  \
+        const CancellationHold hold;                                                                                   \
+        return moved(fd, __real_##name arguments);                                                                     \
+    }
+
 #define DDAL_TRANSFER(result, name, parameters, arguments)                                                             \
     result __real_##name parameters;                                                                                   \
     result __wrap_##name parameters                                                                                    \
@@ -284,20 +320,26 @@ int __wrap_ioctl(int fd, unsigned long request, ...)
     return accessed(fd, __real_ioctl(fd, request, argument));
 }
 
-DDAL_HELD(int, connect, (int fd, const sockaddr *to, socklen_t size), (fd, to, size))
+int __real_connect(int fd, const sockaddr *to, socklen_t size);
+int __wrap_connect(int fd, const sockaddr *to, socklen_t size)
+{
+    const CancellationHold hold;
+    return connected(to, size, __real_connect(fd, to, size));
+}
+
 DDAL_HELD(int, eventfd_read, (int fd, eventfd_t *count), (fd, count))
 DDAL_HELD(int, eventfd_write, (int fd, eventfd_t count), (fd, count))
 DDAL_ACCESS(int, fdatasync, (int fd), (fd))
 DDAL_ACCESS(int, fsync, (int fd), (fd))
 DDAL_HELD(int, poll, (pollfd * fds, nfds_t count, int limit), (fds, count, limit))
-DDAL_ACCESS(ssize_t, pread64, (int fd, void *data, size_t size, off64_t at), (fd, data, size, at))
-DDAL_ACCESS(ssize_t, pwrite64, (int fd, const void *data, size_t size, off64_t at), (fd, data, size, at))
+DDAL_MOVED(ssize_t, pread64, (int fd, void *data, size_t size, off64_t at), (fd, data, size, at))
+DDAL_MOVED(ssize_t, pwrite64, (int fd, const void *data, size_t size, off64_t at), (fd, data, size, at))
 DDAL_ACCESS(ssize_t, read, (int fd, void *data, size_t size), (fd, data, size))
 DDAL_HELD(ssize_t, recv, (int fd, void *data, size_t size, int flags), (fd, data, size, flags))
 DDAL_HELD(ssize_t, send, (int fd, const void *data, size_t size, int flags), (fd, data, size, flags))
 DDAL_HELD(ssize_t, splice, (int from, off64_t *from_at, int to, off64_t *to_at, size_t size, unsigned flags),
           (from, from_at, to, to_at, size, flags))
-DDAL_ACCESS(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size))
+DDAL_MOVED(ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size))
 
 DDAL_HELD(int, nanosleep, (const timespec *time, timespec *left), (time, left))
 DDAL_HELD(int, pthread_cond_timedwait, (pthread_cond_t * condition, pthread_mutex_t *mutex, const timespec *limit),

@@ -131,7 +131,10 @@ int ddal_kvb_common_read_string_to_u64(uint64_t *out, const char *path, int base
     *out = strtoull(text, &end, base);
     if (errno != 0)
         return -errno;
-    return end == text ? -ENODATA : 0;
+    if (end != text)
+        return 0;
+    ddal::core::note_answer(path);
+    return -ENODATA;
 }
 
 int ddal_common_read_u32val_array(unsigned n, uint32_t *vals, const char *path)
@@ -142,8 +145,10 @@ int ddal_common_read_u32val_array(unsigned n, uint32_t *vals, const char *path)
     const int result = ddal_common_read_file(vals, length, path);
     if (result < 0)
         return result;
-    if (static_cast<size_t>(result) != length)
+    if (static_cast<size_t>(result) != length) {
+        ddal::core::note_answer(path);
         return -ENODATA;
+    }
     std::transform(vals, vals + n, vals, [](uint32_t cell) { return be32toh(cell); });
     return 0;
 }

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <unistd.h>
 
+#include "core/last_failure.h"
+
 namespace {
 
 // `step(done)` transfers bytes behind the first `done` and returns as read(2) does.
@@ -26,7 +28,10 @@ ssize_t move_all(size_t len, Step step)
 
 ssize_t ddal_common_read_all(int fd, void *buf, size_t len)
 {
-    return move_all(len, [=](size_t done) { return read(fd, static_cast<char *>(buf) + done, len - done); });
+    const ssize_t n = move_all(len, [=](size_t done) { return read(fd, static_cast<char *>(buf) + done, len - done); });
+    if (n == 0 && len > 0)
+        ddal::core::note_answer(fd);
+    return n;
 }
 
 ssize_t ddal_common_write_all(int fd, const void *buf, size_t len)

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <sys/mman.h>
 
+#include "core/last_failure.h"
+
 namespace ddal::dsp {
 
 namespace {
@@ -19,8 +21,10 @@ constexpr int kMapFlags = MAP_SHARED;
 uint32_t map_below_4gib(int fd, off_t offset, uint32_t size)
 {
     void *const base = mmap(nullptr, size, PROT_READ | PROT_WRITE, kMapFlags, fd, offset);
-    if (base == MAP_FAILED)
+    if (base == MAP_FAILED) {
+        core::note_access(fd);
         return 0;
+    }
 
     const auto first = reinterpret_cast<uintptr_t>(base);
     if (uint64_t{first} + size > UINT64_C(1) << 32) {

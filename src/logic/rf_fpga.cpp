@@ -71,6 +71,8 @@ int lock(int fd, int operation)
     do
         result = flock(fd, operation);
     while (result != 0 && errno == EINTR);
+    if (result != 0)
+        ddal::core::note_access(fd);
     return result;
 }
 

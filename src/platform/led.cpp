@@ -117,6 +117,7 @@ int ddal_led_get(uint32_t led_id, uint32_t *colour)
             return 0;
         }
     }
+    ddal::core::note_answer(fd.get());
     return -EFAULT;
 }
 

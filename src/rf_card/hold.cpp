@@ -49,6 +49,7 @@ int hold_uart(int fd)
     while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EINTR)
             continue;
+        core::note_access(fd);
         if (errno != EWOULDBLOCK)
             return core::minus_errno();
         const int pid = lock_holder(fd);

@@ -4,6 +4,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -12,7 +13,7 @@ namespace {
 
 void run(const Arguments &, Report &)
 {
-    const int result = DDAL(ddal_atboot_run)();
+    const int result = quietly([] { return DDAL(ddal_atboot_run)(); });
     if (result != 0) // ENOENT of a hook is a failed operation, not a missing board
         throw Failure(result, kOperationFailed, failure_of(result).what());
 }

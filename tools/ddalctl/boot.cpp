@@ -8,6 +8,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -78,7 +79,7 @@ void switch_to(const Arguments &arguments, Report &)
 {
     const uint32_t partition = arguments.choice("PARTITION", kPartitions);
     confirm(arguments, "Boot Linux from partition " + std::to_string(partition) + " at every reset");
-    require(DDAL(ddal_boot_set_linux_active)(partition));
+    require(quietly([&] { return DDAL(ddal_boot_set_linux_active)(partition); }));
 }
 
 void update(const Arguments &arguments, Report &)
@@ -89,7 +90,7 @@ void update(const Arguments &arguments, Report &)
         throw WrongUse("FILE: a path of " + std::to_string(length) + " bytes with /ffs is outside 5 to " +
                        std::to_string(kLongestPath));
     confirm(arguments, "Replace the boot loader by " + file);
-    require(DDAL(ddal_boot_update_uboot)(file.c_str()));
+    require(quietly([&] { return DDAL(ddal_boot_update_uboot)(file.c_str()); }));
 }
 
 void set(const Arguments &arguments, Report &)
@@ -101,12 +102,12 @@ void set(const Arguments &arguments, Report &)
     else if (setting == 1)
         require(DDAL(ddal_boot_set_uart)(on));
     else
-        require(DDAL(ddal_boot_set_lmt)(on));
+        require(quietly([&] { return DDAL(ddal_boot_set_lmt)(on); }));
 }
 
 void isolate(const Arguments &arguments, Report &)
 {
-    require(DDAL(ddal_boot_set_isolcpus)(arguments.number("MASK")));
+    require(quietly([&] { return DDAL(ddal_boot_set_isolcpus)(arguments.number("MASK")); }));
 }
 
 void count(const Arguments &arguments, Report &)

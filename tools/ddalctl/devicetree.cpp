@@ -8,6 +8,7 @@
 #include "ddalctl/families.h"
 #include "ddalctl/identity.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -53,7 +54,7 @@ void set_isti(const Arguments &arguments, Report &)
 
 void commit(const Arguments &, Report &)
 {
-    require(DDAL(ddal_devicetree_write_to_flash)());
+    require(quietly([&] { return DDAL(ddal_devicetree_write_to_flash)(); }));
 }
 
 std::vector<std::string> names_of_properties(const std::vector<std::string> &)

@@ -1,7 +1,9 @@
 #include "ddalctl/event_source.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 #include <utility>
 
 #include "ddalctl/failure.h"
@@ -42,6 +44,22 @@ EventSource *next_of(const std::vector<EventSource *> &sources)
 }
 
 } // namespace
+
+void fail_instead_of_waiting(int channel)
+{
+    const int flags = fcntl(channel, F_GETFL);
+    if (flags >= 0)
+        fcntl(channel, F_SETFL, flags | O_NONBLOCK);
+}
+
+void require_record(int result, int channel)
+{
+    if (result != -EAGAIN)
+        return require(result);
+    char path[256] = "";
+    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(channel)).c_str(), path, sizeof path - 1);
+    throw Failure(-EIO, kOperationFailed, "the channel has delivered less than a record", length > 0 ? path : nullptr);
+}
 
 EventSource *next_event(const std::vector<std::unique_ptr<EventSource>> &sources)
 {

@@ -50,6 +50,11 @@ struct EventKind {
 EventSource *next_event(const std::vector<std::unique_ptr<EventSource>> &sources);
 bool next_event(EventSource &source);
 
+// Lets reads of a channel that has delivered less than a record fail instead of waiting for the rest.
+void fail_instead_of_waiting(int channel);
+// Throws Failure unless the operation that takes a record from such a channel has succeeded.
+void require_record(int result, int channel);
+
 std::vector<EventKind> alarm_events();
 std::vector<EventKind> laa_events();
 std::vector<EventKind> link_events();

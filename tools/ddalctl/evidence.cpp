@@ -5,7 +5,9 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <iterator>
+#include <sstream>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <ddal/diagnosis.h>
 
@@ -15,7 +17,8 @@ namespace ddalctl {
 
 namespace {
 
-constexpr size_t kMostLines = 100; // of one operation; the first ones tell the cause
+constexpr size_t kMostOutput = 65536; // bytes of programs
+constexpr size_t kMostLines = 100;    // of one operation; the first ones tell the cause
 
 struct Line {
     int priority;
@@ -111,7 +114,22 @@ Evidence evidence()
     for (const Line &line : all.lines)
         if (!serious || is_serious(line))
             lines.push_back(line.text);
-    return {all.operation, last.error, last.path, lines};
+    return {all.operation, last.error, last.path, serious, lines};
+}
+
+void add_output(int fd)
+{
+    std::string text(kMostOutput, '\0');
+    text.resize(static_cast<size_t>(std::max<ssize_t>(pread(fd, text.data(), text.size(), 0), 0)));
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.empty())
+            take_line(nullptr, LOG_WARNING, (line + "\n").c_str());
+}
+
+bool lines_are_shown()
+{
+    return collected().is_shown;
 }
 
 void show_lines()

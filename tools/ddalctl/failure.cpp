@@ -56,7 +56,9 @@ std::string text_without_access(int code, const Evidence &evidence)
 {
     if (code < 0 && strerrorname_np(-code))
         return strerror(-code);
-    return evidence.lines.empty() ? "" : text_of_line(evidence.lines.back());
+    if (evidence.is_serious || (evidence.path.empty() && !evidence.lines.empty()))
+        return text_of_line(evidence.lines.back());
+    return evidence.path.empty() ? "" : "an unexpected answer";
 }
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "ddalctl/evidence.h"
 
@@ -31,6 +32,13 @@ public:
     int code() const { return code_; }
     ExitStatus status() const { return status_; }
     const Evidence &evidence() const { return evidence_; }
+    // Names the service behind the operation, unless an access tells more.
+    Failure &&at(const char *service) &&
+    {
+        if (evidence_.path.empty())
+            evidence_.path = service;
+        return std::move(*this);
+    }
     // Whether the text is only a cause: the command is what failed.
     bool is_cause() const { return is_cause_; }
 

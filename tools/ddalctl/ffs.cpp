@@ -5,6 +5,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -63,19 +64,19 @@ void mount(const Arguments &arguments, Report &)
 {
     const uint32_t id = arguments.choice("FS", kFileSystems);
     const uint32_t as = arguments.choice("TYPE", kTypes);
-    require(DDAL(ddal_ffs_mount)(id, as, flags_of(arguments)));
+    require(quietly([&] { return DDAL(ddal_ffs_mount)(id, as, flags_of(arguments)); }));
 }
 
 void remount(const Arguments &arguments, Report &)
 {
     const uint32_t id = arguments.choice("FS", kFileSystems);
-    require(DDAL(ddal_ffs_remount)(id, flags_of(arguments)));
+    require(quietly([&] { return DDAL(ddal_ffs_remount)(id, flags_of(arguments)); }));
 }
 
 void umount(const Arguments &arguments, Report &)
 {
     const uint32_t id = arguments.choice("FS", kFileSystems);
-    require(DDAL(ddal_ffs_umount)(id));
+    require(quietly([&] { return DDAL(ddal_ffs_umount)(id); }));
 }
 
 std::string loss_of(uint32_t id)
@@ -89,14 +90,14 @@ void format(const Arguments &arguments, Report &)
     const uint32_t id = arguments.choice("FS", kFileSystems);
     const uint32_t to = arguments.choice("TYPE", kTypes);
     confirm(arguments, loss_of(id));
-    require(DDAL(ddal_ffs_format)(id, to));
+    require(quietly([&] { return DDAL(ddal_ffs_format)(id, to); }));
 }
 
 void clean(const Arguments &arguments, Report &)
 {
     const uint32_t id = arguments.choice("FS", kFileSystems);
     confirm(arguments, loss_of(id));
-    require(DDAL(ddal_ffs_cleanfs)(id));
+    require(quietly([&] { return DDAL(ddal_ffs_cleanfs)(id); }));
 }
 
 void physical(const Arguments &arguments, Report &report)

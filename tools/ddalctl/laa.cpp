@@ -19,7 +19,11 @@ namespace {
 
 class RecordStream : public EventSource {
 public:
-    RecordStream() { require(DDAL(ddal_rf_fpga_laa_open)(&fd_)); }
+    RecordStream()
+    {
+        require(DDAL(ddal_rf_fpga_laa_open)(&fd_));
+        fail_instead_of_waiting(fd_);
+    }
     ~RecordStream() override { DDAL(ddal_rf_fpga_laa_close)(fd_); }
 
     std::string name() const override { return "laa"; }
@@ -28,7 +32,7 @@ public:
     Event take() override
     {
         ddal_rf_fpga_laa_record record = {};
-        require(DDAL(ddal_rf_fpga_laa_wait)(fd_, &record));
+        require_record(DDAL(ddal_rf_fpga_laa_wait)(fd_, &record), fd_);
         std::string text;
         for (const uint32_t word : record.word)
             text += (text.empty() ? "" : " ") + hex(word, 8);
@@ -44,7 +48,11 @@ private:
 
 class PrescanChannel : public EventSource {
 public:
-    explicit PrescanChannel(uint32_t index) { require(DDAL(ddal_rf_fpga_laa_prescan_open)(index, &channel_)); }
+    explicit PrescanChannel(uint32_t index)
+    {
+        require(DDAL(ddal_rf_fpga_laa_prescan_open)(index, &channel_));
+        fail_instead_of_waiting(channel_->fd);
+    }
     ~PrescanChannel() override { DDAL(ddal_rf_fpga_laa_prescan_close)(&channel_); }
 
     std::string name() const override { return "prescan " + std::to_string(channel_->index); }
@@ -54,7 +62,7 @@ public:
     Event take() override
     {
         uint8_t frame_index = 0;
-        require(DDAL(ddal_rf_fpga_laa_prescan_wait)(channel_, &frame_index));
+        require_record(DDAL(ddal_rf_fpga_laa_prescan_wait)(channel_, &frame_index), channel_->fd);
         return {"frame index " + std::to_string(frame_index), [index = channel_->index, frame_index](Report &event) {
                     event.add("index", uint64_t{index});
                     event.add("frame-index", uint64_t{frame_index});
@@ -67,7 +75,11 @@ private:
 
 class DfsChannel : public EventSource {
 public:
-    explicit DfsChannel(uint32_t index) : index_(index) { require(DDAL(ddal_rf_fpga_laa_dfs_open)(index, &channel_)); }
+    explicit DfsChannel(uint32_t index) : index_(index)
+    {
+        require(DDAL(ddal_rf_fpga_laa_dfs_open)(index, &channel_));
+        fail_instead_of_waiting(channel_->fd);
+    }
     ~DfsChannel() override { DDAL(ddal_rf_fpga_laa_dfs_close)(&channel_); }
 
     std::string name() const override { return "dfs " + std::to_string(index_); }
@@ -76,7 +88,7 @@ public:
     std::string kind() const override { return "dfs"; }
     Event take() override
     {
-        require(DDAL(ddal_rf_fpga_laa_dfs_wait)(channel_));
+        require_record(DDAL(ddal_rf_fpga_laa_dfs_wait)(channel_), channel_->fd);
         return {hex(channel_->event, 8), [index = index_, word = channel_->event](Report &event) {
                     event.add("index", uint64_t{index});
                     event.add("word", uint64_t{word});

@@ -4,6 +4,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -71,7 +72,7 @@ void set(const Arguments &arguments, Report &)
 void global(const Arguments &arguments, Report &)
 {
     const uint32_t state = arguments.choice("STATE", kStates);
-    require(DDAL(ddal_led_set_global_state)(state, arguments.given("--persist")));
+    require(quietly([&] { return DDAL(ddal_led_set_global_state)(state, arguments.given("--persist")); }));
 }
 
 // The words for the LED before them: LED COLOUR.

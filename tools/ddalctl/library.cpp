@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <string>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <ddal/error.h>
@@ -24,7 +25,15 @@ void require_board()
 {
     const int fd = open(ddal::platform::kFrameNode, O_RDONLY | O_CLOEXEC);
     if (fd >= 0) {
+        const auto size = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        void *const page = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
+        const int refusal = errno;
         close(fd);
+        if (page == MAP_FAILED)
+            throw Failure(-refusal, kOperationFailed,
+                          std::string("cannot map the page of ") + ddal::platform::kFrameNode,
+                          ddal::platform::kFrameNode);
+        munmap(page, size);
         return;
     }
     const int error = errno;

@@ -24,6 +24,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kLinkEvent = 0;
+constexpr const char *kBus = "the system's message bus";
 
 const char *state_name(bool up)
 {
@@ -38,7 +39,8 @@ int open_device(const std::string &name)
         throw Failure(result, kOperationFailed,
                       "cannot follow link " + name +
                           ": the device is not on this board (see ddalctl phy list), or the system's message bus does "
-                          "not answer");
+                          "not answer")
+            .at(kBus);
     require_phy(result);
     return fd;
 }
@@ -53,7 +55,8 @@ int open_interface(const std::string &name)
     const int fd = open(name.c_str());
     if (fd < 0)
         throw Failure(DDAL_ERR_FAILURE, kOperationFailed,
-                      "cannot follow " + name + ": the system's message bus does not answer");
+                      "cannot follow " + name + ": the system's message bus does not answer")
+            .at(kBus);
     return fd;
 }
 
@@ -81,8 +84,8 @@ public:
         uint16_t state = 0;
         if (DDAL(ddal_phy_event_retrieve)(fd_, &state) != 0)
             throw Failure(-EIO, kOperationFailed,
-                          "the service that reports link " + name_ +
-                              " does not answer, or the message bus has stopped");
+                          "the service that reports link " + name_ + " does not answer, or the message bus has stopped")
+                .at(kBus);
         return state != 0;
     }
 

@@ -48,8 +48,7 @@ void reset(const Arguments &arguments, Report &)
     const std::string &user = arguments.text("USER");
     arguments.choice("USER", kUsers);
     confirm(arguments, "Reset the password of " + user + " to the factory password");
-    const OutputAside aside;
-    require(DDAL(ddal_auth_reset_user_password)(user.c_str()));
+    require(quietly([&] { return DDAL(ddal_auth_reset_user_password)(user.c_str()); }));
 }
 
 void history(const Arguments &arguments, Report &)

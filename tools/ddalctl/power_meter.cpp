@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ddalctl/event_source.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/interrupt.h"
@@ -42,7 +43,11 @@ void set_range(const Arguments &arguments, Report &)
 // The record channel, open for the time of a command.
 class Channel {
 public:
-    Channel() { require(DDAL(ddal_fpga_rf_pwr_open)(&fd_)); }
+    Channel()
+    {
+        require(DDAL(ddal_fpga_rf_pwr_open)(&fd_));
+        fail_instead_of_waiting(fd_);
+    }
     ~Channel() { DDAL(ddal_fpga_rf_pwr_close)(fd_); }
     Channel(const Channel &) = delete;
     Channel &operator=(const Channel &) = delete;
@@ -53,7 +58,7 @@ public:
         pollfd channel = {fd_, POLLIN, 0};
         return poll(&channel, 1, -1) == 1 && !StopOnSignal::stopped();
     }
-    void read(uint32_t words[kRecordWords]) const { require(DDAL(ddal_fpga_rf_pwr_wait)(fd_, words)); }
+    void read(uint32_t words[kRecordWords]) const { require_record(DDAL(ddal_fpga_rf_pwr_wait)(fd_, words), fd_); }
 
 private:
     int fd_ = -1;

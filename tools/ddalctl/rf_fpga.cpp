@@ -1,6 +1,7 @@
 // ddalctl rf-fpga: registers of the RF FPGAs.
 #include <ddal/rf_fpga.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,7 @@ void require_count(int result, uint32_t count)
     if (result < 0)
         throw failure_of(result);
     if (static_cast<uint32_t>(result) != count)
-        throw Failure(result, kOperationFailed,
+        throw Failure(-EIO, kOperationFailed,
                       "only " + std::to_string(result) + " of " + std::to_string(count) + " moved");
 }
 

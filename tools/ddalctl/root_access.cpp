@@ -53,8 +53,7 @@ void status(const Arguments &, Report &report)
 
 void change(uint32_t state)
 {
-    const OutputAside aside;
-    require(DDAL(ddal_auth_set_restricted_root_access_state)(state));
+    require(quietly([&] { return DDAL(ddal_auth_set_restricted_root_access_state)(state); }));
 }
 
 void restrict_access(const Arguments &, Report &)

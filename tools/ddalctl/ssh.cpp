@@ -24,9 +24,10 @@ constexpr Argument kValues[] = {{"VALUE", Kind::number, "", false, 65535}, {"VAL
 void set(const Arguments &arguments, Report &)
 {
     const uint32_t value = arguments.number_as(kValues[arguments.choice("NAME", kOptions)]);
-    const OutputAside aside;
-    require(DDAL(ddal_sshd_set_parameter)(arguments.text("NAME").c_str(), std::to_string(value).c_str(),
-                                          arguments.given("--persist") ? DDAL_SSHD_PERSIST : 0));
+    require(quietly([&] {
+        return DDAL(ddal_sshd_set_parameter)(arguments.text("NAME").c_str(), std::to_string(value).c_str(),
+                                             arguments.given("--persist") ? DDAL_SSHD_PERSIST : 0);
+    }));
 }
 
 void banner(const Arguments &arguments, Report &)
@@ -41,8 +42,7 @@ void banner(const Arguments &arguments, Report &)
 
 void restart(const Arguments &, Report &)
 {
-    const OutputAside aside;
-    require(DDAL(ddal_sshd_restart)());
+    require(quietly([&] { return DDAL(ddal_sshd_restart)(); }));
 }
 
 void keys(const Arguments &arguments, Report &)

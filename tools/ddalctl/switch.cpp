@@ -22,6 +22,8 @@ namespace ddalctl {
 
 namespace {
 
+constexpr const char *kShellService = "TCP port 5342 of 127.0.0.1";
+constexpr const char *kSwitchService = "TCP port 20567 of 127.0.0.1";
 constexpr uint32_t kDroppingQueues = 6;
 constexpr uint32_t kPortWithoutClock = 17;
 
@@ -182,11 +184,12 @@ void run_in_shell(FILE *out, const std::string &command)
 {
     const int result = DDAL(telnet_bcmdiag)(out, "%s", command.c_str());
     if (result == -ECONNREFUSED)
-        throw Failure(result, kNothingThere,
-                      "the diagnostic shell of the switch is not running on this board (TCP port 5342)");
+        throw Failure(result, kNothingThere, "the diagnostic shell of the switch is not running on this board",
+                      kShellService);
     if (result != 0)
         throw Failure(result, kOperationFailed,
-                      "the command, or the session with the switch's shell, ended with " + std::to_string(result));
+                      "the command, or the session with the switch's shell, ended with " + std::to_string(result),
+                      kShellService);
 }
 
 void shell(const Arguments &arguments, Report &report)
@@ -268,8 +271,8 @@ void require_switch(int result)
             "not available: this board has no Broadcom switch (only board type 9 has one; see ddalctl board), "
             "or its switch does not support it");
     if (result == DDAL_ERR_FAILURE)
-        throw Failure(result, failure.status(), "the switch does not answer or refused");
-    throw failure_of(result);
+        throw Failure(result, failure.status(), "the switch does not answer or refused").at(kSwitchService);
+    throw failure_of(result).at(kSwitchService);
 }
 
 Family switch_family()

@@ -6,6 +6,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 #include "ddalctl/report.h"
 
 namespace ddalctl {
@@ -31,7 +32,7 @@ void set(const Arguments &arguments, Report &)
 
 void commit(const Arguments &, Report &)
 {
-    require(DDAL(ddal_sysinfo_update_devicetree_to_flash)());
+    require(quietly([&] { return DDAL(ddal_sysinfo_update_devicetree_to_flash)(); }));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "ddalctl/failure.h"
 #include "ddalctl/families.h"
 #include "ddalctl/library.h"
+#include "ddalctl/output_aside.h"
 
 namespace ddalctl {
 
@@ -26,7 +27,7 @@ void ready(const Arguments &, Report &)
 void reboot(const Arguments &arguments, Report &)
 {
     confirm(arguments, "Reboot the unit");
-    const int result = DDAL(ddal_watchdog_reboot)();
+    const int result = quietly([] { return DDAL(ddal_watchdog_reboot)(); });
     if (result == -1) // not a result code: the program to run is missing
         throw Failure(-ENOENT, kNothingThere, "/sbin/reboot does not exist; nothing was started", "/sbin/reboot");
     require(result);
