@@ -129,7 +129,9 @@ void add_output(int fd)
 
 bool lines_are_shown()
 {
-    return collected().is_shown;
+    Collected &all = collected();
+    const ddal::core::MutexLock lock(all.mutex);
+    return all.is_shown;
 }
 
 void show_lines()
