@@ -192,6 +192,7 @@ TEST(LastFailure, TellsOperationPathAndCause)
         ddal_sysinfo_get_uint(1, 2, 3, &value);
     };
     EXPECT_EQ(failure_after("pread:/dev/fpga_usr errno=EIO", read), "ddal_fpga_read /dev/fpga_usr 5 -5");
+    EXPECT_EQ(failure_after("pread:/dev/fpga_usr short=0", read), "ddal_fpga_read /dev/fpga_usr 0 -1001");
     EXPECT_EQ(failure_after("open:/dev/fpga_usr errno=EACCES", read), "ddal_fpga_read /dev/fpga_usr 13 -13");
     EXPECT_EQ(failure_after("*:nothing errno=EIO", read_unaligned), "ddal_fpga_read  0 -14");
     EXPECT_EQ(failure_after("*:nothing errno=EIO", read), "  0 0"); // nothing failed
