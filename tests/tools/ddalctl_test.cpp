@@ -165,7 +165,8 @@ TEST(Ddalctl, ReportsHowAnOperationFailed)
     } const cases[] = {
         {"pread:/dev/fpga_usr errno=EIO", "fpga read 0", 1, -EIO, "EIO", "fpga read failed: Input/output error",
          "/dev/fpga_usr"},
-        {"pread:/dev/fpga_usr short=0", "fpga version", 1, -1001, "DDAL_ERR_FAILURE", "unexpected len", "/dev/fpga_usr"},
+        {"pread:/dev/fpga_usr short=0", "fpga version", 1, -1001, "DDAL_ERR_FAILURE", "unexpected len",
+         "/dev/fpga_usr"},
         {"open:/dev/cpld-usr errno=ENODEV", "cpld read 0", 3, -ENODEV, "ENODEV", "can't open device cpld",
          "/dev/cpld-usr"},
         {"open:/dev/dfe errno=EACCES", "dfe read 0 1", 1, -EACCES, "EACCES", "can't open device dfe", "/dev/dfe"},

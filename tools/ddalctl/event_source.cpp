@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "core/descriptor_link.h"
 #include "ddalctl/failure.h"
 #include "ddalctl/interrupt.h"
 
@@ -57,7 +58,7 @@ void require_record(int result, int channel)
     if (result != -EAGAIN)
         return require(result);
     char path[256] = "";
-    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(channel)).c_str(), path, sizeof path - 1);
+    const ssize_t length = readlink(ddal::core::DescriptorLink(channel).path(), path, sizeof path - 1);
     throw Failure(-EIO, kOperationFailed, "the channel has delivered less than a record", length > 0 ? path : nullptr);
 }
 
