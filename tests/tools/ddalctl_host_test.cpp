@@ -121,9 +121,9 @@ TEST(DdalctlWithoutBoard, ExplainsTopicsAndSuggestsWords)
         EXPECT_EQ(ddalctl("help " + topic).out.rfind(topic + ": ", 0), 0u) << topic;
     constexpr std::pair<const char *, const char *> kWrong[] = {
         {"help exit-statsu", "did you mean \"exit-status\"?"},
-        {"help sfp shwo", "did you mean \"show\"?"},
+        {"help sfp sohw", "did you mean \"show\"?"},
         {"spf show 1", "did you mean \"sfp\"?"},
-        {"sfp shwo 1", "did you mean \"show\"?"},
+        {"sfp sohw 1", "did you mean \"show\"?"},
     };
     for (const auto &[line, hint] : kWrong) {
         const Finished run = ddalctl(line);
@@ -143,7 +143,7 @@ TEST(Completion, OffersWordsAndValuesInEveryShell)
         {"ddalctl sfp set 1 rate-select h", "high"},
         {"ddalctl phy set 0 crossover s", "straight"},
         {"ddalctl rf-fpga read 0 --device 3", "3"},
-        {"ddalctl events --only laa,pres", "laa,prescan"},
+        {"ddalctl events --only laa,presc", "laa,prescan"},
         {"ddalctl help exit", "exit-status"},
         {"ddalctl rfcard upgrade :/ddal", ":/ddalctl"},
         {"vboard cre", "create"},
