@@ -121,9 +121,9 @@ TEST(DdalctlWithoutBoard, ExplainsTopicsAndSuggestsWords)
         EXPECT_EQ(ddalctl("help " + topic).out.rfind(topic + ": ", 0), 0u) << topic;
     constexpr std::pair<const char *, const char *> kWrong[] = {
         {"help exit-statsu", "did you mean \"exit-status\"?"},
-        {"help sfp sohw", "did you mean \"show\"?"},
+        {"help sfp shoow", "did you mean \"show\"?"},
         {"spf show 1", "did you mean \"sfp\"?"},
-        {"sfp sohw 1", "did you mean \"show\"?"},
+        {"sfp shoow 1", "did you mean \"show\"?"},
     };
     for (const auto &[line, hint] : kWrong) {
         const Finished run = ddalctl(line);
