@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <sys/un.h>
 
@@ -40,20 +41,10 @@ struct Signals {
 
 uint64_t socket_inode(int fd)
 {
-    char link[64] = "/proc/self/fd/";
-    char digits[24];
-    digits[23] = '\0';
-    append(link, sizeof link, format_number(static_cast<unsigned>(fd), digits + 23));
-    char target[64];
-    const long n = syscall(SYS_readlinkat, AT_FDCWD, link, target, sizeof target - 1);
-    if (n < 9)
+    struct statx info;
+    if (syscall(SYS_statx, fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_INO, &info) != 0)
         return 0;
-    target[n] = '\0';
-    uint64_t inode = 0;
-    for (const char *p = target; *p; ++p)
-        if (*p >= '0' && *p <= '9')
-            inode = inode * 10 + static_cast<uint64_t>(*p - '0');
-    return starts_with(target, "socket:") ? inode : 0;
+    return (info.stx_mode & S_IFMT) == S_IFSOCK ? info.stx_ino : 0;
 }
 
 // Another user of the machine may have put a socket in place of the daemon's.
