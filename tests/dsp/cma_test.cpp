@@ -32,7 +32,7 @@ size_t mapped_regions()
 {
     const std::string maps = file_content("/proc/self/maps");
     size_t count = 0;
-    for (size_t at = 0; (at = maps.find("cma\n", at)) != std::string::npos; ++at)
+    for (size_t at = 0; (at = maps.find("!cma\n", at)) != std::string::npos; ++at)
         ++count;
     return count;
 }

@@ -440,14 +440,14 @@ TEST(Multiport, ShowsFromTheShell)
     ctl("multiport count 6 4 7");
     EXPECT_EQ(ddalctl("switch set-ports 1 5,6").status, 0);
     const Json port = ddalctl_json("switch show 1");
-    EXPECT_EQ(port.at("sends-to"), 0x60);
+    EXPECT_EQ(port.at("sends-to"), Json({5, 6}));
     EXPECT_EQ(port.at("state"), "forwarding");
     EXPECT_EQ(port.at("link"), "down");
     const Json ports = ddalctl_json("switch ports").at("ports");
     EXPECT_EQ(ports.size(), 7u);
     EXPECT_EQ(ports.at(6).at("speed"), 1000);
     EXPECT_EQ(ports.at(6).at("rx-packets"), 7);
-    EXPECT_EQ(ports.at(4).at("phy-device"), "2, 3, 4");
+    EXPECT_EQ(ports.at(4).at("phy-devices"), Json({2, 3, 4}));
     EXPECT_EQ(ddalctl_json("switch counters 6").at("rx-octets"), 700);
-    EXPECT_THAT(ddalctl("switch counters 7").err, testing::HasSubstr("numbered from 0 to 6"));
+    EXPECT_THAT(ddalctl("switch counters 7").err, testing::HasSubstr("outside 0 to 6"));
 }
