@@ -23,6 +23,7 @@ namespace {
 constexpr const char *kFolder = "/tmp";
 constexpr const char *kMemory = "/dev/shm";
 constexpr uint64_t kRoom = 256 << 20; // bytes, for logs at their limits and what programs write
+constexpr int kLongestEnd = 2000;     // ms of a daemon whose programs have gone
 constexpr const char *kNameStart = "vboard-";
 constexpr const char *kOwner = ".vboard/owner";
 
@@ -73,6 +74,15 @@ void remove_abandoned(const char *folder)
     }
 }
 
+// The daemon ends after its last program and removes its sockets then; two that remove the same folders stop each
+// other.
+void wait_for_daemon(const fs::path &board)
+{
+    const UniqueFd life{open((board / ".vboard/life").c_str(), O_RDWR | O_CLOEXEC)};
+    for (int i = 0; i < kLongestEnd && life && flock(life.get(), LOCK_EX | LOCK_NB) != 0; ++i)
+        usleep(1000);
+}
+
 } // namespace
 
 BoardDirectory::BoardDirectory(const RunOptions &options) : BoardDirectory()
@@ -96,9 +106,11 @@ BoardDirectory::BoardDirectory(const RunOptions &options) : BoardDirectory()
 
 BoardDirectory::~BoardDirectory()
 {
+    if (!remove_)
+        return;
+    wait_for_daemon(path_);
     std::error_code ignored;
-    if (remove_)
-        fs::remove_all(path_, ignored);
+    fs::remove_all(path_, ignored);
 }
 
 void BoardDirectory::open_existing(const RunOptions &options)
