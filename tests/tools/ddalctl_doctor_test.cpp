@@ -40,7 +40,7 @@ constexpr Defect kDefects[] = {
     {"mbo", "echo 0.13 = 7 >> /flash/config/sysinfo", "/flash/config/sysinfo", "wrong content", "0.13 = 7"},
     {"mbo", "chmod -x /usr/bin/l2u-dtb", "/usr/bin/l2u-dtb", "wrong mode", "lacks x"},
     {"mbo", "ctl fpga set 0 0xffffffff", "/dev/fpga_usr", "wrong content", "all ones"},
-    {"mbo", "echo many > /sys/class/fpga_rf_pwr/fpga_rf_pwr/loop_cnt", "/sys/class/fpga_rf_pwr/fpga_rf_pwr/loop_cnt", "wrong content", "many"},
+    {"mbo", "head -c 60000 /dev/zero | tr '\\0' m > /sys/class/fpga_rf_pwr/fpga_rf_pwr/loop_cnt", "/sys/class/fpga_rf_pwr/fpga_rf_pwr/loop_cnt", "wrong content", "mmm"},
     {"mbo", "rm /dev/cpld-usr; mkdir /dev/cpld-usr", "/dev/cpld-usr", "wrong kind", "is a folder"},
     {"mbo", "rm /dev/fpga_rf2", "/dev/fpga_rf2", "missing", ""},
     {"mbo", "rm /sys/class/fpga_usr/fpga_usr/rp3_alarm", "/sys/class/fpga_usr/fpga_usr/rp3_alarm", "missing", ""},

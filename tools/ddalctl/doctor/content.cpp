@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <regex>
+#include <regex.h>
 #include <sstream>
 
 #include <ddal/unit.h>
@@ -32,9 +32,36 @@ std::string unless(bool right, const std::string &expected, const std::string &b
     return right ? "" : "holds " + (bytes.empty() ? "nothing" : shown(bytes)) + ", not " + expected;
 }
 
+// An extended expression of POSIX: libc's takes texts of any length, std::regex recurses for each character.
+class Expression {
+public:
+    explicit Expression(const char *pattern)
+    {
+        compiled_ = regcomp(&expression_, pattern, REG_EXTENDED | REG_NOSUB) == 0;
+    }
+    ~Expression()
+    {
+        if (compiled_)
+            regfree(&expression_);
+    }
+    Expression(const Expression &) = delete;
+    Expression &operator=(const Expression &) = delete;
+
+    // A text with a NUL does not match.
+    bool is_in(const std::string &text) const
+    {
+        return compiled_ && text.find('\0') == std::string::npos &&
+               regexec(&expression_, text.c_str(), 0, nullptr, 0) == 0;
+    }
+
+private:
+    regex_t expression_{};
+    bool compiled_ = false;
+};
+
 bool matches(const std::string &text, const char *pattern)
 {
-    return std::regex_match(text, std::regex(pattern));
+    return Expression(pattern).is_in(text);
 }
 
 bool is_text(std::string bytes)
@@ -73,9 +100,9 @@ std::string first_other_line(const std::string &bytes, const char *pattern, bool
     std::string line;
     if (skip_first)
         std::getline(in, line);
-    const std::regex wanted(pattern);
+    const Expression wanted(pattern);
     while (std::getline(in, line)) {
-        if (!line.empty() && !std::regex_match(line, wanted))
+        if (!line.empty() && !wanted.is_in(line))
             return line;
     }
     return "";
@@ -104,22 +131,22 @@ std::string regions_flaw(const std::string &bytes)
     const auto lines = std::count(bytes.begin(), bytes.end(), '\n');
     if (lines < 2)
         return "names no region";
-    const std::string other = first_other_line(bytes, "[0-9a-f]+ +[^ ]+ +[0-9a-f]+ +[^ ]+ *", true);
+    const std::string other = first_other_line(bytes, "^[0-9a-f]+ +[^ ]+ +[0-9a-f]+ +[^ ]+ *$", true);
     return unless(other.empty(), "address, name, size and state of a region", other);
 }
 
 std::string items_flaw(const std::string &bytes)
 {
     const std::string other = first_other_line(
-        bytes, "[ \t]*(#.*|[0-9a-fx]+\\.[0-9a-fx]+\\.[0-9a-fx]+[ \t]*=[ \t]*[0-9a-fA-Fx]+[ \t]*(#.*)?)?");
+        bytes, "^[ \t]*(#.*|[0-9a-fx]+\\.[0-9a-fx]+\\.[0-9a-fx]+[ \t]*=[ \t]*[0-9a-fA-Fx]+[ \t]*(#.*)?)?$");
     return unless(other.empty(), "an item and its value", other);
 }
 
 std::string history_flaw(const std::string &bytes)
 {
     const bool there =
-        std::regex_search(bytes, std::regex("(^|\n)password\\s+[^\n]*\\spam_pwhistory\\.so\\s[^\n]*remember=[0-9]"));
-    return there ? "" : "has no line \"password ... pam_pwhistory.so ... remember=N\"";
+        matches(bytes, "(^|\n)password[[:space:]]+[^\n]*[[:space:]]pam_pwhistory\\.so[[:space:]][^\n]*remember=[0-9]");
+    return there ? "" : "lacks the line \"password ... pam_pwhistory.so ... remember=N\"";
 }
 
 } // namespace
@@ -129,9 +156,10 @@ std::string flaw_of(Content content, const std::string &bytes)
     switch (content) {
     case Content::any:
     case Content::version: return "";
-    case Content::decimal: return unless(matches(bytes, "\\s*-?[0-9]+\\s*"), "a decimal number", bytes);
+    case Content::decimal:
+        return unless(matches(bytes, "^[[:space:]]*-?[0-9]+[[:space:]]*$"), "a decimal number", bytes);
     case Content::hexadecimal:
-        return unless(matches(bytes, "\\s*(0x)?[0-9a-fA-F]+\\s*"), "a hexadecimal number", bytes);
+        return unless(matches(bytes, "^[[:space:]]*(0x)?[0-9a-fA-F]+[[:space:]]*$"), "a hexadecimal number", bytes);
     case Content::text: return unless(is_text(bytes), "a text", bytes);
     case Content::cell: return size_flaw(bytes, bytes.size() == kCellSize, "4");
     case Content::cells: return size_flaw(bytes, !bytes.empty() && bytes.size() % kCellSize == 0, "4 for each cell");

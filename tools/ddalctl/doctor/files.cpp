@@ -124,8 +124,9 @@ std::optional<Problem> version_problem(const std::string &path)
 {
     const UniqueFd fd{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     uint32_t version = 0;
-    if (!fd || pread(fd.get(), &version, sizeof version, 0) != sizeof version)
-        return Problem{path, kUnreadable, strerror(errno)};
+    const ssize_t n = fd ? pread(fd.get(), &version, sizeof version, 0) : -1;
+    if (n != sizeof version)
+        return Problem{path, kUnreadable, n < 0 ? strerror(errno) : "its version register delivers less than 4 bytes"};
     if (version != 0 && version != UINT32_MAX)
         return std::nullopt;
     return Problem{path, kWrongContent, "its version register holds all " + std::string(version ? "ones" : "zeros"),
