@@ -39,6 +39,8 @@ extern const size_t kUnsupportedCount;
 // The library under test.
 void *library();
 void *found(const char *name);
+// Loads the library, and names the firmware image of the calls. Prints why it cannot.
+bool use_library(const char *library, const char *image);
 
 #define CALL(name) (reinterpret_cast<decltype(&::name)>(found(#name)))
 

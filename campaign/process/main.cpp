@@ -6,7 +6,6 @@
 // Runs on a virtual board. Each try is a separate process; afterwards the board's files are restored.
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <iostream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -23,9 +22,6 @@
 namespace campaign {
 
 namespace {
-
-void *g_library;
-std::string g_image;
 
 constexpr const char *kNoModel = "exits with 97"; // exit of control()
 
@@ -218,12 +214,8 @@ int main_of(int argc, char **argv)
         else
             return 2;
     }
-    g_image = argc > 2 ? argv[2] : "";
-    g_library = argc > 1 ? dlopen(argv[1], RTLD_NOW) : nullptr;
-    if (!g_library) {
-        std::cerr << "process_campaign: " << dlerror() << "\n";
+    if (argc < 3 || !use_library(argv[1], argv[2]))
         return 2;
-    }
     if (options.only == "unsupported")
         return unsupported();
     const Caller *const caller = caller_of(options.only);
@@ -241,26 +233,6 @@ int main_of(int argc, char **argv)
 }
 
 } // namespace
-
-void *library()
-{
-    return g_library;
-}
-
-void *found(const char *name)
-{
-    void *const symbol = dlsym(g_library, name);
-    if (!symbol) {
-        std::cerr << "process_campaign: " << dlerror() << "\n";
-        _exit(99);
-    }
-    return symbol;
-}
-
-const char *image()
-{
-    return g_image.c_str();
-}
 
 } // namespace campaign
 

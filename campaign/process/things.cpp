@@ -2,6 +2,7 @@
 #include "calls.h"
 
 #include <cstring>
+#include <dlfcn.h>
 #include <semaphore.h>
 #include <sys/stat.h>
 
@@ -9,6 +10,42 @@
 #include "dsp/osal_sections.h"
 
 namespace campaign {
+
+namespace {
+
+void *g_library;
+const char *g_image = "";
+
+} // namespace
+
+void *library()
+{
+    return g_library;
+}
+
+bool use_library(const char *library, const char *image)
+{
+    g_library = dlopen(library, RTLD_NOW);
+    g_image = image;
+    if (!g_library)
+        fprintf(stderr, "campaign: %s\n", dlerror());
+    return g_library;
+}
+
+void *found(const char *name)
+{
+    void *const symbol = dlsym(g_library, name);
+    if (!symbol) {
+        fprintf(stderr, "campaign: %s\n", dlerror());
+        _exit(99);
+    }
+    return symbol;
+}
+
+const char *image()
+{
+    return g_image;
+}
 
 const uint8_t kPassword[32] = {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,
                                0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,

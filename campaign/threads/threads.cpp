@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -29,9 +28,6 @@ constexpr int kThreads = 8;
 constexpr int kRounds = 24;                        // calls of a thread, within the time
 constexpr auto kEnough = std::chrono::seconds(20); // of the board, after which a thread begins no other call
 constexpr int kNeverSucceeded = 67;
-
-void *g_library;
-std::string g_image;
 
 // How the threads may use an operation. Calls of other classes open an object for each thread.
 enum class Use { kOneObject, kOwnObject, kInTurns };
@@ -101,36 +97,12 @@ int main_of(int argc, char **argv)
         fprintf(stderr, "usage: threads_campaign LIBRARY IMAGE OPERATION\n       threads_campaign --list\n");
         return 2;
     }
-    g_library = dlopen(argv[1], RTLD_NOW);
-    if (!g_library) {
-        fprintf(stderr, "threads_campaign: %s\n", dlerror());
+    if (!use_library(argv[1], argv[2]))
         return 2;
-    }
-    g_image = argv[2];
     return call_from_all_threads(*caller);
 }
 
 } // namespace
-
-void *library()
-{
-    return g_library;
-}
-
-void *found(const char *name)
-{
-    void *const symbol = dlsym(g_library, name);
-    if (!symbol) {
-        fprintf(stderr, "threads_campaign: %s\n", dlerror());
-        _exit(99);
-    }
-    return symbol;
-}
-
-const char *image()
-{
-    return g_image.c_str();
-}
 
 Attempt::Attempt(const Condition &condition, Kind kind, Report &report)
     : condition_(condition), kind_(kind), report_(report)
