@@ -131,7 +131,7 @@ class Board:
     def trace(self) -> list[dict[str, Any]]:
         """The calls on devices so far, oldest first: "call", "path", "result" and the other keys of the trace."""
         text = (self.directory / ".vboard/trace.jsonl").read_text()
-        calls = (json.loads(line) for line in text.splitlines())
+        calls = (json.loads(line) for line in text.splitlines(keepends=True) if line.endswith("\n"))  # the last may be half written
         return [call for call in calls if call["call"] != "exec" or call["path"] != self._program]  # this object's commands
 
     @property

@@ -80,7 +80,10 @@ class BoardPerTest:
     def _command(self, item: pytest.Item, folder: str, written: pathlib.Path) -> list[str]:
         config, marker = self._config, item.get_closest_marker("board")
         kind = marker.args[0] if marker and marker.args else config.getoption("--board")
-        speed = marker.kwargs.get("speed", 1) if marker else 1
+        options = dict(marker.kwargs) if marker else {}
+        speed = options.pop("speed", 1)
+        if options:
+            raise pytest.UsageError(f"{item.nodeid}: pytest.mark.board takes a type and speed=N, not {', '.join(options)}")
         command = [self._program, "run", "--type", kind, "--speed", str(speed), "--board", f"{folder}/board", "--", sys.executable, "-m", "pytest",
                    "--board-reports", str(written), "-q", "-p", "no:cacheprovider", "--rootdir", str(config.rootpath), "--tb",
                    config.getoption("tbstyle"), "--capture", config.getoption("capture")]
