@@ -9,8 +9,8 @@ import sys
 
 # The preload library stands in front of checked libc calls. The client library of the switch makes none that has a length.
 EXEMPT = {
-    "libvboard.so": {"has no stack protector", "calls no length-checked libc function"},
-    "libvboard-switch.so": {"calls no length-checked libc function"},
+    "libvboard.so": {"lacks a stack protector", "lacks length-checked libc calls"},
+    "libvboard-switch.so": {"lacks length-checked libc calls"},
 }
 LEAST_MARKED = 0.9  # of the exported functions; the rest are libc's start files
 LEAST_MARKS = 20  # in a program, which exports nothing
@@ -35,15 +35,15 @@ def faults_of(path):
     symbols = readelf("--dyn-syms", path)
     stack = re.search(r"GNU_STACK.*", segments)
     rules = {
-        "has no read-only relocations": "GNU_RELRO" in segments,
+        "lacks read-only relocations": "GNU_RELRO" in segments,
         "does not bind at once": re.search(r"BIND_NOW|FLAGS_1.*NOW", dynamic),
         "lies at a fixed address": re.search(r"Type: *DYN", header),
         "has an executable stack": stack and "E" not in stack.group(0).split()[-2],
         "has relocations in its text": "TEXTREL" not in dynamic,
         "carries a search path": not re.search(r"\((RPATH|RUNPATH)\)", dynamic),
-        "has no stack protector": "__stack_chk_fail" in symbols,
+        "lacks a stack protector": "__stack_chk_fail" in symbols,
         # Two are always present, in the stand-ins.
-        "calls no length-checked libc function": re.search(r"UND __(?!vfprintf|vsyslog)\w+_chk\b", symbols),
+        "lacks length-checked libc calls": re.search(r"UND __(?!vfprintf|vsyslog)\w+_chk\b", symbols),
     }
     if "X86-64" in header:
         rules["does not keep a shadow stack"] = re.search(r"x86 feature:.*SHSTK", readelf("--notes", path))

@@ -209,7 +209,7 @@ TEST(DdalctlNetwork, NamesTheNextStep)
         {"phy set 3 negotiated-role master", 2, "can only be read"},
         {"phy read 1 0", 1, "log"},
         {"phy", 2, "one of list, show"},
-        {"phy nosuch", 2, "has no command \"nosuch\""},
+        {"phy nosuch", 2, "does not know the command \"nosuch\""},
         {"switch create-svlan 21", 2, "1 to 20"},
         {"phy read 3 0 --page 1", 2, "MBO board"},
         {"switch weights 20 1,2", 2, "2 weights for 8 queues"},

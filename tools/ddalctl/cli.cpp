@@ -139,8 +139,9 @@ WrongUse refusal(const CLI::ParseError &error, int argc, char **argv)
         verbs += (verbs.empty() ? "" : ", ") + std::string(command.verb);
         names.emplace_back(command.verb);
     }
-    const std::string what = verb.empty() ? " requires a command"
-                                          : " has no command \"" + verb + "\"" + command_line::suggestion(verb, names);
+    const std::string what =
+        verb.empty() ? " requires a command"
+                     : " does not know the command \"" + verb + "\"" + command_line::suggestion(verb, names);
     return WrongUse(family->name + what + "; give one of " + verbs + help + " --help");
 }
 

@@ -30,7 +30,7 @@ struct Collected {
     std::string operation DDAL_GUARDED_BY(mutex);
     std::vector<Line> lines DDAL_GUARDED_BY(mutex);
     bool is_shown DDAL_GUARDED_BY(mutex) = false;
-    bool continues DDAL_GUARDED_BY(mutex) = false; // the last line has no end yet
+    bool continues DDAL_GUARDED_BY(mutex) = false; // the last line is not complete
     decltype(&ddal_ext_last_failure) last_failure = nullptr;
 };
 

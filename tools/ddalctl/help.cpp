@@ -136,7 +136,7 @@ std::string text_of(const Family &family, const std::string &verb)
             text += (text.empty() ? "" : "\n") + text_of(family, command);
     }
     if (text.empty())
-        throw WrongUse(std::string("COMMAND: ") + family.name + " has no command \"" + verb + "\"" +
+        throw WrongUse(std::string("COMMAND: ") + family.name + " does not know the command \"" + verb + "\"" +
                        command_line::suggestion(verb, verbs));
     return verb.empty() ? std::string(family.name) + ": " + family.summary + "\n\n" + text : text;
 }

@@ -190,7 +190,7 @@ void restart(const Arguments &arguments, Report &)
 uint32_t page_of(const Arguments &arguments)
 {
     if (arguments.given("--page") && DDAL(ddal_unit_get_board)() == DDAL_BOARD_TYPE_MBO)
-        throw WrongUse("--page: the MBO board has no page but the one that the PHY has selected");
+        throw WrongUse("--page: the MBO board reads only the page that the PHY has selected");
     return arguments.number_or("--page", DDAL_PHY_PAGE_STANDARD);
 }
 

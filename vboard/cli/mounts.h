@@ -14,7 +14,7 @@ using ddal::core::UniqueFd;
 // Throws FenceError, with errno's text, for a negative result.
 void check(long result, const std::string &what);
 
-// Copies what a path shows, with all mounts below it. The copy has no place yet. Invalid without that path.
+// Copies what a path shows, with all mounts below it. `put` shows the copy. Invalid if the path does not exist.
 UniqueFd copy_of(const std::string &path);
 
 // Shows a copy at a path.

@@ -8,7 +8,7 @@ namespace vboard {
 // The commands of `vboard ctl fault`, for a Board.
 ControlTable fault_commands();
 
-// The calls and the options of a rule.
+// The calls that a rule can name, and its options.
 Words fault_calls();
 inline constexpr const char *kFaultOptions[] = {"nth", "count", "errno", "short", "delay", "pid"};
 
