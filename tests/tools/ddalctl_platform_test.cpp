@@ -68,7 +68,8 @@ TEST(DdalctlSfp, DrawsPowerAndTemperatureOverTime)
     const std::string svg = std::string(mkdtemp(folder)) + "/watch.svg";
     const Finished lines = ddalctl("sfp watch 1 --plot --svg " + svg + " --count 6 --interval 10");
     EXPECT_EQ(lines.status, 0) << lines.err;
-    EXPECT_EQ(std::count(lines.out.begin(), lines.out.end(), '\n'), 6) << "rows are lines where the output is not a terminal";
+    EXPECT_EQ(std::count(lines.out.begin(), lines.out.end(), '\n'), 6)
+        << "rows are lines where the output is not a terminal";
     std::ifstream file(svg);
     const std::string picture{std::istreambuf_iterator<char>(file), {}};
     for (const char *part : {"<svg xmlns=", "optical power (dBm)", "temperature (\u00b0C)", "time (s)",
